@@ -1,0 +1,183 @@
+#include "base/input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/freeform.h"
+
+namespace kve {
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+
+enum : unsigned char { kItemCharacter = 0, kSeparator = 1, kItemEnd = 2 };
+
+// What ends an item; all but "/" may also stand in front of one.
+constexpr std::array<unsigned char, 256> kCharacterKind = [] {
+    std::array<unsigned char, 256> kind{};
+    for (unsigned char c : {' ', '\t', '\r', '\n', ','}) kind[c] = kSeparator;
+    kind[static_cast<unsigned char>('/')] = kItemEnd;
+    return kind;
+}();
+
+inline unsigned char kind_of(char c) { return kCharacterKind[static_cast<unsigned char>(c)]; }
+
+}  // namespace
+
+int ByteInput::open(const std::string& path) {
+    close();
+    int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return errno;
+    struct stat about;
+    int status = ::fstat(descriptor, &about) != 0 ? errno : S_ISDIR(about.st_mode) ? EISDIR : 0;
+    if (status == 0) status = attach(descriptor);
+    if (status != 0) ::close(descriptor);
+    owned_ = status == 0;
+    return status;
+}
+
+int ByteInput::attach(int descriptor) {
+    close();
+    buffer_ = static_cast<char*>(std::malloc(kBufferBytes + 1));
+    if (buffer_ == nullptr) return ENOMEM;
+    descriptor_ = descriptor;
+    buffer_[0] = '\n';
+    at_ = end_ = buffer_;
+    at_end_of_file_ = false;
+    error_ = 0;
+    return 0;
+}
+
+int ByteInput::rewind() {
+    if (::lseek(descriptor_, 0, SEEK_SET) < 0) return errno;
+    buffer_[0] = '\n';
+    at_ = end_ = buffer_;
+    at_end_of_file_ = false;
+    error_ = 0;
+    return 0;
+}
+
+void ByteInput::close() {
+    if (owned_) ::close(descriptor_);
+    std::free(buffer_);
+    buffer_ = nullptr;
+    descriptor_ = -1;
+    owned_ = false;
+}
+
+bool ByteInput::fill() {
+    if (at_end_of_file_ || error_ != 0) return false;
+    std::size_t held = static_cast<std::size_t>(end_ - at_);
+    if (held == kBufferBytes) return false;
+    std::memmove(buffer_, at_, held);
+    ssize_t got;
+    do {
+        got = ::read(descriptor_, buffer_ + held, kBufferBytes - held);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) error_ = errno;
+    if (got == 0) at_end_of_file_ = true;
+    at_ = buffer_;
+    end_ = buffer_ + held + (got > 0 ? got : 0);
+    buffer_[end_ - buffer_] = '\n';
+    return got > 0;
+}
+
+TextInput::Line TextInput::read_line(std::string_view& line, std::size_t longest) {
+    long_line_.clear();
+    bool in_pieces = false;
+    for (;;) {
+        std::size_t held = static_cast<std::size_t>(end_ - at_);
+        auto* stop = static_cast<const char*>(std::memchr(at_, '\n', held));
+        if (stop != nullptr && !in_pieces) {
+            line = std::string_view(at_, static_cast<std::size_t>(stop - at_)).substr(0, longest);
+            at_ = stop + 1;
+            return Line::ok;
+        }
+        if (stop == nullptr && held < kBufferBytes && fill()) continue;
+        // The end of the file, or a line longer than the buffer: collect it piece by piece.
+        std::size_t piece = stop != nullptr ? static_cast<std::size_t>(stop - at_) : held;
+        if (long_line_.size() < longest)
+            long_line_.append(at_, std::min(piece, longest - long_line_.size()));
+        at_ += piece;
+        in_pieces = in_pieces || piece > 0;
+        if (stop != nullptr) ++at_;
+        if (stop == nullptr && at_ == end_ && fill()) continue;
+        if (error() != 0) return Line::failed;
+        if (stop == nullptr && !in_pieces) return Line::end;
+        line = long_line_;
+        return Line::ok;
+    }
+}
+
+void TextInput::skip_line() {
+    for (;;) {
+        auto* stop =
+            static_cast<const char*>(std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_)));
+        if (stop != nullptr) {
+            at_ = stop + 1;
+            return;
+        }
+        at_ = end_;
+        if (!fill()) return;
+    }
+}
+
+// To the first character of the next item or to what cannot begin one. False at the end.
+bool TextInput::skip_to_item() {
+    for (;;) {
+        while (kind_of(*at_) == kSeparator && at_ < end_) {
+            if (*at_ == ',') {
+                if (!after_item_) return true;
+                after_item_ = false;
+            }
+            ++at_;
+        }
+        if (at_ < end_) return true;
+        if (!fill()) return false;
+    }
+}
+
+template <class Value>
+TextInput::Number TextInput::read_any(Value& value) {
+    if (!skip_to_item()) return error() != 0 ? Number::bad : Number::end;
+    for (;;) {
+        auto [stop, code] = std::from_chars(at_, end_, value);
+        if (stop != end_ && code == std::errc() && kind_of(*stop) != kItemCharacter) [[likely]] {
+            at_ = stop;
+            after_item_ = true;
+            return Number::ok;
+        }
+        // The item may go on behind the buffer's end.
+        if (stop != end_ || !fill()) return read_odd_number(value);
+    }
+}
+
+// Numbers that from_chars does not take as they stand: a leading "+", a D exponent, a real beyond
+// the range, the last item of a file without a line end. Everything else is bad.
+template <class Value>
+TextInput::Number TextInput::read_odd_number(Value& value) {
+    const char* stop;
+    for (;;) {
+        stop = at_;
+        while (kind_of(*stop) == kItemCharacter) ++stop;
+        if (stop != end_ || !fill()) break;
+    }
+    std::string_view item(at_, static_cast<std::size_t>(stop - at_));
+    if (error() != 0 || !parse_number(item, value)) return Number::bad;
+    at_ = stop;
+    after_item_ = true;
+    return Number::ok;
+}
+
+TextInput::Number TextInput::read_number(int64_t& value) { return read_any(value); }
+TextInput::Number TextInput::read_number(double& value) { return read_any(value); }
+
+}  // namespace kve

@@ -1,0 +1,82 @@
+// Input files behind one buffer: as bytes, as lines of text, or as free-form numbers across lines.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kve {
+
+// A file read front to back through one buffer. The byte behind the last one held is always a
+// line end, so that scanners need not test for the end of the buffer at each character.
+class ByteInput {
+ public:
+    constexpr ByteInput() = default;
+    ByteInput(const ByteInput&) = delete;
+    ByteInput& operator=(const ByteInput&) = delete;
+    ~ByteInput() { close(); }
+
+    // Opens a file for reading. 0, or the system's error number; a folder gives EISDIR.
+    [[nodiscard]] int open(const std::string& path);
+    // Reads from a descriptor that the caller keeps open, such as standard input.
+    [[nodiscard]] int attach(int descriptor);
+    [[nodiscard]] int rewind();
+    void close();
+    bool is_open() const { return descriptor_ >= 0; }
+
+    // The system's error number of a failed read, 0 while all is well.
+    int error() const { return error_; }
+
+ protected:
+    // Moves what is not yet consumed to the front and reads behind it. False when nothing came:
+    // end of file, a read error, or a buffer that is full of one unconsumed piece.
+    bool fill();
+    bool exhausted() const { return at_end_of_file_; }
+
+    const char* at_ = nullptr;   // next byte to consume
+    const char* end_ = nullptr;  // behind the last byte held; *end_ is '\n'
+
+ private:
+    char* buffer_ = nullptr;
+    int descriptor_ = -1;
+    bool owned_ = false;
+    bool at_end_of_file_ = false;
+    int error_ = 0;
+};
+
+class TextInput : public ByteInput {
+ public:
+    enum class Line { ok, end, failed };
+
+    // The next line without its line end (a carriage return stays); valid until the next call.
+    // Of a longer line the first `longest` characters are kept and the rest is lost. A last line
+    // without a line end is a line.
+    [[nodiscard]] Line read_line(std::string_view& line, std::size_t longest);
+
+    enum class Number { ok, end, bad };
+
+    // The next number of a record, across lines. Blank, comma, tab, carriage return and line end
+    // separate; an item left empty between two commas, "/", a repeat count and a text that is no
+    // number are bad. `end` means that the file ended before the item. A real beyond the range of
+    // a double is infinite; "nan" is a number.
+    [[nodiscard]] Number read_number(int64_t& value);
+    [[nodiscard]] Number read_number(double& value);
+
+    // Before the first number of a record, and behind its last: the rest of the line is skipped.
+    void begin_record() { after_item_ = false; }
+    void skip_line();
+
+ private:
+    bool skip_to_item();
+    template <class Value>
+    Number read_any(Value& value);
+    template <class Value>
+    Number read_odd_number(Value& value);
+
+    std::string long_line_;    // a line that does not stand in the buffer as one piece
+    bool after_item_ = false;  // one comma may follow
+};
+
+}  // namespace kve

@@ -1,0 +1,121 @@
+#include "base/records.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace kve {
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+
+}  // namespace
+
+int RecordOutput::open(const std::string& path) {
+    static_cast<void>(close());
+    path_ = path;
+    error_ = 0;
+    descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (descriptor_ < 0) return errno;
+    buffer_ = static_cast<char*>(std::malloc(kBufferBytes));
+    if (buffer_ == nullptr) return error_ = ENOMEM;
+    return 0;
+}
+
+void RecordOutput::write_out() {
+    const char* from = buffer_;
+    std::size_t left = held_;
+    held_ = 0;
+    while (left > 0 && error_ == 0) {
+        ssize_t done = ::write(descriptor_, from, left);
+        if (done < 0 && errno != EINTR) error_ = errno;
+        if (done <= 0) continue;
+        from += done;
+        left -= static_cast<std::size_t>(done);
+    }
+}
+
+int RecordOutput::flush() {
+    if (descriptor_ >= 0) write_out();
+    return error_;
+}
+
+int RecordOutput::close() {
+    if (descriptor_ < 0) return error_;
+    write_out();
+    if (::close(descriptor_) != 0 && error_ == 0) error_ = errno;
+    descriptor_ = -1;
+    std::free(buffer_);
+    buffer_ = nullptr;
+    return error_;
+}
+
+void RecordOutput::put(const void* bytes, std::size_t count) {
+    if (error_ != 0) return;
+    auto* from = static_cast<const char*>(bytes);
+    while (count > kBufferBytes - held_) {
+        std::size_t part = kBufferBytes - held_;
+        std::memcpy(buffer_ + held_, from, part);
+        held_ += part;
+        from += part;
+        count -= part;
+        write_out();
+    }
+    std::memcpy(buffer_ + held_, from, count);
+    held_ += count;
+}
+
+void RecordOutput::begin_record(std::size_t bytes) {
+    // A longer record cannot be framed by its 4-byte length.
+    if (bytes > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) error_ = EFBIG;
+    length_ = static_cast<int32_t>(bytes);
+    put(&length_, sizeof length_);
+}
+
+void RecordOutput::end_record() { put(&length_, sizeof length_); }
+
+bool RecordInput::get(void* to, std::size_t count) {
+    auto* into = static_cast<char*>(to);
+    while (count > 0) {
+        std::size_t held = static_cast<std::size_t>(end_ - at_);
+        if (held == 0) {
+            if (!fill()) return false;
+            continue;
+        }
+        std::size_t part = count < held ? count : held;
+        std::memcpy(into, at_, part);
+        at_ += part;
+        into += part;
+        count -= part;
+    }
+    return true;
+}
+
+bool RecordInput::skip(std::size_t count) {
+    while (count > 0) {
+        std::size_t held = static_cast<std::size_t>(end_ - at_);
+        if (held == 0) {
+            if (!fill()) return false;
+            continue;
+        }
+        std::size_t part = count < held ? count : held;
+        at_ += part;
+        count -= part;
+    }
+    return true;
+}
+
+RecordInput::Record RecordInput::read_record(std::span<int32_t> first, std::span<float> second) {
+    if (at_ == end_ && !fill()) return error() != 0 ? Record::bad : Record::end;
+    int32_t length, trailer;
+    if (!get(&length, sizeof length)) return Record::bad;
+    std::size_t wanted = first.size_bytes() + second.size_bytes();
+    if (length < 0 || static_cast<std::size_t>(length) < wanted) return Record::bad;
+    bool whole = get(first.data(), first.size_bytes()) && get(second.data(), second.size_bytes()) &&
+                 skip(static_cast<std::size_t>(length) - wanted) && get(&trailer, sizeof trailer);
+    return whole && trailer == length ? Record::ok : Record::bad;
+}
+
+}  // namespace kve

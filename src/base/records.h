@@ -1,0 +1,114 @@
+// Framed binary records: each is preceded and followed by its length in 4 bytes, in the byte order
+// of the machine.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <string>
+
+#include "base/arrays.h"
+#include "base/input.h"
+#include "base/text.h"
+
+namespace kve {
+
+// A file of framed records under way. A failed write is kept: later writes do nothing and error()
+// tells. write_record below is the way to use it.
+class RecordOutput {
+ public:
+    constexpr RecordOutput() = default;
+    RecordOutput(const RecordOutput&) = delete;
+    RecordOutput& operator=(const RecordOutput&) = delete;
+    ~RecordOutput() { static_cast<void>(close()); }
+
+    // Creates or empties the file. 0 or the system's error number.
+    [[nodiscard]] int open(const std::string& path);
+    // To the system. 0 or the number of the first error met so far.
+    [[nodiscard]] int flush();
+    [[nodiscard]] int close();
+    bool is_open() const { return descriptor_ >= 0; }
+    int error() const { return error_; }
+    const std::string& path() const { return path_; }
+
+    void begin_record(std::size_t bytes);
+    void put(const void* bytes, std::size_t count);
+    void end_record();
+
+ private:
+    void write_out();
+
+    std::string path_;
+    char* buffer_ = nullptr;
+    std::size_t held_ = 0;
+    int descriptor_ = -1;
+    int error_ = 0;
+    int32_t length_ = 0;
+};
+
+namespace record_items {
+
+template <class T>
+struct is_text : std::false_type {};
+template <int N>
+struct is_text<Text<N>> : std::true_type {};
+
+// The types that the files hold. A plain bool or a 64-bit size does not compile by mistake.
+template <class T>
+concept Field = std::same_as<T, int8_t> || std::same_as<T, int32_t> || std::same_as<T, int64_t> ||
+    std::same_as<T, float> || std::same_as<T, double> || std::same_as<T, logical4> ||
+    is_text<T>::value;
+
+template <Field T>
+std::size_t bytes_of(const T&) {
+    return sizeof(T);
+}
+template <Field T>
+void put_item(RecordOutput& to, const T& item) {
+    to.put(&item, sizeof item);
+}
+
+// Whole arrays: anything with data() and size().
+template <class A>
+concept FieldArray = requires(const A& array) {
+    requires Field<std::remove_cvref_t<decltype(*array.data())>>;
+    array.size();
+};
+template <FieldArray A>
+std::size_t bytes_of(const A& array) {
+    return static_cast<std::size_t>(array.size()) * sizeof(*array.data());
+}
+template <FieldArray A>
+void put_item(RecordOutput& to, const A& array) {
+    if (array.size() > 0) to.put(array.data(), bytes_of(array));
+}
+
+}  // namespace record_items
+
+// One record of the given scalars, texts and whole arrays, in that order, without padding.
+template <class... Items>
+void write_record(RecordOutput& to, const Items&... items) {
+    to.begin_record((record_items::bytes_of(items) + ... + std::size_t{0}));
+    (record_items::put_item(to, items), ...);
+    to.end_record();
+}
+
+class RecordInput : public ByteInput {
+ public:
+    enum class Record { ok, end, bad };
+
+    // The next record: its first words into `first` and then `second`; what stands behind them in
+    // the record is skipped. Bad: shorter than asked for, lengths that differ, a file that ends
+    // inside the record.
+    [[nodiscard]] Record read_record(std::span<int32_t> first, std::span<float> second);
+
+ private:
+    bool get(void* to, std::size_t count);
+    bool skip(std::size_t count);
+};
+
+}  // namespace kve

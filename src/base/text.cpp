@@ -1,0 +1,23 @@
+#include "base/text.h"
+
+namespace kve {
+
+std::string_view right_trimmed(std::string_view text) {
+    while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+std::string_view left_adjusted(std::string_view text) {
+    while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
+    return text;
+}
+
+std::string_view cut_word(std::string_view& rest) {
+    std::size_t end = 0;
+    while (end < rest.size() && !is_blank(rest[end])) ++end;
+    std::string_view word = rest.substr(0, end);
+    rest = left_adjusted(rest.substr(end));
+    return word;
+}
+
+}  // namespace kve

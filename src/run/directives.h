@@ -1,0 +1,144 @@
+// What the directive file says, as the rest of the program reads it.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/arrays.h"
+#include "base/state.h"
+#include "base/text.h"
+
+namespace kve {
+
+enum DataFormat : int32_t { kNoFormat = 0, kAscii = 1, kBinary = 2 };
+
+enum class Structure : int32_t {  // order of the catalogue; PED = 1
+    none = 0,
+    PED,
+    GROUP,
+    ABS_QTL,
+    DOM,
+    COR,
+    PGMIX,
+    GREL,
+};
+
+// One $VAR_STR specification.
+struct VAR_STR_SPEC {
+    int32_t factor = 0;  // random factor number
+    int32_t method = 0;  // inverse method, PED and PGMIX
+    int32_t format = kNoFormat;
+    int32_t integer_input = 0;  // GROUP: integer column; DOM, ABS_QTL: the number on the line
+    bool ram = false;           // RAM given
+    bool r = false;             // R given, method 6
+    bool g_adjust = false;      // G-ADJUST given, PGMIX
+    bool has_prefix = false;    // file 1 carries the submission directory already
+    double r_value = 0.0;
+    double weight = 0.0;  // PGMIX, behind the third file name
+    Structure structure = Structure::none;
+    Text<10> type;  // its name, as on the line
+    FileName file[3];
+};
+
+// One $CENS specification. Columns of the data record: `censoring_code` of the integers,
+// `upper_limit` of the reals (0 without INT_MAX).
+struct CENS_NODE {
+    int32_t trait = 0;
+    int32_t censoring_code = 0;
+    int32_t upper_limit = 0;
+    bool has_upper_limit = false;
+};
+
+// One $GLMM specification.
+struct GLMM_NODE {
+    int32_t trait = 0;
+    int32_t offset_column = 0;  // 0 none
+    float corr_fact = 0.5F;     // CF=
+    Text<256> varf;
+    Text<256> link;
+};
+
+// One $CURE specification: real columns of the sequence trait and its mixture trait, integer
+// columns of subject and sequence number.
+struct CURE_SPEC {
+    int32_t trait_column = 0;
+    int32_t mixture_column = 0;
+    int32_t subject = 0;
+    int32_t sequence = 0;
+};
+inline constexpr int kMostCureSpecs = 31;
+
+// A section that is inline text, written to a file of ours, or a file of the user's.
+struct SectionFile {
+    FileName name;  // blank when the keyword is absent
+    bool from_user = false;
+};
+
+// $TD_PTD
+struct TrendRequest {
+    bool asked = false;
+    int32_t factor = 0;
+    Text<4> model_type;
+    int32_t option_1 = 0;
+    int32_t option_2 = 0;
+};
+
+struct Directives {
+    // $ANALYSE
+    int32_t ITASK = 0;
+    int32_t IMETHOD = 0;  // the statistics report may change it to EM
+    int32_t ISCALE = 0;
+    int32_t ITEST = 0;  // test print level
+
+    // $DATA, $VARIABLE
+    int32_t data_format = kNoFormat;
+    int32_t NI = 0;      // integer columns of a data record
+    int32_t NR = 0;      // real columns
+    float RMISS = 0.0F;  // a real at or below it is missing
+    int32_t n_data_files = 0;
+    FileName data_file[2];
+    Vec<Name, 0> NAME_I;     // 0..NI, NAME_I(0) is "Mu"
+    Vec<Name> NAME_R;        // 1..NR
+    Vec<int8_t> IS_MIXTURE;  // 1..NR, not 0 for a mixture variable
+    bool names_from_user = false;
+
+    SectionFile model, prior, oldsol, finfo;
+    SectionFile kve4, kve5, kveai, kvemgp, kvegs;
+    FileName reduce_file;  // blank without $REDUCE
+    FileName cvrest_file;  // blank without $VAR_REST
+
+    std::vector<VAR_STR_SPEC> var_str;
+    std::vector<CENS_NODE> cens;  // ascending by trait
+    std::vector<GLMM_NODE> glmm;  // ascending by trait
+    std::vector<CURE_SPEC> cure;
+
+    int32_t residual_format = kNoFormat;  // $RESIDUALS; none: not asked for
+    TrendRequest td_ptd;
+    int32_t glmm_iterations = 0;  // $GLMM_PRED; 0 not given
+    double glmm_criterion = 0.0;
+    bool sol_cov_asked = false;  // $SOL_COV
+    int32_t n_sol_cov = 0;       // -1: no numbers were given
+    Vec<int32_t> sol_cov;        // equation numbers
+
+    Text<1024> ST_DIR;  // the submission directory; set by stage `find_place`
+};
+
+namespace state {
+
+// Written by the directive reader (ST_DIR: the stage before it; IMETHOD and the GLMM limits: the
+// model report and the statistics); read by all stages.
+inline constinit Directives DIRECTIVES;
+
+}  // namespace state
+
+// Name of an integer column (0..NI) or real column (1..NR); blank outside the table.
+inline Name integer_name(int64_t column) {
+    const Directives& d = state::DIRECTIVES;
+    return column >= 0 && column < d.NAME_I.size() ? d.NAME_I(column) : Name();
+}
+inline Name real_name(int64_t column) {
+    const Directives& d = state::DIRECTIVES;
+    return column >= 1 && column <= d.NAME_R.size() ? d.NAME_R(column) : Name();
+}
+
+}  // namespace kve

@@ -1,0 +1,56 @@
+// The listing: everything that the user reads goes to standard output through here, in pages of 78
+// lines. Printing and counting stay apart, since several reports count more or fewer lines than
+// they print. Also the log KVE_LOG, which holds what was understood of the model section and is
+// shown when a run stops.
+//
+// An integer behind a text is printed "%12d", a real "%16.7g", unless a report says otherwise.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "base/state.h"
+#include "base/text.h"
+
+namespace kve {
+
+namespace state {
+
+// Set once by start_listing, read by the page head, the last line of the run and MODINF.
+inline constinit Text<8> PROGRAM_ID;
+inline constinit Text<19> RUN_DATE;  // local time, "year-mm-dd hh:mm:ss"
+
+// Lines printed on the page so far; 0 before the first page head. Written here alone.
+inline constinit int32_t LINES_ON_PAGE = 0;
+
+}  // namespace state
+
+inline constexpr int kLinesOnPage = 78;
+
+// Takes the date and time of the run and prints the first page head.
+void start_listing();
+
+[[gnu::format(printf, 1, 2)]] void say(const char* format, ...);  // one line
+void blank(int lines = 1);
+void count_lines(int lines);
+
+// Prints the page head and sets the count to 2.
+void page_header();
+// A new page when `lines` more would fill this one, or when more than `limit` lines stand on it.
+void page_if(int lines);
+void page_above(int limit);
+
+// To the system. 0, or the error number when the listing cannot be written.
+[[nodiscard]] int flush_listing();
+
+// KVE_LOG. Opening creates or empties it; 0 or the system's error number.
+[[nodiscard]] int open_log();
+[[gnu::format(printf, 1, 2)]] void log_say(const char* format, ...);  // one line
+void log_blank();
+[[nodiscard]] int flush_log();
+// Copies the log to the listing, each line cut to 98 characters, and closes it. False when this
+// run has not opened it.
+bool log_is_open();
+void copy_log_to_listing();
+
+}  // namespace kve

@@ -1,0 +1,83 @@
+#include "run/stop.h"
+
+#include <cstdlib>
+
+#include "run/listing.h"
+#include "run/units.h"
+
+namespace kve {
+namespace {
+
+[[noreturn]] void leave_with_error() {
+    std::string failed = flush_units();
+    if (!failed.empty()) say("ERROR - writing the file %s failed", failed.c_str());
+    static_cast<void>(flush_log());
+    static_cast<void>(flush_listing());
+    std::_Exit(kErrorStatus);
+}
+
+}  // namespace
+
+void stop_run(const char* last_line) {
+    say("%s", last_line);
+    leave_with_error();
+}
+
+void terminate_run() {
+    blank();
+    say("Program terminates");
+    blank();
+    if (log_is_open()) {
+        page_header();
+        blank();
+        say("ERROR(S) found in model directives / prior (co)variance");
+        blank(2);
+        say("A listing of information in the directive file follows.");
+        blank();
+        say("------------------------------------------------------------- ");
+        copy_log_to_listing();
+        blank();
+        say("Program terminated");
+    }
+    leave_with_error();
+}
+
+void end_run() {
+    std::string failed = flush_units();
+    if (!failed.empty()) stop_not_written(failed);
+    if (flush_log() != 0) stop_not_written("KVE_LOG");
+    blank(3);
+    say(" END OF %.*s", KVE_SV(state::PROGRAM_ID.padded()));
+    std::_Exit(flush_listing() == 0 ? 0 : kErrorStatus);
+}
+
+void alloc_error(std::string_view routine, std::string_view array, int64_t elements, int status) {
+    say("ERROR");
+    blank();
+    say("Trying to allocate                    : %.*s", KVE_SV(array));
+    say("With elements                         : %lld", static_cast<long long>(elements));
+    say("Retur status from allocate            : %d", status);
+    say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
+    terminate_run();
+}
+
+void dealloc_error(std::string_view routine, std::string_view array, int status) {
+    say("ERROR");
+    blank();
+    say("Trying to deallocate                  : %.*s", KVE_SV(array));
+    say("Retur status from deallocate          : %d", status);
+    say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
+    terminate_run();
+}
+
+void stop_unreadable(std::string_view where, std::string_view expected, std::string_view text) {
+    say("ERROR - %.*s: cannot read %.*s from: %.*s", KVE_SV(where), KVE_SV(expected), KVE_SV(text));
+    stop_run();
+}
+
+void stop_not_written(std::string_view file) {
+    say("ERROR - writing the file %.*s failed", KVE_SV(file));
+    stop_run();
+}
+
+}  // namespace kve

@@ -1,0 +1,40 @@
+// The ways out. Every stop caused by an error leaves with status 16 through one place that brings
+// all that was written so far to disk.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace kve {
+
+inline constexpr int kErrorStatus = 16;
+
+// The direct stop: the caller has printed its words, this prints the last line.
+[[noreturn]] void stop_run(const char* last_line = "Program terminates");
+
+// The orderly stop once the model is known: shows KVE_LOG, when this run has written one.
+[[noreturn]] void terminate_run();
+
+// The normal end: flushes everything. Status 0, or 16 when an output could not be written.
+[[noreturn]] void end_run();
+
+// An allocation of `elements` elements for `array`, asked for by `routine`, failed with `status`.
+[[noreturn]] void alloc_error(std::string_view routine, std::string_view array, int64_t elements,
+                              int status);
+[[noreturn]] void dealloc_error(std::string_view routine, std::string_view array, int status);
+
+// Goes on when `status` is 0.
+inline void check_allocated(int status, std::string_view routine, std::string_view array,
+                            int64_t elements) {
+    if (status != 0) alloc_error(routine, array, elements, status);
+}
+
+// A text that should be a number and is none, where the place has no words of its own.
+// `where` is the keyword or file, `expected` what was to be read.
+[[noreturn]] void stop_unreadable(std::string_view where, std::string_view expected,
+                                  std::string_view text);
+
+// An output file that could not be written whole.
+[[noreturn]] void stop_not_written(std::string_view file);
+
+}  // namespace kve

@@ -1,0 +1,58 @@
+#include "run/units.h"
+
+#include <cerrno>
+#include <cstdarg>
+
+namespace kve {
+
+WRITES(UNITS);
+
+int TextOutput::open(const std::string& path) {
+    static_cast<void>(close());
+    path_ = path;
+    error_ = 0;
+    file_ = std::fopen(path.c_str(), "w");
+    return file_ != nullptr ? 0 : errno;
+}
+
+void TextOutput::print(const char* format, ...) {
+    if (file_ == nullptr) return;
+    std::va_list items;
+    va_start(items, format);
+    if (std::vfprintf(file_, format, items) < 0) error_ = errno;
+    va_end(items);
+    std::fputc('\n', file_);
+}
+
+void TextOutput::print_line(std::string_view line) {
+    if (file_ == nullptr) return;
+    std::fwrite(line.data(), 1, line.size(), file_);
+    std::fputc('\n', file_);
+}
+
+int TextOutput::flush() {
+    if (file_ == nullptr) return error_;
+    if (std::fflush(file_) != 0 && error_ == 0) error_ = errno;
+    if (std::ferror(file_) && error_ == 0) error_ = EIO;
+    return error_;
+}
+
+int TextOutput::close() {
+    if (file_ == nullptr) return error_;
+    int status = flush();
+    if (std::fclose(file_) != 0 && status == 0) status = error_ = errno;
+    file_ = nullptr;
+    return status;
+}
+
+std::string flush_units() {
+    std::string failed;
+    for (TextOutput* unit : {&UNITS.unit_10, &UNITS.unit_11})
+        if (unit->flush() != 0) failed = unit->path();
+    for (RecordOutput* unit : {&UNITS.unit_50, &UNITS.unit_51, &UNITS.unit_53, &UNITS.unit_54,
+                               &UNITS.unit_58, &UNITS.unit_59})
+        if (unit->flush() != 0) failed = unit->path();
+    return failed;
+}
+
+}  // namespace kve

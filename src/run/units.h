@@ -1,0 +1,64 @@
+// The files of a run, by the package's unit numbers. Stage `open_files` opens them; the stages that
+// own them read, write and close them; every stop flushes the output units.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "base/input.h"
+#include "base/records.h"
+#include "base/state.h"
+
+namespace kve {
+
+// A listing file made of printed lines. A failed write is kept and seen on close.
+class TextOutput {
+ public:
+    constexpr TextOutput() = default;
+    TextOutput(const TextOutput&) = delete;
+    TextOutput& operator=(const TextOutput&) = delete;
+    ~TextOutput() { static_cast<void>(close()); }
+
+    // Creates or empties the file. 0 or the system's error number.
+    [[nodiscard]] int open(const std::string& path);
+    [[gnu::format(printf, 2, 3)]] void print(const char* format, ...);  // one line
+    void print_line(std::string_view line);
+    [[nodiscard]] int flush();
+    [[nodiscard]] int close();
+    bool is_open() const { return file_ != nullptr; }
+    const std::string& path() const { return path_; }
+
+ private:
+    std::string path_;
+    std::FILE* file_ = nullptr;
+    int error_ = 0;
+};
+
+namespace state {
+
+struct Units {
+    TextInput text_1, text_3;          // data files, ASCII
+    RecordInput records_1, records_3;  // data files, BINARY
+    TextInput unit_2;                  // old solutions
+    TextInput unit_9;                  // foreign information
+    TextOutput unit_10;                // PEDDATA
+    TextOutput unit_11;                // INBREED
+    TextInput unit_15;                 // the model description
+    TextInput unit_16;                 // KVE1.reduce
+    RecordOutput unit_50;              // RCDATA_I
+    RecordOutput unit_51;              // RCDATA_R
+    RecordOutput unit_53;              // MODINF
+    RecordOutput unit_54;              // CODE_TABLE
+    RecordOutput unit_58;              // oldsol
+    RecordOutput unit_59;              // RC_F_INFO
+};
+
+inline constinit Units UNITS;
+
+}  // namespace state
+
+// Brings everything written so far to disk. Empty when all is well, else the name of a file that
+// could not be written.
+std::string flush_units();
+
+}  // namespace kve

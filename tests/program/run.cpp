@@ -1,0 +1,103 @@
+#include "run.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+std::string folded(std::string_view text) {
+    std::string out;
+    for (char c : text) {
+        bool blank = c == ' ' || c == '\n' || c == '\t';
+        if (!blank)
+            out += c;
+        else if (!out.empty() && out.back() != ' ')
+            out += ' ';
+    }
+    while (!out.empty() && out.back() == ' ') out.pop_back();
+    return out;
+}
+
+bool Outcome::says(std::string_view text) const {
+    return words.find(folded(text)) != std::string::npos;
+}
+
+int Outcome::times(std::string_view text) const {
+    std::string wanted = folded(text);
+    int count = 0;
+    for (std::size_t at = words.find(wanted); at != std::string::npos;
+         at = words.find(wanted, at + 1))
+        ++count;
+    return count;
+}
+
+Scratch::Scratch() {
+    std::string pattern = (fs::temp_directory_path() / "kve1-test-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+    folder_ = pattern;
+}
+
+Scratch::~Scratch() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+void Scratch::write(const std::string& name, std::string_view content) const {
+    std::ofstream file(folder_ / name, std::ios::binary);
+    file.write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+std::string Scratch::read(const std::string& name) const {
+    std::ifstream file(folder_ / name, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+bool Scratch::has(const std::string& name) const { return fs::exists(folder_ / name); }
+
+Outcome Scratch::run(std::string_view directives) const {
+    write("directives.in", directives);
+    std::string command = "cd '" + folder_.string() +
+                          "' && exec '" KVE1_PROGRAM
+                          "' < directives.in > listing.out 2> errors.out";
+    int raw = std::system(command.c_str());
+    Outcome outcome;
+    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw);
+    // A shell reports a signal of its child as 128 + number; sanitizers end with 1.
+    if (outcome.status > 128) outcome.status += 1000 - 128;
+    outcome.listing = read("listing.out");
+    outcome.words = folded(outcome.listing);
+    EXPECT_EQ(read("errors.out"), "") << "nothing goes to standard error";
+    return outcome;
+}
+
+std::vector<std::string> framed_records(const std::string& bytes) {
+    std::vector<std::string> records;
+    std::size_t at = 0;
+    while (at < bytes.size()) {
+        int32_t length = -1, trailer = -1;
+        if (at + 4 <= bytes.size()) std::memcpy(&length, &bytes[at], 4);
+        std::size_t size = static_cast<std::size_t>(length);
+        if (length < 0 || at + 8 + size > bytes.size()) {
+            ADD_FAILURE() << "record " << records.size() + 1 << " is cut";
+            return records;
+        }
+        std::memcpy(&trailer, &bytes[at + 4 + size], 4);
+        EXPECT_EQ(length, trailer) << "record " << records.size() + 1;
+        records.push_back(bytes.substr(at + 4, size));
+        at += 8 + size;
+    }
+    return records;
+}
+
+std::string framed(std::string_view record) {
+    int32_t length = static_cast<int32_t>(record.size());
+    std::string frame(reinterpret_cast<const char*>(&length), 4);
+    return frame + std::string(record) + frame;
+}

@@ -1,0 +1,52 @@
+// Runs the built program in a scratch folder of its own and reads back what it left there.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct Outcome {
+    int status = -1;  // exit status; 1000 + signal number when a signal ended the program
+    std::string listing;
+    std::string words;  // the listing with every run of blanks and line ends folded to one blank
+
+    bool says(std::string_view text) const;  // compared with blanks folded
+    int times(std::string_view text) const;
+};
+
+class Scratch {
+ public:
+    Scratch();
+    ~Scratch();
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+
+    const std::filesystem::path& folder() const { return folder_; }
+    void write(const std::string& name, std::string_view content) const;
+    std::string read(const std::string& name) const;
+    bool has(const std::string& name) const;
+
+    // One run with the given directive text on standard input.
+    Outcome run(std::string_view directives) const;
+
+ private:
+    std::filesystem::path folder_;
+};
+
+// The records of a framed binary file, in order. A frame that does not close is a test failure.
+std::vector<std::string> framed_records(const std::string& bytes);
+std::string framed(std::string_view record);
+
+template <class T>
+std::vector<T> numbers(const std::string& record) {
+    std::vector<T> all(record.size() / sizeof(T));
+    for (std::size_t k = 0; k < all.size(); ++k)
+        std::char_traits<char>::copy(reinterpret_cast<char*>(&all[k]), &record[k * sizeof(T)],
+                                     sizeof(T));
+    return all;
+}
+
+std::string folded(std::string_view text);
