@@ -1,16 +1,21 @@
 // The road of one run. Each line is a stage; the remark says what it leaves behind.
 #include "run/driver.h"
 
+#include "run/banner.h"
 #include "run/listing.h"
+#include "run/open_files.h"
+#include "run/pedigree_columns.h"
+#include "run/place.h"
 #include "run/stop.h"
+#include "run/unavailable.h"
 
 namespace kve {
 
 void run() {
     start_listing();  // page head
-    // print_banner
+    print_banner();   // name and version
     // read_dimensions
-    // find_place
+    find_place();  // ST_DIR
     // read_directives
     // check_pedigree_columns
     // open_files

@@ -1,0 +1,32 @@
+#!/bin/sh
+# run.sh                  builds KVE1 and runs the example examples/weights in out/weights
+# run.sh DIRECTIVE_FILE   builds KVE1 and runs your own file, in the folder that it stands in
+# The listing goes to standard output; the exit status is that of KVE1.
+set -eu
+directives=""
+if [ $# -gt 0 ]; then
+    if [ ! -f "$1" ]; then
+        echo "There is no file $1" >&2
+        exit 2
+    fi
+    directives=$(realpath "$1")
+fi
+
+cd "$(dirname "$0")/.."
+. scripts/setup.sh
+echo "Building KVE1 in build/release"
+configure_and_build build/release -DCMAKE_BUILD_TYPE=Release
+program=$PWD/build/release/KVE1
+
+if [ -z "$directives" ]; then
+    echo "Running examples/weights in out/weights"
+    mkdir -p out/weights
+    cp examples/weights/weights.kve examples/weights/weights.dat out/weights/
+    directives=$PWD/out/weights/weights.kve
+fi
+
+cd "$(dirname "$directives")"
+status=0
+"$program" <"$directives" || status=$?
+echo "KVE1 ended with status $status; its files are in $PWD"
+exit $status

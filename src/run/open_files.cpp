@@ -1,0 +1,62 @@
+#include "run/open_files.h"
+
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+#include "run/units.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+WRITES(UNITS);
+
+namespace {
+
+[[noreturn]] void refuse(std::string_view file) {
+    say("ERROR OPENING FILES");
+    say("        File: %.*s", KVE_SV(file));
+    stop_run();
+}
+
+template <class Unit>
+void open_unit(Unit& unit, std::string_view file) {
+    if (unit.open(std::string(file)) != 0) refuse(file);
+}
+
+void open_data() {
+    bool ascii = DIRECTIVES.data_format == kAscii;
+    bool two = DIRECTIVES.n_data_files == 2;
+    std::string_view first = DIRECTIVES.data_file[0].view();
+    std::string_view second = DIRECTIVES.data_file[1].view();
+    if (ascii) {
+        open_unit(UNITS.text_1, first);
+        if (two) open_unit(UNITS.text_3, second);
+    } else {
+        open_unit(UNITS.records_1, first);
+        if (two) open_unit(UNITS.records_3, second);
+    }
+}
+
+}  // namespace
+
+void open_files() {
+    open_data();
+    open_unit(UNITS.unit_15, DIRECTIVES.model.name.view());
+    if (!DIRECTIVES.reduce_file.blank()) open_unit(UNITS.unit_16, DIRECTIVES.reduce_file.view());
+    open_unit(UNITS.unit_10, "PEDDATA");
+    open_unit(UNITS.unit_11, "INBREED");
+    open_unit(UNITS.unit_53, "MODINF");
+    open_unit(UNITS.unit_54, "CODE_TABLE");
+    if (!DIRECTIVES.finfo.name.blank()) {
+        open_unit(UNITS.unit_9, DIRECTIVES.finfo.name.view());
+        open_unit(UNITS.unit_59, "RC_F_INFO");
+    }
+    if (!DIRECTIVES.oldsol.name.blank()) {
+        open_unit(UNITS.unit_2, DIRECTIVES.oldsol.name.view());
+        open_unit(UNITS.unit_58, "oldsol");
+    }
+    open_unit(UNITS.unit_50, "RCDATA_I");
+    open_unit(UNITS.unit_51, "RCDATA_R");
+}
+
+}  // namespace kve

@@ -1,0 +1,36 @@
+#include "run/unavailable.h"
+
+#include <filesystem>
+
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& what) {
+    blank();
+    say("ERROR - This version of KVE1 can not handle %s", what.c_str());
+    stop_run();
+}
+
+}  // namespace
+
+void refuse_unavailable() {
+    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
+        if (spec.structure != Structure::GROUP)
+            refuse("variance structure " + spec.type.string() + " of random factor " +
+                   std::to_string(spec.factor));
+    if (!DIRECTIVES.glmm.empty()) refuse("the keyword GLMM");
+    if (!DIRECTIVES.finfo.name.blank()) refuse("the keyword FINFO");
+    if (!DIRECTIVES.oldsol.name.blank() && DIRECTIVES.ITASK > 10) refuse("the keyword OLDSOL");
+    std::error_code ignored;
+    if (std::filesystem::exists("CVREST.DIR", ignored))
+        refuse("restrictions, which it finds in the file CVREST.DIR");
+}
+
+}  // namespace kve
