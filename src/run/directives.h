@@ -10,7 +10,7 @@
 
 namespace kve {
 
-enum DataFormat : int32_t { kNoFormat = 0, kAscii = 1, kBinary = 2 };
+enum DataFormat : int32_t { kNoFormat = 0, kAscii = 1, kBinaryFile = 2 };
 
 enum class Structure : int32_t {  // order of the catalogue; PED = 1
     none = 0,
