@@ -81,6 +81,7 @@ struct TrendRequest {
     Text<4> model_type;
     int32_t option_1 = 0;
     int32_t option_2 = 0;
+    bool pedigree_exists = false;  // the factor has the structure PED
 };
 
 struct Directives {
