@@ -34,6 +34,8 @@ struct Factors {
     Vec<int32_t> NFINFO;  // records of the foreign information file
     Vec<int32_t> IEQNEP;  // code of the extra phantom group
 
+    int64_t INBREED_LINES = 0;  // lines of INBREED, all factors together
+
     // Fixed class effects, nt x MAX_N_FIXED
     Matrix<int32_t> NLEV;
 

@@ -65,6 +65,9 @@ inline constinit IntakeCounts INTAKE;
 inline constinit RecodedData RECODED;
 // Residual standard deviations, nt, before scaling. Written by the priors.
 inline constinit Vec<double> RSD;
+// Second number in the head of the user's old solutions, 0 when none were read. Written by the old
+// solutions.
+inline constinit int32_t OLDSOL_H2 = 0;
 
 }  // namespace state
 }  // namespace kve
