@@ -53,4 +53,8 @@ namespace state {
 inline constinit Factors FACTORS;
 
 }  // namespace state
+
+// All arrays of FACTORS, 0, in the sizes of the parsed model. A failure stops the run.
+void allocate_factors();
+
 }  // namespace kve
