@@ -11,12 +11,11 @@ namespace kve {
 
 // The data record under the reader.
 struct DataRecord {
-    Vec<int32_t, 0> IINP;    // 0..NI, IINP(0) is the constant 1
-    Vec<float> FINP;         // 1..NR
-    Vec<int64_t, 0> l_IINP;  // as read from text
-    Vec<double> L_FINP;      // as read from text
-    Vec<int8_t> L_FINP_MIS;  // 1..NR, not 0 when the value is present
-    Vec<int32_t> KF;         // 1..nt, 0 the trait is usable
+    Vec<int32_t, 0> IINP;    // 0..NI, IINP(0) is the constant 1, IINP(NI+1) always 0
+    Vec<float> FINP;         // 1..NR, FINP(NR+1) always RMISS
+    Vec<int64_t, 0> l_IINP;  // 0..NI, as read from text
+    Vec<double> L_FINP;      // 1..NR, as read from text
+    Vec<int8_t> L_FINP_MIS;  // 1..NR+1, not 0 when the value is present
 };
 
 // Sum, sum of squares and range of one variable; the summary turns sum and ssq into average and

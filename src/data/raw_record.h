@@ -1,0 +1,42 @@
+// The one reader of data records. Both passes read through it, so every column holds the same
+// number in both, whatever the form of the data files.
+//
+// A column that the data do not have can still be named by a model or a directive. Such a column
+// gets a place of its own behind the record's columns, where an integer is always 0 and a real
+// always the missing value code: nobody indexes the record by an untested column number.
+#pragma once
+
+#include <cstdint>
+
+namespace kve {
+
+enum class ReadMode : int32_t { one_text = 1, one_binary = 2, two_text = 3, two_binary = 4 };
+
+// What $DATA says: no format keyword counts as BINARY; with two files the integers stand in the
+// first and the reals in the second.
+ReadMode read_mode();
+
+// RECORD, sized by NI and NR. A failure stops the run.
+void allocate_record();
+
+enum : int32_t {
+    kRecordRead = 0,
+    kEndOfData = -1,
+    kUnreadableRecord = 1,  // or the system's error number, also above 0
+};
+
+// The next record into IINP(1..NI) and FINP(1..NR) of RECORD, and the status: kRecordRead,
+// kEndOfData, or above 0 for a failure. Text data are brought into the range of the record: an
+// integer of 2**31 or more becomes 0, a lower one is cut to its low 32 bits; a real beyond a
+// 32-bit real becomes RMISS. With `count_out_of_range` NI_OOR and NR_OOR of INTAKE count what the
+// range changed. Data read from binary files are taken as they stand.
+[[nodiscard]] int32_t read_raw_record(ReadMode mode, bool count_out_of_range);
+
+// Back to the first record, in all data files. A file that cannot be read twice stops the run.
+void rewind_data();
+
+// Place of a column in RECORD.IINP (column 0 is the constant 1) or in RECORD.FINP.
+int32_t integer_place(int64_t column);
+int32_t real_place(int64_t column);
+
+}  // namespace kve
