@@ -1,0 +1,295 @@
+#include "data/first_pass.h"
+
+#include <algorithm>
+
+#include "data/factors.h"
+#include "data/intake.h"
+#include "data/level_code.h"
+#include "data/level_memo.h"
+#include "data/raw_record.h"
+#include "data/usability.h"
+#include "model/records.h"
+#include "run/big_tables.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+READS(MODEL);
+READS(RMAT);
+READS(KVEINT);
+WRITES(RECORD);
+WRITES(INTAKE);
+WRITES(FACTORS);
+WRITES(IFL);
+WRITES(NMFL);
+
+namespace {
+
+constexpr const char* kRoutine = "KVEFP1";
+
+// A column whose values are levels of one tree, for records in which one of the traits is usable.
+struct LevelSource {
+    TraitPattern traits;
+    int32_t place;  // in IINP
+    int32_t* root;
+};
+
+// Where the statistics of one trait come from: places in RECORD.
+struct TraitSources {
+    int32_t weight;  // 0 none
+    int32_t covariables_begin, covariables_end;
+    int32_t censoring_code;  // of a right censored trait, else kNotChecked
+};
+
+// The model as the loop over the records needs it.
+struct FirstPass {
+    UsabilityPlan usability;
+    TraitPattern all_traits = 0;
+    TraitPattern zero_one_traits = 0;  // the dependent variable must lie in 0..1
+    int32_t group = kNotChecked;       // place of the residual group, for a GROUP residual
+    Vec<LevelSource> levels;
+    LevelMemo memo;  // a tree per level source, of rows
+    Vec<TraitSources> traits;
+    Vec<int32_t> covariables;  // places in FINP, one a run of equal columns
+};
+
+// Regressions on one column that stand together are one covariable.
+bool begins_covariable(const Model& m, int32_t regression) {
+    return regression == 1 || m.reg_inp(regression) != m.reg_inp(regression - 1);
+}
+
+int32_t count_covariables(const Model& m) {
+    int32_t n = 0;
+    for (int32_t j = 1; j <= m.n_reg; ++j) n += begins_covariable(m, j);
+    return n;
+}
+
+void allocate_counters() {
+    const int64_t ni = DIRECTIVES.NI, nr = DIRECTIVES.NR, nt = KVEINT.nt;
+    int64_t most_covariables = 0;
+    bool right_censored = false;
+    for (const Model& m : MODEL) {
+        most_covariables = std::max<int64_t>(most_covariables, count_covariables(m));
+        right_censored = right_censored || m.trait_type == kRightCensored;
+    }
+    check_allocated(INTAKE.NI_OOR.allocate(ni + 1), kRoutine, "NI_OOR", ni + 1);
+    check_allocated(INTAKE.NR_OOR.allocate(nr), kRoutine, "NR_OOR", nr);
+    const int64_t n_bin = std::max(nt, nr);
+    check_allocated(INTAKE.N_BIN_ERR.allocate(n_bin), kRoutine, "N_BIN_ERR", n_bin);
+    check_allocated(INTAKE.LI_USED.allocate(ni + 1), kRoutine, "LI_USED", ni + 1);
+    check_allocated(INTAKE.LR_USED.allocate(nr), kRoutine, "LR_USED", nr);
+    check_allocated(INTAKE.NDEL.allocate(nt), kRoutine, "NDEL", nt);
+    check_allocated(INTAKE.NS.allocate(nt), kRoutine, "NS", nt * (nt + 1) / 2);
+    check_allocated(INTAKE.Y.allocate(nt), kRoutine, "Y_SUM", nt);
+    check_allocated(INTAKE.W.allocate(nt), kRoutine, "W_SUM", nt);
+    check_allocated(INTAKE.X.allocate(nt, most_covariables), kRoutine, "X_SUM",
+                    nt * most_covariables);
+    if (right_censored)
+        check_allocated(INTAKE.CENS_COUNT.allocate(4, nt), kRoutine, "CENS_COUNT", 4 * nt);
+}
+
+// Columns outside the record have no mark.
+void mark_integer(int32_t column) {
+    if (column >= 0 && column <= DIRECTIVES.NI) INTAKE.LI_USED(column) = 1;
+}
+void mark_real(int32_t column) {
+    if (column >= 1 && column <= DIRECTIVES.NR) INTAKE.LR_USED(column) = 1;
+}
+
+void mark_used_variables() {
+    for (const Model& m : MODEL) {
+        for (int32_t column : m.a_ef_inp) mark_integer(column);
+        for (int32_t column : m.ef_inp) mark_integer(column);
+        mark_real(m.trait_inp_no);
+        mark_real(m.wgt_inp_no);
+        for (int32_t column : m.reg_inp) mark_real(column);
+    }
+}
+
+bool is_zero_one_trait(const Model& m) {
+    return m.trait_type == kBinary || m.trait_type == kMixtureLinear ||
+           (m.trait_type == kGeneralized && m.var_fn == "BINOMIAL");
+}
+
+void plan_levels(FirstPass& pass) {
+    const RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
+    const bool grouped = residual.is("GROUP");
+    int64_t n = grouped ? 1 : 0;
+    for (const Model& m : MODEL) n += m.n_fixed;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) n += RMAT(k).n_random_id;
+    check_allocated(pass.levels.allocate(n), kRoutine, "LEVEL SOURCES", n);
+    check_allocated(pass.memo.allocate(n), kRoutine, "LEVEL MEMO", n);
+
+    int32_t last = 0;
+    if (grouped) {
+        pass.group = integer_place(residual.grp_inp);
+        pass.levels(++last) = {pass.all_traits, pass.group, &FACTORS.ROOT_GRP};
+    }
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j)
+            pass.levels(++last) = {trait_bit(KVEINT.nt, i), integer_place(MODEL(i).ef_inp(j)),
+                                   &FACTORS.ROOT_EF(i, j)};
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
+        for (int32_t column : RMAT(k).random_id_inp)
+            pass.levels(++last) = {traits_of_matrix(k), integer_place(column), &FACTORS.ITOPR(k)};
+}
+
+void plan_statistics(FirstPass& pass) {
+    int64_t n = 0;
+    for (const Model& m : MODEL) n += count_covariables(m);
+    check_allocated(pass.traits.allocate(KVEINT.nt), kRoutine, "TRAIT SOURCES", KVEINT.nt);
+    check_allocated(pass.covariables.allocate(n), kRoutine, "COVARIABLES", n);
+    int32_t last = 0;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const Model& m = MODEL(i);
+        TraitSources& sources = pass.traits(i);
+        sources.weight = has_weight(m) ? real_place(m.wgt_inp_no) : 0;
+        sources.covariables_begin = last + 1;
+        for (int32_t j = 1; j <= m.n_reg; ++j)
+            if (begins_covariable(m, j)) pass.covariables(++last) = real_place(m.reg_inp(j));
+        sources.covariables_end = last + 1;
+        // Without $CENS the column is 0, the constant 1: right censored throughout.
+        sources.censoring_code =
+            m.trait_type == kRightCensored ? integer_place(m.cens_inp) : kNotChecked;
+    }
+}
+
+FirstPass plan_first_pass() {
+    FirstPass pass;
+    pass.usability = plan_usability(kFirstPassRules, kRoutine);
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        pass.all_traits |= trait_bit(KVEINT.nt, i);
+        if (is_zero_one_trait(MODEL(i))) pass.zero_one_traits |= trait_bit(KVEINT.nt, i);
+    }
+    plan_levels(pass);
+    plan_statistics(pass);
+    return pass;
+}
+
+void count_dropped(TraitPattern dropped) {
+    for (int32_t i = 1; dropped != 0 && i <= KVEINT.nt; ++i)
+        if ((dropped & trait_bit(KVEINT.nt, i)) != 0) ++INTAKE.NDEL(i);
+}
+
+// A value outside 0..1 is counted and becomes missing in the record itself, so a second trait on
+// the same column meets the missing value code. L_FINP_MIS keeps what was read.
+TraitPattern drop_values_outside_0_1(const FirstPass& pass, TraitPattern present) {
+    if ((present & pass.zero_one_traits) == 0) return present;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        TraitPattern bit = trait_bit(KVEINT.nt, i);
+        if ((present & pass.zero_one_traits & bit) == 0) continue;
+        float& value = RECORD.FINP(pass.usability.traits(i).dependent);
+        if (value >= 0.0F && value <= 1.0F) continue;
+        value = DIRECTIVES.RMISS;
+        ++INTAKE.N_BIN_ERR(i);
+        present &= ~bit;
+    }
+    return present;
+}
+
+// Classifies the record under the reader and counts what is dropped.
+TraitPattern classify(const FirstPass& pass) {
+    TraitPattern present = present_traits(pass.usability);
+    present = drop_values_outside_0_1(pass, present);
+    if (present == 0) return 0;
+    if (pass.group != kNotChecked && RECORD.IINP(pass.group) < 1) {
+        // Kept: a record without a group counts as dropped for every trait, absent ones included.
+        count_dropped(pass.all_traits);
+        present = 0;
+    }
+    TraitPattern usable = usable_traits(pass.usability, present);
+    if (usable != present) count_dropped(present & ~usable);
+    return usable;
+}
+
+void register_levels(FirstPass& pass, TraitPattern usable) {
+    for (int32_t k = 1; k <= pass.levels.size(); ++k) {
+        const LevelSource& source = pass.levels(k);
+        if ((source.traits & usable) == 0) continue;
+        int32_t key = RECORD.IINP(source.place);
+        if (key < 1) continue;  // an effect of a trait that is absent here
+        LevelMemo::Slot& slot = pass.memo.slot(k, key);
+        if (slot.key == key) {
+            ++IFL(slot.value).n_obs;
+        } else {
+            slot.value = enter_level(key, *source.root, 1, IFL, NMFL).row;
+            slot.key = key;
+        }
+    }
+}
+
+void add_to(Statistics& s, float value) {
+    double wide = static_cast<double>(value);
+    s.sum += wide;
+    s.ssq += wide * wide;
+    s.min = std::min(s.min, wide);
+    s.max = std::max(s.max, wide);
+}
+
+void add_trait(const FirstPass& pass, int32_t trait, TraitPattern usable) {
+    const TraitSources& sources = pass.traits(trait);
+    add_to(INTAKE.Y(trait), RECORD.FINP(pass.usability.traits(trait).dependent));
+    if (sources.weight != 0) add_to(INTAKE.W(trait), RECORD.FINP(sources.weight));
+    for (int32_t k = sources.covariables_begin; k < sources.covariables_end; ++k)
+        add_to(INTAKE.X(trait, k - sources.covariables_begin + 1),
+               RECORD.FINP(pass.covariables(k)));
+    for (int32_t j = 1; j <= trait; ++j)
+        if ((usable & trait_bit(KVEINT.nt, j)) != 0) ++INTAKE.NS(trait, j);
+}
+
+void add_statistics(const FirstPass& pass, TraitPattern usable) {
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        if ((usable & trait_bit(KVEINT.nt, i)) != 0) add_trait(pass, i, usable);
+        if (pass.traits(i).censoring_code == kNotChecked) continue;
+        int32_t code = RECORD.IINP(pass.traits(i).censoring_code);
+        if (code >= -1 && code <= 2) ++INTAKE.CENS_COUNT(code + 2, i);
+    }
+}
+
+[[noreturn]] void stop_reading_failed(int32_t status) {
+    say("ERROR - Reading data file at observation:%12lld", static_cast<long long>(INTAKE.NREC));
+    say("        Error condition returned from read:%12d", status);
+    say("        Check your data for:");
+    say("           Wrong format type,");
+    say("           Illegal characters,");
+    say("           Wrong no. of integer and real variables,");
+    say("           Wrong specification of new line");
+    terminate_run();
+}
+
+void read_all_records(FirstPass& pass) {
+    const ReadMode mode = read_mode();
+    for (;;) {
+        int32_t status = read_raw_record(mode, true);
+        if (status == kEndOfData) return;
+        ++INTAKE.NREC;
+        if (status != kRecordRead) stop_reading_failed(status);
+        TraitPattern usable = classify(pass);
+        if (usable == 0) continue;
+        register_levels(pass, usable);
+        add_statistics(pass, usable);
+    }
+}
+
+}  // namespace
+
+void KVEFP1() {
+    allocate_record();
+    allocate_counters();
+    allocate_factors();
+    mark_used_variables();
+    FirstPass pass = plan_first_pass();
+    read_all_records(pass);
+    if (INTAKE.NREC < 1) {
+        page_above(57);
+        blank(2);
+        say("ERROR: NO INPUT DATA FOUND");
+        stop_run();
+    }
+    rewind_data();
+}
+
+}  // namespace kve
