@@ -1,0 +1,340 @@
+#include "data/recoding.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <unordered_set>
+
+#include "data/factors.h"
+#include "data/intake.h"
+#include "data/level_code.h"
+#include "data/level_memo.h"
+#include "data/raw_record.h"
+#include "data/recoding_layout.h"
+#include "data/sequence_check.h"
+#include "data/usability.h"
+#include "model/records.h"
+#include "run/big_tables.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+#include "run/units.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+READS(MODEL);
+READS(KVEINT);
+READS(RSD);
+WRITES(FACTORS);
+WRITES(RECORD);
+WRITES(RECODED);
+WRITES(IFL);
+WRITES(NMFL);
+WRITES(IDL);
+WRITES(NMDL);
+WRITES(UNITS);
+
+namespace {
+
+constexpr const char* kRoutine = "KVEWDF";
+constexpr float kNoWeight = -999999.0F;  // a weight at or below it counts as 1
+constexpr int32_t kListedRecords = 10;
+
+// Order of the absorbed effects, one entry a column.
+struct AbsorptionGroups {
+    Vec<int32_t> SABSGR;  // current group
+    Vec<int32_t> N_ABGR;  // its records so far
+};
+
+// The data record behind an output record, since the reader is one record ahead.
+struct InputCopy {
+    bool taken = false;
+    Vec<int32_t> integers;  // NI
+    Vec<float> reals;       // NR
+};
+
+struct RecodingPass {
+    UsabilityPlan usability;
+    RecodingLayout layout;
+    LevelMemo memo;  // of levels; trees: the residual groups, fixed columns, random columns
+    AbsorptionGroups absorption;
+    SequenceCheck sequences;
+    InputCopy input;
+    Vec<int32_t, 0> IOUT;  // 0..NIOUT; effects without a position end in IOUT(0)
+    Vec<float> FOUT;       // NFOUT
+    // Which traits were usable together, per residual group: group * 2**32 + pattern.
+    std::unordered_set<uint64_t> patterns_met;
+    uint64_t last_pattern_met = 0;
+    int64_t n_input = 0;
+
+    bool lists_records() const { return DIRECTIVES.ITEST >= 2; }
+};
+
+constexpr int32_t kGroupTree = 1;
+
+void allocate_pass(RecodingPass& pass) {
+    const int64_t n_absorbed = KVEINT.MAX_N_ABSORB;
+    check_allocated(pass.absorption.SABSGR.allocate(n_absorbed), kRoutine, "SABSGR", n_absorbed);
+    check_allocated(pass.absorption.N_ABGR.allocate(n_absorbed), kRoutine, "N_ABGR", n_absorbed);
+    check_allocated(RECODED.NABGR.allocate(n_absorbed), kRoutine, "NABGR", n_absorbed);
+    check_allocated(RECODED.MN_ABGR.allocate(n_absorbed), kRoutine, "MN_ABGR", n_absorbed);
+    const int64_t n_trees = kGroupTree + pass.layout.fixed.size() + pass.layout.random.size();
+    check_allocated(pass.memo.allocate(n_trees), kRoutine, "LEVEL MEMO", n_trees);
+    check_allocated(pass.IOUT.allocate(RECODED.NIOUT + 1), kRoutine, "IOUT", RECODED.NIOUT + 1);
+    check_allocated(pass.FOUT.allocate(RECODED.NFOUT), kRoutine, "FOUT", RECODED.NFOUT);
+    if (!pass.lists_records()) return;
+    check_allocated(pass.input.integers.allocate(DIRECTIVES.NI), kRoutine, "IINP", DIRECTIVES.NI);
+    check_allocated(pass.input.reals.allocate(DIRECTIVES.NR), kRoutine, "FINP", DIRECTIVES.NR);
+}
+
+// The level of an identity; 0 for one that is not on the factor's list.
+int32_t level_of(const LevelColumn& column, int32_t key) {
+    if (column.table == LevelColumn::animals)
+        return IDL(enter_level(key, *column.root, 0, IDL, NMDL).row).level;
+    int32_t row = column.enters_unknown ? enter_level(key, *column.root, 0, IFL, NMFL).row
+                                        : find_level(key, *column.root, IFL);
+    return row != 0 ? IFL(row).level : 0;
+}
+
+// Fills the positions of some class effects; `tree` is the memo's tree before the first one.
+void recode_levels(RecodingPass& pass, const Vec<LevelColumn>& columns, int64_t tree,
+                   TraitPattern usable) {
+    for (const LevelColumn& column : columns) {
+        ++tree;
+        if (!column.always && (column.traits & usable) == 0) continue;
+        int32_t key = RECORD.IINP(column.place);
+        LevelMemo::Slot& slot = pass.memo.slot(tree, key);
+        if (slot.key != key) {
+            slot.value = level_of(column, key);
+            slot.key = key;
+        }
+        pass.IOUT(column.position) = slot.value;
+    }
+}
+
+// The number of the record's residual group, 1 without groups; 0 when it has none.
+int32_t residual_group(RecodingPass& pass) {
+    if (pass.layout.group_place == kNotChecked) return 1;
+    int32_t key = RECORD.IINP(pass.layout.group_place);
+    if (key < 1) return 0;
+    LevelMemo::Slot& slot = pass.memo.slot(kGroupTree, key);
+    if (slot.key != key) {
+        int32_t row = find_level(key, FACTORS.ROOT_GRP, IFL);
+        slot.value = row != 0 ? IFL(row).level : 0;
+        slot.key = key;
+    }
+    pass.IOUT(pass.layout.group_position) = slot.value;
+    return slot.value;
+}
+
+std::string listed(std::span<const int32_t> values) {
+    std::string line;
+    for (int32_t value : values) {
+        char text[16];
+        std::snprintf(text, sizeof text, " %11d", value);
+        line += text;
+    }
+    return line;
+}
+
+std::string listed(std::span<const float> values) {
+    std::string line;
+    for (float value : values) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%16.7g", static_cast<double>(value));
+        line += text;
+    }
+    return line;
+}
+
+[[noreturn]] void stop_not_sorted(const RecodingPass& pass) {
+    const std::size_t n_absorbed = static_cast<std::size_t>(KVEINT.MAX_N_ABSORB);
+    const std::size_t ni = static_cast<std::size_t>(DIRECTIVES.NI);
+    say("Problem: Data not sorted by absorption groups");
+    say("   Last absorption group=%s", listed({pass.absorption.SABSGR.data(), n_absorbed}).c_str());
+    say("Current absorption group=%s", listed({&pass.IOUT(1), n_absorbed}).c_str());
+    say("      Observation number= %12lld", static_cast<long long>(pass.n_input));
+    say("Integer input for current observation:");
+    say(" :%s", listed({RECORD.IINP.data() + 1, ni}).c_str());
+    stop_run("Computations Aborted");
+}
+
+// Each absorbed column by itself must not fall from record to record.
+void follow_absorption_groups(RecodingPass& pass) {
+    bool sorted = true;
+    for (int32_t k = KVEINT.MAX_N_ABSORB; k >= 1; --k) {
+        int32_t& group = pass.absorption.SABSGR(k);
+        int32_t& n_records = pass.absorption.N_ABGR(k);
+        int32_t current = pass.IOUT(k);
+        if (current == group) {
+            ++n_records;
+            continue;
+        }
+        ++RECODED.NABGR(k);
+        RECODED.MN_ABGR(k) = std::max(RECODED.MN_ABGR(k), n_records);
+        n_records = 1;
+        if (current < group) sorted = false;
+        if (current > group) group = current;
+    }
+    if (!sorted) stop_not_sorted(pass);
+}
+
+// Kept: the test for a weight that stands for 1 does not look at the missing value code, so the
+// missing weight of an absent trait may pass as it stands.
+void fill_weights(RecodingPass& pass) {
+    for (int32_t k = 1; k <= KVEINT.N_WGT_TRAITS; ++k) {
+        const Model& m = MODEL(KVEINT.TraitIdWithWeight(k));
+        float& weight = pass.FOUT(m.wgt_rci);
+        if (!has_weight(m) || weight <= kNoWeight) weight = 1.0F;
+    }
+}
+
+void scale_dependent_variables(RecodingPass& pass, TraitPattern usable) {
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        if ((usable & trait_bit(KVEINT.nt, i)) == 0) continue;
+        float& y = pass.FOUT(KVEINT.N_REG_COLS + i);
+        y = static_cast<float>(static_cast<double>(y) / RSD(i));
+    }
+}
+
+void fill_reals(RecodingPass& pass, TraitPattern usable) {
+    const int32_t* place = pass.layout.real_place.data();
+    const float* from = RECORD.FINP.data();
+    float* to = pass.FOUT.data();
+    for (int32_t k = 0; k < RECODED.NFOUT; ++k) to[k] = from[place[k] - 1];
+    fill_weights(pass);
+    if (DIRECTIVES.ISCALE == 1) scale_dependent_variables(pass, usable);
+}
+
+void tell_about_scaling(const RecodingPass& pass) {
+    if (pass.n_input != 1 || DIRECTIVES.ISCALE != 1) return;
+    page_if(3);
+    blank();
+    say("Data has been Scaled by residual SD");
+    blank();
+    count_lines(3);
+}
+
+void mark_pattern(RecodingPass& pass, int32_t group, TraitPattern usable) {
+    uint64_t met = static_cast<uint64_t>(group) << 32 | usable;
+    if (met == pass.last_pattern_met) return;
+    pass.patterns_met.insert(met);
+    pass.last_pattern_met = met;
+}
+
+// Classifies the record under the reader and composes both output records.
+TraitPattern recode_record(RecodingPass& pass) {
+    ++pass.n_input;
+    pass.IOUT.fill(0);
+    int32_t group = residual_group(pass);
+    TraitPattern usable = present_traits(pass.usability);
+    usable = group != 0 ? usable_traits(pass.usability, usable) : 0;
+
+    for (const RawColumn& raw : pass.layout.raw) pass.IOUT(raw.position) = RECORD.IINP(raw.place);
+    recode_levels(pass, pass.layout.fixed, kGroupTree, usable);
+    recode_levels(pass, pass.layout.random, kGroupTree + pass.layout.fixed.size(), usable);
+    if (pass.lists_records() && pass.n_input == 1) {
+        page_header();
+        say("Listing of first 10 records on RCDATA");
+        count_lines(1);
+    }
+    if (usable != 0 && KVEINT.MAX_N_ABSORB > 0) follow_absorption_groups(pass);
+    tell_about_scaling(pass);
+    if (usable != 0) fill_reals(pass, usable);
+    mark_pattern(pass, group != 0 ? group : 1, usable);
+    return usable;
+}
+
+void copy_input(RecodingPass& pass) {
+    if (!pass.lists_records() || RECODED.n_records >= kListedRecords) return;
+    for (int32_t i = 1; i <= DIRECTIVES.NI; ++i) pass.input.integers(i) = RECORD.IINP(i);
+    for (int32_t j = 1; j <= DIRECTIVES.NR; ++j) pass.input.reals(j) = RECORD.FINP(j);
+}
+
+void list_line(const char* heading, const std::string& line) {
+    page_if(2);
+    say("%s", heading);
+    say("%s", line.c_str());
+    count_lines(2);
+}
+
+void list_record(const RecodingPass& pass) {
+    std::span<const float> reals(pass.input.reals.begin(), pass.input.reals.end());
+    float dependent[kMostTraits], weights[kMostTraits];
+    const std::size_t nt = static_cast<std::size_t>(KVEINT.nt);
+    for (std::size_t i = 0; i < nt; ++i) {
+        const Model& m = MODEL(static_cast<int64_t>(i) + 1);
+        bool exists = m.trait_inp_no >= 1 && m.trait_inp_no <= DIRECTIVES.NR;
+        dependent[i] = exists ? pass.input.reals(m.trait_inp_no) : DIRECTIVES.RMISS;
+        weights[i] = m.wgt_rci > 0 ? pass.FOUT(m.wgt_rci) : 1.0F;
+    }
+    page_if(2);
+    say("Obs in RCDATA = %12d", RECODED.n_records);
+    say("Obs in KVEINP = %12lld", static_cast<long long>(pass.n_input));
+    count_lines(2);
+    list_line("Integer input", listed({pass.input.integers.begin(), pass.input.integers.end()}));
+    list_line("Integer output", listed({pass.IOUT.begin() + 1, pass.IOUT.end()}));
+    list_line("Real input", listed(reals));
+    list_line("Covariables",
+              listed({pass.FOUT.data(), static_cast<std::size_t>(KVEINT.N_REG_COLS)}));
+    list_line("Dependent variables", listed({dependent, nt}));
+    list_line("Weights", listed({weights, nt}));
+}
+
+void write_recoded_record(RecodingPass& pass) {
+    write_record(UNITS.unit_50, std::span(pass.IOUT.begin() + 1, pass.IOUT.end()));
+    write_record(UNITS.unit_51, pass.FOUT);
+    ++RECODED.n_records;
+    if (pass.lists_records() && RECODED.n_records <= kListedRecords) list_record(pass);
+}
+
+// The reader stays one record ahead, since the last record of a subject shows in the next one.
+void recode_all_records(RecodingPass& pass, ReadMode mode) {
+    int32_t status = kRecordRead;
+    while (status == kRecordRead) {
+        TraitPattern usable = recode_record(pass);
+        copy_input(pass);
+        status = read_raw_record(mode, false);
+        if (pass.layout.has_sequences &&
+            ends_subject(pass.sequences, usable, pass.n_input, status != kRecordRead)) {
+            int32_t& sequence = pass.IOUT(pass.layout.sequence_position);
+            sequence = -sequence;
+        }
+        if (usable != 0) write_recoded_record(pass);
+    }
+}
+
+void read_first_record(ReadMode mode) {
+    if (read_raw_record(mode, false) == kRecordRead) return;
+    say("ERROR - Problems reading the first data observation");
+    stop_run("        Program terminates");
+}
+
+void finish_pass(RecodingPass& pass) {
+    for (int32_t k = 1; k <= KVEINT.MAX_N_ABSORB; ++k)
+        RECODED.MN_ABGR(k) = std::max(RECODED.MN_ABGR(k), pass.absorption.N_ABGR(k));
+    if (pass.lists_records()) blank(2);
+    // Both files must be complete on disk whatever stops the run later.
+    if (UNITS.unit_50.flush() != 0) stop_not_written(UNITS.unit_50.path());
+    if (UNITS.unit_51.flush() != 0) stop_not_written(UNITS.unit_51.path());
+    RECORD = DataRecord();
+}
+
+}  // namespace
+
+void KVEWDF() {
+    RecodingPass pass;
+    pass.usability = plan_usability(kSecondPassRules, kRoutine);
+    pass.layout = lay_out_recoded_data();
+    allocate_pass(pass);
+    const ReadMode mode = read_mode();
+    read_first_record(mode);
+    if (pass.layout.has_sequences)
+        pass.sequences = begin_sequences(pass.layout.subject_place, pass.layout.sequence_place);
+    recode_all_records(pass, mode);
+    finish_pass(pass);
+}
+
+}  // namespace kve
