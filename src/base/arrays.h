@@ -178,6 +178,8 @@ class Cube {
         return all_.data()[((k - 1) * columns_ + j - 1) * rows_ + i - 1];
     }
 
+    int64_t rows() const { return rows_; }
+    int64_t columns() const { return columns_; }
     int64_t layers() const { return layers_; }
     int64_t size() const { return all_.size(); }
     T* data() { return all_.data(); }

@@ -126,8 +126,8 @@ struct Directives {
 
 namespace state {
 
-// Written by the directive reader (ST_DIR: the stage before it; IMETHOD and the GLMM limits: the
-// model report and the statistics); read by all stages.
+// Written by the directive reader; ST_DIR by the stage before it, pedigree_exists by the structure
+// checks, the GLMM limits by the trait classes, IMETHOD by the statistics. Read by all stages.
 inline constinit Directives DIRECTIVES;
 
 }  // namespace state

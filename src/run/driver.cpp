@@ -1,7 +1,13 @@
 // The road of one run. Each line is a stage; the remark says what it leaves behind.
 #include "run/driver.h"
 
+#include "model/censoring.h"
+#include "model/covariance_structure.h"
+#include "model/dump.h"
+#include "model/structure_checks.h"
+#include "model/trait_classes.h"
 #include "run/banner.h"
+#include "run/directives.h"
 #include "run/listing.h"
 #include "run/open_files.h"
 #include "run/pedigree_columns.h"
@@ -10,6 +16,8 @@
 #include "run/unavailable.h"
 
 namespace kve {
+
+READS(DIRECTIVES);
 
 void run() {
     start_listing();  // page head
@@ -20,9 +28,12 @@ void run() {
     // check_pedigree_columns
     // open_files
     // parse_model
-    // check_structures
-    // mark_censored_traits
-    // settle_trait_classes
+    derive_covariance_structure();  // RMAT
+    check_structures();
+    int status = 0;
+    mark_censored_traits(status);  // columns of censoring codes
+    settle_trait_classes();        // final trait_type
+    if (status != 0) terminate_run();
     // allocate_tables
     // KVEFP1
     // count_residual_groups
@@ -35,7 +46,7 @@ void run() {
     // record_group_counts
     // KVEPFL
     // delete_empty_work_files
-    // dump_model_records
+    if (DIRECTIVES.ITEST > 0) dump_model_records();
     end_run();  // last line
 }
 

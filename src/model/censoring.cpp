@@ -1,0 +1,54 @@
+#include "model/censoring.h"
+
+#include "model/records.h"
+#include "run/directives.h"
+#include "run/listing.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+READS(KVEINT);
+WRITES(MODEL);
+
+namespace {
+
+bool trait_is_free(const CENS_NODE& node) {
+    if (node.trait < 1 || node.trait > KVEINT.nt) {
+        say("ERROR - CENS specification for trait no.:          %12d", node.trait);
+        say("        Number of traits in this analysis:         %12d", KVEINT.nt);
+        return false;
+    }
+    if (MODEL(node.trait).l_cens) {
+        say("ERROR - Repeated CENS specification for trait no.: %12d", node.trait);
+        return false;
+    }
+    return true;
+}
+
+// Integer column 0 is the constant 1.
+bool columns_exist(const CENS_NODE& node) {
+    const bool code_is_bad = node.censoring_code < 0 || node.censoring_code > DIRECTIVES.NI;
+    const bool limit_is_bad =
+        node.has_upper_limit && (node.upper_limit < 1 || node.upper_limit > DIRECTIVES.NR);
+    if (!code_is_bad && !limit_is_bad) return true;
+    say("ERROR - CENS column out of range for trait no.: %12d %12d", node.trait,
+        code_is_bad ? node.censoring_code : node.upper_limit);
+    return false;
+}
+
+}  // namespace
+
+void mark_censored_traits(int& status) {
+    for (const CENS_NODE& node : DIRECTIVES.cens) {
+        if (!trait_is_free(node) || !columns_exist(node)) {
+            ++status;
+            continue;
+        }
+        Model& m = MODEL(node.trait);
+        m.l_cens = true;
+        m.cens_inp = node.censoring_code;
+        m.int_max_inp = node.has_upper_limit ? node.upper_limit : 0;
+    }
+}
+
+}  // namespace kve

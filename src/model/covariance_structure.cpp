@@ -1,0 +1,354 @@
+#include "model/covariance_structure.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "model/records.h"
+#include "model/structure_link.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+WRITES(KVEINT);
+WRITES(MODEL);
+WRITES(RMAT);
+
+namespace {
+
+// The largest matrix number comes from the user's lines and numbers in between may be unused; the
+// bound keeps a slip of the pen from asking for all the memory there is.
+constexpr int64_t kMostMatrices = 100000;
+
+// Random effect j of a trait.
+struct RandomEffect {
+    int32_t trait;
+    int32_t j;
+};
+
+// The effects of one matrix in the order of its rows.
+using Effects = std::vector<RandomEffect>;
+
+void allocate_matrices() {
+    const int64_t n = int64_t{KVEINT.NRAMAT} + 1;
+    check_allocated(n <= kMostMatrices ? RMAT.allocate(n) : kNoMemory, "KVEINT", "RMAT", n);
+}
+
+// Element k - 1 holds the effects of matrix k.
+std::vector<Effects> effects_by_matrix() {
+    std::vector<Effects> all(static_cast<std::size_t>(KVEINT.NRAMAT));
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        for (int32_t j = 1; j <= MODEL(i).n_random; ++j)
+            all[static_cast<std::size_t>(MODEL(i).r_ef_matno(j) - 1)].push_back({i, j});
+    return all;
+}
+
+bool nested_in_effect(const Model& m, int32_t l, int32_t j) {
+    return m.reg_n_ef_no(l) == m.r_ef_no(j);
+}
+
+void count_effects(RMatrix& r, const Effects& effects) {
+    for (auto [i, j] : effects) {
+        const Model& m = MODEL(i);
+        ++r.n_r_eff;
+        if (!m.merge_prev(j)) ++r.n_traits;
+        if (m.r_intercept(j)) ++r.n_cont;
+        for (int32_t l = 1; l <= m.n_reg; ++l)
+            if (nested_in_effect(m, l, j)) ++r.n_cont;
+    }
+}
+
+void list_members(RMatrix& r, const Effects& effects) {
+    RMAT_ALLOC1(r);
+    int32_t member = 0;
+    for (auto [i, j] : effects) {
+        const Model& m = MODEL(i);
+        if (m.merge_prev(j)) continue;
+        ++member;
+        r.trait_no(member) = i;
+        r.trait_inp(member) = m.trait_inp_no;
+        r.r_eff(member) = j;
+        r.r_eff_inp(member) = m.r_ef_inp(j);
+    }
+}
+
+// What the rows of a direct effect and of a regression have in common.
+void fill_contribution(RMatrix& r, int32_t q, RandomEffect effect, int32_t row, int32_t level) {
+    const Model& m = MODEL(effect.trait);
+    r.cont_rc(q) = row;
+    r.cont_rc1(q) = level;
+    r.cont_t_no(q) = effect.trait;
+    r.cont_t_inp(q) = m.trait_inp_no;
+    r.cont_t_rci(q) = m.trait_rci;
+    r.cont_t_name(q) = m.trait_name;
+    r.cont_eff(q) = effect.j;
+    r.cont_eff_inp(q) = m.r_ef_inp(effect.j);
+    r.cont_id_name(q) = m.r_ef_name(effect.j);
+    r.cont_coeff(q) = m.r_ef_coeff(effect.j);
+}
+
+void fill_regression(RMatrix& r, int32_t q, const Model& m, int32_t l) {
+    r.cont_rr_eff(q) = true;
+    r.cont_rr_inp(q) = m.reg_inp(l);
+    r.cont_rr_rci(q) = m.reg_rci(l);
+    r.cont_rr_name(q) = m.reg_name(l);
+}
+
+// Kept: a covariable without a level behind a list with levels takes over the last level.
+int32_t level_of_regression(const RMatrix& r, int32_t q, int32_t trait, int32_t given) {
+    if (given != 0) return given;
+    return q > 1 && r.cont_t_no(q - 1) == trait ? r.cont_rc1(q - 1) : 1;
+}
+
+// A merged effect shares the row before it, a covariable of level 2 or higher the row of its
+// level 1. Row 0 means that there was no row to share.
+void list_contributions(RMatrix& r, const Effects& effects) {
+    RMAT_ALLOC2A(r);
+    int32_t q = 0, row = 0;
+    for (RandomEffect effect : effects) {
+        auto [i, j] = effect;
+        Model& m = MODEL(i);
+        const bool own_rows = !m.merge_prev(j);
+        if (m.r_intercept(j)) {
+            if (own_rows) ++row;
+            fill_contribution(r, ++q, effect, row, 1);
+        }
+        for (int32_t l = 1; l <= m.n_reg; ++l) {
+            if (!nested_in_effect(m, l, j)) continue;
+            if (own_rows && m.reg_n_level(l) <= 1) ++row;
+            ++q;
+            fill_contribution(r, q, effect, row, level_of_regression(r, q, i, m.reg_n_level(l)));
+            fill_regression(r, q, m, l);
+            m.reg_rmat_pos(l) = row;
+            m.reg_n_level(l) = std::max(m.reg_n_level(l), 1);
+        }
+    }
+}
+
+// The different integer columns behind the rows. Their recoded columns are numbered over all
+// matrices; `n_before` of them belong to earlier ones.
+void list_identifiers(RMatrix& r, int32_t n_before) {
+    std::vector<int32_t> columns(r.cont_eff_inp.begin(), r.cont_eff_inp.end());
+    std::sort(columns.begin(), columns.end());
+    columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+    r.n_random_id = static_cast<int32_t>(columns.size());
+    RMAT_ALLOC2(r);
+    std::copy(columns.begin(), columns.end(), r.random_id_inp.begin());
+    for (int32_t p = 1; p <= r.n_random_id; ++p) r.r_id_rci(p) = n_before + p;
+}
+
+// 0 for the column of an effect that has neither intercept nor regression, hence no row.
+int32_t recoded_column(const RMatrix& r, int32_t column) {
+    const int32_t* at = std::lower_bound(r.random_id_inp.begin(), r.random_id_inp.end(), column);
+    if (at == r.random_id_inp.end() || *at != column) return 0;
+    return r.r_id_rci(at - r.random_id_inp.begin() + 1);
+}
+
+void describe_members(RMatrix& r) {
+    const bool reduced = !DIRECTIVES.reduce_file.blank();
+    for (int32_t member = 1; member <= r.n_traits; ++member) {
+        const Model& m = MODEL(r.trait_no(member));
+        const int32_t j = r.r_eff(member);
+        r.intercept(member) = m.r_intercept(j);
+        r.reduce(member) = reduced ? m.reduce(m.n_fixed + j) : member;
+        r.t_r_eff_rci(member) = recoded_column(r, r.r_eff_inp(member));
+    }
+}
+
+void set_recoded_columns(RMatrix& r, const Effects& effects) {
+    for (int32_t q = 1; q <= r.n_cont; ++q)
+        r.cont_eff_rci(q) = recoded_column(r, r.cont_eff_inp(q));
+    for (auto [i, j] : effects) MODEL(i).r_ef_rci(j) = recoded_column(r, MODEL(i).r_ef_inp(j));
+}
+
+// Members are sorted by trait.
+bool trait_met_before(const RMatrix& r, int32_t member) {
+    return member > 1 && r.trait_no(member) == r.trait_no(member - 1);
+}
+
+// Regressions are told by the column of the member, not by its place in the submodel.
+bool regression_of_member(const RMatrix& r, int32_t k, int32_t member, int32_t l) {
+    const Model& m = MODEL(r.trait_no(member));
+    return m.reg_n_inp(l) == r.r_eff_inp(member) && m.reg_r_matno(l) == k;
+}
+
+// Kept: a further member of a trait takes the size of the one before it, also where the two effects
+// have different regressions; the rank is then not the number of rows.
+void size_blocks(RMatrix& r, int32_t k) {
+    for (int32_t member = 1; member <= r.n_traits; ++member) {
+        const Model& m = MODEL(r.trait_no(member));
+        int32_t& n_rr = r.n_rr(member);
+        int32_t& size = r.trait_blk_size(member);
+        if (trait_met_before(r, member)) {
+            n_rr = r.n_rr(member - 1);
+            size = r.trait_blk_size(member - 1);
+            continue;
+        }
+        for (int32_t l = 1; l <= m.n_reg; ++l) {
+            if (!regression_of_member(r, k, member, l)) continue;
+            ++n_rr;
+            if (m.reg_n_level(l) <= 1) ++size;
+        }
+        if (r.intercept(member)) ++size;
+        r.m_n_rr = std::max(r.m_n_rr, n_rr);
+    }
+}
+
+void list_member_regressions(RMatrix& r, int32_t k) {
+    if (r.m_n_rr == 0) return;
+    RMAT_ALLOC3(r);
+    r.l_rr = true;
+    for (int32_t member = 1; member <= r.n_traits; ++member) {
+        if (trait_met_before(r, member)) continue;
+        const Model& m = MODEL(r.trait_no(member));
+        int32_t p = 0;
+        for (int32_t l = 1; l <= m.n_reg; ++l) {
+            if (!regression_of_member(r, k, member, l)) continue;
+            ++p;
+            r.rr_f_inp(member, p) = m.reg_inp(l);
+            r.rr_f_rcr(member, p) = m.reg_rci(l);
+        }
+    }
+}
+
+// cont_rc(to + s) = cont_rc(from + s) for s = 1..n, as far as both rows exist.
+void share_rows(RMatrix& r, int64_t from, int64_t to, int32_t n) {
+    for (int32_t s = 1; s <= n; ++s)
+        if (from + s <= r.n_cont && to + s <= r.n_cont) r.cont_rc(to + s) = r.cont_rc(from + s);
+}
+
+// Neighbours of one reduced rank position share their rows.
+// Kept: the places in the contribution lists advance at a sharing member only, by block starts, and
+// the rows behind it are not renumbered, so that a row may lie above the rank.
+void set_rank(RMatrix& r) {
+    if (r.n_traits == 0) return;
+    r.trait_blk_start(1) = 1;
+    r.rank = r.trait_blk_size(1);
+    int64_t from = 0, to = r.rank;
+    for (int32_t member = 2; member <= r.n_traits; ++member) {
+        const int32_t start_before = r.trait_blk_start(member - 1);
+        int32_t& start = r.trait_blk_start(member);
+        if (r.reduce(member) != r.reduce(member - 1)) {
+            start = start_before + r.trait_blk_size(member - 1);
+            r.rank += r.trait_blk_size(member);
+            continue;
+        }
+        start = start_before;
+        share_rows(r, from, to, r.trait_blk_size(member));
+        from += start_before;
+        to += start;
+    }
+    r.n_rc = r.rank;
+}
+
+// Kept: a trait whose first member has no intercept is left out of t_no and t_name.
+void name_traits(RMatrix& r) {
+    int32_t named = 0;
+    for (int32_t member = 1; member <= r.n_traits; ++member) {
+        if (trait_met_before(r, member) || !r.intercept(member)) continue;
+        ++named;
+        r.t_no(named) = r.trait_no(member);
+        r.t_name(named) = real_name(r.trait_inp(member));
+    }
+}
+
+void name_rows(RMatrix& r) {
+    int32_t row = 0;
+    for (int32_t q = 1; q <= r.n_cont && row < r.rank; ++q)
+        if (r.cont_rc(q) != row) r.rank_tn(++row) = r.cont_t_no(q);
+}
+
+void derive_matrix(int32_t k, const Effects& effects, int32_t n_columns_before) {
+    RMatrix& r = RMAT(k);
+    count_effects(r, effects);
+    list_members(r, effects);
+    list_contributions(r, effects);
+    list_identifiers(r, n_columns_before);
+    describe_members(r);
+    set_recoded_columns(r, effects);
+    size_blocks(r, k);
+    list_member_regressions(r, k);
+    set_rank(r);
+    RMAT_ALLOC4(r);
+    name_traits(r);
+    name_rows(r);
+}
+
+void derive_matrices() {
+    const std::vector<Effects> effects = effects_by_matrix();
+    int32_t n_columns = 0;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        derive_matrix(k, effects[static_cast<std::size_t>(k - 1)], n_columns);
+        n_columns += RMAT(k).n_random_id;
+    }
+    for (Model& m : MODEL) {
+        std::copy(m.f_ef_rci.begin(), m.f_ef_rci.end(), m.ef_rci.begin());
+        std::copy(m.r_ef_rci.begin(), m.r_ef_rci.end(), m.ef_rci.begin() + m.n_fixed);
+    }
+}
+
+void mark_absorbed_effects() {
+    int32_t most = 0;
+    for (Model& m : MODEL) {
+        for (int32_t j = 1; j <= m.n_random; ++j) {
+            const RMatrix& r = RMAT(m.r_ef_matno(j));
+            if (!r.is("ABS_QTL")) continue;
+            m.ass_rf(j) = r.ass_rf;
+            if (r.ass_rf > 0) ++m.n_random_abs;
+        }
+        most = std::max(most, m.n_random_abs);
+    }
+    KVEINT.N_RAMAT_NOT_ABS = KVEINT.NRAMAT - most;
+}
+
+bool columns_exist(const Model& m) {
+    auto is_real = [](int32_t column) { return column >= 0 && column <= DIRECTIVES.NR; };
+    auto is_integer = [](int32_t column) { return column >= 0 && column <= DIRECTIVES.NI; };
+    return is_real(m.trait_inp_no) && is_real(m.wgt_inp_no) &&
+           std::all_of(m.ef_inp.begin(), m.ef_inp.end(), is_integer);
+}
+
+// Only a warning: a column that does not exist reads as missing.
+void warn_of_illegal_columns() {
+    if (std::all_of(MODEL.begin(), MODEL.end(), columns_exist)) return;
+    log_say("ERROR: ILLEGAL VAR-NO IN MODEL DESCRIPTION");
+    log_say(" OR WEIGHTS");
+}
+
+void count_random_covariables() {
+    KVEINT.N_RANDOM_COV = 0;
+    for (const Model& m : MODEL) KVEINT.N_RANDOM_COV += m.n_r_n_reg;
+}
+
+// The residual has one row per trait and no contribution lists.
+void make_residual_record() {
+    const int32_t nt = KVEINT.nt;
+    RMatrix& r = RMAT(KVEINT.NRAMAT + 1);
+    r.n_traits = r.n_rc = r.rank = nt;
+    RMAT_ALLOC1(r);
+    RMAT_ALLOC4(r);
+    RMAT_ALLOC5(r);
+    for (int32_t i = 1; i <= nt; ++i) {
+        r.trait_no(i) = i;
+        r.trait_inp(i) = MODEL(i).trait_inp_no;
+        r.t_no(i) = i;
+        r.t_name(i) = MODEL(i).trait_name;
+        for (int32_t j = 1; j <= nt; ++j) r.l_rcov_zero(i, j) = KVEINT.LogicalZeroEltR0(i, j);
+    }
+}
+
+}  // namespace
+
+void derive_covariance_structure() {
+    allocate_matrices();
+    link_variance_structures();
+    derive_matrices();
+    mark_absorbed_effects();
+    warn_of_illegal_columns();
+    count_random_covariables();
+    make_residual_record();
+}
+
+}  // namespace kve

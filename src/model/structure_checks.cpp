@@ -1,0 +1,72 @@
+#include "model/structure_checks.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "model/records.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+
+namespace kve {
+
+READS(KVEINT);
+READS(MODEL);
+READS(RMAT);
+WRITES(DIRECTIVES);
+
+namespace {
+
+void check_pgmix_methods() {
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        if (!RMAT(k).is("PGMIX") || RMAT(k).method == 1) continue;
+        say("  ERROR - Relationship method PGMIX requiers");
+        say("          method 1 for computing A**(-1)");
+        terminate_run();
+    }
+}
+
+// Some matrix holds two effects of the trait, merged or not.
+bool has_two_effects_in_a_matrix(const Model& m) {
+    std::vector<int32_t> matrices(m.r_ef_matno.begin(), m.r_ef_matno.end());
+    std::sort(matrices.begin(), matrices.end());
+    return std::adjacent_find(matrices.begin(), matrices.end()) != matrices.end();
+}
+
+bool deviations_are_defined() {
+    if (!DIRECTIVES.reduce_file.blank()) return false;
+    return std::none_of(MODEL.begin(), MODEL.end(), [](const Model& m) {
+        return m.n_r_n_reg > 0 || has_two_effects_in_a_matrix(m);
+    });
+}
+
+bool task_has_deviations(int32_t task) { return task == 2 || task == 11 || task == 12; }
+
+// Trait deviations and progeny trait deviations.
+void check_trait_deviations() {
+    TrendRequest& request = DIRECTIVES.td_ptd;
+    if (!request.asked || !task_has_deviations(DIRECTIVES.ITASK)) return;
+    if (request.factor < 1 || request.factor > KVEINT.NRAMAT) {
+        say("  ERROR - Random factor specified for computation of TD and PTD: %12d",
+            request.factor);
+        say("          Must be between 1 and %12d", KVEINT.NRAMAT);
+        terminate_run();
+    }
+    request.pedigree_exists = RMAT(request.factor).is("PED");
+    if (deviations_are_defined()) return;
+    say("  ERROR - Calculation of Trait Deviations and Progeny Trait Deviations");
+    say("          is not implemented for models with:");
+    say("             Random Regressions");
+    say("             More than one random effect in a covariance matrix");
+    say("             Reduced Rank");
+    terminate_run();
+}
+
+}  // namespace
+
+void check_structures() {
+    check_pgmix_methods();
+    check_trait_deviations();
+}
+
+}  // namespace kve

@@ -1,0 +1,58 @@
+// Fills the tables that a model section leaves behind, for tests of what comes after it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "model/records.h"
+
+struct Regression {
+    int column;
+    int effect;  // number in the submodel, 0 general
+    int level = 0;
+};
+
+// One trait: integer columns of its effects, the last of them random with these matrix numbers.
+struct Submodel {
+    std::vector<int> effects;
+    std::vector<int> matrices;
+    std::vector<Regression> regressions = {};
+    std::vector<int> merged = {};        // random effects that merge with the one before
+    std::vector<int> no_intercept = {};  // effects
+    std::vector<int> reduce = {};        // of the random effects
+};
+
+// MODEL, KVEINT and the names of 9 integer and 9 real columns. Trait i stands in real column i.
+void build_model(const std::vector<Submodel>& traits);
+
+// Works in an empty folder of its own, so that KVE_LOG is the test's.
+class ModelTest : public testing::Test {
+ protected:
+    ModelTest();
+    ~ModelTest() override;
+
+ private:
+    std::filesystem::path folder_, before_;
+};
+
+// What a call prints on the listing.
+std::string listing_of(void (*call)());
+
+template <class Array>
+std::vector<int> numbers_of(const Array& array) {
+    return {array.begin(), array.end()};
+}
+using Numbers = std::vector<int>;
+
+// In the child of a death test: the listing goes where the test looks, KVE_LOG is open.
+void begin_run_to_stop();
+#define EXPECT_STOP(statement, words) \
+    EXPECT_EXIT(                      \
+        {                             \
+            begin_run_to_stop();      \
+            statement;                \
+        },                            \
+        testing::ExitedWithCode(16), words)
