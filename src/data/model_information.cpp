@@ -230,10 +230,20 @@ void write_options() {
                  DIRECTIVES.n_sol_cov, first(DIRECTIVES.sol_cov, equations));
 }
 
+// The table of the members has room for one where no matrix has a member; a reader takes its extent
+// from the matrix blocks.
+void write_places_of_equations() {
+    int64_t most_members = 0;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
+        most_members = std::max<int64_t>(most_members, RMAT(k).n_traits);
+    write_record(MODINF, FACTORS.NBEGREG, FACTORS.NBEGF, FACTORS.NBEGRA,
+                 first(FACTORS.NBEGRAT, most_members * KVEINT.NRAMAT));
+}
+
 void write_tail() {
     const Dimensions& d = DIMENSIONS;
     const RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
-    write_record(MODINF, FACTORS.NBEGREG, FACTORS.NBEGF, FACTORS.NBEGRA, FACTORS.NBEGRAT);
+    write_places_of_equations();
     write_record(MODINF, RSD, KVEINT.SPRE);
     write_record(MODINF, DIRECTIVES.glmm_iterations, DIRECTIVES.glmm_criterion);
     write_record(MODINF, RECODED.NIOUT, RECODED.NFOUT);

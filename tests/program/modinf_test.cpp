@@ -155,16 +155,11 @@ void build_residual(int32_t nt, const char* type, int32_t groups) {
 }
 
 // What the size of the model decides in the other tables.
-void build_outcome(int64_t most_members) {
-    int64_t nt = KVEINT.nt, NRAMAT = KVEINT.NRAMAT;
-    allocate(FACTORS.NLEV, nt, KVEINT.MAX_N_FIXED);
-    allocate(FACTORS.NRALEV, NRAMAT);
-    allocate(FACTORS.NFINFO, NRAMAT);
-    allocate(FACTORS.NBEGREG, nt, KVEINT.MAX_N_REG);
-    allocate(FACTORS.NBEGF, nt, KVEINT.MAX_N_FIXED);
-    allocate(FACTORS.NBEGRA, NRAMAT + 1);
-    allocate(FACTORS.NBEGRAT, most_members, NRAMAT);
-    ASSERT_EQ(INTAKE.NS.allocate(nt), 0);
+void build_outcome() {
+    allocate_factors();
+    Factors& f = FACTORS;
+    distinct(f.NLEV, f.NRALEV, f.NFINFO, f.NBEGREG, f.NBEGF, f.NBEGRA, f.NBEGRAT);
+    ASSERT_EQ(INTAKE.NS.allocate(KVEINT.nt), 0);
     distinct(INTAKE.NREC, INTAKE.NS);
     distinct(RECODED.NIOUT, RECODED.NFOUT, RECODED.n_records, RECODED.n_fixed_positions,
              RECODED.n_subjects, RECODED.largest_sequence);
@@ -216,7 +211,7 @@ void build_rich_model() {
     for (int k = 1; k <= 3; ++k) build_matrix(RMAT(k));
     build_residual(2, "GROUP", 3);
 
-    build_outcome(2);
+    build_outcome();
     allocate(RECODED.NABGR, 2);
     allocate(RECODED.MN_ABGR, 2);
     allocate(KVEINT.NORCOV, 2, 7);  // more room than there are pairs of traits
@@ -241,7 +236,7 @@ void build_smallest_model() {
     r.n_cont = r.rank = r.n_traits = r.n_random_id = r.n_r_eff = 1;
     build_matrix(r);
     build_residual(1, "I", 1);
-    build_outcome(1);
+    build_outcome();
 }
 
 Modinf write_and_decode(const Scratch& scratch) {
@@ -417,6 +412,20 @@ TEST(ModelInformation, AsksForEquationsWithoutNumbers) {
     EXPECT_TRUE(file.tail.sol_cov.empty());
 }
 
+// A random factor whose only effect is merged into one that does not exist has no member, yet its
+// table of equations has room for one.
+TEST(ModelInformation, WritesNoMemberWhereThereIsNone) {
+    build_smallest_model();
+    RMatrix& r = RMAT(1);
+    r.n_cont = r.rank = r.n_traits = r.n_random_id = 0;
+    build_matrix(r);
+    allocate_factors();
+    Scratch scratch;
+    Modinf file = write_and_decode(scratch);
+    EXPECT_TRUE(file.tail.NBEGRAT.values.empty());
+    EXPECT_TRUE(file.matrices.at(0).cov_mat.values.empty());
+}
+
 // A GROUP residual without usable records has no group, yet its arrays have room for one.
 TEST(ModelInformation, WritesNoGroupWhereThereIsNone) {
     build_smallest_model();
@@ -479,7 +488,7 @@ void build_lists() {
     RMAT(1).ass_rf = RMAT(4).ass_rf = 2;
     for (int k = 1; k <= 5; ++k) build_matrix(RMAT(k));
     build_residual(1, "GROUP", 3);
-    build_outcome(0);
+    build_outcome();
 
     ASSERT_EQ(IFL.allocate(10), 0);
     IFL(4) = level_row(2, 11, 1), IFL(2) = level_row(0, 12, 2);
@@ -488,12 +497,10 @@ void build_lists() {
     IFL(1) = level_row(0, 41, 1);
     IFL(9) = level_row(8, -3, 1), IFL(8) = level_row(7, 52, 2), IFL(7) = level_row(0, 53, 3);
     Factors& f = FACTORS;
-    allocate(f.HEAD_EF, 1, 2);
     f.HEAD_EF(1, 1) = 4;
     f.HEAD_EF(1, 2) = 3;
     f.NLEV(1, 1) = 2;
     f.NLEV(1, 2) = 1;
-    ASSERT_EQ(f.ITOPRS.allocate(5), 0);
     f.ITOPRS(3) = 6;
     f.ITOPRS(5) = 1;
     f.ITOPRS(4) = 2;  // levels of an absorbed effect are never listed
@@ -502,7 +509,6 @@ void build_lists() {
     f.HEAD_GRP = 9;
     ASSERT_EQ(IDL.allocate(3), 0);
     IDL(3) = animal_row(700, 1), IDL(1) = animal_row(800, 0);
-    ASSERT_EQ(f.ITOPAS.allocate(5), 0);
     f.ITOPAS(2) = 3;
 }
 
