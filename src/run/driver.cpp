@@ -37,7 +37,9 @@ void run() {
     // allocate_tables
     // KVEFP1
     // count_residual_groups
-    // KVE_PRIORS, listing, scaling
+    // KVE_PRIORS
+    // list_starting_values
+    // scale_starting_values
     // judge_data
     // sort_level_lists
     // count_one_level_factors

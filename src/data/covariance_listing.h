@@ -1,0 +1,15 @@
+// The current (co)variance matrices of the model with their correlations, and, for the simplest
+// models, the phenotypic matrix.
+#pragma once
+
+#include <cstdint>
+
+namespace kve {
+
+inline constexpr int32_t kListingUnit = 6;
+
+// Prints to the listing (kListingUnit), in pages, or, for any other unit, to the file
+// "Latest_parm", which it creates or empties and closes.
+void KVEGR(int32_t unit);
+
+}  // namespace kve

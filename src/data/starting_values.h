@@ -1,0 +1,11 @@
+// Shows the starting (co)variances and, when the directives ask for it, scales them by the residual
+// standard deviations and shows them again. Reads and scales RMAT. Stopped by scaling without
+// priors.
+#pragma once
+
+namespace kve {
+
+void list_starting_values();
+void scale_starting_values();
+
+}  // namespace kve

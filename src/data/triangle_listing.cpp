@@ -1,0 +1,80 @@
+#include "data/triangle_listing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#include "base/text.h"
+#include "run/listing.h"
+
+namespace kve {
+namespace {
+
+constexpr int32_t kColumnsOfBlock = 6;
+
+}  // namespace
+
+void Sheet::line(const char* format, ...) {
+    std::va_list items, again;
+    va_start(items, format);
+    va_copy(again, items);
+    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), ' ');
+    va_end(again);
+    std::vsnprintf(text.data(), text.size() + 1, format, items);
+    va_end(items);
+    if (file != nullptr) return file->print_line(text);
+    say("%s", text.c_str());
+    count_lines(1);
+}
+
+void Sheet::empty(int lines) {
+    for (int k = 0; k < lines; ++k) line("%s", "");
+}
+
+void Sheet::page_for(int64_t lines) {
+    if (file == nullptr) page_if(static_cast<int>(std::min<int64_t>(lines, kLinesOnPage)));
+}
+
+int64_t triangle_lines(int32_t order) {
+    int64_t lines = 0;
+    for (int64_t first = 1; first <= order; first += kColumnsOfBlock) lines += order - first + 2;
+    return lines;
+}
+
+std::string number_column(double value, int width, int decimals) {
+    if (std::isnan(value)) return std::string(static_cast<std::size_t>(width - 3), ' ') + "NaN";
+    char text[400];  // the largest double has 309 digits before the point
+    std::snprintf(text, sizeof text, " %*.*f", width - 1, decimals, value);
+    return text;
+}
+
+void KVEPRM(int32_t row_offset, int32_t order, const Triangle<double>& matrix, TriangleOf mode,
+            Sheet& unit) {
+    const int decimals = mode == TriangleOf::covariances ? 7 : 4;
+    for (int32_t first = 1; first <= order; first += kColumnsOfBlock) {
+        const int32_t last = std::min(first + kColumnsOfBlock - 1, order);
+        std::string text = "  ";
+        char number[32];
+        for (int32_t j = first; j <= last; ++j) {
+            std::snprintf(number, sizeof number, "%15d", row_offset + j);
+            text += number;
+        }
+        unit.line("%s", text.c_str());
+        for (int32_t i = first; i <= order; ++i) {
+            text.clear();
+            for (int32_t j = first; j <= std::min(i, last); ++j)
+                text += number_column(matrix(i, j), 15, decimals);
+            unit.line("%5d%s", row_offset + i, text.c_str());
+        }
+    }
+}
+
+void to_correlations(Triangle<double>& matrix) {
+    // Row by row from the end: a variance is still there when its last covariance is divided.
+    for (int64_t i = matrix.order(); i >= 1; --i)
+        for (int64_t j = 1; j <= i; ++j) matrix(i, j) /= std::sqrt(matrix(i, i) * matrix(j, j));
+}
+
+}  // namespace kve
