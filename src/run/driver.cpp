@@ -7,7 +7,9 @@
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
 #include "run/banner.h"
+#include "run/dimensions.h"
 #include "run/directives.h"
+#include "run/growth.h"
 #include "run/listing.h"
 #include "run/open_files.h"
 #include "run/pedigree_columns.h"
@@ -20,10 +22,10 @@ namespace kve {
 READS(DIRECTIVES);
 
 void run() {
-    start_listing();  // page head
-    print_banner();   // name and version
-    // read_dimensions
-    find_place();  // ST_DIR
+    start_listing();    // page head
+    print_banner();     // name and version
+    read_dimensions();  // DIMENSIONS
+    find_place();       // ST_DIR
     // read_directives
     // check_pedigree_columns
     // open_files
@@ -34,7 +36,7 @@ void run() {
     mark_censored_traits(status);  // columns of censoring codes
     settle_trait_classes();        // final trait_type
     if (status != 0) terminate_run();
-    // allocate_tables
+    allocate_tables();  // IFL, IDL, the sparse store
     // KVEFP1
     // count_residual_groups
     // KVE_PRIORS

@@ -212,10 +212,8 @@ void allocate_tables() {
 }
 
 void lengthen_row_heads(int32_t row) {
-    int64_t needed = row;
-    if (needed <= IF.size()) return;
     // Rows come in ascending order more often than not: lengthen ahead of them.
-    int64_t length = std::max(needed, grown(static_cast<int32_t>(IF.size())));
+    int64_t length = std::max(int64_t{row}, grown(static_cast<int32_t>(IF.size())));
     lengthen("ALLOC_MDL", Lengthening(IF, length, "IF"));
 }
 

@@ -7,6 +7,8 @@
 #include <map>
 #include <random>
 
+#include "stops.h"
+
 using namespace kve;
 
 WRITES(DIMENSIONS);
@@ -86,6 +88,6 @@ TEST(LevelCode, LongestRoadAndTheKeyWithoutBits) {
     enter_level(-std::numeric_limits<int32_t>::max(), root, 1, IFL, NMFL);
     EXPECT_EQ(NMFL, 32);
     EXPECT_EQ(depth_of(root), 32);
-    EXPECT_EXIT(enter_level(std::numeric_limits<int32_t>::min(), root, 1, IFL, NMFL),
-                testing::ExitedWithCode(16), "");
+    EXPECT_STOP(enter_level(std::numeric_limits<int32_t>::min(), root, 1, IFL, NMFL),
+                "BITSTR ERROR -2147483648 +1 0+\nProgram terminates\n");
 }

@@ -1,0 +1,246 @@
+// Sorting, the sparse store, growth and small services of the large tables.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include "data/level_code.h"
+#include "run/int_to_text.h"
+#include "run/sorting.h"
+#include "run/sparse_store.h"
+#include "stops.h"
+
+using namespace kve;
+
+WRITES(DIMENSIONS);
+WRITES(IFL);
+WRITES(NMFL);
+WRITES(IDL);
+WRITES(AD);
+WRITES(LD);
+WRITES(IF);
+WRITES(IN);
+WRITES(IV);
+WRITES(AI);
+READS(N_SPARSE);
+
+namespace {
+
+void start_with_dimensions(int32_t MFL, int32_t MDL, int32_t MAXNRM) {
+    DIMENSIONS.MFL.now = MFL;
+    DIMENSIONS.MDL.now = MDL;
+    DIMENSIONS.MAXNRM.now = MAXNRM;
+    allocate_tables();
+}
+
+// The lower triangle as the store's lists have it; ascending columns are checked on the way.
+std::map<std::pair<int32_t, int32_t>, double> stored_elements() {
+    std::map<std::pair<int32_t, int32_t>, double> all;
+    for (int32_t row = 1; row <= IF.size(); ++row) {
+        int32_t last = 0;
+        for (int32_t e = IF(row); e != 0; e = IN(e)) {
+            EXPECT_GT(IV(e), last) << "row " << row;
+            last = IV(e);
+            all[{row, last}] = AI(e);
+        }
+    }
+    EXPECT_EQ(all.size(), static_cast<std::size_t>(N_SPARSE));
+    return all;
+}
+
+void grow_on_a_full_disk() {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit few_bytes{100, 100};
+    setrlimit(RLIMIT_FSIZE, &few_bytes);
+    ALLOC_MFL(1);
+}
+
+}  // namespace
+
+TEST(HeapSort, OrderOfEqualKeysIsFixed) {
+    // The heap of a b c d is c d a b; taking the top off it three times leaves b d a c.
+    std::vector<int32_t> keys{5, 5, 5, 5}, companion{1, 2, 3, 4};
+    heap_sort_pairs(4, keys.data(), companion.data());
+    EXPECT_EQ(companion, (std::vector<int32_t>{2, 4, 1, 3}));
+    std::vector<int32_t> second = keys;
+    companion = {1, 2, 3, 4};
+    heap_sort_pairs(4, keys.data(), second.data(), companion.data());
+    EXPECT_EQ(companion, (std::vector<int32_t>{2, 4, 1, 3}));
+}
+
+TEST(HeapSort, SortsOneAndTwoKeysOfAllSizes) {
+    std::mt19937 random(3);
+    for (int32_t n = 0; n < 200; ++n) {
+        std::vector<int32_t> first, second, companion;
+        for (int32_t k = 0; k < n; ++k) {
+            first.push_back(static_cast<int32_t>(random() % 7) - 3);
+            second.push_back(static_cast<int32_t>(random()));
+            companion.push_back(k);
+        }
+        std::vector<int32_t> keys = first;
+        heap_sort_pairs(n, keys.data(), companion.data());
+        EXPECT_TRUE(std::ranges::is_sorted(keys));
+        for (std::size_t k = 0; k < keys.size(); ++k)
+            EXPECT_EQ(keys[k], first[static_cast<std::size_t>(companion[k])]);
+
+        std::vector<int32_t> expected(first.size());
+        std::iota(expected.begin(), expected.end(), 0);
+        std::ranges::sort(expected, {}, [&](int32_t k) {
+            return std::pair(first[static_cast<std::size_t>(k)],
+                             second[static_cast<std::size_t>(k)]);
+        });
+        std::iota(companion.begin(), companion.end(), 0);
+        heap_sort_pairs(n, first.data(), second.data(), companion.data());
+        EXPECT_EQ(companion, expected);
+    }
+}
+
+TEST(LevelList, IsChainedAndNumberedInOrderOfTheKeys) {
+    start_with_dimensions(1, 1, 1);
+    std::mt19937 random(5);
+    int32_t root = 0, head = 99;
+    EXPECT_EQ(sort_level_list(root, head, 4), 4);
+    EXPECT_EQ(head, 0);
+    std::map<int32_t, int32_t> keys;
+    for (int n = 0; n < 3000; ++n) {
+        int32_t key = static_cast<int32_t>(random());
+        keys[key] = enter_level(key, root, 1, IFL, NMFL).row;
+    }
+    int32_t root_before = root;
+    EXPECT_EQ(sort_level_list(root, head, 4), 4 + static_cast<int32_t>(keys.size()));
+    EXPECT_EQ(root, root_before);
+    int32_t row = head, number = 4;
+    for (auto [key, entered] : keys) {
+        ASSERT_EQ(row, entered);
+        EXPECT_EQ(IFL(row).key, key);
+        EXPECT_EQ(IFL(row).level, ++number);
+        row = IFL(row).next;
+    }
+    EXPECT_EQ(row, 0);
+    // Only the walk's workspace has grown, with the store's dimension.
+    EXPECT_GE(IN.size(), 3000);
+    EXPECT_EQ(DIMENSIONS.MDL.expansions, 0);
+}
+
+TEST(SparseStore, AgreesWithADenseMatrixWhileTheTablesGrow) {
+    start_with_dimensions(1, 1, 1);
+    std::mt19937 random(17);
+    std::map<std::pair<int32_t, int32_t>, double> dense;
+    clear_sparse();
+    for (int n = 0; n < 30000; ++n) {
+        // Every other addition falls into one of two long rows.
+        int32_t i = n % 2 == 0 ? 599 + n % 4 / 2 : static_cast<int32_t>(random() % 601);
+        int32_t j = static_cast<int32_t>(random() % 601);
+        double value = static_cast<double>(random()) / 7.0;
+        insert_sparse(i, j, value);
+        if (i > 0 && j > 0) dense[std::minmax(j, i, std::greater<>())] += value;
+    }
+    EXPECT_EQ(stored_elements(), dense);
+    EXPECT_GT(DIMENSIONS.MAXNRM.expansions, 50);
+    EXPECT_EQ(AI.size(), DIMENSIONS.MAXNRM.now);
+    EXPECT_GE(IF.size(), 600);
+
+    clear_sparse();
+    insert_sparse(3, 7, 1.5);
+    insert_sparse(7, 3, 2.0);
+    insert_sparse(0, 7, 9.0);
+    EXPECT_EQ(stored_elements().size(), 1U);
+    EXPECT_EQ(AI(IF(7)), 3.5);
+}
+
+TEST(SparseStore, LongRowsAreNotWalkedFromTheirHead) {
+    constexpr int32_t n = 200000;
+    start_with_dimensions(1, n + 4, 4 * n);
+    clear_sparse();
+    std::vector<int32_t> shuffled(n);
+    std::iota(shuffled.begin(), shuffled.end(), 1);
+    std::ranges::shuffle(shuffled, std::mt19937(23));
+    // A walk from the head would take hours.
+    for (int32_t k = 1; k <= n; ++k) {
+        insert_sparse(n + 1, k, 1.0);
+        insert_sparse(n + 2, n + 1 - k, 1.0);
+        insert_sparse(shuffled[static_cast<std::size_t>(k - 1)], n + 3, 1.0);
+    }
+    for (int32_t k = 1; k <= n; ++k)
+        insert_sparse(n + 3, shuffled[static_cast<std::size_t>(n - k)], 1.0);
+    auto all = stored_elements();
+    EXPECT_EQ(all.size(), 3U * n);
+    EXPECT_EQ((all[{n + 3, 77}]), 2.0);
+}
+
+TEST(Growth, KeepsContentAndZeroesTheTail) {
+    start_with_dimensions(19, 25, 5);
+    EXPECT_EQ(IN.size(), 25);
+    for (int32_t k = 1; k <= 19; ++k) IFL(k) = {k, -k, k, k, k, k, 7 * k};
+    for (int32_t k = 1; k <= 25; ++k) {
+        IDL(k).mark = k;
+        IDL(k).n_desc = -k;
+        AD(k) = LD(k) = IF(k) = IN(k) = IV(k) = k;
+    }
+    for (int32_t k = 1; k <= 5; ++k) AI(k) = 0.5 * k;
+    ALLOC_MFL(1);
+    ALLOC_MDL(1);
+    ALLOC_MAXNRM(1);
+    EXPECT_EQ(DIMENSIONS.MFL.now, 20);    // 20.9
+    EXPECT_EQ(DIMENSIONS.MDL.now, 27);    // 27.5
+    EXPECT_EQ(DIMENSIONS.MAXNRM.now, 6);  // one more at least
+    EXPECT_EQ(DIMENSIONS.MDL.first, 25);
+    EXPECT_EQ(DIMENSIONS.MDL.expansions, 1);
+    for (int64_t length : {IDL.size(), IF.size(), AD.size(), LD.size(), IN.size(), IV.size()})
+        EXPECT_EQ(length, 27);
+    EXPECT_EQ(IFL(19).mark, 7 * 19);
+    EXPECT_EQ(IFL(20).mark, 0);
+    for (int32_t k = 1; k <= 27; ++k) {
+        int32_t kept = k <= 25 ? k : 0;
+        EXPECT_EQ(IDL(k).mark, kept);
+        EXPECT_EQ(IDL(k).n_desc, -kept);
+        EXPECT_EQ(AD(k) + LD(k), 2 * kept);
+        EXPECT_EQ(IF(k) + IN(k) + IV(k), 3 * kept);
+    }
+    for (int32_t k = 1; k <= 6; ++k) EXPECT_EQ(AI(k), k <= 5 ? 0.5 * k : 0.0);
+    // Nothing is left behind in the folder.
+    for (const auto& file : std::filesystem::directory_iterator("."))
+        EXPECT_EQ(file.path().filename().string().find("scratch"), std::string::npos);
+}
+
+TEST(Growth, RoundsTheNewDimensionIn32Bits) {
+    start_with_dimensions(1, 1, 1);
+    // In more digits the last product is 22000001.6.
+    for (auto [old, next] : {std::pair{10, 11}, {100000, 110000}, {20000001, 22000000}}) {
+        DIMENSIONS.MFL.now = old;
+        ALLOC_MFL(1);
+        EXPECT_EQ(DIMENSIONS.MFL.now, next);
+    }
+}
+
+TEST(Growth, StopsWhenTheDimensionPasses32BitsOrTheScratchFileFails) {
+    start_with_dimensions(1000, 1, 1);
+    EXPECT_STOP(
+        {
+            DIMENSIONS.MFL.now = 2000000000;
+            ALLOC_MFL(1);
+        },
+        "allocate +: IFL\nWith elements +: 15400000000\n");
+    EXPECT_STOP(grow_on_a_full_disk(),
+                "ERROR - ALLOC_MFL: the scratch file cannot be written\nProgram terminates\n");
+}
+
+TEST(IntToText, WritesLeftAdjustedAndStopsWhenItDoesNotFit) {
+    char text[21] = {};
+    EXPECT_EQ(int_to_text(-12, text, 3), 3);
+    EXPECT_EQ(std::string_view(text, 3), "-12");
+    EXPECT_EQ(int_to_text(5, text, 4), 1);
+    EXPECT_EQ(std::string_view(text, 4), "5   ");
+    EXPECT_EQ(int_to_text(std::numeric_limits<int64_t>::min(), text, 20), 20);
+    EXPECT_STOP(int_to_text(-12, text, 2),
+                "ERROR - Converting integer value to text\n        Value to convert: +-12\n"
+                "        Length of character variable to hold the result is: +2\n\n"
+                "Program terminates\n");
+}
