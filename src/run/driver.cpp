@@ -16,6 +16,7 @@
 #include "run/place.h"
 #include "run/stop.h"
 #include "run/unavailable.h"
+#include "run/work_files.h"
 
 namespace kve {
 
@@ -49,7 +50,8 @@ void run() {
     // KVEWDF
     // record_group_counts
     // KVEPFL
-    // delete_empty_work_files
+    // write_code_table
+    delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
     end_run();  // last line
 }
