@@ -162,7 +162,7 @@ TEST(SparseStore, LongRowsAreNotWalkedFromTheirHead) {
     std::vector<int32_t> shuffled(n);
     std::iota(shuffled.begin(), shuffled.end(), 1);
     std::ranges::shuffle(shuffled, std::mt19937(23));
-    // A walk from the head would take hours.
+    // A walk from the head each time would take minutes.
     for (int32_t k = 1; k <= n; ++k) {
         insert_sparse(n + 1, k, 1.0);
         insert_sparse(n + 2, n + 1 - k, 1.0);
