@@ -70,8 +70,10 @@ void dealloc_error(std::string_view routine, std::string_view array, int status)
     terminate_run();
 }
 
-void stop_unreadable(std::string_view where, std::string_view expected, std::string_view text) {
+void stop_unreadable(std::string_view where, std::string_view expected, std::string_view text,
+                     std::string_view remark) {
     say("ERROR - %.*s: cannot read %.*s from: %.*s", KVE_SV(where), KVE_SV(expected), KVE_SV(text));
+    if (!remark.empty()) say("%.*s", KVE_SV(remark));
     stop_run();
 }
 

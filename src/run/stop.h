@@ -30,9 +30,9 @@ inline void check_allocated(int status, std::string_view routine, std::string_vi
 }
 
 // A text that should be a number and is none, where the place has no words of its own.
-// `where` is the keyword or file, `expected` what was to be read.
+// `where` is the keyword or file, `expected` what was to be read; a `remark` is a second line.
 [[noreturn]] void stop_unreadable(std::string_view where, std::string_view expected,
-                                  std::string_view text);
+                                  std::string_view text, std::string_view remark = {});
 
 // An output file that could not be written whole.
 [[noreturn]] void stop_not_written(std::string_view file);
