@@ -1,5 +1,6 @@
-// The files of a run, by the package's unit numbers. Stage `open_files` opens them; the stages that
-// own them read, write and close them; every stop flushes the output units.
+// The files of a run, by the package's unit numbers. Stage `open_files` opens them (unit 98: the
+// directive reader); the stages that own them read, write and close them; every stop flushes the
+// output units.
 #pragma once
 
 #include <cstdio>
@@ -51,6 +52,7 @@ struct Units {
     RecordOutput unit_54;              // CODE_TABLE
     RecordOutput unit_58;              // oldsol
     RecordOutput unit_59;              // RC_F_INFO
+    TextOutput unit_98;                // CVREST.DIR while the directives are read
 };
 
 inline constinit Units UNITS;

@@ -1,0 +1,16 @@
+// $VAR_STR: the (co)variance structures of the random factors. Numbers that cannot be read stop
+// the run.
+#pragma once
+
+#include "run/catalogue.h"
+
+namespace kve {
+
+// Reads the group of specifications that begins with the keyword line in `cinp`, then looks for the
+// files of all specifications so far. Returns the kind of the line behind the group.
+Keyword read_structures();
+
+// Tells the random factors that have more than one specification, in factor order.
+void check_repeated_factors();
+
+}  // namespace kve

@@ -1,0 +1,44 @@
+#include "run/user_files.h"
+
+#include <filesystem>
+
+#include "run/directive_errors.h"
+#include "run/directives.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+
+namespace {
+
+bool exists(const FileName& name) {
+    std::error_code ignored;
+    return !name.blank() && std::filesystem::exists(name.string(), ignored);
+}
+
+void tell_missing(Keyword keyword, const FileName& name) {
+    directive_error(DirectiveError::file_not_found, keyword, name.view());
+}
+
+}  // namespace
+
+bool add_submission_directory(FileName& name) {
+    if (name.blank() || name.c[0] == '/' || DIRECTIVES.ST_DIR.blank()) return true;
+    std::string whole = DIRECTIVES.ST_DIR.string() + "/" + name.string();
+    name = whole;
+    return whole.size() <= sizeof name.c;
+}
+
+void require_file(Keyword keyword, const FileName& name) {
+    if (!exists(name)) tell_missing(keyword, name);
+}
+
+void find_user_file(Keyword keyword, FileName& name) {
+    // A name cut short might be that of another file.
+    if (add_submission_directory(name))
+        require_file(keyword, name);
+    else
+        tell_missing(keyword, name);
+}
+
+}  // namespace kve

@@ -1,0 +1,19 @@
+// Files that the user names in the directives.
+#pragma once
+
+#include "base/text.h"
+#include "run/catalogue.h"
+
+namespace kve {
+
+// Puts the submission directory, if there is one, in front of a name that does not begin with "/".
+// False when the result is too long for a file name; it is cut then.
+bool add_submission_directory(FileName& name);
+
+// Error 7 for keyword line `keyword` when nothing of that name exists, whatever it is.
+void require_file(Keyword keyword, const FileName& name);
+
+// Both, one after the other.
+void find_user_file(Keyword keyword, FileName& name);
+
+}  // namespace kve
