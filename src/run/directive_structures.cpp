@@ -1,5 +1,6 @@
 #include "run/directive_structures.h"
 
+#include <algorithm>
 #include <map>
 
 #include "run/directive_data.h"

@@ -8,6 +8,7 @@
 #include "model/trait_classes.h"
 #include "run/banner.h"
 #include "run/dimensions.h"
+#include "run/directive_reader.h"
 #include "run/directives.h"
 #include "run/growth.h"
 #include "run/listing.h"
@@ -27,7 +28,7 @@ void run() {
     print_banner();     // name and version
     read_dimensions();  // DIMENSIONS
     find_place();       // ST_DIR
-    // read_directives
+    read_directives();  // DIRECTIVES, section files
     // check_pedigree_columns
     // open_files
     // parse_model
