@@ -39,6 +39,9 @@ class FreeList {
     // Behind a line that did not hold all items: the list goes on in another text.
     void continue_in(std::string_view text) { rest_ = text; }
 
+    // "/" has been met: every further item is an omitted one.
+    bool ended_by_slash() const { return ended_by_slash_; }
+
     // The item that could not be read, after Read::bad.
     std::string_view bad_item() const { return bad_item_; }
 

@@ -1,0 +1,41 @@
+#include "model/model_parser.h"
+
+#include "model/model_lines.h"
+#include "model/random_lines.h"
+#include "model/regression_lines.h"
+#include "model/trait_lines.h"
+#include "model/zero_covariances.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+#include "run/units.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+WRITES(UNITS);
+
+void parse_model() {
+    if (open_log() != 0) {
+        say("ERROR OPENING FILES");
+        stop_run();
+    }
+    ModelLines lines(UNITS.unit_15);
+    read_trait_counts(lines);
+    read_absorption_lines(lines);
+    read_model_lines(lines);
+    check_weights();
+    read_random_lines(lines);
+    // A KVE1.reduce that an earlier run left behind counts for nothing.
+    if (!DIRECTIVES.reduce_file.blank()) {
+        ModelLines reduce_lines(UNITS.unit_16);
+        read_reduced_rank(reduce_lines);
+    }
+    read_regression_lines(lines);
+    number_real_columns();
+    read_zero_covariances(lines);
+    UNITS.unit_15.close();
+    UNITS.unit_16.close();
+}
+
+}  // namespace kve

@@ -1,0 +1,361 @@
+#include "model/trait_lines.h"
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "base/freeform.h"
+#include "base/text.h"
+#include "model/model_lines.h"
+#include "model/records.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+WRITES(MODEL);
+WRITES(KVEINT);
+
+namespace {
+
+constexpr int32_t kThresholdTask = 2;
+constexpr int32_t kLiabilityTask = 8;
+constexpr int32_t kLastTaskWithoutAbsorption = 11;
+constexpr std::size_t kOptionWidth = 25;
+
+// Number of traits
+
+bool classes_are_counted() {
+    return DIRECTIVES.ITASK == kThresholdTask || DIRECTIVES.ITASK == kLiabilityTask;
+}
+
+void say_trait_count_header() {
+    log_blank();
+    if (DIRECTIVES.ITASK == kThresholdTask) {
+        log_say(" No of traits in the analysis followed by No of Gaussian,");
+        log_say(" No of Censored Gaussian, NO of Catagorical and No Of Binary Traits");
+    } else if (DIRECTIVES.ITASK == kLiabilityTask) {
+        log_say("  No of traits in the analysis followed by No of Gaussian,");
+        log_say(" No of Right Censored Gaussian, No Of Categorical and No Of Binary Traits");
+    } else {
+        log_say("  No of traits in the analysis");
+    }
+}
+
+void check_trait_count() {
+    if (KVEINT.nt >= 1 && KVEINT.nt <= kMostTraits) return;
+    log_say("Problem:------> No of traits out of bounds.");
+    log_say("                KVE can max handel 31 traits");
+    terminate_run();
+}
+
+void check_class_counts() {
+    int64_t total = 0;
+    bool negative = false;
+    for (int32_t n :
+         {KVEINT.NGaussTraits, KVEINT.NRightCensTraits, KVEINT.NCatTraits, KVEINT.NBinTraits}) {
+        total += n;
+        negative = negative || n < 0;
+    }
+    if (total == KVEINT.nt && !negative) return;
+    if (DIRECTIVES.ITASK == kLiabilityTask)
+        log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTrai");
+    else
+        log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTraits");
+    terminate_run();
+}
+
+void allocate_traits() {
+    allocate_model_level_1(KVEINT.nt);
+    int64_t nt = KVEINT.nt;
+    check_allocated(KVEINT.H2.allocate(nt), "KVEINT", "H2", nt);
+    check_allocated(KVEINT.SPRE.allocate(nt), "KVEINT", "SPRE", nt);
+    check_allocated(KVEINT.TraitIdWithWeight.allocate(nt), "KVEINT", "TraitIdWithWeight", nt);
+    check_allocated(KVEINT.LogicalZeroEltR0.allocate(nt, nt), "KVEINT", "LogicalZeroEltR0",
+                    nt * nt);
+}
+
+// Traits stand in the order of their classes.
+void set_trait_types() {
+    int32_t last_gaussian = KVEINT.NGaussTraits;
+    int32_t last_censored = last_gaussian + KVEINT.NRightCensTraits;
+    int32_t last_categorical = last_censored + KVEINT.NCatTraits;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        MODEL(i).trait_type = i <= last_gaussian      ? kGaussian
+                              : i <= last_censored    ? kRightCensored
+                              : i <= last_categorical ? kCategorical
+                                                      : kBinary;
+    KVEINT.N_CONT_TRAITS = last_censored;
+    KVEINT.N_THRESH_TRAITS = KVEINT.NCatTraits + KVEINT.NBinTraits;
+}
+
+// Absorption
+
+[[noreturn]] void refuse_absorption() {
+    log_say("ERROR - Reading line with effects to absorbe");
+    log_say("        Expect one line per trait ");
+    log_say("        with number of effects and the ");
+    log_say("integer input no. for each effect to absorb");
+    terminate_run();
+}
+
+void read_absorption_line(ModelLines& lines, Model& m) {
+    if (lines.read_record(m.n_absorb) != Read::ok || m.n_absorb < 0) refuse_absorption();
+    if (m.n_absorb == 0) {
+        log_integers({&m.n_absorb, 1});
+        return;
+    }
+    lines.step_back();
+    std::vector<int32_t> effects;
+    if (lines.read_counted_record(m.n_absorb, effects) != Read::ok) refuse_absorption();
+    allocate_model_level_2(m);
+    for (int32_t j = 1; j <= m.n_absorb; ++j) {
+        int32_t effect = effects[static_cast<std::size_t>(j - 1)];
+        if (effect < 0 || effect > DIRECTIVES.NI) refuse_absorption();
+        m.a_ef_inp(j) = effect;
+        m.a_ef_rci(j) = j;
+        m.a_ef_name(j) = integer_name(effect);
+    }
+    log_count_and_list(m.n_absorb, effects);
+}
+
+// All traits that absorb an m'th effect must absorb the same one. A first effect 0, the mean,
+// counts as not yet seen.
+void check_absorption_agrees() {
+    Vec<int32_t> WORK1;
+    check_allocated(WORK1.allocate(KVEINT.MAX_N_ABSORB), "KVEINT", "WORK1", KVEINT.MAX_N_ABSORB);
+    for (const Model& trait : MODEL) {
+        for (int32_t m = 1; m <= trait.n_absorb; ++m) {
+            if (WORK1(m) == 0) WORK1(m) = trait.a_ef_inp(m);
+            if (WORK1(m) == trait.a_ef_inp(m)) continue;
+            log_say("ERROR - Effects to be absorbed (solved by GS) are");
+            log_say("        not consistent across traits");
+            terminate_run();
+        }
+    }
+}
+
+// Model lines
+
+// One item of a model line: `count` neighbouring effects alike.
+struct EffectItem {
+    int32_t ef_inp = 0;
+    bool intercept = true;
+    int32_t count = 1;
+};
+
+struct ModelLine {
+    int32_t trait;
+    std::string_view rest;  // what is not yet taken
+    int32_t j = 1;          // the effect that comes next
+};
+
+void say_class_header(int32_t trait_type) {
+    log_blank();
+    switch (trait_type) {
+        case kGaussian:
+            log_say("Trait,weight and classification effect in models of Gaussian traits");
+            break;
+        case kRightCensored:
+            log_say(
+                "Trait,weight,DELTA and classification effect in models of Right Censored "
+                "Gaussian Traits");
+            break;
+        case kCategorical:
+            log_say(
+                "Trait,weight and classification effect in models of Categorical Traits with 3 "
+                "or more categories");
+            break;
+        default:
+            log_say("Trait,weight and classification effect in models of Binary traits");
+    }
+}
+
+[[noreturn]] void refuse_model_line(int32_t trait, std::string_view line) {
+    log_say("ERROR - Reading model line for trait%12d", trait);
+    log_blank();
+    refuse_line_read(line);
+}
+
+[[noreturn]] void refuse_effect_number(const ModelLine& at) {
+    log_say("ERROR - Reading model line for trait%12d", at.trait);
+    log_say("        Integer input no. for effect: %12d", at.j);
+    terminate_run();
+}
+
+int32_t read_effect_number(ModelLine& at) {
+    std::string_view word = at.rest.substr(0, at.rest.find(' '));
+    std::size_t round = word.find('(');
+    std::size_t square = word.find('[');
+    if (round != std::string_view::npos && square < round) {
+        log_say("ERROR - Reading model line for trait%12d", at.trait);
+        log_say("        Integer input no. for effect: %12d", at.j);
+        log_say("        spefifications in '()' must come before '[]'");
+        terminate_run();
+    }
+    int32_t number = 0;
+    std::string_view text = cut_text(at.rest, std::min({word.size(), round, square}));
+    if (read_free(text, number) != Read::ok) refuse_effect_number(at);
+    if (number < 0 || number > DIRECTIVES.NI) {
+        log_say("ERROR - Reading model line for trait: %12d", at.trait);
+        log_say("        Integer input no. for effect: %12d is: %12d", at.j, number);
+        log_say("        Legal value is 0 to no. of integers specified on the $DATA line");
+        terminate_run();
+    }
+    return number;
+}
+
+// Behind an effect's number: "(NOINT)" or "(0)" takes the intercept away; other options mean
+// nothing.
+bool read_intercept(ModelLine& at) {
+    if (!at.rest.starts_with('(')) return true;
+    std::string_view option;
+    if (!cut_bracket(at.rest, ')', option)) {
+        log_say("ERROR - Reading model line for trait%12d", at.trait);
+        log_say("        Closing bracket not found for effect%12d", at.j);
+        terminate_run();
+    }
+    option = right_trimmed(left_adjusted(option).substr(0, kOptionWidth));
+    return option != "NOINT" && option != "noint" && option != "0";
+}
+
+int32_t read_repeat_count(ModelLine& at, int32_t n_ef) {
+    if (!at.rest.starts_with('[')) return 1;
+    std::string_view text;
+    if (!cut_bracket(at.rest, ']', text)) {
+        log_say("ERROR - Reading model line for trait: %12d", at.trait);
+        log_say("        \"[\" specified, but no \"]\" found");
+        terminate_run();
+    }
+    int32_t count = 0;
+    if (read_free(text, count) != Read::ok) stop_unreadable("$MODEL", "the count in [ ]", text);
+    if (int64_t{at.j} + count - 1 > n_ef) refuse_effect_number(at);
+    return std::max(count, 1);
+}
+
+// Exactly n_ef effects; what stands behind the last one is not looked at.
+std::vector<EffectItem> read_effect_items(ModelLine& at, int32_t n_ef) {
+    std::vector<EffectItem> items;
+    while (at.j <= n_ef) {
+        EffectItem item;
+        item.ef_inp = read_effect_number(at);
+        item.intercept = read_intercept(at);
+        item.count = read_repeat_count(at, n_ef);
+        items.push_back(item);
+        // n_ef may be the largest number there is.
+        if (item.count > n_ef - at.j) break;
+        at.j += item.count;
+    }
+    return items;
+}
+
+void store_effects(Model& m, const std::vector<EffectItem>& items) {
+    allocate_model_level_3(m);
+    int32_t j = 0;
+    for (const EffectItem& item : items) {
+        for (int32_t k = 1; k <= item.count; ++k) {
+            m.ef_inp(++j) = item.ef_inp;
+            m.intercept(j) = item.intercept;
+        }
+    }
+}
+
+void read_model_line(ModelLines& lines, int32_t i) {
+    Model& m = MODEL(i);
+    Read status = lines.next_line();
+    if (status != Read::ok) refuse_model_line(i, lines.line());
+    ModelLine at{.trait = i, .rest = left_adjusted(lines.line())};
+    log_say("%.*s", KVE_SV(at.rest));
+    // There is no item for the censoring indicator in the line, whatever its header says.
+    if (read_free(at.rest, m.trait_inp_no, m.wgt_inp_no) != Read::ok)
+        refuse_model_line(i, lines.line());
+    cut_word(at.rest);
+    cut_word(at.rest);
+    if (read_free(at.rest, m.n_ef) != Read::ok) refuse_model_line(i, lines.line());
+    cut_word(at.rest);
+    std::vector<EffectItem> items = read_effect_items(at, m.n_ef);
+    if (m.n_ef > kMostModelItems) {
+        log_say("ERROR - Reading model line for trait%12d", i);
+        log_say("        more than %d effects", kMostModelItems);
+        terminate_run();
+    }
+    store_effects(m, items);
+}
+
+}  // namespace
+
+void read_trait_counts(ModelLines& lines) {
+    say_trait_count_header();
+    int32_t counts[5] = {};
+    std::size_t n_wanted = classes_are_counted() ? 5 : 1;
+    std::span<int32_t> wanted(counts, n_wanted);
+    if (lines.read_record(wanted) != Read::ok) {
+        log_say("ERROR - Reading line with number of traits");
+        terminate_run();
+    }
+    log_integers(wanted);
+    if (!classes_are_counted()) counts[1] = counts[0];
+    KVEINT.nt = counts[0];
+    KVEINT.NGaussTraits = counts[1];
+    KVEINT.NRightCensTraits = counts[2];
+    KVEINT.NCatTraits = counts[3];
+    KVEINT.NBinTraits = counts[4];
+    check_trait_count();
+    if (classes_are_counted()) check_class_counts();
+    allocate_traits();
+    set_trait_types();
+}
+
+void read_absorption_lines(ModelLines& lines) {
+    log_blank();
+    log_say("  Absorption codes");
+    KVEINT.MAX_N_ABSORB = 0;
+    for (Model& m : MODEL) {
+        read_absorption_line(lines, m);
+        KVEINT.MAX_N_ABSORB = std::max(KVEINT.MAX_N_ABSORB, m.n_absorb);
+    }
+    if (KVEINT.MAX_N_ABSORB == 0) return;
+    check_absorption_agrees();
+    if (DIRECTIVES.ITASK <= kLastTaskWithoutAbsorption) {
+        log_say("ABSORPTION NOT ALLOWED FOR THIS TASK");
+        terminate_run();
+    }
+}
+
+void read_model_lines(ModelLines& lines) {
+    log_blank();
+    log_say("  Model");
+    KVEINT.MAX_N_EF = 0;
+    int32_t class_before = 0;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        if (MODEL(i).trait_type != class_before) say_class_header(MODEL(i).trait_type);
+        class_before = MODEL(i).trait_type;
+        read_model_line(lines, i);
+        KVEINT.MAX_N_EF = std::max(KVEINT.MAX_N_EF, MODEL(i).n_ef);
+    }
+    if (KVEINT.NCatTraits > 0) {
+        log_blank();
+        log_say("Number of categories for Categorical Traits with 3 or more categories");
+    }
+}
+
+void check_weights() {
+    KVEINT.N_WGT_TRAITS = 0;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        if (MODEL(i).wgt_inp_no == 0) continue;
+        if (i > KVEINT.NGaussTraits) {
+            log_blank();
+            log_say("A weight variable has been assigned to trait%12d", i);
+            log_say("Trait %12d", i);
+            log_say(" is a Right censored Gaussian trait,");
+            log_say(" a categorical or binary threshold character.");
+            log_say(" A situation not handled!");
+            terminate_run();
+        }
+        KVEINT.TraitIdWithWeight(++KVEINT.N_WGT_TRAITS) = i;
+    }
+}
+
+}  // namespace kve

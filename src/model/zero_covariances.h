@@ -1,0 +1,17 @@
+// Residual covariances that the model section fixes at zero.
+//
+// Reads the model text. Writes N_ZERO_RCOV, NORCOV, LogicalZeroEltR0, L_INDEP_BIN_RESIDUALS. Faults
+// are told in KVE_LOG and end the run; a number of pairs out of bounds is only told.
+#pragma once
+
+namespace kve {
+
+class ModelLines;
+
+// The number of pairs, then a record with two trait numbers for each.
+void read_zero_covariances(ModelLines& lines);
+
+// For the task on the liability scale: the residuals of binary traits must be declared independent.
+void check_binary_residuals();
+
+}  // namespace kve
