@@ -4,6 +4,7 @@
 #include "model/censoring.h"
 #include "model/covariance_structure.h"
 #include "model/dump.h"
+#include "model/model_parser.h"
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
 #include "run/banner.h"
@@ -29,9 +30,9 @@ void run() {
     read_dimensions();  // DIMENSIONS
     find_place();       // ST_DIR
     read_directives();  // DIRECTIVES, section files
-    // check_pedigree_columns
-    // open_files
-    // parse_model
+    check_pedigree_columns();
+    open_files();                   // UNITS, emptied outputs
+    parse_model();                  // MODEL, KVE_LOG
     derive_covariance_structure();  // RMAT
     check_structures();
     int status = 0;
