@@ -1,6 +1,16 @@
 // The road of one run. Each line is a stage; the remark says what it leaves behind.
 #include "run/driver.h"
 
+#include "data/code_table.h"
+#include "data/data_summary.h"
+#include "data/equation_numbers.h"
+#include "data/first_pass.h"
+#include "data/level_counts.h"
+#include "data/model_information.h"
+#include "data/priors.h"
+#include "data/recoding.h"
+#include "data/residual_groups.h"
+#include "data/starting_values.h"
 #include "model/censoring.h"
 #include "model/covariance_structure.h"
 #include "model/dump.h"
@@ -30,6 +40,7 @@ void run() {
     read_dimensions();  // DIMENSIONS
     find_place();       // ST_DIR
     read_directives();  // DIRECTIVES, section files
+    refuse_unavailable();
     check_pedigree_columns();
     open_files();                   // UNITS, emptied outputs
     parse_model();                  // MODEL, KVE_LOG
@@ -39,20 +50,21 @@ void run() {
     mark_censored_traits(status);  // columns of censoring codes
     settle_trait_classes();        // final trait_type
     if (status != 0) terminate_run();
-    allocate_tables();  // IFL, IDL, the sparse store
-    // KVEFP1
-    // count_residual_groups
-    // KVE_PRIORS
-    // list_starting_values
-    // scale_starting_values
-    // judge_data
-    // sort_level_lists
-    // count_one_level_factors
-    // number_equations
-    // KVEWDF
-    // record_group_counts
-    // KVEPFL
-    // write_code_table
+    allocate_tables();        // IFL, IDL, the sparse store
+    KVEFP1();                 // levels in IFL, counts in INTAKE
+    count_residual_groups();  // grp_nlev
+    KVE_PRIORS();             // cov_mat, h_cov_mat, RSD, positions in the recoded record
+    list_starting_values();
+    scale_starting_values();    // cov_mat, h_cov_mat
+    judge_data();               // n_obs
+    sort_level_lists();         // NRALEV, level numbers in IFL
+    count_one_level_factors();  // NRALEV
+    number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
+    KVEWDF();                   // RCDATA_I, RCDATA_R
+    record_group_counts();      // grp_code, niegr
+    blank();
+    KVEPFL();                   // MODINF
+    write_code_table();         // CODE_TABLE
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
     end_run();  // last line
