@@ -1,5 +1,6 @@
 // Fills the shared tables by hand, a different value in every place, writes them and compares what
-// the decoder finds. An item that is left out, swapped or written in another width shows.
+// the decoder finds. An item that is left out, swapped or written in another width shows. Then
+// whole runs, whose files are read as an analysis program would read them.
 #include "modinf.h"
 
 #include <gtest/gtest.h>
@@ -561,4 +562,105 @@ TEST(WorkFiles, StayOnlyWhenALineWasWritten) {
         EXPECT_EQ(scratch.has("PEDDATA"), used == 1);
         EXPECT_EQ(scratch.has("INBREED"), used == 2);
     }
+}
+
+namespace {
+
+const char* kDirectives = R"($ANALYSE 2 0 0 0
+$DATA ASCII (3,3,-999.0) data
+$VARIABLE
+HERD ANIMAL GROUP AGE Y1 Y2
+$MODEL
+2 2 0 0 0
+0
+0
+2 0 2 1 2
+3 0 2 1 2
+1 1
+1 1
+1 1
+0
+0
+$VAR_STR 2 GROUP 3
+$PRIOR
+1 1 1 1.0
+1 2 2 2.0
+2 1 1 3.0
+2 2 2 4.0
+)";
+
+// Herd, animal, group, age, two traits. The first record has no animal, the third no trait value,
+// the fourth only the first one.
+const char* kData = R"(30 -5 9 1.5 10 20
+30 700 9 2.5 11 21
+30 800 9 3.5 -999 -999
+7 700 2 4.5 12 -999
+12 1 5 5.5 13 23
+7 2000000000 2 6.5 14 24
+)";
+
+int32_t identity(const std::vector<CodeRow>& rows, int32_t level) {
+    for (const CodeRow& row : rows)
+        if (row.level == level) return row.key;
+    return 0;
+}
+
+}  // namespace
+
+// What an analysis program does: it finds the data again from the files alone.
+TEST(HandOver, LevelsOfTheRecodedDataLeadBackToTheIdentities) {
+    Scratch scratch;
+    scratch.write("data", kData);
+    Outcome outcome = scratch.run(kDirectives);
+    ASSERT_EQ(outcome.status, 0) << outcome.listing;
+    Modinf model = decode_modinf(scratch.read("MODINF"));
+    CodeTable codes = decode_code_table(scratch.read("CODE_TABLE"), model);
+
+    std::vector<Ints> found;
+    Floats ages;
+    for (const std::string& record : framed_records(scratch.read("RCDATA_I"))) {
+        Ints words = numbers<int32_t>(record);
+        ASSERT_EQ(words.size(), static_cast<std::size_t>(model.tail.NIOUT));
+        auto at = [&](int32_t rci) { return words.at(static_cast<std::size_t>(rci - 1)); };
+        found.push_back({identity(codes.fixed[0][0], at(model.traits[0].f_ef_rci[0])),
+                         identity(codes.fixed[1][0], at(model.traits[1].f_ef_rci[0])),
+                         identity(codes.levels[0], at(model.matrices[0].r_id_rci[0])),
+                         identity(codes.levels[1], at(model.matrices[1].grp_rci))});
+    }
+    EXPECT_EQ(found, (std::vector<Ints>{
+                         {30, 30, 700, 9}, {7, 0, 700, 2}, {12, 12, 1, 5}, {7, 7, 2000000000, 2}}));
+    EXPECT_EQ(model.head.records_read, 6);
+    EXPECT_EQ(model.head.records_written, 4);
+
+    for (const std::string& record : framed_records(scratch.read("RCDATA_R"))) {
+        Floats words = numbers<float>(record);
+        ASSERT_EQ(words.size(), static_cast<std::size_t>(model.tail.NFOUT));
+        ages.push_back(words.at(static_cast<std::size_t>(model.traits[0].reg_rci[0] - 1)));
+    }
+    EXPECT_EQ(ages, (Floats{2.5, 4.5, 5.5, 6.5}));
+}
+
+TEST(HandOver, TellsWhatTheRunLearned) {
+    Scratch scratch;
+    scratch.write("data", kData);
+    scratch.write("KVEDIM", "&kvedim MFL=77 /");
+    ASSERT_EQ(scratch.run(kDirectives).status, 0);
+    Modinf file = decode_modinf(scratch.read("MODINF"));
+    EXPECT_EQ(file.head.NLEV.values, (Ints{3, 3}));
+    EXPECT_EQ(file.head.NRALEV, (Ints{3}));
+    EXPECT_EQ(file.head.n_groups, 3);
+    EXPECT_EQ(file.tail.group_codes, (Ints{2, 5, 9}));
+    EXPECT_EQ(file.tail.group_counts, (Ints{2, 1, 1}));
+    EXPECT_EQ(file.tail.MFL, 77);
+    const ModinfMatrix& residual = file.matrices.at(1);
+    EXPECT_EQ(residual.type, "GROUP");
+    EXPECT_EQ(residual.grp_name, "GROUP");
+    for (int g : {1, 2, 3}) EXPECT_EQ(residual.h_cov_mat.at(2, 2, g), 4.0);
+    // one regression, then two herd effects of three levels, then animals with two rows each
+    EXPECT_EQ(file.tail.NBEGREG.values, (Ints{0, 0}));
+    EXPECT_EQ(file.tail.NBEGF.values, (Ints{1, 4}));
+    EXPECT_EQ(file.tail.NBEGRA, (Ints{7, 6}));
+    EXPECT_EQ(file.tail.NBEGRAT.values, (Ints{7, 8}));
+    EXPECT_FALSE(scratch.has("PEDDATA"));
+    EXPECT_FALSE(scratch.has("INBREED"));
 }
