@@ -5,7 +5,7 @@
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/level_code.h"
-#include "data/level_memo.h"
+#include "data/level_index.h"
 #include "data/raw_record.h"
 #include "data/usability.h"
 #include "model/records.h"
@@ -35,6 +35,8 @@ struct LevelSource {
     TraitPattern traits;
     int32_t place;  // in IINP
     int32_t* root;
+    LevelIndex rows;
+    int32_t waiting;  // key of the record before, 0 none
 };
 
 // Where the statistics of one trait come from: places in RECORD.
@@ -51,7 +53,6 @@ struct FirstPass {
     TraitPattern zero_one_traits = 0;  // the dependent variable must lie in 0..1
     int32_t group = kNotChecked;       // place of the residual group, for a GROUP residual
     Vec<LevelSource> levels;
-    LevelMemo memo;  // a tree per level source, of rows
     Vec<TraitSources> traits;
     Vec<int32_t> covariables;  // places in FINP, one a run of equal columns
 };
@@ -114,6 +115,13 @@ bool is_zero_one_trait(const Model& m) {
            (m.trait_type == kGeneralized && m.var_fn == "BINOMIAL");
 }
 
+void add_source(LevelSource& source, TraitPattern traits, int32_t place, int32_t& root) {
+    source.traits = traits;
+    source.place = place;
+    source.root = &root;
+    check_allocated(source.rows.allocate(), kRoutine, "LEVEL INDEX", 1);
+}
+
 void plan_levels(FirstPass& pass) {
     const RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
     const bool grouped = residual.is("GROUP");
@@ -121,20 +129,20 @@ void plan_levels(FirstPass& pass) {
     for (const Model& m : MODEL) n += m.n_fixed;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) n += RMAT(k).n_random_id;
     check_allocated(pass.levels.allocate(n), kRoutine, "LEVEL SOURCES", n);
-    check_allocated(pass.memo.allocate(n), kRoutine, "LEVEL MEMO", n);
 
     int32_t last = 0;
     if (grouped) {
         pass.group = integer_place(residual.grp_inp);
-        pass.levels(++last) = {pass.all_traits, pass.group, &FACTORS.ROOT_GRP};
+        add_source(pass.levels(++last), pass.all_traits, pass.group, FACTORS.ROOT_GRP);
     }
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
         for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j)
-            pass.levels(++last) = {trait_bit(KVEINT.nt, i), integer_place(MODEL(i).ef_inp(j)),
-                                   &FACTORS.ROOT_EF(i, j)};
+            add_source(pass.levels(++last), trait_bit(KVEINT.nt, i),
+                       integer_place(MODEL(i).ef_inp(j)), FACTORS.ROOT_EF(i, j));
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
         for (int32_t column : RMAT(k).random_id_inp)
-            pass.levels(++last) = {traits_of_matrix(k), integer_place(column), &FACTORS.ITOPR(k)};
+            add_source(pass.levels(++last), traits_of_matrix(k), integer_place(column),
+                       FACTORS.ITOPR(k));
 }
 
 void plan_statistics(FirstPass& pass) {
@@ -205,19 +213,34 @@ TraitPattern classify(const FirstPass& pass) {
     return usable;
 }
 
-void register_levels(FirstPass& pass, TraitPattern usable) {
-    for (int32_t k = 1; k <= pass.levels.size(); ++k) {
-        const LevelSource& source = pass.levels(k);
+// A key that was met before in its tree needs no descent.
+void register_level(LevelSource& source, int32_t key) {
+    int32_t row = source.rows.find(key);
+    if (row != LevelIndex::kAbsent) {
+        ++IFL(row).n_obs;
+        return;
+    }
+    row = enter_level(key, *source.root, 1, IFL, NMFL).row;
+    check_allocated(source.rows.enter(key, row), kRoutine, "LEVEL INDEX", NMFL);
+}
+
+// The levels of a record are entered when the next one has been read; what they need is fetched
+// from the memory meanwhile.
+void register_waiting_levels(FirstPass& pass) {
+    for (LevelSource& source : pass.levels) {
+        if (source.waiting == 0) continue;
+        register_level(source, source.waiting);
+        source.waiting = 0;
+    }
+}
+
+void note_levels(FirstPass& pass, TraitPattern usable) {
+    for (LevelSource& source : pass.levels) {
         if ((source.traits & usable) == 0) continue;
         int32_t key = RECORD.IINP(source.place);
         if (key < 1) continue;  // an effect of a trait that is absent here
-        LevelMemo::Slot& slot = pass.memo.slot(k, key);
-        if (slot.key == key) {
-            ++IFL(slot.value).n_obs;
-        } else {
-            slot.value = enter_level(key, *source.root, 1, IFL, NMFL).row;
-            slot.key = key;
-        }
+        source.waiting = key;
+        source.rows.expect(key);
     }
 }
 
@@ -268,8 +291,9 @@ void read_all_records(FirstPass& pass) {
         ++INTAKE.NREC;
         if (status != kRecordRead) stop_reading_failed(status);
         TraitPattern usable = classify(pass);
+        register_waiting_levels(pass);
         if (usable == 0) continue;
-        register_levels(pass, usable);
+        note_levels(pass, usable);
         add_statistics(pass, usable);
     }
 }
@@ -283,6 +307,7 @@ void KVEFP1() {
     mark_used_variables();
     FirstPass pass = plan_first_pass();
     read_all_records(pass);
+    register_waiting_levels(pass);
     if (INTAKE.NREC < 1) {
         page_above(57);
         blank(2);

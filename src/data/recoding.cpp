@@ -9,7 +9,7 @@
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/level_code.h"
-#include "data/level_memo.h"
+#include "data/level_index.h"
 #include "data/raw_record.h"
 #include "data/recoding_layout.h"
 #include "data/sequence_check.h"
@@ -58,7 +58,7 @@ struct InputCopy {
 struct RecodingPass {
     UsabilityPlan usability;
     RecodingLayout layout;
-    LevelMemo memo;  // of levels; trees: the residual groups, fixed columns, random columns
+    LevelIndex groups;  // levels of the residual groups
     AbsorptionGroups absorption;
     SequenceCheck sequences;
     InputCopy input;
@@ -72,16 +72,13 @@ struct RecodingPass {
     bool lists_records() const { return DIRECTIVES.ITEST >= 2; }
 };
 
-constexpr int32_t kGroupTree = 1;
-
 void allocate_pass(RecodingPass& pass) {
     const int64_t n_absorbed = KVEINT.MAX_N_ABSORB;
     check_allocated(pass.absorption.SABSGR.allocate(n_absorbed), kRoutine, "SABSGR", n_absorbed);
     check_allocated(pass.absorption.N_ABGR.allocate(n_absorbed), kRoutine, "N_ABGR", n_absorbed);
     check_allocated(RECODED.NABGR.allocate(n_absorbed), kRoutine, "NABGR", n_absorbed);
     check_allocated(RECODED.MN_ABGR.allocate(n_absorbed), kRoutine, "MN_ABGR", n_absorbed);
-    const int64_t n_trees = kGroupTree + pass.layout.fixed.size() + pass.layout.random.size();
-    check_allocated(pass.memo.allocate(n_trees), kRoutine, "LEVEL MEMO", n_trees);
+    check_allocated(pass.groups.allocate(), kRoutine, "LEVEL INDEX", 1);
     check_allocated(pass.IOUT.allocate(RECODED.NIOUT + 1), kRoutine, "IOUT", RECODED.NIOUT + 1);
     check_allocated(pass.FOUT.allocate(RECODED.NFOUT), kRoutine, "FOUT", RECODED.NFOUT);
     if (!pass.lists_records()) return;
@@ -98,19 +95,26 @@ int32_t level_of(const LevelColumn& column, int32_t key) {
     return row != 0 ? IFL(row).level : 0;
 }
 
-// Fills the positions of some class effects; `tree` is the memo's tree before the first one.
-void recode_levels(RecodingPass& pass, const Vec<LevelColumn>& columns, int64_t tree,
-                   TraitPattern usable) {
-    for (const LevelColumn& column : columns) {
-        ++tree;
-        if (!column.always && (column.traits & usable) == 0) continue;
-        int32_t key = RECORD.IINP(column.place);
-        LevelMemo::Slot& slot = pass.memo.slot(tree, key);
-        if (slot.key != key) {
-            slot.value = level_of(column, key);
-            slot.key = key;
+// Notes whose levels the record under the reader needs. They are looked up when the next record
+// has been read; what that needs is fetched from the memory meanwhile.
+void note_levels(Vec<LevelColumn>& columns, TraitPattern usable) {
+    for (LevelColumn& column : columns) {
+        column.waits = column.always || (column.traits & usable) != 0;
+        if (!column.waits) continue;
+        column.key = RECORD.IINP(column.place);
+        column.index.expect(column.key);
+    }
+}
+
+void fill_levels(RecodingPass& pass, Vec<LevelColumn>& columns) {
+    for (LevelColumn& column : columns) {
+        if (!column.waits) continue;
+        int32_t level = column.index.find(column.key);
+        if (level == LevelIndex::kAbsent) {
+            level = level_of(column, column.key);
+            check_allocated(column.index.enter(column.key, level), kRoutine, "LEVEL INDEX", NMFL);
         }
-        pass.IOUT(column.position) = slot.value;
+        pass.IOUT(column.position) = level;
     }
 }
 
@@ -119,14 +123,14 @@ int32_t residual_group(RecodingPass& pass) {
     if (pass.layout.group_place == kNotChecked) return 1;
     int32_t key = RECORD.IINP(pass.layout.group_place);
     if (key < 1) return 0;
-    LevelMemo::Slot& slot = pass.memo.slot(kGroupTree, key);
-    if (slot.key != key) {
+    int32_t level = pass.groups.find(key);
+    if (level == LevelIndex::kAbsent) {
         int32_t row = find_level(key, FACTORS.ROOT_GRP, IFL);
-        slot.value = row != 0 ? IFL(row).level : 0;
-        slot.key = key;
+        level = row != 0 ? IFL(row).level : 0;
+        check_allocated(pass.groups.enter(key, level), kRoutine, "LEVEL INDEX", NMFL);
     }
-    pass.IOUT(pass.layout.group_position) = slot.value;
-    return slot.value;
+    pass.IOUT(pass.layout.group_position) = level;
+    return level;
 }
 
 std::string listed(std::span<const int32_t> values) {
@@ -224,7 +228,7 @@ void mark_pattern(RecodingPass& pass, int32_t group, TraitPattern usable) {
     pass.last_pattern_met = met;
 }
 
-// Classifies the record under the reader and composes both output records.
+// Classifies the record under the reader and composes both output records, but for the levels.
 TraitPattern recode_record(RecodingPass& pass) {
     ++pass.n_input;
     pass.IOUT.fill(0);
@@ -233,8 +237,8 @@ TraitPattern recode_record(RecodingPass& pass) {
     usable = group != 0 ? usable_traits(pass.usability, usable) : 0;
 
     for (const RawColumn& raw : pass.layout.raw) pass.IOUT(raw.position) = RECORD.IINP(raw.place);
-    recode_levels(pass, pass.layout.fixed, kGroupTree, usable);
-    recode_levels(pass, pass.layout.random, kGroupTree + pass.layout.fixed.size(), usable);
+    note_levels(pass.layout.fixed, usable);
+    note_levels(pass.layout.random, usable);
     if (pass.lists_records() && pass.n_input == 1) {
         page_header();
         say("Listing of first 10 records on RCDATA");
@@ -297,6 +301,8 @@ void recode_all_records(RecodingPass& pass, ReadMode mode) {
         TraitPattern usable = recode_record(pass);
         copy_input(pass);
         status = read_raw_record(mode, false);
+        fill_levels(pass, pass.layout.fixed);
+        fill_levels(pass, pass.layout.random);
         if (pass.layout.has_sequences &&
             ends_subject(pass.sequences, usable, pass.n_input, status != kRecordRead)) {
             int32_t& sequence = pass.IOUT(pass.layout.sequence_position);

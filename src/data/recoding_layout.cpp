@@ -27,22 +27,26 @@ void extend_weight_list() {
     KVEINT.N_WGT_TRAITS = listed;
 }
 
+void place_column(LevelColumn& column, int32_t input, int32_t position) {
+    column.place = integer_place(input);
+    column.position = position;
+    check_allocated(column.index.allocate(), kRoutine, "LEVEL INDEX", 1);
+}
+
 void place_fixed_effects(RecodingLayout& layout) {
     int64_t n = 0;
     for (const Model& m : MODEL) n += m.n_fixed;
     check_allocated(layout.fixed.allocate(n), kRoutine, "FIXED COLUMNS", n);
     int32_t last = 0;
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
-        for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j)
-            layout.fixed(++last) = {
-                .traits = trait_bit(KVEINT.nt, i),
-                .always = false,
-                .enters_unknown = false,
-                .table = LevelColumn::levels,
-                .place = integer_place(MODEL(i).f_ef_inp(j)),
-                .position = MODEL(i).f_ef_rci(j),
-                .root = &FACTORS.ROOT_EF(i, j),
-            };
+        for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j) {
+            LevelColumn& column = layout.fixed(++last);
+            column.traits = trait_bit(KVEINT.nt, i);
+            column.always = column.enters_unknown = false;
+            column.table = LevelColumn::levels;
+            column.root = &FACTORS.ROOT_EF(i, j);
+            place_column(column, MODEL(i).f_ef_inp(j), MODEL(i).f_ef_rci(j));
+        }
 }
 
 [[noreturn]] void stop_unknown_structure(const RMatrix& r) {
@@ -51,16 +55,15 @@ void place_fixed_effects(RecodingLayout& layout) {
     stop_run("        Program terminates");
 }
 
-// How the levels of matrix k are looked up; place and position are still open.
-LevelColumn column_of_matrix(int32_t k) {
+// How the levels of matrix k are looked up.
+void choose_table(LevelColumn& column, int32_t k) {
     const RMatrix& r = RMAT(k);
-    LevelColumn column{};
     column.traits = traits_of_matrix(k);
     column.always = !r.is("I");
     column.enters_unknown = true;
     column.table = LevelColumn::levels;
     column.root = &FACTORS.ITOPR(k);
-    if (r.is("I") || r.is("COR") || r.is("GREL")) return column;
+    if (r.is("I") || r.is("COR") || r.is("GREL")) return;
 
     bool linked = r.is("DOM") || r.is("ABS_QTL");
     int32_t pedigree = linked ? r.ass_rf : k;
@@ -68,7 +71,6 @@ LevelColumn column_of_matrix(int32_t k) {
     if (!known || pedigree < 1 || pedigree > KVEINT.NRAMAT) stop_unknown_structure(r);
     column.table = LevelColumn::animals;
     column.root = &FACTORS.ITOPA(pedigree);
-    return column;
 }
 
 void place_random_effects(RecodingLayout& layout) {
@@ -76,14 +78,12 @@ void place_random_effects(RecodingLayout& layout) {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) n += RMAT(k).n_random_id;
     check_allocated(layout.random.allocate(n), kRoutine, "RANDOM COLUMNS", n);
     int32_t last = 0;
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        LevelColumn column = column_of_matrix(k);
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
         for (int32_t j = 1; j <= RMAT(k).n_random_id; ++j) {
-            column.place = integer_place(RMAT(k).random_id_inp(j));
-            column.position = RMAT(k).r_id_rci(j);
-            layout.random(++last) = column;
+            LevelColumn& column = layout.random(++last);
+            choose_table(column, k);
+            place_column(column, RMAT(k).random_id_inp(j), RMAT(k).r_id_rci(j));
         }
-    }
 }
 
 // Absorbed effects come from a trait that has all of them; the last one wins.

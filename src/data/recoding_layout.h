@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/arrays.h"
+#include "data/level_index.h"
 #include "data/usability.h"
 
 namespace kve {
@@ -19,6 +20,9 @@ struct LevelColumn {
     int32_t place;
     int32_t position;  // 0: it is looked up and not written
     int32_t* root;
+    LevelIndex index;  // levels of the identities met so far
+    bool waits;        // for the level of `key`, noted from the record under the reader
+    int32_t key;
 };
 
 // An integer that is taken over as it stands.

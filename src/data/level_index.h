@@ -1,0 +1,85 @@
+// What the keys of one tree led to when they were met before, a row or a level, found without a
+// descent: a descent touches one row of the table a bit, all over the memory.
+#pragma once
+
+#include <cstdint>
+
+#include "base/arrays.h"
+
+namespace kve {
+
+class LevelIndex {
+ public:
+    static constexpr int32_t kAbsent = -1;
+
+    // Empty. Needed before the first use.
+    [[nodiscard]] int allocate() { return resize(kFirstBits); }
+
+    // What the key led to, or kAbsent.
+    int32_t find(int32_t key) const {
+        for (uint32_t at = place_of(key);; at = (at + 1) & mask_) {
+            const Slot& slot = slots_(at);
+            if (slot.key == key || slot.value == kAbsent) return slot.value;
+        }
+    }
+
+    // The key will be looked for soon: a large index then costs no wait for the memory.
+    void expect(int32_t key) const { __builtin_prefetch(&slots_(place_of(key))); }
+
+    // Remembers 0 or more for a key that is absent. A status other than 0: no memory to grow.
+    [[nodiscard]] int enter(int32_t key, int32_t value) {
+        if (2 * (used_ + 1) > slots_.size()) {
+            int status = grow();
+            if (status != 0) return status;
+        }
+        put({key, value});
+        return 0;
+    }
+
+ private:
+    struct Slot {
+        int32_t key;
+        int32_t value;
+    };
+    static constexpr int kFirstBits = 6;
+
+    // The high bits of the product depend on all bits of the key.
+    uint32_t place_of(int32_t key) const {
+        return static_cast<uint32_t>(key) * 2654435769U >> shift_;
+    }
+
+    void put(Slot slot) {
+        uint32_t at = place_of(slot.key);
+        while (slots_(at).value != kAbsent) at = (at + 1) & mask_;
+        slots_(at) = slot;
+        ++used_;
+    }
+
+    int resize(int bits) {
+        if (bits > 31) return kNoMemory;
+        int status = slots_.allocate(int64_t{1} << bits);
+        if (status != 0) return status;
+        slots_.fill({0, kAbsent});
+        shift_ = 32 - bits;
+        mask_ = (uint32_t{1} << bits) - 1;
+        used_ = 0;
+        return 0;
+    }
+
+    int grow() {
+        Vec<Slot, 0> before;
+        std::swap(before, slots_);
+        int status = resize(32 - shift_ + 1);
+        if (status != 0) return status;
+        for (const Slot& slot : before)
+            if (slot.value != kAbsent) put(slot);
+        return 0;
+    }
+
+    Vec<Slot, 0> slots_;
+    int shift_ = 32 - kFirstBits;
+    uint32_t mask_ = 0;
+    int64_t used_ = 0;
+};
+
+}  // namespace kve
