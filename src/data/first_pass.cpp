@@ -213,14 +213,14 @@ TraitPattern classify(const FirstPass& pass) {
     return usable;
 }
 
-// A key that was met before in its tree needs no descent.
+// A key that was met before in its tree needs no descent, and is counted beside the key.
 void register_level(LevelSource& source, int32_t key) {
-    int32_t row = source.rows.find(key);
-    if (row != LevelIndex::kAbsent) {
-        ++IFL(row).n_obs;
+    LevelIndex::Slot* met = source.rows.find(key);
+    if (met != nullptr) {
+        ++met->n_met;
         return;
     }
-    row = enter_level(key, *source.root, 1, IFL, NMFL).row;
+    int32_t row = enter_level(key, *source.root, 1, IFL, NMFL).row;
     check_allocated(source.rows.enter(key, row), kRoutine, "LEVEL INDEX", NMFL);
 }
 
@@ -232,6 +232,12 @@ void register_waiting_levels(FirstPass& pass) {
         register_level(source, source.waiting);
         source.waiting = 0;
     }
+}
+
+void count_levels(const FirstPass& pass) {
+    for (const LevelSource& source : pass.levels)
+        for (const LevelIndex::Slot& slot : source.rows.slots())
+            if (slot.value != LevelIndex::kAbsent) IFL(slot.value).n_obs += slot.n_met;
 }
 
 void note_levels(FirstPass& pass, TraitPattern usable) {
@@ -308,6 +314,7 @@ void KVEFP1() {
     FirstPass pass = plan_first_pass();
     read_all_records(pass);
     register_waiting_levels(pass);
+    count_levels(pass);
     if (INTAKE.NREC < 1) {
         page_above(57);
         blank(2);

@@ -12,14 +12,21 @@ class LevelIndex {
  public:
     static constexpr int32_t kAbsent = -1;
 
+    struct Slot {
+        int32_t key;
+        int32_t value;  // kAbsent in an empty slot
+        int32_t n_met;  // for the user to count in, 0 at first
+    };
+
     // Empty. Needed before the first use.
     [[nodiscard]] int allocate() { return resize(kFirstBits); }
 
-    // What the key led to, or kAbsent.
-    int32_t find(int32_t key) const {
+    // The slot of the key, valid until the next enter(), or null.
+    Slot* find(int32_t key) {
         for (uint32_t at = place_of(key);; at = (at + 1) & mask_) {
-            const Slot& slot = slots_(at);
-            if (slot.key == key || slot.value == kAbsent) return slot.value;
+            Slot& slot = slots_(at);
+            if (slot.value == kAbsent) return nullptr;
+            if (slot.key == key) return &slot;
         }
     }
 
@@ -32,15 +39,14 @@ class LevelIndex {
             int status = grow();
             if (status != 0) return status;
         }
-        put({key, value});
+        put({key, value, 0});
         return 0;
     }
 
+    // All slots, empty ones among them.
+    const Vec<Slot, 0>& slots() const { return slots_; }
+
  private:
-    struct Slot {
-        int32_t key;
-        int32_t value;
-    };
     static constexpr int kFirstBits = 6;
 
     // The high bits of the product depend on all bits of the key.
@@ -59,7 +65,7 @@ class LevelIndex {
         if (bits > 31) return kNoMemory;
         int status = slots_.allocate(int64_t{1} << bits);
         if (status != 0) return status;
-        slots_.fill({0, kAbsent});
+        slots_.fill({0, kAbsent, 0});
         shift_ = 32 - bits;
         mask_ = (uint32_t{1} << bits) - 1;
         used_ = 0;

@@ -109,12 +109,11 @@ void note_levels(Vec<LevelColumn>& columns, TraitPattern usable) {
 void fill_levels(RecodingPass& pass, Vec<LevelColumn>& columns) {
     for (LevelColumn& column : columns) {
         if (!column.waits) continue;
-        int32_t level = column.index.find(column.key);
-        if (level == LevelIndex::kAbsent) {
-            level = level_of(column, column.key);
-            check_allocated(column.index.enter(column.key, level), kRoutine, "LEVEL INDEX", NMFL);
-        }
+        const LevelIndex::Slot* met = column.index.find(column.key);
+        int32_t level = met != nullptr ? met->value : level_of(column, column.key);
         pass.IOUT(column.position) = level;
+        if (met == nullptr)
+            check_allocated(column.index.enter(column.key, level), kRoutine, "LEVEL INDEX", NMFL);
     }
 }
 
@@ -123,12 +122,11 @@ int32_t residual_group(RecodingPass& pass) {
     if (pass.layout.group_place == kNotChecked) return 1;
     int32_t key = RECORD.IINP(pass.layout.group_place);
     if (key < 1) return 0;
-    int32_t level = pass.groups.find(key);
-    if (level == LevelIndex::kAbsent) {
-        int32_t row = find_level(key, FACTORS.ROOT_GRP, IFL);
-        level = row != 0 ? IFL(row).level : 0;
+    const LevelIndex::Slot* met = pass.groups.find(key);
+    int32_t row = met == nullptr ? find_level(key, FACTORS.ROOT_GRP, IFL) : 0;
+    int32_t level = met != nullptr ? met->value : row != 0 ? IFL(row).level : 0;
+    if (met == nullptr)
         check_allocated(pass.groups.enter(key, level), kRoutine, "LEVEL INDEX", NMFL);
-    }
     pass.IOUT(pass.layout.group_position) = level;
     return level;
 }
