@@ -17,10 +17,6 @@ namespace kve {
 
 inline constexpr std::size_t kLongestModelLine = 16384;
 
-// Most class effects, and most regressions, of one trait. Counts and lists in brackets let a short
-// line ask for billions; no machine holds them, and the recoded record could not either.
-inline constexpr int32_t kMostModelItems = 1000000;
-
 // A file of model text, read front to back.
 class ModelLines {
  public:

@@ -9,6 +9,10 @@ WRITES(MODEL);
 
 namespace {
 
+// Counts and lists in brackets let a short model line ask for billions of effects or regressions,
+// which no recoded record could hold: so many count as memory that cannot be had.
+constexpr int64_t kMostModelItems = 1000000;
+
 // One array of a Model record: shows the level's text, then the array, and stops, when it cannot be
 // had.
 void check_level(int level, int status, std::string_view array, int64_t elements) {
@@ -21,7 +25,7 @@ void check_level(int level, int status, std::string_view array, int64_t elements
 
 template <class Array>
 void level(int number, Array& array, int64_t n, std::string_view label) {
-    check_level(number, array.allocate(n), label, n);
+    check_level(number, n <= kMostModelItems ? array.allocate(n) : kNoMemory, label, n);
 }
 
 void row(std::string_view routine, auto& array, int64_t n, std::string_view label) {

@@ -23,8 +23,9 @@ namespace {
 
 constexpr std::size_t kNestingWidth = 100;
 
-// The lists of a trait's regressions are told at most so often.
-constexpr int kMostOrderWarnings = 10;
+// Each warning of the order tells all regressions of its trait. A trait with thousands of them gets
+// no further warning behind so many numbers, since the log would fill the disk.
+constexpr int64_t kMostNumbersTold = 1000000;
 
 // Neighbouring columns nested in one effect.
 struct RegressionRun {
@@ -195,12 +196,6 @@ void read_regression_items(RegressionLine& at) {
             read_general(at, length);
     }
     if (at.q != at.m.n_reg) refuse_count(at);
-    if (at.m.n_reg > kMostModelItems) {
-        log_say("ERROR - In specification of regressions");
-        log_say("        Trait%12d", at.trait);
-        log_say("        more than %d regressions", kMostModelItems);
-        terminate_run();
-    }
 }
 
 int iostat(Read status) { return status == Read::end ? -1 : 1; }
@@ -333,19 +328,22 @@ void warn_scattered(int32_t i, const Model& m) {
 void mark_columns(int32_t i, Vec<int8_t>& in_trait, Vec<int8_t>& in_any_trait) {
     Model& m = MODEL(i);
     int32_t previous = 0;
-    int warnings = 0;
+    int64_t numbers_told = 0;
     for (int32_t l = 1; l <= m.n_reg; ++l) {
         int32_t column = m.reg_inp(l);
-        if (column == previous) {
-            if (m.reg_n_ef_no(l) == 0 && ++warnings <= kMostOrderWarnings)
-                warn_general_behind_nested(i, m);
-        } else if (in_trait(column) != 0) {
-            if (++warnings <= kMostOrderWarnings) warn_scattered(i, m);
-        } else {
+        if (in_trait(column) == 0) {
             in_trait(column) = in_any_trait(column) = 1;
             ++m.n_dif_reg;
             previous = column;
+            continue;
         }
+        bool in_place = column == previous && m.reg_n_ef_no(l) != 0;
+        if (in_place || numbers_told >= kMostNumbersTold) continue;
+        numbers_told += 2 * int64_t{m.n_reg};
+        if (column == previous)
+            warn_general_behind_nested(i, m);
+        else
+            warn_scattered(i, m);
     }
     for (int32_t column : m.reg_inp) in_trait(column) = 0;
 }

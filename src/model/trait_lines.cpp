@@ -275,13 +275,7 @@ void read_model_line(ModelLines& lines, int32_t i) {
     cut_word(at.rest);
     if (read_free(at.rest, m.n_ef) != Read::ok) refuse_model_line(i, lines.line());
     cut_word(at.rest);
-    std::vector<EffectItem> items = read_effect_items(at, m.n_ef);
-    if (m.n_ef > kMostModelItems) {
-        log_say("ERROR - Reading model line for trait%12d", i);
-        log_say("        more than %d effects", kMostModelItems);
-        terminate_run();
-    }
-    store_effects(m, items);
+    store_effects(m, read_effect_items(at, m.n_ef));
 }
 
 }  // namespace

@@ -269,7 +269,9 @@ TEST_F(ModelParser, RefusedModelLines) {
              {"1 0 3 1 2[3]",
               "ERROR - Reading model line for trait 1 Integer input no. for effect: 2"},
              {"1 0 2 1[2147483647]", "Integer input no. for effect: 1"},
-             {"1 0 2147483647 1[2147483647]", "more than 1000000 effects"},
+             {"1 0 2147483647 1[2147483647]",
+              "ERROR - Allocating memeory for level 3 of the model structure Error code from "
+              "allocate is : 1"},
              {"1 0 -1", "specified no. of random effects: 1 specified no. of effects in total: -1"},
          })
         expect_says(refused({.model_1 = c.line}), c.message);
@@ -473,6 +475,12 @@ TEST_F(ModelParser, OrderOfRegressions) {
                 "A general regression for a regression variable was not specified before "
                 "nested regressions of trait i= 1 nreg(i), (regef(i,k),k=1,nreg(i)): 2 2 2 "
                 "nreg(i), (n_regefno(i,k),k=1,nreg(i)): 2 1 0");
+    parse({.regression_1 = "13 2 2 2 2 2 2 2 2 2 2 2 2 2"});
+    int warnings = 0;
+    std::string told = log();
+    for (std::size_t at = 0; (at = told.find("A general regression", at)) != told.npos; ++at)
+        ++warnings;
+    EXPECT_EQ(warnings, 12);
     // More groups than columns: each regression has its column's place all the same.
     parse({.regression_1 = "5 5 2(1) 5(1) 2(2) 2(3)"});
     expect_says(log(),
