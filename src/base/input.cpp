@@ -16,7 +16,7 @@
 namespace kve {
 namespace {
 
-constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
 
 enum : unsigned char { kItemCharacter = 0, kSeparator = 1, kItemEnd = 2 };
 

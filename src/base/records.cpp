@@ -9,7 +9,7 @@
 namespace kve {
 namespace {
 
-constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
 
 }  // namespace
 
