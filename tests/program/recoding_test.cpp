@@ -1,0 +1,234 @@
+// The road of the data records through whole runs: RCDATA_I, RCDATA_R and the stops on the way.
+#include <gtest/gtest.h>
+
+#include "modinf.h"
+#include "run.h"
+
+namespace {
+
+using Records = std::vector<Ints>;
+
+// Columns HERD ANIMAL EXTRA and X Y1 Y2; a missing real is -9.
+struct Case {
+    std::string analyse = "2 0 0 0";
+    std::string data = "ASCII (3,3,-9.0) data";
+    std::string model =
+        "2 2 0 0 0\n0\n0\n2 0 2 1 2\n3 0 2 1 2\n1 1\n1 1\n0\n0\n0\n";  // Y1, Y2: HERD, ANIMAL
+    std::string more = "";
+    std::string prior = "1 1 1 1.0\n1 2 2 2.0\n2 1 1 4.0\n2 2 2 9.0\n";
+
+    std::string text() const {
+        return "$ANALYSE " + analyse + "\n$DATA " + data +
+               "\n$VARIABLE\nHERD ANIMAL EXTRA X Y1 Y2\n" + more + "$MODEL\n" + model + "$PRIOR\n" +
+               prior;
+    }
+};
+
+const char* kOneTrait = "1 1 0 0 0\n0\n2 0 2 1 2\n1 1\n0\n0\n";
+const char* kOnePrior = "1 1 1 1.0\n2 1 1 4.0\n";
+
+Records integers_of(const Scratch& scratch) {
+    Records all;
+    for (const std::string& record : framed_records(scratch.read("RCDATA_I")))
+        all.push_back(numbers<int32_t>(record));
+    return all;
+}
+std::vector<Floats> reals_of(const Scratch& scratch) {
+    std::vector<Floats> all;
+    for (const std::string& record : framed_records(scratch.read("RCDATA_R")))
+        all.push_back(numbers<float>(record));
+    return all;
+}
+
+// A run that must reach its end.
+void run_well(const Scratch& scratch, const Case& given) {
+    Outcome outcome = scratch.run(given.text());
+    ASSERT_EQ(outcome.status, 0) << outcome.listing;
+}
+
+template <class T>
+std::string bytes_of(const std::vector<T>& values) {
+    return {reinterpret_cast<const char*>(values.data()), values.size() * sizeof(T)};
+}
+
+}  // namespace
+
+TEST(Recoding, LevelsFollowTheIdentitiesAndAbsentTraitsKeepTheirValues) {
+    Scratch scratch;
+    scratch.write("data",
+                  "20 5 0  1 11 21\n"
+                  "10 9 0  1 12 -9\n"   // Y2 missing
+                  "0 7 0   1 13 23\n"   // no herd: nothing is usable
+                  "10 5 0  1 -9 24\n"   // Y1 missing
+                  "30 -2 0 1 15 25\n"   // no animal
+                  "20 3 0  1 -9 -10\n"  // both missing: the animal is not registered
+                  "20 9 0  1 16 26\n");
+    run_well(scratch, {});
+    EXPECT_EQ(integers_of(scratch),
+              (Records{{2, 2, 1, 0, 0}, {1, 0, 2, 0, 0}, {0, 1, 1, 0, 0}, {2, 2, 2, 0, 0}}));
+    EXPECT_EQ(reals_of(scratch), (std::vector<Floats>{{11, 21}, {12, -9}, {-9, 24}, {16, 26}}));
+}
+
+TEST(Recoding, TheFourFormsOfDataGiveTheSameFiles) {
+    const std::vector<Ints> integers{{20, 5, 1}, {10, 9, 1}, {10, 0, 1}, {20, 9, 7}};
+    const std::vector<Floats> reals{{1.5F, 11, 21.25F}, {1, 12, -9}, {1, 13, 23}, {2, -9, 24}};
+    Scratch scratch;
+    std::string text, text_i, text_r, one, two_i, two_r;
+    for (std::size_t k = 0; k < integers.size(); ++k) {
+        std::string i, r;
+        for (int32_t value : integers[k]) i += std::to_string(value) + " ";
+        for (float value : reals[k]) r += std::to_string(value) + " ";
+        text += i + r + "\n";
+        text_i += i + "\n";
+        text_r += r + "\n";
+        one += framed(bytes_of(integers[k]) + bytes_of(reals[k]));
+        two_i += framed(bytes_of(integers[k]));
+        two_r += framed(bytes_of(reals[k]));
+    }
+    scratch.write("text", text);
+    scratch.write("text_i", text_i);
+    scratch.write("text_r", text_r);
+    scratch.write("one", one);
+    scratch.write("two_i", two_i);
+    scratch.write("two_r", two_r);
+    std::string first_i, first_r;
+    for (const char* data : {"ASCII (3,3,-9.0) text", "ASCII (3,3,-9.0) text_i text_r",
+                             "BINARY (3,3,-9.0) one", "BINARY (3,3,-9.0) two_i two_r"}) {
+        run_well(scratch, {.data = data});
+        if (first_i.empty()) first_i = scratch.read("RCDATA_I"), first_r = scratch.read("RCDATA_R");
+        EXPECT_EQ(integers_of(scratch).size(), 3U) << data;
+        EXPECT_EQ(scratch.read("RCDATA_I"), first_i) << data;
+        EXPECT_EQ(scratch.read("RCDATA_R"), first_r) << data;
+    }
+}
+
+TEST(Recoding, ScalesTheTraitAndNotTheCovariableOnTheSameColumn) {
+    Scratch scratch;
+    scratch.write("data", "1 1 0 3 8 0\n1 2 0 0 -9 0\n1 2 0 -2e6 6 0\n");
+    // Y1 weighted by X, with Y1 itself as covariable.
+    run_well(scratch, {.analyse = "2 0 1 0",
+                       .data = "ASCII (3,3,-9e8) data",
+                       .model = "1 1 0 0 0\n0\n2 1 2 1 2\n1 1\n1 2\n0\n",
+                       .prior = kOnePrior});
+    EXPECT_EQ(reals_of(scratch), (std::vector<Floats>{{8, 4, 3}, {-9, -4.5, 0}, {6, 3, 1}}));
+}
+
+TEST(Recoding, AbsorptionGroupsAreCountedAndMustNotFall) {
+    Case absorbing{
+        .analyse = "12 1 0 0", .model = "1\n1 3\n2 0 2 1 2\n1 1\n0\n0\n", .prior = kOnePrior};
+    Scratch scratch;
+    scratch.write("data", "1 1 4 0 1 0\n1 2 4 0 1 0\n1 2 7 0 1 0\n1 2 3 0 -9 0\n1 2 9 0 1 0\n");
+    run_well(scratch, absorbing);
+    EXPECT_EQ(integers_of(scratch),
+              (Records{{4, 1, 1, 0, 0}, {4, 1, 2, 0, 0}, {7, 1, 2, 0, 0}, {9, 1, 2, 0, 0}}));
+    Modinf model = decode_modinf(scratch.read("MODINF"));
+    EXPECT_EQ(model.head.NABGR, (Ints{3}));
+    EXPECT_EQ(model.head.MN_ABGR, (Ints{2}));
+
+    scratch.write("data", "1 1 4 0 1 0\n1 2 3 0 1 0\n");
+    Outcome outcome = scratch.run(absorbing.text());
+    EXPECT_EQ(outcome.status, 16);
+    EXPECT_TRUE(
+        outcome.says("Last absorption group= 4 Current absorption group= 3 "
+                     "Observation number= 2 Integer input for current observation: "
+                     ": 1 2 3 Computations Aborted"))
+        << outcome.listing;
+}
+
+TEST(Recoding, SequencesEndNegativeWithTheirSubject) {
+    // Y2 is the sequential binary trait, Y1 its mixture trait: subject ANIMAL, number EXTRA.
+    Case cure{.model = "2 1 0 0 1\n0\n0\n2 0 1 1\n3 0 1 1\n0\n0\n0\n0\n0\n",
+              .more = "$CURE 3 2 2 3\n",
+              .prior = "1 1 1 4.0\n1 2 2 9.0\n"};
+    Scratch scratch;
+    scratch.write("data",
+                  "1 8 1 0 -9 1\n1 8 2 0 -9 1\n1 8 3 0 5 0\n"
+                  "1 9 1 0 5 1\n"
+                  "1 8 1 0 -9 1\n1 8 2 0 -9 -9\n");
+    run_well(scratch, cure);
+    Records sequences;
+    for (const Ints& record : integers_of(scratch))
+        sequences.push_back({record.begin() + 2, record.end()});
+    EXPECT_EQ(sequences,
+              (Records{{8, 1, 0, 0}, {8, 2, 0, 0}, {8, -3, 0, 0}, {9, -1, 0, 0}, {8, 1, 0, 0}}));
+    Modinf model = decode_modinf(scratch.read("MODINF"));
+    EXPECT_EQ(model.head.n_subjects, 3);
+    EXPECT_EQ(model.head.largest_sequence, 3);
+
+    const char* faults[][2] = {
+        {"1 8 2 0 5 1\n", "Sequence variable on first record not eq. 1"},
+        {"1 8 1 0 5 1\n1 9 2 0 5 1\n", "Sequence variable on first record within subject not"},
+        {"1 8 1 0 -9 1\n1 8 3 0 5 1\n", "Data not in sequence within subject"},
+        {"1 8 1 0 5 1\n1 8 2 0 5 1\n", "The mixture trait for a CURE model must be missing"},
+    };
+    for (const auto& [data, words] : faults) {
+        scratch.write("data", data);
+        Outcome outcome = scratch.run(cure.text());
+        EXPECT_EQ(outcome.status, 16) << words;
+        EXPECT_TRUE(outcome.says(words)) << outcome.listing;
+    }
+}
+
+TEST(Recoding, CensoringCodesAreCheckedOnlyWhenLevelsAreRegistered) {
+    Case censored{.model = kOneTrait, .more = "$CENS 1 CENS=3 INT_MAX=1\n", .prior = kOnePrior};
+    Scratch scratch;
+    scratch.write("data", "1 1 2 6.5 5 0\n2 1 5 0 5 0\n1 2 -1 0 5 0\n");
+    run_well(scratch, censored);
+    // Herd 2 stands on a record with a wrong code alone: it is written, without a level.
+    EXPECT_EQ(integers_of(scratch), (Records{{1, 1, 2, 0, 0}, {0, 1, 5, 0, 0}, {1, 2, -1, 0, 0}}));
+    EXPECT_EQ(reals_of(scratch), (std::vector<Floats>{{5, 6.5}, {5, 0}, {5, 0}}));
+}
+
+TEST(Recoding, MergedEffectsShareTheTreeOfTheirMatrix) {
+    // ANIMAL and EXTRA merge into one random effect.
+    Scratch scratch;
+    scratch.write("data", "1 30 20 0 5 0\n1 20 10 0 5 0\n");
+    run_well(scratch, {.model = "1 1 0 0 0\n0\n2 0 3 1 2 3\n2 1+1\n0\n0\n", .prior = kOnePrior});
+    EXPECT_EQ(integers_of(scratch), (Records{{1, 3, 2, 0, 0}, {1, 2, 1, 0, 0}}));
+}
+
+TEST(Recoding, DataThatCannotBeUsedStopTheRun) {
+    const Case one{.model = kOneTrait, .prior = kOnePrior};
+    const Case binary{.model = "1 0 0 0 1\n0\n2 0 2 1 2\n1 1\n0\n0\n", .prior = kOnePrior};
+    struct {
+        const Case& given;
+        const char* data;
+        const char* words;
+    } faults[] = {
+        {one, "1 1 0 0 5 0\n1 x 0 0 5 0\n", "ERROR - Reading data file at observation: 2"},
+        {one, "1 1 0 0 5 0\n1 1 0 0\n", "ERROR - Reading data file at observation: 2"},
+        {one, "\n\n", "ERROR: NO INPUT DATA FOUND"},
+        {one, "1 2147483648 0 0 5 0\n",
+         "INTEGER INPUT: Input no. Name Times Used in this analyzes "
+         "--------- -------- -------- --------------------- 2 ANIMAL 1 X"},
+        {one, "1 1 0 0 1e39 0\n", "ONE OR MORE INPUT VARIABLES USED IN THIS ANALYSIS IS OUT OF"},
+        {binary, "1 1 0 0 1 0\n1 1 0 0 2 0\n", "INPUT DATA FOR BINARY DATA OUT OF RANGE (0/1)"},
+    };
+    Scratch scratch;
+    for (const auto& fault : faults) {
+        scratch.write("data", fault.data);
+        Outcome outcome = scratch.run(fault.given.text());
+        EXPECT_EQ(outcome.status, 16) << fault.words;
+        EXPECT_TRUE(outcome.says(fault.words)) << outcome.listing;
+    }
+
+    scratch.write("data", "1 1 2147483648 1e39 5 0\n");
+    Outcome outcome = scratch.run(one.text());
+    EXPECT_EQ(outcome.status, 0) << "columns that the model does not use only warn";
+    EXPECT_TRUE(outcome.says("INPUT DATA OUT OF RANGE")) << outcome.listing;
+}
+
+TEST(Recoding, FirstRecordsAreListedAtTestPrint2) {
+    Scratch scratch;
+    std::string data;
+    for (int k = 1; k <= 12; ++k) data += std::to_string(k) + " 1 0 0 5 0\n";
+    scratch.write("data", data);
+    Outcome outcome =
+        scratch.run(Case{.analyse = "2 0 0 2", .model = kOneTrait, .prior = kOnePrior}.text());
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.times("Obs in RCDATA ="), 10);
+    EXPECT_TRUE(
+        outcome.says("Obs in KVEINP = 10 Integer input 10 1 0 Integer output 10 1 0 0 "
+                     "Real input 0 5 0 Covariables Dependent variables 5 Weights 1"))
+        << outcome.listing;
+}
