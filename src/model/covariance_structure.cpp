@@ -22,6 +22,10 @@ namespace {
 // bound keeps a slip of the pen from asking for all the memory there is.
 constexpr int64_t kMostMatrices = 100000;
 
+// Repeated effects multiply the regressions on the first of them: a short model section can ask for
+// billions of rows. A matrix of so many takes gigabytes already.
+constexpr int64_t kMostRows = 10000;
+
 // Random effect j of a trait.
 struct RandomEffect {
     int32_t trait;
@@ -219,20 +223,26 @@ void share_rows(RMatrix& r, int64_t from, int64_t to, int32_t n) {
         if (from + s <= r.n_cont && to + s <= r.n_cont) r.cont_rc(to + s) = r.cont_rc(from + s);
 }
 
+void add_rows(RMatrix& r, int32_t n) {
+    const int64_t rank = int64_t{r.rank} + n;
+    check_allocated(rank <= kMostRows ? 0 : kNoMemory, "RMAT_ALLOC4", "RMAT%COV_MAT", rank * rank);
+    r.rank = static_cast<int32_t>(rank);
+}
+
 // Neighbours of one reduced rank position share their rows.
 // Kept: the places in the contribution lists advance at a sharing member only, by block starts, and
 // the rows behind it are not renumbered, so that a row may lie above the rank.
 void set_rank(RMatrix& r) {
     if (r.n_traits == 0) return;
     r.trait_blk_start(1) = 1;
-    r.rank = r.trait_blk_size(1);
+    add_rows(r, r.trait_blk_size(1));
     int64_t from = 0, to = r.rank;
     for (int32_t member = 2; member <= r.n_traits; ++member) {
         const int32_t start_before = r.trait_blk_start(member - 1);
         int32_t& start = r.trait_blk_start(member);
         if (r.reduce(member) != r.reduce(member - 1)) {
             start = start_before + r.trait_blk_size(member - 1);
-            r.rank += r.trait_blk_size(member);
+            add_rows(r, r.trait_blk_size(member));
             continue;
         }
         start = start_before;
@@ -254,6 +264,8 @@ void name_traits(RMatrix& r) {
     }
 }
 
+// Kept: a contribution whose row is not the last one named names the next, so that rows which
+// reduced rank leaves above the rank are named below it, as far as there is room.
 void name_rows(RMatrix& r) {
     int32_t row = 0;
     for (int32_t q = 1; q <= r.n_cont && row < r.rank; ++q)

@@ -19,7 +19,7 @@ void check_level(int level, int status, std::string_view array, int64_t elements
     if (status == 0) return;
     log_blank();
     log_say("ERROR - Allocating memeory for level %d of the model structure", level);
-    log_say("        Error code from allocate is : %d", status);
+    log_say("        Error code from allocate is : %12d", status);
     alloc_error("KVEINT", array, elements, status);
 }
 

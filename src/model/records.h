@@ -84,8 +84,6 @@ struct Model {
     Vec<int32_t> r_ef_rci;
     Vec<float> r_ef_coeff;
     Vec<int8_t> merge_prev;  // shares the row of the effect before it
-    Vec<int32_t> r_ef_matno;
-    Vec<int32_t> ass_rf;
 
     // Regressions, n_reg
     Vec<int32_t> reg_type;
@@ -93,6 +91,7 @@ struct Model {
     Vec<int8_t> reg_mixture;
     Vec<Name> reg_name;
     Vec<int32_t> reg_rci;
+    Vec<int32_t> n_times;      // n_dif_reg: regressions on each different column
     Vec<int32_t> reg_n_inp;    // integer column of the nesting effect, 0 none
     Vec<Text<18>> reg_name_n;  // covariable(nesting effect)
     Vec<int32_t> reg_n_rci;
@@ -101,7 +100,10 @@ struct Model {
     Vec<int32_t> reg_r_matno;   // matrix of a random regression, else 0
     Vec<int32_t> reg_rmat_pos;  // its row there
     Vec<int32_t> reg_n_level;   // level inside a [a:b,e] list
-    Vec<int32_t> n_times;       // n_dif_reg: regressions on each different column
+
+    // Random effects again, n_random
+    Vec<int32_t> r_ef_matno;  // matrix of each
+    Vec<int32_t> ass_rf;      // its associated factor when it is absorbed, else 0
 
     // Generalized models
     logical4 l_glmm{};
@@ -168,8 +170,9 @@ struct RMatrix {
     Vec<Name> t_name;                                      // n_traits
     Matrix<int32_t> rr_f_inp, rr_f_rcr;                    // n_traits x m_n_rr
     int32_t rank = 0;
-    Vec<int32_t> rank_tn, rank_ndt;  // rank
-    Matrix<double> cov_mat;          // rank x rank
+    Vec<int32_t> rank_tn;    // rank: trait of each row, 0 where no effect fills it
+    Vec<int32_t> rank_ndt;   // rank
+    Matrix<double> cov_mat;  // rank x rank
     Vec<double> eigen_values;
     Matrix<double> eigen_vectores;
 

@@ -20,6 +20,7 @@ namespace {
 void check_pgmix_methods() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         if (!RMAT(k).is("PGMIX") || RMAT(k).method == 1) continue;
+        page_if(2);
         say("  ERROR - Relationship method PGMIX requiers");
         say("          method 1 for computing A**(-1)");
         terminate_run();
@@ -47,6 +48,7 @@ void check_trait_deviations() {
     TrendRequest& request = DIRECTIVES.td_ptd;
     if (!request.asked || !task_has_deviations(DIRECTIVES.ITASK)) return;
     if (request.factor < 1 || request.factor > KVEINT.NRAMAT) {
+        page_if(2);
         say("  ERROR - Random factor specified for computation of TD and PTD: %12d",
             request.factor);
         say("          Must be between 1 and %12d", KVEINT.NRAMAT);
@@ -54,6 +56,7 @@ void check_trait_deviations() {
     }
     request.pedigree_exists = RMAT(request.factor).is("PED");
     if (deviations_are_defined()) return;
+    page_if(5);
     say("  ERROR - Calculation of Trait Deviations and Progeny Trait Deviations");
     say("          is not implemented for models with:");
     say("             Random Regressions");

@@ -17,6 +17,7 @@ void check_cure_columns() {
     for (const CURE_SPEC& pair : DIRECTIVES.cure)
         for (int32_t column : {pair.subject, pair.sequence}) {
             if (column >= 1 && column <= DIRECTIVES.NI) continue;
+            page_if(1);
             say("ERROR - CURE specification, illegal integer variable for subject or sequence: "
                 "%12d",
                 column);

@@ -275,6 +275,13 @@ TEST_F(CovarianceStructure, AbsurdMatrixNumberIsAFailedAllocation) {
     EXPECT_STOP(derive_covariance_structure(), "Trying to allocate +: RMAT\n");
 }
 
+TEST_F(CovarianceStructure, AbsurdRankIsAFailedAllocation) {
+    // 200 members, each with the block size of the first one.
+    const std::vector<int> effects(200, 1);
+    const std::vector<Regression> regressions(50, {3, 1});
+    EXPECT_STOP(derive({{effects, effects, regressions}}), "Trying to allocate +: RMAT%COV_MAT\n");
+}
+
 TEST_F(CovarianceStructure, IllegalColumnsOnlyWarn) {
     ASSERT_EQ(open_log(), 0);
     build_model({{{9}, {1}}});
