@@ -1,5 +1,5 @@
 // Expects that a statement stops the run with status 16 and that the listing holds a text then (a
-// regular expression).
+// regular expression). The listing goes where a death test looks.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -18,6 +18,7 @@ WRITES(UNITS);
 void parse_model() {
     if (open_log() != 0) {
         say("ERROR OPENING FILES");
+        say("        File: KVE_LOG");
         stop_run();
     }
     ModelLines lines(UNITS.unit_15);

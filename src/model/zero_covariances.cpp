@@ -12,7 +12,6 @@
 namespace kve {
 
 READS(DIRECTIVES);
-READS(MODEL);
 WRITES(KVEINT);
 
 namespace {

@@ -67,7 +67,8 @@ void run() {
     write_code_table();         // CODE_TABLE
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
-    end_run();  // last line
+    note_used_dimensions();  // DIMENSIONS
+    end_run();               // last line
 }
 
 }  // namespace kve

@@ -18,6 +18,9 @@ void ALLOC_MAXNRM(int mode);  // AI, IN, IV
 // All three for the first time, in the dimensions that KVEDIM has left.
 void allocate_tables();
 
+// How much of each table the run has needed, into DIMENSIONS.
+void note_used_dimensions();
+
 // IF so long that it has an entry for `row`, the tail zero. Its rows can be levels of any factor
 // and so pass MDL; no growth shortens it.
 void lengthen_row_heads(int32_t row);

@@ -8,10 +8,24 @@
 namespace kve {
 namespace {
 
-[[noreturn]] void leave_with_error() {
+// Brings the outputs to disk. Empty, or the name of one that could not be written.
+std::string flush_outputs() {
     std::string failed = flush_units();
-    if (!failed.empty()) say("ERROR - writing the file %s failed", failed.c_str());
-    static_cast<void>(flush_log());
+    if (failed.empty() && flush_log() != 0) failed = "KVE_LOG";
+    return failed;
+}
+
+void tell_not_written(std::string_view file) {
+    say("ERROR - writing the file %.*s failed", KVE_SV(file));
+}
+
+// What else went wrong stands ahead of the last lines of a stop.
+void flush_and_tell() {
+    std::string failed = flush_outputs();
+    if (!failed.empty()) tell_not_written(failed);
+}
+
+[[noreturn]] void leave_with_error() {
     static_cast<void>(flush_listing());
     std::_Exit(kErrorStatus);
 }
@@ -19,11 +33,13 @@ namespace {
 }  // namespace
 
 void stop_run(const char* last_line) {
+    flush_and_tell();
     say("%s", last_line);
     leave_with_error();
 }
 
 void terminate_run() {
+    flush_and_tell();
     blank();
     say("Program terminates");
     blank();
@@ -43,9 +59,8 @@ void terminate_run() {
 }
 
 void end_run() {
-    std::string failed = flush_units();
+    std::string failed = flush_outputs();
     if (!failed.empty()) stop_not_written(failed);
-    if (flush_log() != 0) stop_not_written("KVE_LOG");
     blank(3);
     say(" END OF %.*s", KVE_SV(state::PROGRAM_ID.padded()));
     std::_Exit(flush_listing() == 0 ? 0 : kErrorStatus);
@@ -55,8 +70,8 @@ void alloc_error(std::string_view routine, std::string_view array, int64_t eleme
     say("ERROR");
     blank();
     say("Trying to allocate                    : %.*s", KVE_SV(array));
-    say("With elements                         : %lld", static_cast<long long>(elements));
-    say("Retur status from allocate            : %d", status);
+    say("With elements                         : %12lld", static_cast<long long>(elements));
+    say("Retur status from allocate            : %12d", status);
     say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
     terminate_run();
 }
@@ -65,7 +80,7 @@ void dealloc_error(std::string_view routine, std::string_view array, int status)
     say("ERROR");
     blank();
     say("Trying to deallocate                  : %.*s", KVE_SV(array));
-    say("Retur status from deallocate          : %d", status);
+    say("Retur status from deallocate          : %12d", status);
     say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
     terminate_run();
 }
@@ -78,8 +93,10 @@ void stop_unreadable(std::string_view where, std::string_view expected, std::str
 }
 
 void stop_not_written(std::string_view file) {
-    say("ERROR - writing the file %.*s failed", KVE_SV(file));
-    stop_run();
+    tell_not_written(file);
+    static_cast<void>(flush_outputs());
+    say("Program terminates");
+    leave_with_error();
 }
 
 }  // namespace kve

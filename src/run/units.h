@@ -59,8 +59,8 @@ inline constinit Units UNITS;
 
 }  // namespace state
 
-// Brings everything written so far to disk. Empty when all is well, else the name of a file that
-// could not be written.
+// Brings everything written so far to the open files. Empty when all is well, else the name of one
+// that could not be written; who closes a file looks at the outcome.
 std::string flush_units();
 
 }  // namespace kve

@@ -20,8 +20,9 @@ namespace {
 
 std::string words(const std::string& array, int64_t elements, const std::string& routine) {
     return "ERROR\n\nTrying to allocate                    : " + array +
-           "\nWith elements                         : " + std::to_string(elements) +
-           "\nRetur status from allocate            : 1\nCalled in subroutine\\(function/program\\)"
+           "\nWith elements                         : +" + std::to_string(elements) +
+           "\nRetur status from allocate            : +1\nCalled in "
+           "subroutine\\(function/program\\)"
            ": " +
            routine + "\n\nProgram terminates\n";
 }

@@ -17,6 +17,7 @@
 #include "run/listing.h"
 #include "run/units.h"
 #include "run/work_files.h"
+#include "stops.h"
 
 using namespace kve;
 using namespace kve::state;
@@ -439,22 +440,14 @@ TEST(ModelInformation, WritesNoGroupWhereThereIsNone) {
     EXPECT_EQ(file.n_records, 84U) << "the record of the groups is there, and empty";
 }
 
-namespace {
-
-// The listing goes where a death test looks.
-void listing_to_errors() { ::dup2(STDERR_FILENO, STDOUT_FILENO); }
-
-}  // namespace
-
 TEST(ModelInformation, FullDiskStopsTheRun) {
     build_smallest_model();
-    EXPECT_EXIT(
+    EXPECT_STOP(
         {
-            listing_to_errors();
             static_cast<void>(UNITS.unit_53.open("/dev/full"));
             KVEPFL();
         },
-        testing::ExitedWithCode(16), "ERROR - writing the file MODINF failed\nProgram terminates");
+        "ERROR - writing the file MODINF failed\nProgram terminates");
 }
 
 namespace {
@@ -539,13 +532,11 @@ TEST(CodeTable, FollowsTheListOfEveryFactor) {
 
 TEST(CodeTable, FullDiskStopsTheRun) {
     build_lists();
-    EXPECT_EXIT(
+    EXPECT_STOP(
         {
-            listing_to_errors();
             static_cast<void>(UNITS.unit_54.open("/dev/full"));
             write_code_table();
         },
-        testing::ExitedWithCode(16),
         "ERROR - writing the file CODE_TABLE failed\nProgram terminates");
 }
 

@@ -10,6 +10,7 @@
 #include "data/residual_groups.h"
 #include "model/covariance_structure.h"
 #include "model_builder.h"
+#include "stops.h"
 
 using namespace kve;
 

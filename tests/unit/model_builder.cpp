@@ -101,6 +101,7 @@ ModelTest::ModelTest() : before_(std::filesystem::current_path()) {
     DIRECTIVES = Directives{};
     folder_ = name;
     std::filesystem::current_path(folder_);
+    static_cast<void>(open_log());
 }
 
 ModelTest::~ModelTest() {
@@ -113,9 +114,4 @@ std::string listing_of(void (*call)()) {
     call();
     std::fflush(stdout);
     return testing::internal::GetCapturedStdout();
-}
-
-void begin_run_to_stop() {
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-    static_cast<void>(open_log());
 }

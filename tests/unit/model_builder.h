@@ -28,7 +28,7 @@ struct Submodel {
 // MODEL, KVEINT and the names of 9 integer and 9 real columns. Trait i stands in real column i.
 void build_model(const std::vector<Submodel>& traits);
 
-// Works in an empty folder of its own, so that KVE_LOG is the test's.
+// Works in an empty folder of its own, with an open KVE_LOG.
 class ModelTest : public testing::Test {
  protected:
     ModelTest();
@@ -46,13 +46,3 @@ std::vector<int> numbers_of(const Array& array) {
     return {array.begin(), array.end()};
 }
 using Numbers = std::vector<int>;
-
-// In the child of a death test: the listing goes where the test looks, KVE_LOG is open.
-void begin_run_to_stop();
-#define EXPECT_STOP(statement, words) \
-    EXPECT_EXIT(                      \
-        {                             \
-            begin_run_to_stop();      \
-            statement;                \
-        },                            \
-        testing::ExitedWithCode(16), words)

@@ -5,6 +5,7 @@
 #include "model/trait_classes.h"
 #include "model_builder.h"
 #include "run/directives.h"
+#include "stops.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::MODEL, state::RMAT;

@@ -16,6 +16,7 @@
 #include "model/records.h"
 #include "run/directives.h"
 #include "run/listing.h"
+#include "stops.h"
 
 using namespace kve;
 
@@ -30,6 +31,7 @@ class Priors : public testing::Test {
             std::filesystem::path(testing::TempDir()) / ("kve-priors-" + std::to_string(getpid()));
         std::filesystem::create_directories(folder_);
         std::filesystem::current_path(folder_);
+        ASSERT_EQ(open_log(), 0);
     }
     void TearDown() override {
         std::filesystem::current_path("/");
@@ -77,16 +79,6 @@ class Priors : public testing::Test {
 
     std::filesystem::path folder_;
 };
-
-// The run stops with status 16 and words that match; what it says goes where the test looks.
-#define EXPECT_STOP(statement, words)           \
-    EXPECT_EXIT(                                \
-        {                                       \
-            dup2(STDERR_FILENO, STDOUT_FILENO); \
-            static_cast<void>(open_log());      \
-            statement;                          \
-        },                                      \
-        testing::ExitedWithCode(16), words)
 
 constexpr char kResidual[] = "2 1 1 4.0\n2 2 2 9.0\n";
 

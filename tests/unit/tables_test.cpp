@@ -227,7 +227,7 @@ TEST(Growth, StopsWhenTheDimensionPasses32BitsOrTheScratchFileFails) {
             DIMENSIONS.MFL.now = 2000000000;
             ALLOC_MFL(1);
         },
-        "allocate +: IFL\nWith elements +: 15400000000\n");
+        "allocate +: IFL\nWith elements +: +15400000000\n");
     EXPECT_STOP(grow_on_a_full_disk(),
                 "ERROR - ALLOC_MFL: the scratch file cannot be written\nProgram terminates\n");
 }
