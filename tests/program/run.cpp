@@ -64,8 +64,8 @@ bool Scratch::has(const std::string& name) const { return fs::exists(folder_ / n
 Outcome Scratch::run(std::string_view directives, const std::string& listing) const {
     write("directives.in", directives);
     std::string command = "cd '" + folder_.string() +
-                          "' && exec '" KVE1_PROGRAM
-                          "' < directives.in " + listing + " 2> errors.out";
+                          "' && exec '" KVE1_PROGRAM "' < directives.in " + listing +
+                          " 2> errors.out";
     int raw = std::system(command.c_str());
     Outcome outcome;
     outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw);
