@@ -1,5 +1,7 @@
 #include "run/open_files.h"
 
+#include <filesystem>
+
 #include "run/directives.h"
 #include "run/listing.h"
 #include "run/stop.h"
@@ -23,6 +25,27 @@ void open_unit(Unit& unit, std::string_view file) {
     if (unit.open(std::string(file)) != 0) refuse(file);
 }
 
+// Opening an output empties it.
+void refuse_input(const char* output) {
+    for (const FileName* input :
+         {&DIRECTIVES.data_file[0], &DIRECTIVES.data_file[1], &DIRECTIVES.model.name,
+          &DIRECTIVES.prior.name, &DIRECTIVES.reduce_file, &DIRECTIVES.finfo.name,
+          &DIRECTIVES.oldsol.name}) {
+        std::error_code absent;
+        if (input->blank() || !std::filesystem::equivalent(input->string(), output, absent))
+            continue;
+        say("ERROR OPENING FILES");
+        say("        File: %s is input and output of this run", output);
+        stop_run();
+    }
+}
+
+template <class Unit>
+void open_output(Unit& unit, const char* file) {
+    refuse_input(file);
+    open_unit(unit, file);
+}
+
 void open_data() {
     bool ascii = DIRECTIVES.data_format == kAscii;
     bool two = DIRECTIVES.n_data_files == 2;
@@ -43,20 +66,20 @@ void open_files() {
     open_data();
     open_unit(UNITS.unit_15, DIRECTIVES.model.name.view());
     if (!DIRECTIVES.reduce_file.blank()) open_unit(UNITS.unit_16, DIRECTIVES.reduce_file.view());
-    open_unit(UNITS.unit_10, "PEDDATA");
-    open_unit(UNITS.unit_11, "INBREED");
-    open_unit(UNITS.unit_53, "MODINF");
-    open_unit(UNITS.unit_54, "CODE_TABLE");
+    open_output(UNITS.unit_10, "PEDDATA");
+    open_output(UNITS.unit_11, "INBREED");
+    open_output(UNITS.unit_53, "MODINF");
+    open_output(UNITS.unit_54, "CODE_TABLE");
     if (!DIRECTIVES.finfo.name.blank()) {
         open_unit(UNITS.unit_9, DIRECTIVES.finfo.name.view());
-        open_unit(UNITS.unit_59, "RC_F_INFO");
+        open_output(UNITS.unit_59, "RC_F_INFO");
     }
     if (!DIRECTIVES.oldsol.name.blank()) {
         open_unit(UNITS.unit_2, DIRECTIVES.oldsol.name.view());
-        open_unit(UNITS.unit_58, "oldsol");
+        open_output(UNITS.unit_58, "oldsol");
     }
-    open_unit(UNITS.unit_50, "RCDATA_I");
-    open_unit(UNITS.unit_51, "RCDATA_R");
+    open_output(UNITS.unit_50, "RCDATA_I");
+    open_output(UNITS.unit_51, "RCDATA_R");
 }
 
 }  // namespace kve

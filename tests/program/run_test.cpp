@@ -118,6 +118,14 @@ TEST_F(Run, StopsAtAFileThatCannotBeOpened) {
     stops(directives(), "ERROR OPENING FILES\n        File: data\nProgram terminates\n");
 }
 
+TEST_F(Run, AnInputIsNotEmptiedAsAnOutput) {
+    scratch.write("oldsol", "solutions");
+    stops(directives("$OLDSOL ./oldsol\n"),
+          "\nERROR OPENING FILES\n        File: oldsol is input and output of this run\n"
+          "Program terminates\n");
+    EXPECT_EQ(scratch.read("oldsol"), "solutions");
+}
+
 TEST_F(Run, FullDiskIsToldOnceAheadOfTheLastLine) {
     for (const char* file : {"RCDATA_I", "RCDATA_R", "MODINF", "CODE_TABLE", "KVE_LOG"}) {
         fs::remove(scratch.folder() / file);
