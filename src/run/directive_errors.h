@@ -16,7 +16,7 @@ inline constinit bool DIRECTIVE_ERROR_FLAG = false;
 
 }  // namespace state
 
-// In brackets what the message takes: T the text, N M L the values in order.
+// Behind each what its message takes: T the text, N M L the values in order.
 enum class DirectiveError {
     repeated_keyword = 1,
     incomplete_line = 2,
@@ -30,10 +30,10 @@ enum class DirectiveError {
     no_file_name = 10,       // T keyword
     many_comment_lines = 11,
     long_comment_line = 12,
-    wrong_analyse_line = 13,      // T line
-    unknown_task = 14,            // N task
-    unknown_method = 15,          // N task, M method
-    factor_below_1 = 16,          //
+    wrong_analyse_line = 13,  // T line
+    unknown_task = 14,        // N task
+    unknown_method = 15,      // N task, M method
+    factor_below_1 = 16,
     unknown_structure = 17,       // T type, N factor
     wrong_structure_method = 18,  // T type, N factor, M method
     repeated_factor = 19,         // N factor, M count

@@ -54,9 +54,8 @@ constinit TextInput DRIVER_FILE;
 
 void warn_unused_at_end() {
     page_if(1);
-    say("WARNING - the directive file ends in a continued line that has no continuation; the line "
-        "is "
-        "not used");
+    say("WARNING - the directive file ends in a continued line that has no continuation; "
+        "the line is not used");
     count_lines(1);
 }
 

@@ -108,12 +108,11 @@ Keyword read_section(Keyword keyword) {
             return read_data_section();
         case Keyword::VARIABLE:
             return read_variable_section();
-        case Keyword::MODEL:
-            return read_model_section();
         case Keyword::REDUCE:
             return read_reduce_section();
         case Keyword::VAR_STR:
             return read_structures();
+        case Keyword::MODEL:
         case Keyword::PRIOR:
         case Keyword::KVE4:
         case Keyword::KVE5:

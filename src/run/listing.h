@@ -48,9 +48,9 @@ void page_above(int limit);
 [[gnu::format(printf, 1, 2)]] void log_say(const char* format, ...);  // one line
 void log_blank();
 [[nodiscard]] int flush_log();
-// Copies the log to the listing, each line cut to 98 characters, and closes it. False when this
-// run has not opened it.
+// By this run: a log that an earlier one has left does not count.
 bool log_is_open();
+// Copies the open log to the listing, each line cut to 98 characters, and closes it.
 void copy_log_to_listing();
 
 }  // namespace kve

@@ -22,10 +22,11 @@ namespace {
     stop_run();
 }
 
-// Copies text lines until another line comes, which becomes `next`; the number of lines copied.
+// Copies text lines from the one in `cinp` on until another line comes, which becomes `next`; the
+// number of lines copied.
 int64_t copy_text_lines(TextOutput& file, Keyword& next) {
     int64_t lines = 0;
-    while ((next = read_directive_line()) == Keyword::text) {
+    for (; next == Keyword::text; next = read_directive_line()) {
         file.print_line(trimmed(cinp));
         ++lines;
     }
@@ -34,7 +35,8 @@ int64_t copy_text_lines(TextOutput& file, Keyword& next) {
 
 // Makes the file anew, also when no line follows: the text of an earlier run must not survive.
 int64_t write_section(Keyword keyword, std::string_view name, Keyword& next) {
-    TextOutput file;
+    TextOutput& file = UNITS.unit_9_section;
+    next = read_directive_line();
     if (file.open(std::string(name)) != 0) stop_unwritable(keyword, name);
     int64_t lines = copy_text_lines(file, next);
     if (file.close() != 0) stop_unwritable(keyword, name);
@@ -81,16 +83,6 @@ bool take_file_name(Keyword keyword, SectionFile& file) {
 
 }  // namespace
 
-Keyword read_model_section() {
-    Section section = section_of(Keyword::MODEL);
-    if (take_file_name(Keyword::MODEL, section.file)) return read_directive_line();
-    section.file.name = section.inline_name;
-    Keyword next;
-    if (write_section(Keyword::MODEL, section.inline_name, next) == 0)
-        directive_error(DirectiveError::no_model, Keyword::MODEL);
-    return next;
-}
-
 Keyword read_reduce_section() {
     DIRECTIVES.reduce_file = "KVE1.reduce";
     Keyword next;
@@ -104,7 +96,8 @@ Keyword read_file_or_text(Keyword keyword) {
     if (take_file_name(keyword, section.file)) return read_directive_line();
     section.file.name = section.inline_name;
     Keyword next;
-    write_section(keyword, section.inline_name, next);
+    int64_t lines = write_section(keyword, section.inline_name, next);
+    if (keyword == Keyword::MODEL && lines == 0) directive_error(DirectiveError::no_model, keyword);
     return next;
 }
 
@@ -126,7 +119,7 @@ Keyword read_restrictions() {
     DIRECTIVES.cvrest_file = "CVREST.DIR";
     if (std::string_view text = keyword_text(Keyword::VAR_REST); !text.empty())
         file.print_line(text);
-    Keyword next;
+    Keyword next = read_directive_line();
     copy_text_lines(file, next);
     return next;
 }

@@ -10,9 +10,8 @@
 
 namespace kve {
 
-Keyword read_model_section();                // $MODEL: KVE1.dir
 Keyword read_reduce_section();               // $REDUCE: KVE1.reduce
-Keyword read_file_or_text(Keyword keyword);  // $PRIOR: PARIN; $KVE4 to $KVEGS: their .dir
+Keyword read_file_or_text(Keyword keyword);  // $MODEL: KVE1.dir; $PRIOR: PARIN; $KVE4 to $KVEGS
 Keyword read_file_name(Keyword keyword);     // $OLDSOL, $FINFO
 Keyword read_restrictions();                 // $VAR_REST: CVREST.DIR, which stays open
 void close_restrictions();

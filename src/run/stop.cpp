@@ -11,7 +11,7 @@ namespace {
 // Brings the outputs to disk. Empty, or the name of one that could not be written.
 std::string flush_outputs() {
     std::string failed = flush_units();
-    if (failed.empty() && flush_log() != 0) failed = "KVE_LOG";
+    if (flush_log() != 0 && failed.empty()) failed = "KVE_LOG";
     return failed;
 }
 

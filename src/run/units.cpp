@@ -47,7 +47,7 @@ int TextOutput::close() {
 
 std::string flush_units() {
     std::string failed;
-    for (TextOutput* unit : {&UNITS.unit_10, &UNITS.unit_11, &UNITS.unit_98})
+    for (TextOutput* unit : {&UNITS.unit_9_section, &UNITS.unit_10, &UNITS.unit_11, &UNITS.unit_98})
         if (unit->is_open() && unit->flush() != 0) failed = unit->path();
     for (RecordOutput* unit : {&UNITS.unit_50, &UNITS.unit_51, &UNITS.unit_53, &UNITS.unit_54,
                                &UNITS.unit_58, &UNITS.unit_59})

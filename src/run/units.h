@@ -1,6 +1,6 @@
-// The files of a run, by the package's unit numbers. Stage `open_files` opens them (unit 98: the
-// directive reader); the stages that own them read, write and close them; every stop flushes the
-// output units.
+// The files of a run, by the package's unit numbers. Stage `open_files` opens them (sections of the
+// directive file: the directive reader); the stages that own them read, write and close them; every
+// stop flushes the output units.
 #pragma once
 
 #include <cstdio>
@@ -42,6 +42,7 @@ struct Units {
     RecordInput records_1, records_3;  // data files, BINARY
     TextInput unit_2;                  // old solutions
     TextInput unit_9;                  // foreign information
+    TextOutput unit_9_section;         // an inline section while the directives are read
     TextOutput unit_10;                // PEDDATA
     TextOutput unit_11;                // INBREED
     TextInput unit_15;                 // the model description

@@ -224,7 +224,18 @@ TEST_F(Directives, SectionFilesThatCannotBeWritten) {
     std::filesystem::create_symlink("/dev/full", scratch.folder() / "KVEAI.dir");
     stopped(directives("$KVEAI\nx\n"), "ERROR - $KVEAI: cannot write KVEAI.dir");
     std::filesystem::create_symlink("/dev/full", scratch.folder() / "CVREST.DIR");
-    stopped(directives("$VAR_REST x\n"), "ERROR - $VAR_REST: cannot write CVREST.DIR");
+    const std::string restricted = directives("$VAR_REST x\n");
+    stopped(restricted, "ERROR - $VAR_REST: cannot write CVREST.DIR");
+    EXPECT_EQ(scratch.run(restricted).times("CVREST.DIR"), 1);
+}
+
+TEST_F(Directives, AStopInsideASectionKeepsWhatWasCopied) {
+    scratch.write("KVE5.dir", "left by an earlier run\n");
+    scratch.run("$KVE4\na\nb\r\n");
+    EXPECT_EQ(scratch.read("KVE4.dir"), "a\n");
+    scratch.run(directives("$VAR_REST a\nb\n$KVE5\n$no\n"));
+    EXPECT_EQ(scratch.read("CVREST.DIR"), "a\nb\n");
+    EXPECT_EQ(scratch.read("KVE5.dir"), "left by an earlier run\n");
 }
 
 TEST_F(Directives, RepeatedAndMissingKeywords) {
