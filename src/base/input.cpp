@@ -34,10 +34,15 @@ inline unsigned char kind_of(char c) { return kCharacterKind[static_cast<unsigne
 
 int ByteInput::open(const std::string& path) {
     close();
-    int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Without O_NONBLOCK the open of a pipe would wait for a writer.
+    int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) return errno;
     struct stat about;
-    int status = ::fstat(descriptor, &about) != 0 ? errno : S_ISDIR(about.st_mode) ? EISDIR : 0;
+    int status = 0;
+    if (::fstat(descriptor, &about) != 0)
+        status = errno;
+    else if (!S_ISREG(about.st_mode))
+        status = S_ISDIR(about.st_mode) ? EISDIR : ESPIPE;
     if (status == 0) status = attach(descriptor);
     if (status != 0) ::close(descriptor);
     owned_ = status == 0;

@@ -18,7 +18,8 @@ class ByteInput {
     ByteInput& operator=(const ByteInput&) = delete;
     ~ByteInput() { close(); }
 
-    // Opens a file for reading. 0, or the system's error number; a folder gives EISDIR.
+    // Opens a file for reading. 0, or the system's error number; a folder gives EISDIR, a device or
+    // a pipe, which may never end and cannot be read twice, ESPIPE.
     [[nodiscard]] int open(const std::string& path);
     // Reads from a descriptor that the caller keeps open, such as standard input.
     [[nodiscard]] int attach(int descriptor);

@@ -319,7 +319,14 @@ void read_first_record(ReadMode mode) {
 void finish_pass(RecodingPass& pass) {
     for (int32_t k = 1; k <= KVEINT.MAX_N_ABSORB; ++k)
         RECODED.MN_ABGR(k) = std::max(RECODED.MN_ABGR(k), pass.absorption.N_ABGR(k));
-    if (pass.lists_records()) blank(2);
+    if (pass.lists_records()) {
+        page_if(4);
+        blank();
+        say("Different patterns of usable traits, by residual group:%12zu",
+            pass.patterns_met.size());
+        blank(2);
+        count_lines(4);
+    }
     // Both files must be complete on disk whatever stops the run later.
     if (UNITS.unit_50.flush() != 0) stop_not_written(UNITS.unit_50.path());
     if (UNITS.unit_51.flush() != 0) stop_not_written(UNITS.unit_51.path());

@@ -27,6 +27,24 @@ void check_pgmix_methods() {
     }
 }
 
+// The derivation takes the size of a further effect's block from the trait's first effect in the
+// matrix, so effects with unequal regressions leave rows without equations or the reverse.
+void warn_of_unequal_blocks() {
+    if (!DIRECTIVES.reduce_file.blank()) return;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        const RMatrix& r = RMAT(k);
+        const int32_t rows =
+            r.n_cont > 0 ? *std::max_element(r.cont_rc.begin(), r.cont_rc.end()) : 0;
+        if (rows == r.rank) continue;
+        page_if(3);
+        say("WARNING - random matrix %d has %d rows but rank %d: the effects of one trait in a "
+            "matrix",
+            k, rows, r.rank);
+        say("          need equally many regressions, or the places of its equations are wrong");
+        count_lines(2);
+    }
+}
+
 // Some matrix holds two effects of the trait, merged or not.
 bool has_two_effects_in_a_matrix(const Model& m) {
     std::vector<int32_t> matrices(m.r_ef_matno.begin(), m.r_ef_matno.end());
@@ -68,6 +86,7 @@ void check_trait_deviations() {
 }  // namespace
 
 void check_structures() {
+    warn_of_unequal_blocks();
     check_pgmix_methods();
     check_trait_deviations();
 }

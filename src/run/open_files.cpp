@@ -1,6 +1,8 @@
 #include "run/open_files.h"
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "run/directives.h"
 #include "run/listing.h"
@@ -25,15 +27,21 @@ void open_unit(Unit& unit, std::string_view file) {
     if (unit.open(std::string(file)) != 0) refuse(file);
 }
 
+std::vector<FileName> input_files() {
+    const Directives& d = DIRECTIVES;
+    std::vector<FileName> files(d.data_file, d.data_file + 2);
+    for (const SectionFile* section :
+         {&d.model, &d.prior, &d.oldsol, &d.finfo, &d.kve4, &d.kve5, &d.kveai, &d.kvemgp, &d.kvegs})
+        files.push_back(section->name);
+    for (const VAR_STR_SPEC& spec : d.var_str) files.insert(files.end(), spec.file, spec.file + 3);
+    return files;
+}
+
 // Opening an output empties it.
 void refuse_input(const char* output) {
-    for (const FileName* input :
-         {&DIRECTIVES.data_file[0], &DIRECTIVES.data_file[1], &DIRECTIVES.model.name,
-          &DIRECTIVES.prior.name, &DIRECTIVES.reduce_file, &DIRECTIVES.finfo.name,
-          &DIRECTIVES.oldsol.name}) {
-        std::error_code absent;
-        if (input->blank() || !std::filesystem::equivalent(input->string(), output, absent))
-            continue;
+    std::error_code absent;
+    for (const FileName& input : input_files()) {
+        if (input.blank() || !std::filesystem::equivalent(input.string(), output, absent)) continue;
         say("ERROR OPENING FILES");
         say("        File: %s is input and output of this run", output);
         stop_run();
@@ -64,6 +72,7 @@ void open_data() {
 
 void open_files() {
     open_data();
+    refuse_input("KVE_LOG");  // the model parser opens it
     open_unit(UNITS.unit_15, DIRECTIVES.model.name.view());
     if (!DIRECTIVES.reduce_file.blank()) open_unit(UNITS.unit_16, DIRECTIVES.reduce_file.view());
     open_output(UNITS.unit_10, "PEDDATA");

@@ -124,6 +124,17 @@ TEST_F(Run, AnInputIsNotEmptiedAsAnOutput) {
           "\nERROR OPENING FILES\n        File: oldsol is input and output of this run\n"
           "Program terminates\n");
     EXPECT_EQ(scratch.read("oldsol"), "solutions");
+    fs::create_symlink("data", scratch.folder() / "KVE_LOG");
+    stops(directives(), "File: KVE_LOG is input and output of this run\nProgram terminates\n");
+    EXPECT_FALSE(scratch.read("data").empty());
+}
+
+TEST_F(Run, DevicesAndPipesAreNoInput) {
+    std::string pipe = (scratch.folder() / "pipe").string();
+    ASSERT_EQ(std::system(("mkfifo '" + pipe + "'").c_str()), 0);
+    for (const std::string& name : {pipe, std::string("/dev/zero")})
+        stops("$ANALYSE 1 1 0 0\n$DATA ASCII (1,1,-9.0) data\n$MODEL " + name + "\n",
+              "ERROR OPENING FILES\n        File: " + name + "\nProgram terminates\n");
 }
 
 TEST_F(Run, FullDiskIsToldOnceAheadOfTheLastLine) {

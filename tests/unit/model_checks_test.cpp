@@ -140,3 +140,13 @@ TEST_F(ModelChecks, DumpShowsFieldsOfAllRecordsAndCutsLongLists) {
     EXPECT_EQ(listing.find("t_r_eff_rci"), std::string::npos);
     EXPECT_LT(listing.size(), 30000U);
 }
+
+TEST_F(ModelChecks, EffectsOfATraitWithUnequalRegressionsAreToldOnTheListing) {
+    build_model({{{1, 2}, {1, 1}, {{3, 1}, {3, 2}}}});
+    derive_covariance_structure();
+    EXPECT_EQ(listing_of(check_structures), "");
+    build_model({{{1, 2}, {1, 1}, {{3, 2}}}});
+    derive_covariance_structure();
+    EXPECT_NE(listing_of(check_structures).find("matrix 1 has 3 rows but rank 2"),
+              std::string::npos);
+}
