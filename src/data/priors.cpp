@@ -64,7 +64,7 @@ void say_priors_are_required() {
 // False when the matrices hold no values that a user gave, which need no checks.
 bool read_priors(int32_t& errors) {
     if (!DIRECTIVES.prior.name.blank() && read_prior_lines(errors)) return true;
-    if (DIRECTIVES.prior.name.blank() && DIRECTIVES.ITASK == 1)
+    if (DIRECTIVES.prior.name.blank() && DIRECTIVES.ITASK == kVarianceComponents)
         assume_identity();
     else
         say_priors_are_required();

@@ -59,7 +59,9 @@ bool deviations_are_defined() {
     });
 }
 
-bool task_has_deviations(int32_t task) { return task == 2 || task == 11 || task == 12; }
+bool task_has_deviations(int32_t task) {
+    return task == kSampling || task == kSolveByKve4 || task == kSolveByKve5;
+}
 
 // Trait deviations and progeny trait deviations.
 void check_trait_deviations() {

@@ -13,8 +13,6 @@ WRITES(RMAT);
 
 namespace {
 
-constexpr int32_t kGroupTask = 2;
-
 [[noreturn]] void refuse_factor(int32_t factor) {
     log_say("ERROR: In the driver file association between a variance structure");
     log_say("       and random factor no. %12d is specified,", factor);
@@ -48,7 +46,7 @@ constexpr int32_t kGroupTask = 2;
 
 void link_residual(const VAR_STR_SPEC& spec) {
     if (spec.structure != Structure::GROUP) refuse_residual_structure(spec);
-    if (DIRECTIVES.ITASK != kGroupTask) refuse_group_of_task(spec.factor);
+    if (DIRECTIVES.ITASK != kSampling) refuse_group_of_task(spec.factor);
     RMatrix& residual = RMAT(spec.factor);
     residual.type = spec.type.view();
     residual.grp_inp = spec.integer_input;

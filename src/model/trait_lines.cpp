@@ -20,23 +20,20 @@ WRITES(KVEINT);
 
 namespace {
 
-constexpr int32_t kThresholdTask = 2;
-constexpr int32_t kLiabilityTask = 8;
-constexpr int32_t kLastTaskWithoutAbsorption = 11;
 constexpr std::size_t kOptionWidth = 25;
 
 // Number of traits
 
 bool classes_are_counted() {
-    return DIRECTIVES.ITASK == kThresholdTask || DIRECTIVES.ITASK == kLiabilityTask;
+    return DIRECTIVES.ITASK == kSampling || DIRECTIVES.ITASK == kLiability;
 }
 
 void say_trait_count_header() {
     log_blank();
-    if (DIRECTIVES.ITASK == kThresholdTask) {
+    if (DIRECTIVES.ITASK == kSampling) {
         log_say(" No of traits in the analysis followed by No of Gaussian,");
         log_say(" No of Censored Gaussian, NO of Catagorical and No Of Binary Traits");
-    } else if (DIRECTIVES.ITASK == kLiabilityTask) {
+    } else if (DIRECTIVES.ITASK == kLiability) {
         log_say("  No of traits in the analysis followed by No of Gaussian,");
         log_say(" No of Right Censored Gaussian, No Of Categorical and No Of Binary Traits");
     } else {
@@ -60,7 +57,7 @@ void check_class_counts() {
         negative = negative || n < 0;
     }
     if (total == KVEINT.nt && !negative) return;
-    if (DIRECTIVES.ITASK == kLiabilityTask)
+    if (DIRECTIVES.ITASK == kLiability)
         log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTrai");
     else
         log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTraits");
@@ -312,7 +309,7 @@ void read_absorption_lines(ModelLines& lines) {
     }
     if (KVEINT.MAX_N_ABSORB == 0) return;
     check_absorption_agrees();
-    if (DIRECTIVES.ITASK <= kLastTaskWithoutAbsorption) {
+    if (DIRECTIVES.ITASK <= kSolveByKve4) {
         log_say("ABSORPTION NOT ALLOWED FOR THIS TASK");
         terminate_run();
     }

@@ -16,8 +16,6 @@ WRITES(KVEINT);
 
 namespace {
 
-constexpr int32_t kLiabilityTask = 8;
-
 void read_count(ModelLines& lines) {
     KVEINT.N_ZERO_RCOV = 0;
     if (lines.read_record(KVEINT.N_ZERO_RCOV) != Read::ok) {
@@ -79,7 +77,7 @@ void read_zero_covariances(ModelLines& lines) {
 
 void check_binary_residuals() {
     KVEINT.L_INDEP_BIN_RESIDUALS = false;
-    if (DIRECTIVES.ITASK != kLiabilityTask) return;
+    if (DIRECTIVES.ITASK != kLiability) return;
     bool all_declared = true;
     for (int32_t i = KVEINT.nt - KVEINT.NBinTraits + 1; i <= KVEINT.nt; ++i) {
         for (int32_t j = i + 1; j <= KVEINT.nt; ++j) {

@@ -190,7 +190,7 @@ Keyword read_variable_section() {
 
 Keyword read_mixture_section() {
     constexpr Keyword k = Keyword::MIXTURE;
-    if (DIRECTIVES.ITASK != 2) directive_error(DirectiveError::mixture_task, k);
+    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::mixture_task, k);
     Keyword next;
     std::string text = join_section(keyword_text(k), next);
     int32_t variable = must_read<int32_t>(k, "a real variable number", text);

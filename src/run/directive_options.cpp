@@ -82,8 +82,9 @@ void read_sol_cov(std::string_view text) {
     if (count_words(text) < 2) {
         int32_t lone = 0;
         static_cast<void>(parse_number(text, lone));
-        if (DIRECTIVES.ITASK == 1) directive_error(DirectiveError::sol_cov_few, k, {}, lone);
-        if (DIRECTIVES.ITASK == 2) DIRECTIVES.n_sol_cov = -1;
+        if (DIRECTIVES.ITASK == kVarianceComponents)
+            directive_error(DirectiveError::sol_cov_few, k, {}, lone);
+        if (DIRECTIVES.ITASK == kSampling) DIRECTIVES.n_sol_cov = -1;
         return;
     }
     std::string_view count = cut_word(text);
@@ -151,7 +152,7 @@ void read_td_ptd(std::string_view rest) {
 
 Keyword read_glmm_section() {
     constexpr Keyword k = Keyword::GLMM;
-    if (DIRECTIVES.ITASK != 1 && DIRECTIVES.ITASK != 11)
+    if (DIRECTIVES.ITASK != kVarianceComponents && DIRECTIVES.ITASK != kSolveByKve4)
         directive_error(DirectiveError::glmm_task, k);
     Keyword next;
     std::string text = normalized(join_section(keyword_text(k), next));
@@ -170,7 +171,7 @@ Keyword read_glmm_section() {
 
 Keyword read_cure_section() {
     constexpr Keyword k = Keyword::CURE;
-    if (DIRECTIVES.ITASK != 2) directive_error(DirectiveError::mixture_task, k);
+    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::mixture_task, k);
     Keyword next;
     std::string text = join_section(keyword_text(k), next);
     CURE_SPEC spec;
@@ -193,7 +194,8 @@ Keyword read_residuals_line() {
     constexpr Keyword k = Keyword::RESIDUALS;
     bool direct_solver = false;
     for (int32_t method : {8, 9, 10, 30, 31}) direct_solver |= DIRECTIVES.IMETHOD == method;
-    if (DIRECTIVES.ITASK != 1 && !(DIRECTIVES.ITASK == 11 && direct_solver))
+    if (DIRECTIVES.ITASK != kVarianceComponents &&
+        !(DIRECTIVES.ITASK == kSolveByKve4 && direct_solver))
         directive_error(DirectiveError::residuals_task, k);
     std::string_view text = keyword_text(k);
     DIRECTIVES.residual_format = format_of(cut_word(text));
@@ -203,7 +205,8 @@ Keyword read_residuals_line() {
 }
 
 Keyword read_td_ptd_line() {
-    if (DIRECTIVES.ITASK == 1) directive_error(DirectiveError::td_task, Keyword::TD_PTD);
+    if (DIRECTIVES.ITASK == kVarianceComponents)
+        directive_error(DirectiveError::td_task, Keyword::TD_PTD);
     DIRECTIVES.td_ptd = TrendRequest{};
     DIRECTIVES.td_ptd.asked = true;
     read_td_ptd(keyword_text(Keyword::TD_PTD));
@@ -212,7 +215,7 @@ Keyword read_td_ptd_line() {
 
 Keyword read_glmm_pred_line() {
     constexpr Keyword k = Keyword::GLMM_PRED;
-    if (DIRECTIVES.ITASK != 11) directive_error(DirectiveError::glmm_pred_task, k);
+    if (DIRECTIVES.ITASK != kSolveByKve4) directive_error(DirectiveError::glmm_pred_task, k);
     FreeList list(keyword_text(k));
     int32_t iterations = 0;
     double criterion = 0.0;
@@ -226,7 +229,8 @@ Keyword read_glmm_pred_line() {
 }
 
 Keyword read_sol_cov_line() {
-    if (DIRECTIVES.ITASK > 2) directive_error(DirectiveError::sol_cov_task, Keyword::SOL_COV);
+    if (DIRECTIVES.ITASK > kSampling)
+        directive_error(DirectiveError::sol_cov_task, Keyword::SOL_COV);
     DIRECTIVES.sol_cov_asked = true;
     DIRECTIVES.n_sol_cov = 0;
     DIRECTIVES.sol_cov.release();
@@ -235,7 +239,7 @@ Keyword read_sol_cov_line() {
 }
 
 Keyword read_cens_line() {
-    if (DIRECTIVES.ITASK != 2) directive_error(DirectiveError::cens_task, Keyword::CENS);
+    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::cens_task, Keyword::CENS);
     read_cens(keyword_text(Keyword::CENS));
     return read_directive_line();
 }

@@ -93,7 +93,7 @@ Keyword read_analyse_section() {
     else
         directive_error(DirectiveError::wrong_analyse_line, Keyword::ANALYSE, text);
     // The solvers of the mixed model equations take the (co)variances as known.
-    if (DIRECTIVES.ITASK > 10) state_of(Keyword::PRIOR).required = true;
+    if (solves_with_priors(DIRECTIVES.ITASK)) state_of(Keyword::PRIOR).required = true;
     return skip_text_lines();
 }
 

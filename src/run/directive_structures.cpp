@@ -45,7 +45,7 @@ void read_method(VAR_STR_SPEC& spec, std::string_view& rest) {
 void read_ram(VAR_STR_SPEC& spec, std::string_view& rest) {
     bool allowed = spec.method == 2 || spec.method == 4 || spec.method == 6;
     if (!allowed || !rest.starts_with("RAM")) return;
-    if (DIRECTIVES.ITASK != 2)
+    if (DIRECTIVES.ITASK != kSampling)
         directive_error(DirectiveError::ram_task, k, {}, spec.factor, spec.method,
                         DIRECTIVES.ITASK);
     spec.ram = true;
@@ -68,7 +68,7 @@ void read_group(VAR_STR_SPEC& spec, std::string_view rest) {
     if (spec.integer_input < 0 || spec.integer_input > DIRECTIVES.NI)
         directive_error(DirectiveError::group_column, k, spec.type.view(), spec.factor,
                         spec.integer_input, DIRECTIVES.NI);
-    if (DIRECTIVES.ITASK != 2 && DIRECTIVES.ITASK != 11)
+    if (DIRECTIVES.ITASK != kSampling && DIRECTIVES.ITASK != kSolveByKve4)
         directive_error(DirectiveError::group_task, k);
 }
 

@@ -12,6 +12,18 @@ namespace kve {
 
 enum DataFormat : int32_t { kNoFormat = 0, kAscii = 1, kBinaryFile = 2 };
 
+// What an analysis program is asked for.
+enum AnalysisTask : int32_t {
+    kVarianceComponents = 1,  // KVEAI
+    kSampling = 2,            // KVEGS
+    kLiability = 8,           // not in the catalogue of tasks
+    kSolveByKve4 = 11,
+    kSolveByKve5 = 12,
+};
+
+// Tasks that solve with known (co)variances need $PRIOR and can start from old solutions.
+constexpr bool solves_with_priors(int32_t task) { return task > 10; }
+
 enum class Structure : int32_t {  // order of the catalogue; PED = 1
     none = 0,
     PED,

@@ -108,7 +108,7 @@ Keyword read_file_name(Keyword keyword) {
 }
 
 Keyword read_restrictions() {
-    if (DIRECTIVES.ITASK != 1) {
+    if (DIRECTIVES.ITASK != kVarianceComponents) {
         // No file is made: the next run in this folder would read it.
         directive_error(DirectiveError::restriction_task, Keyword::VAR_REST);
         return skip_text_lines();
