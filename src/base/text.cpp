@@ -1,5 +1,8 @@
 #include "base/text.h"
 
+#include <cstdarg>
+#include <cstdio>
+
 namespace kve {
 
 std::string_view right_trimmed(std::string_view text) {
@@ -18,6 +21,18 @@ std::string_view cut_word(std::string_view& rest) {
     std::string_view word = rest.substr(0, end);
     rest = left_adjusted(rest.substr(end));
     return word;
+}
+
+void append(std::string& text, const char* format, ...) {
+    std::va_list items, again;
+    va_start(items, format);
+    va_copy(again, items);
+    const std::size_t before = text.size();
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    text.resize(before + static_cast<std::size_t>(length));
+    std::vsnprintf(&text[before], static_cast<std::size_t>(length) + 1, format, items);
+    va_end(items);
 }
 
 }  // namespace kve

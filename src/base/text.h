@@ -22,6 +22,9 @@ inline std::string_view trimmed(std::string_view text) {
 // without a blank the word is the whole text and nothing is left.
 std::string_view cut_word(std::string_view& rest);
 
+// Adds what printf would print.
+[[gnu::format(printf, 2, 3)]] void append(std::string& text, const char* format, ...);
+
 // Text of N characters: longer text is cut in silence, shorter text is padded with blanks, as it
 // stands in the files.
 template <int N>

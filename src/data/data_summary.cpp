@@ -1,109 +1,199 @@
 #include "data/data_summary.h"
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
+#include <numeric>
+#include <string>
 
+#include "data/covariables.h"
+#include "data/factors.h"
 #include "data/intake.h"
+#include "data/out_of_range.h"
+#include "data/triangle_listing.h"
+#include "data/usability.h"
 #include "model/records.h"
 #include "run/directives.h"
 #include "run/listing.h"
-#include "run/stop.h"
 
 namespace kve {
 
 READS(DIRECTIVES);
-READS(INTAKE);
+READS(FACTORS);
 READS(KVEINT);
+READS(RMAT);
+WRITES(INTAKE);
 WRITES(MODEL);
 
 namespace {
 
-void say_warning() {
-    blank(2);
-    say("WARNING WARNING WARNING WARNING WARNING  WARNING");
-    blank();
-    count_lines(4);
+constexpr int32_t kTraitsOfBlock = 6;
+constexpr int32_t kMostCovariables = 30;  // of a trait, else the middle ones are left out
+constexpr int32_t kCovariablesOfEnd = 10;
+
+// Leaves the average in `sum` and the standard deviation, not-a-number for a single observation,
+// in `ssq`.
+void turn_into_average_and_deviation(Statistics& s, int32_t n) {
+    const double count = n;
+    const double distances = s.sum - count * s.origin;
+    const double squares = s.ssq - distances * distances / count;
+    s.sum /= count;
+    // Below 0 it is rounding alone.
+    s.ssq = std::sqrt((squares < 0.0 ? 0.0 : squares) / (count - 1.0));
 }
 
-// Lists the variables of one kind that went out of range; returns how often a used one did.
-template <class Counts, class Marks>
-int64_t list_out_of_range(const Counts& counts, const Marks& used, int32_t n,
-                          Name (*name_of)(int64_t), const char* heading) {
-    int64_t hits_of_used = 0;
-    blank();
-    say("%s", heading);
-    say("---------  --------  --------  ---------------------");
-    count_lines(3);
-    for (int32_t k = 1; k <= n; ++k) {
-        if (counts(k) == 0) continue;
-        page_if(1);
-        say("   %6d  %.*s %9d  %s", k, KVE_SV(name_of(k).padded()), counts(k),
-            used(k) ? "                    X" : "");
-        count_lines(1);
-        if (used(k)) hits_of_used += counts(k);
-    }
-    blank(2);
-    count_lines(2);
-    return hits_of_used;
+std::string four_numbers(const Statistics& s) {
+    std::string text;
+    for (double value : {s.sum, s.ssq, s.min, s.max}) text += number_column(value, 17, 8);
+    return text;
 }
 
-[[noreturn]] void stop_out_of_range() {
-    constexpr double largest = std::numeric_limits<float>::max();
-    page_if(10);
-    blank(2);
-    say("ONE OR MORE INPUT VARIABLES USED IN THIS ANALYSIS IS OUT OF RANGE");
-    blank();
-    say("LEGAL RANGE FOR INTEGERS : %12d - %12d", 0, std::numeric_limits<int32_t>::max());
-    blank();
-    say("LEGAL RANGE FOR REALS    : %15.7E - %15.7E", -largest, largest);
-    blank();
-    stop_run("COMPUTATIONS TERMINATES");
+void say_title() {
+    page_above(64 - KVEINT.nt);
+    blank_lines(2);
+    say_line("SUMMARY OF DATA FILE        ");
 }
 
-void judge_ranges() {
-    int64_t integers = 0, reals = 0, used = 0;
-    for (int32_t i = 1; i <= DIRECTIVES.NI; ++i) integers += INTAKE.NI_OOR(i);
-    for (int32_t count : INTAKE.NR_OOR) reals += count;
-    if (integers + reals == 0) return;
-    page_if(12);
-    say_warning();
-    say("INPUT DATA OUT OF RANGE");
-    blank();
-    count_lines(2);
-    if (integers > 0) {
-        say("INTEGER INPUT:");
-        count_lines(1);
-        used += list_out_of_range(INTAKE.NI_OOR, INTAKE.LI_USED, DIRECTIVES.NI, integer_name,
-                                  "Input no.    Name     Times    Used in this analyzes");
-    }
-    if (reals > 0) {
-        say("REAL INPUT:");
-        count_lines(1);
-        used += list_out_of_range(INTAKE.NR_OOR, INTAKE.LR_USED, DIRECTIVES.NR, real_name,
-                                  "Input no.    Name     Times    Used in this analysis");
-    }
-    if (used > 0) stop_out_of_range();
+void say_records() {
+    page_above(67);
+    blank_lines();
+    say_line("No of records processed ............. %10lld", static_cast<long long>(INTAKE.NREC));
+    if (INTAKE.n_zero_ids > 0)
+        say_line("No of Datapoints Deleted due to Zero ID %8d", INTAKE.n_zero_ids);
 }
 
-// Kept: a count belongs to trait j and is listed with the name of real variable j; only the first
-// NR counts are listed.
-void judge_binary_values() {
+void say_phantom_parents() {
     bool any = false;
-    for (int32_t count : INTAKE.N_BIN_ERR) any = any || count > 0;
-    if (!any) return;
-    page_if(10);
-    say_warning();
-    say("INPUT DATA FOR BINARY DATA OUT OF RANGE (0/1)");
-    say("REAL INPUT:");
-    say("Input no.    Name     Times");
-    say("---------  --------  --------");
-    count_lines(4);
-    for (int32_t j = 1; j <= DIRECTIVES.NR; ++j) {
-        if (INTAKE.N_BIN_ERR(j) == 0) continue;
-        page_if(1);
-        say("   %6d  %.*s %9d", j, KVE_SV(real_name(j).padded()), INTAKE.N_BIN_ERR(j));
-        count_lines(1);
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        if (!RMAT(k).is("PED") || FACTORS.NPHNUL(k) <= 0) continue;
+        if (!any) {
+            page_if(6);
+            say_line("Phantom parents assigned to extra group");
+            blank_lines();
+            say_line("Random factor      Number");
+        }
+        any = true;
+        say_row("%13d%12d", k, FACTORS.NPHNUL(k));
     }
-    stop_run("COMPUTATIONS TERMINATES");
+    if (!any) return;
+    blank_lines();
+    say_line("Check your model and data carefully");
+}
+
+void say_dropped_points() {
+    const int64_t all = std::accumulate(INTAKE.NDEL.begin(), INTAKE.NDEL.end(), int64_t{0});
+    if (all == 0) return;
+    page_if(KVEINT.nt + 1);
+    blank_lines();
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        say_line("No of Datapoints dropped for %-8.*s %10d", KVE_SV(MODEL(i).trait_name.view()),
+                 INTAKE.NDEL(i));
+}
+
+void list_traits() {
+    page_if(KVEINT.nt + 5);
+    blank_lines(2);
+    say_line("DEPENDENT VARIABLES (TRAITS)");
+    blank_lines();
+    say_line(
+        "Trait          R-input     N-obs      Average"
+        "          S.D.           Min value        Max value");
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const int32_t n = INTAKE.NS(i, i);
+        std::string numbers;
+        if (n > 0) {
+            turn_into_average_and_deviation(INTAKE.Y(i), n);
+            numbers = four_numbers(INTAKE.Y(i));
+        }
+        say_line("%.*s%14d %9d%s", KVE_SV(MODEL(i).trait_name.padded()), MODEL(i).trait_inp_no, n,
+                 numbers.c_str());
+    }
+}
+
+void say_heading_of_variables() {
+    say_line("        --------------");
+    say_line(
+        "Trait   R-input Name          N-obs      Average"
+        "          S.D.           Min value        Max value");
+}
+
+void say_variable(const Name& trait, int32_t column, const Name& name, int32_t n,
+                  const std::string& numbers) {
+    say_row("%.*s %6d %.*s %10d%s", KVE_SV(trait.padded()), column, KVE_SV(name.padded()), n,
+            numbers.c_str());
+}
+
+void list_weights() {
+    if (std::none_of(MODEL.begin(), MODEL.end(), has_weight)) return;
+    page_if(7);
+    blank_lines(2);
+    say_line("WEIGHTS                     ");
+    say_line("            Weight  ");
+    say_heading_of_variables();
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const Model& m = MODEL(i);
+        const int32_t n = INTAKE.NS(i, i);
+        if (!has_weight(m) || n < 1) continue;
+        turn_into_average_and_deviation(INTAKE.W(i), n);
+        say_variable(m.trait_name, m.wgt_inp_no, m.wgt_name, n,
+                     n > 1 ? four_numbers(INTAKE.W(i)) : "");
+    }
+}
+
+void say_left_out() {
+    for (int line = 1; line <= 2; ++line)
+        say_row("          %s %s%s%s%s%s%s", "   ..", "....    ", "      .....",
+                "   ..........    ", "   ..........    ", "   ..........    ", "   ..........    ");
+}
+
+void list_covariables_of(int32_t i, int32_t n) {
+    const Model& m = MODEL(i);
+    const int32_t n_covariables = count_covariables(m);
+    const bool whole = n_covariables <= kMostCovariables || DIRECTIVES.ITEST > 0;
+    int32_t k = 0;
+    for (int32_t j = 1; j <= m.n_reg; ++j) {
+        if (!begins_covariable(m, j)) continue;
+        ++k;
+        Statistics& s = INTAKE.X(i, k);
+        turn_into_average_and_deviation(s, n);
+        if (n == 1) s.ssq = 0.0;
+        if (!whole && k == kCovariablesOfEnd + 1) say_left_out();
+        if (!whole && k > kCovariablesOfEnd && k <= n_covariables - kCovariablesOfEnd) continue;
+        say_variable(k == 1 ? m.trait_name : Name(), m.reg_inp(j), m.reg_name(j), n,
+                     four_numbers(s));
+    }
+    blank_lines();
+}
+
+void list_covariables() {
+    blank_lines(2);
+    if (std::none_of(MODEL.begin(), MODEL.end(), [](const Model& m) { return m.n_reg > 0; }))
+        return;
+    page_if(5);
+    say_line("COVARIABLES                 ");
+    say_line("          Covariable");
+    say_heading_of_variables();
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        if (MODEL(i).n_reg > 0 && INTAKE.NS(i, i) > 0) list_covariables_of(i, INTAKE.NS(i, i));
+}
+
+void list_censoring() {
+    blank_lines(2);
+    const int64_t n = std::count_if(MODEL.begin(), MODEL.end(),
+                                    [](const Model& m) { return m.trait_type == kRightCensored; });
+    if (n == 0) return;
+    page_if(static_cast<int>(n) + 5);
+    say_line("FREQUENSE OF CENSORING      ");
+    blank_lines();
+    say_line("Trait          R-input    Uncensored        Left       Right    Interval");
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const Model& m = MODEL(i);
+        if (m.trait_type != kRightCensored) continue;
+        auto count = [i](int32_t code) { return INTAKE.CENS_COUNT(code + 2, i); };
+        say_line("%.*s%14d  %12d%12d%12d%12d", KVE_SV(m.trait_name.padded()), m.trait_inp_no,
+                 count(0), count(-1), count(1), count(2));
+    }
+    blank_lines(2);
 }
 
 // Kept: entry k of the packed triangle goes to trait k, so with several traits n_obs holds counts
@@ -112,12 +202,52 @@ void copy_observation_counts() {
     for (int32_t k = 1; k <= KVEINT.nt; ++k) MODEL(k).n_obs = INTAKE.NS.data()[k - 1];
 }
 
+void list_pairs_of_block(int32_t first) {
+    const int32_t last = std::min(first + kTraitsOfBlock - 1, KVEINT.nt);
+    page_if(KVEINT.nt - first + 3);
+    std::string line = "        ";
+    for (int32_t j = first; j <= last; ++j)
+        append(line, "%10.*s", KVE_SV(MODEL(j).trait_name.view()));
+    say_line("%s", line.c_str());
+    for (int32_t i = first; i <= KVEINT.nt; ++i) {
+        line = MODEL(i).trait_name.padded();
+        for (int32_t j = first; j <= std::min(i, last); ++j) append(line, " %9d", INTAKE.NS(i, j));
+        say_line("%s", line.c_str());
+    }
+    blank_lines();
+}
+
+void list_trait_pairs() {
+    if (KVEINT.nt < 2) return;
+    page_if(KVEINT.nt + 5);
+    blank_lines(2);
+    say_line("No of obs for each trait combination");
+    for (int32_t first = 1; first <= KVEINT.nt; first += kTraitsOfBlock) list_pairs_of_block(first);
+}
+
+void say_pedigree_errors() {
+    if (INTAKE.n_pedigree_errors <= 10) return;
+    page_if(2);
+    say_line("NO. OF ERRORS FOUND IN PEDIGREE INFORMATION%12d", INTAKE.n_pedigree_errors);
+    say_line("COMPUTATIONS MIGHT BE OF LIMITED VALUE");
+}
+
 }  // namespace
 
-void judge_data() {
+void summarise_data() {
+    say_title();
     judge_ranges();
     judge_binary_values();
+    say_records();
+    say_phantom_parents();
+    say_dropped_points();
+    list_traits();
+    list_weights();
+    list_covariables();
+    list_censoring();
     copy_observation_counts();
+    list_trait_pairs();
+    say_pedigree_errors();
 }
 
 }  // namespace kve

@@ -1,11 +1,12 @@
-// Judges what the first pass met in the data and hands the counts of observations to the model.
+// What the user is told of the data: records, observations, averages, ranges, censoring.
 //
-// Reads INTAKE and the names of DIRECTIVES. Writes n_obs of MODEL.
+// Reads INTAKE, MODEL and the names of DIRECTIVES. Turns the sums in INTAKE into averages and
+// standard deviations; writes n_obs of MODEL.
 // Stops when a variable that the analysis uses went out of range, or a binary value is not 0..1.
 #pragma once
 
 namespace kve {
 
-void judge_data();
+void summarise_data();
 
 }  // namespace kve

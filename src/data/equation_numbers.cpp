@@ -126,9 +126,9 @@ void number_equations() {
     place_regressions_in_fixed_effects(totals);
     place_random_regressions(totals);
     shift_fixed_effects(totals);
-    int64_t fixed_equations = place(totals.fixed + totals.regressions);
-    shift_random_factors(fixed_equations);
-    place(fixed_equations + totals.random);
+    FACTORS.n_fixed_equations = place(totals.fixed + totals.regressions);
+    shift_random_factors(FACTORS.n_fixed_equations);
+    place(FACTORS.n_fixed_equations + totals.random);
 }
 
 }  // namespace kve

@@ -39,6 +39,8 @@ struct Factors {
     // Fixed class effects, nt x MAX_N_FIXED
     Matrix<int32_t> NLEV;
 
+    int32_t n_fixed_equations = 0;  // of class effects and fixed regressions
+
     // Equations before the item
     Matrix<int32_t> NBEGREG;  // nt x MAX_N_REG
     Matrix<int32_t> NBEGF;    // nt x MAX_N_FIXED

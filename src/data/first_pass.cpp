@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "data/covariables.h"
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/level_code.h"
@@ -56,17 +57,6 @@ struct FirstPass {
     Vec<TraitSources> traits;
     Vec<int32_t> covariables;  // places in FINP, one a run of equal columns
 };
-
-// Regressions on one column that stand together are one covariable.
-bool begins_covariable(const Model& m, int32_t regression) {
-    return regression == 1 || m.reg_inp(regression) != m.reg_inp(regression - 1);
-}
-
-int32_t count_covariables(const Model& m) {
-    int32_t n = 0;
-    for (int32_t j = 1; j <= m.n_reg; ++j) n += begins_covariable(m, j);
-    return n;
-}
 
 void allocate_counters() {
     const int64_t ni = DIRECTIVES.NI, nr = DIRECTIVES.NR, nt = KVEINT.nt;
@@ -252,8 +242,10 @@ void note_levels(FirstPass& pass, TraitPattern usable) {
 
 void add_to(Statistics& s, float value) {
     double wide = static_cast<double>(value);
+    if (s.min > s.max) s.origin = wide;
+    const double distance = wide - s.origin;
     s.sum += wide;
-    s.ssq += wide * wide;
+    s.ssq += distance * distance;
     s.min = std::min(s.min, wide);
     s.max = std::max(s.max, wide);
 }

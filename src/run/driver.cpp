@@ -56,7 +56,7 @@ void run() {
     KVE_PRIORS();             // cov_mat, h_cov_mat, RSD, positions in the recoded record
     list_starting_values();
     scale_starting_values();    // cov_mat, h_cov_mat
-    judge_data();               // n_obs
+    summarise_data();           // n_obs
     sort_level_lists();         // NRALEV, level numbers in IFL
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT

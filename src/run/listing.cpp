@@ -52,6 +52,28 @@ void blank(int lines) {
 
 void count_lines(int lines) { LINES_ON_PAGE += lines; }
 
+void say_line(const char* format, ...) {
+    std::va_list items;
+    va_start(items, format);
+    print_line(stdout, format, items);
+    va_end(items);
+    count_lines(1);
+}
+
+void say_row(const char* format, ...) {
+    page_if(1);
+    std::va_list items;
+    va_start(items, format);
+    print_line(stdout, format, items);
+    va_end(items);
+    count_lines(1);
+}
+
+void blank_lines(int lines) {
+    blank(lines);
+    count_lines(lines);
+}
+
 void page_header() {
     // "1" in column 1 tells a line printer to begin a new page.
     say("%c%-28.8s%-47s%.*s", LINES_ON_PAGE == 0 ? ' ' : '1', PROGRAM_ID.string().c_str(),

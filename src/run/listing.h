@@ -36,6 +36,12 @@ void count_lines(int lines);
 
 // Prints the page head and sets the count to 2.
 void page_header();
+// Lines that are counted as they are printed. A row of a table goes on a new page when this one is
+// full.
+[[gnu::format(printf, 1, 2)]] void say_line(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void say_row(const char* format, ...);
+void blank_lines(int lines = 1);
+
 // A new page when `lines` more would fill this one, or when more than `limit` lines stand on it.
 void page_if(int lines);
 void page_above(int limit);

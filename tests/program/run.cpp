@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -34,6 +36,33 @@ int Outcome::times(std::string_view text) const {
          at = words.find(wanted, at + 1))
         ++count;
     return count;
+}
+
+std::vector<std::string> lines_of(const std::string& listing) {
+    std::vector<std::string> lines;
+    std::istringstream from(listing);
+    for (std::string line; std::getline(from, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<std::string> Outcome::block(std::string_view title, std::string_view end) const {
+    std::vector<std::string> found;
+    for (const std::string& line : lines_of(listing)) {
+        if (line.starts_with("1KVE1V6 ")) continue;
+        if (!found.empty() && line == end) return found;
+        if (!found.empty() || line == title) found.push_back(line);
+    }
+    ADD_FAILURE() << "no block " << title << "\n" << listing;
+    return std::vector<std::string>(40);
+}
+
+std::string text(const char* format, ...) {
+    char line[400];
+    std::va_list items;
+    va_start(items, format);
+    std::vsnprintf(line, sizeof line, format, items);
+    va_end(items);
+    return line;
 }
 
 Scratch::Scratch() {

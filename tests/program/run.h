@@ -15,6 +15,9 @@ struct Outcome {
 
     bool says(std::string_view text) const;  // compared with blanks folded
     int times(std::string_view text) const;
+    // The lines of the listing from the one that is `title` to the one before `end`, page heads
+    // left out; without them a failure and some blank lines.
+    std::vector<std::string> block(std::string_view title, std::string_view end) const;
 };
 
 class Scratch {
@@ -51,3 +54,5 @@ std::vector<T> numbers(const std::string& record) {
 }
 
 std::string folded(std::string_view text);
+std::vector<std::string> lines_of(const std::string& listing);
+[[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);
