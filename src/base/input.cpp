@@ -166,17 +166,20 @@ TextInput::Number TextInput::read_any(Value& value) {
 }
 
 // Numbers that from_chars does not take as they stand: a leading "+", a D exponent, a real beyond
-// the range, the last item of a file without a line end. Everything else is bad.
+// the range, the last item of a file without a line end. Everything else is bad, and so is an item
+// that is longer than the buffer.
 template <class Value>
 TextInput::Number TextInput::read_odd_number(Value& value) {
     const char* stop;
     for (;;) {
         stop = at_;
         while (kind_of(*stop) == kItemCharacter) ++stop;
-        if (stop != end_ || !fill()) break;
+        if (stop != end_ || exhausted()) break;
+        // A fill that only finds the end of the file moves the item, too.
+        if (!fill() && !exhausted()) return Number::bad;
     }
     std::string_view item(at_, static_cast<std::size_t>(stop - at_));
-    if (error() != 0 || !parse_number(item, value)) return Number::bad;
+    if (!parse_number(item, value)) return Number::bad;
     at_ = stop;
     after_item_ = true;
     return Number::ok;

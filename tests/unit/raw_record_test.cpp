@@ -86,6 +86,8 @@ TEST_F(RawRecord, TextItemsMayStandInManyWays) {
              "\t+1\t2.5D1\r\n-2\t5.d-1\r\n",
              "1 25 3*7 rest of the line, x\n-2 0.5/ 9\n",
              "1\n\n25\n-2,\n0.5",
+             "1 25\n-2 +.5",
+             "1 25\n-2 5d-1",
              "\n 1 25\n-2 0.5\n\n   \n\n",
          }) {
         ReadBack back = read_text(text);
@@ -99,6 +101,7 @@ TEST_F(RawRecord, TextThatIsNoRecordIsAFailure) {
          {"x 1\n", "1 x\n", "1.0 2\n", "1e2 2\n", "2*1\n", "1 2*3\n", "9223372036854775808 1\n",
           "1,,2\n", ",1 2\n", "1 /\n 2\n", "/\n", "1\n", "1", "1 +-2\n", "1 2e\n"})
         EXPECT_GT(read_text(text).status, 0) << text;
+    EXPECT_GT(read_text("1 2." + std::string(70000, '0') + "\n").status, 0);
     ReadBack cut = read_text("1 2\n3\n\n");
     EXPECT_EQ(cut.rows, (Rows{{1, 2}}));
     EXPECT_GT(cut.status, 0);
