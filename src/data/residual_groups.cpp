@@ -1,9 +1,12 @@
 #include "data/residual_groups.h"
 
 #include "data/factors.h"
+#include "data/level_listing.h"
 #include "model/records.h"
 #include "run/big_tables.h"
+#include "run/listing.h"
 #include "run/sorting.h"
+#include "run/stop.h"
 
 namespace kve {
 
@@ -12,21 +15,45 @@ READS(IFL);
 WRITES(RMAT);
 WRITES(FACTORS);
 
+namespace {
+
+constexpr int32_t kFewestRecords = 10;  // of a group with a residual matrix of its own
+
+}  // namespace
+
 void count_residual_groups() {
     RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
     residual.grp_nlev =
         residual.is("GROUP") ? sort_level_list(FACTORS.ROOT_GRP, FACTORS.HEAD_GRP, 0) : 1;
 }
 
-void record_group_counts() {
+void report_residual_groups() {
     RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
     if (!residual.is("GROUP")) return;
-    int32_t group = 0;
+    page_if(7);
+    blank_lines();
+    say_line("%60s%12d",
+             "Number of groups for residual (co)varaiance matrices :", residual.grp_nlev);
+    blank_lines();
+    say_line("%60s", "     Residual (co)variance groups (MAX. first 100)");
+    blank_lines();
+    say_line("%60s", "         Code    N-obs");
+    int32_t group = 0, n_small = 0;
     for (int32_t row = FACTORS.HEAD_GRP; row != 0; row = IFL(row).next) {
+        const LevelRow& level = IFL(row);
+        const bool is_small = level.n_obs < kFewestRecords;
         ++group;
-        residual.grp_code(group) = IFL(row).key;
-        residual.niegr(group) = IFL(row).n_obs;
+        residual.grp_code(group) = level.key;
+        residual.niegr(group) = level.n_obs;
+        n_small += is_small;
+        if (group <= kMostLevelsListed)
+            say_row("%51d %8d%s", level.key, level.n_obs, is_small ? "  < 10 obs in group " : "");
     }
+    if (n_small == 0) return;
+    page_if(3);
+    blank_lines(2);
+    say_line("%60s", " To few (<10) observations in one or more residual variance group");
+    terminate_run();
 }
 
 }  // namespace kve

@@ -7,8 +7,9 @@ namespace kve {
 // and sets grp_nlev of the residual matrix; 1 for a residual of another type. Reads FACTORS.
 void count_residual_groups();
 
-// Once the records are recoded: fills grp_code and niegr (records with the group) of the residual
-// matrix, whose arrays the priors have allocated. Without GROUP both stay 0.
-void record_group_counts();
+// Once the records are recoded: lists the groups and fills grp_code and niegr (records with the
+// group) of the residual matrix, whose arrays the priors have allocated. Stops when a group has
+// fewer than 10 records. Without GROUP nothing is listed, and both stay 0.
+void report_residual_groups();
 
 }  // namespace kve

@@ -23,6 +23,7 @@
 #include "run/directives.h"
 #include "run/growth.h"
 #include "run/listing.h"
+#include "run/model_statistics.h"
 #include "run/open_files.h"
 #include "run/pedigree_columns.h"
 #include "run/place.h"
@@ -61,7 +62,7 @@ void run() {
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R
-    record_group_counts();      // grp_code, niegr
+    report_model_statistics();  // grp_code, niegr, IMETHOD
     blank();
     KVEPFL();                   // MODINF
     write_code_table();         // CODE_TABLE

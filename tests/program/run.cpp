@@ -48,7 +48,7 @@ std::vector<std::string> lines_of(const std::string& listing) {
 std::vector<std::string> Outcome::block(std::string_view title, std::string_view end) const {
     std::vector<std::string> found;
     for (const std::string& line : lines_of(listing)) {
-        if (line.starts_with("1KVE1V6 ")) continue;
+        if (line.find("Multivariate Mixed Model Package") != line.npos) continue;
         if (!found.empty() && line == end) return found;
         if (!found.empty() || line == title) found.push_back(line);
     }

@@ -1,0 +1,14 @@
+// How large the mixed model equations will be: levels, regressions, random factors, residual
+// groups.
+//
+// Reads MODEL, RMAT, the level counts and lists in FACTORS, IFL and IDL, and what the recoding pass
+// counted. Fills grp_code and niegr of a residual matrix of type GROUP. In a model without effects
+// it changes IMETHOD of DIRECTIVES from AI-REML to EM-REML.
+// Stops on a residual group of few records, and on a mixture model with more than 2 groups.
+#pragma once
+
+namespace kve {
+
+void report_model_statistics();
+
+}  // namespace kve
