@@ -76,7 +76,7 @@ void RecordOutput::begin_record(std::size_t bytes) {
 
 void RecordOutput::end_record() { put(&length_, sizeof length_); }
 
-bool RecordInput::get(void* to, std::size_t count) {
+bool RecordInput::take(void* to, std::size_t count) {
     auto* into = static_cast<char*>(to);
     while (count > 0) {
         std::size_t held = static_cast<std::size_t>(end_ - at_);
@@ -85,22 +85,10 @@ bool RecordInput::get(void* to, std::size_t count) {
             continue;
         }
         std::size_t part = count < held ? count : held;
-        std::memcpy(into, at_, part);
-        at_ += part;
-        into += part;
-        count -= part;
-    }
-    return true;
-}
-
-bool RecordInput::skip(std::size_t count) {
-    while (count > 0) {
-        std::size_t held = static_cast<std::size_t>(end_ - at_);
-        if (held == 0) {
-            if (!fill()) return false;
-            continue;
+        if (into != nullptr) {
+            std::memcpy(into, at_, part);
+            into += part;
         }
-        std::size_t part = count < held ? count : held;
         at_ += part;
         count -= part;
     }
@@ -110,11 +98,12 @@ bool RecordInput::skip(std::size_t count) {
 RecordInput::Record RecordInput::read_record(std::span<int32_t> first, std::span<float> second) {
     if (at_ == end_ && !fill()) return error() != 0 ? Record::bad : Record::end;
     int32_t length, trailer;
-    if (!get(&length, sizeof length)) return Record::bad;
+    if (!take(&length, sizeof length)) return Record::bad;
     std::size_t wanted = first.size_bytes() + second.size_bytes();
     if (length < 0 || static_cast<std::size_t>(length) < wanted) return Record::bad;
-    bool whole = get(first.data(), first.size_bytes()) && get(second.data(), second.size_bytes()) &&
-                 skip(static_cast<std::size_t>(length) - wanted) && get(&trailer, sizeof trailer);
+    bool whole =
+        take(first.data(), first.size_bytes()) && take(second.data(), second.size_bytes()) &&
+        take(nullptr, static_cast<std::size_t>(length) - wanted) && take(&trailer, sizeof trailer);
     return whole && trailer == length ? Record::ok : Record::bad;
 }
 

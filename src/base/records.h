@@ -107,8 +107,8 @@ class RecordInput : public ByteInput {
     [[nodiscard]] Record read_record(std::span<int32_t> first, std::span<float> second);
 
  private:
-    bool get(void* to, std::size_t count);
-    bool skip(std::size_t count);
+    // The next bytes, or nowhere when `to` is null.
+    bool take(void* to, std::size_t count);
 };
 
 }  // namespace kve
