@@ -41,8 +41,8 @@ void run() {
     read_dimensions();  // DIMENSIONS
     find_place();       // ST_DIR
     read_directives();  // DIRECTIVES, section files
-    refuse_unavailable();
     check_pedigree_columns();
+    refuse_unavailable();
     open_files();                   // UNITS, emptied outputs
     parse_model();                  // MODEL, KVE_LOG
     derive_covariance_structure();  // RMAT

@@ -88,10 +88,11 @@ TEST_F(Run, SmallTablesChangeNothing) {
 }
 
 TEST_F(Run, RefusesWhatItCanNotHandleYet) {
+    scratch.write("ped", "1 0 0 1\n");
     std::string words = "\nERROR - This version of KVE1 can not handle ";
     for (std::string type : {"PED 1 ASCII", "ABS_QTL 1 ASCII", "DOM 1 ASCII", "COR ASCII",
-                             "GREL ASCII", "PGMIX 1 ASCII data data"})
-        stops(directives("$VAR_STR 1 " + type + " data\n"),
+                             "GREL ASCII", "PGMIX 1 ASCII ped ped"})
+        stops(directives("$VAR_STR 1 " + type + " ped\n"),
               words + "variance structure " + type.substr(0, type.find(' ')) +
                   " of random factor 1\nProgram terminates\n");
     for (std::string keyword : {"GLMM", "FINFO", "OLDSOL"})
@@ -102,6 +103,27 @@ TEST_F(Run, RefusesWhatItCanNotHandleYet) {
     stops(directives("$VAR_REST\n1\n"),
           words + "restrictions, which it finds in the file CVREST.DIR\nProgram terminates\n");
     stops(directives(), "CVREST.DIR\nProgram terminates\n");
+}
+
+TEST_F(Run, TextPedigreesHaveFourColumns) {
+    auto listing = [this](const std::string& first_line) {
+        scratch.write("ped", first_line);
+        return folded(scratch
+                          .run(directives("$VAR_STR 1 PED 1 ASCII ped\n"
+                                          "$VAR_STR 2 PED 1 BINARY ped\n"))
+                          .listing);
+    };
+    const std::string words = "for random factor 1 do not contain 4 columns";
+    for (const char* line : {"", "1 0 0\n", "1,0,0,1\n", "1 0 0 \t\r\n7", "1\t0 0\n1\n"}) {
+        EXPECT_NE(listing(line).find(words), std::string::npos) << line;
+        EXPECT_TRUE(listing(line).ends_with("Sort_Var KVE1 terminates")) << line;
+    }
+    for (const char* line : {"1 0 0 1", "  1\t0\t0\t1\r\n", "1, 0, 0, 1 more\n", "\t1 0 0\n"})
+        EXPECT_EQ(listing(line).find(words), std::string::npos) << line;
+    fs::remove(scratch.folder() / "ped");
+    fs::create_directory(scratch.folder() / "ped");
+    stops(directives("$VAR_STR 1 PED 1 ASCII ped\n"),
+          "random factor           1 cannot be opened: ped\nProgram terminates\n");
 }
 
 TEST_F(Run, StopsAtAFileThatCannotBeOpened) {
