@@ -14,7 +14,9 @@
 #include "model/censoring.h"
 #include "model/covariance_structure.h"
 #include "model/dump.h"
+#include "model/log_tables.h"
 #include "model/model_parser.h"
+#include "model/model_report.h"
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
 #include "run/banner.h"
@@ -46,10 +48,12 @@ void run() {
     open_files();                   // UNITS, emptied outputs
     parse_model();                  // MODEL, KVE_LOG
     derive_covariance_structure();  // RMAT
+    write_log_tables();             // KVE_LOG
     check_structures();
     int status = 0;
     mark_censored_traits(status);  // columns of censoring codes
     settle_trait_classes();        // final trait_type
+    report_model();
     if (status != 0) terminate_run();
     allocate_tables();        // IFL, IDL, the sparse store
     KVEFP1();                 // levels in IFL, counts in INTAKE

@@ -149,7 +149,7 @@ TEST(DataSummary, FewObservationsShowWhatTheyAllow) {
     EXPECT_EQ(traits.at(2), "Trait2               4         0");
     const std::string x = "       3.00000000       0.00000000       3.00000000       3.00000000";
     std::vector<std::string> rows;
-    for (const std::string& line : lines_of(one.listing))
+    for (const std::string& line : one.block("SUMMARY OF DATA FILE        ", " END OF KVE1V6  "))
         if (line.starts_with("Trait1        ")) rows.push_back(line);
     EXPECT_EQ(rows, (std::vector<std::string>{traits.at(1), "Trait1        2 W                 1",
                                               "Trait1        1 X                 1" + x,
