@@ -117,7 +117,10 @@ void say_contribution(const RMatrix& r, int32_t q) {
     if (r.l_rr) append(line, "  %-8.*s %8d", KVE_SV(r.cont_rr_name(q).view()), r.cont_rr_inp(q));
     const int32_t before = LINES_ON_PAGE;
     page_if(1);
-    if (LINES_ON_PAGE < before) say_row_head(r.l_rr);
+    if (LINES_ON_PAGE < before) {
+        blank_lines();
+        say_row_head(r.l_rr);
+    }
     say_line("%s", line.c_str());
 }
 

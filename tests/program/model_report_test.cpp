@@ -81,14 +81,16 @@ Case many_matrices(int n) {
             .prior = ""};
 }
 
-// `nt` traits with one random effect in one matrix.
-Case many_traits(int nt, const std::string& test_print) {
+// `nt` traits with so many random effects each, all in one matrix.
+Case many_traits(int nt, const std::string& test_print, int effects = 1) {
+    std::string ones;
+    for (int k = 1; k <= effects; ++k) ones += " 1";
     std::string names = "sire", absorb, model, random, regressions;
     for (int i = 1; i <= nt; ++i) {
         names += text(" TRAIT%d", i);
         absorb += "0\n";
-        model += text("%d 0 1 1\n", i);
-        random += "1 1\n";
+        model += text("%d 0 %d", i, effects) + ones + "\n";
+        random += text("%d", effects) + ones + "\n";
         regressions += "0\n";
     }
     return {.analyse = "1 1 0 " + test_print,
@@ -289,6 +291,14 @@ TEST(ModelReport, MiddleRowsAreLeftOutFrom31On) {
     const Lines shown = rows_of(many_traits(31, "1").run());
     ASSERT_EQ(shown.size(), 31U);
     EXPECT_EQ(shown[15], "   16      1  sire            1       16  TRAIT16        16");
+}
+
+TEST(ModelReport, ALongMatrixRepeatsItsHeadOnTheNextPage) {
+    const Outcome outcome = many_traits(31, "1", 3).run();
+    EXPECT_TRUE(outcome.says("93 3 sire 1 31 TRAIT31 31")) << outcome.listing;
+    const std::string head = "  ---   ----  --------  -------    -----  --------  -------";
+    const Lines lines = lines_of(outcome.listing);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), head), 2);
 }
 
 TEST(LogTables, HoldTheEffectsOfAllTraits) {
