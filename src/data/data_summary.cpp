@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 #include <string>
 
@@ -166,6 +165,7 @@ void list_covariables_of(int32_t i, int32_t n) {
 }
 
 void list_covariables() {
+    page_if(2);
     blank_lines(2);
     if (std::none_of(MODEL.begin(), MODEL.end(), [](const Model& m) { return m.n_reg > 0; }))
         return;
@@ -178,6 +178,7 @@ void list_covariables() {
 }
 
 void list_censoring() {
+    page_if(2);
     blank_lines(2);
     const int64_t n = std::count_if(MODEL.begin(), MODEL.end(),
                                     [](const Model& m) { return m.trait_type == kRightCensored; });

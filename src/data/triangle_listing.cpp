@@ -61,11 +61,13 @@ void KVEPRM(int32_t row_offset, int32_t order, const Triangle<double>& matrix, T
             std::snprintf(number, sizeof number, "%15d", row_offset + j);
             text += number;
         }
+        unit.page_for(2);
         unit.line("%s", text.c_str());
         for (int32_t i = first; i <= order; ++i) {
             text.clear();
             for (int32_t j = first; j <= std::min(i, last); ++j)
                 text += number_column(matrix(i, j), 15, decimals);
+            unit.page_for(1);
             unit.line("%5d%s", row_offset + i, text.c_str());
         }
     }

@@ -24,7 +24,8 @@ enum class TriangleOf { covariances, correlations };
 int64_t triangle_lines(int32_t order);
 
 // Prints rows and columns 1..order of the triangle in blocks of 6 columns; rows and columns are
-// numbered from row_offset + 1. Covariances have 7 decimals, correlations 4.
+// numbered from row_offset + 1. Covariances have 7 decimals, correlations 4. A triangle longer than
+// a page goes on under the next page head.
 void KVEPRM(int32_t row_offset, int32_t order, const Triangle<double>& matrix, TriangleOf mode,
             Sheet& unit);
 
