@@ -14,7 +14,6 @@ READS(MODEL);
 
 namespace {
 
-constexpr int32_t kAbsorbedOfLine = 5;  // as wide as the listing shows of the log
 constexpr int32_t kCovariablesOfLine = 7;
 constexpr int32_t kEffectsOfLine = 15;
 
@@ -52,7 +51,7 @@ std::string row_head(const Model& m, const char* bar) {
 
 void write_absorbed_effects() {
     if (KVEINT.MAX_N_ABSORB == 0) return;
-    const int32_t n = std::min(KVEINT.MAX_N_ABSORB, kAbsorbedOfLine);
+    const int32_t n = KVEINT.MAX_N_ABSORB;
     log_blank();
     log_say("  Effects to be absorbed         ");
     log_blank();
@@ -62,7 +61,7 @@ void write_absorbed_effects() {
     log_repeated("--------  ", "-------- -------  ", n);
     for (const Model& m : MODEL) {
         if (m.n_absorb == 0) continue;
-        log_entries(row_head(m, " "), "          ", kAbsorbedOfLine, 1, m.n_absorb, [&](int32_t j) {
+        log_entries(row_head(m, " "), {}, n, 1, m.n_absorb, [&](int32_t j) {
             std::string entry(m.a_ef_name(j).padded());
             append(entry, " %7d  ", m.a_ef_inp(j));
             return entry;

@@ -80,19 +80,15 @@ void say_blended(const RMatrix& r) {
     say_line("Weight used in G(w) = (1-w)G + wA11: %16.7g", r.pgmix_weight);
 }
 
-void say_matrix_of_file(const char* structure, const RMatrix& r) {
-    say_line("Variance structure %s", structure);
-    say_line("File name : %.*s", KVE_SV(r.rel_file.view()));
-}
-
 void say_structure(const RMatrix& r) {
-    if (r.is("I")) say_line("Variance structure I(x)G0");
-    if (r.is("PED")) say_pedigree(r);
-    if (r.is("PGMIX")) say_blended(r);
-    if (r.is("GREL")) say_matrix_of_file("G(x)G0", r);
-    if (r.is("COR")) say_matrix_of_file("C(x)G0", r);
-    if (r.is("DOM")) say_matrix_of_file("D(x)G0", r);
-    if (r.is("ABS_QTL")) say_matrix_of_file("IBD - Effect absorbed", r);
+    if (r.is("I")) return say_line("Variance structure I(x)G0");
+    if (r.is("PED")) return say_pedigree(r);
+    if (r.is("PGMIX")) return say_blended(r);
+    if (r.is("GREL")) say_line("Variance structure G(x)G0");
+    if (r.is("COR")) say_line("Variance structure C(x)G0");
+    if (r.is("DOM")) say_line("Variance structure D(x)G0");
+    if (r.is("ABS_QTL")) say_line("Variance structure IBD - Effect absorbed");
+    say_line("File name : %.*s", KVE_SV(r.rel_file.view()));
 }
 
 void say_row_head(bool regressions) {
