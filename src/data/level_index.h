@@ -18,8 +18,12 @@ class LevelIndex {
         int32_t n_met;  // for the user to count in, 0 at first
     };
 
-    // Empty. Needed before the first use.
-    [[nodiscard]] int allocate() { return resize(kFirstBits); }
+    // Empty, with room for so many keys before it must grow. Needed before the first use.
+    [[nodiscard]] int allocate(int64_t keys = 0) {
+        int bits = kFirstBits;
+        while (bits < 31 && int64_t{1} << bits < 2 * keys) ++bits;
+        return resize(bits);
+    }
 
     // The slot of the key, valid until the next enter(), or null.
     Slot* find(int32_t key) {

@@ -4,6 +4,7 @@
 #include "data/intake.h"
 #include "data/raw_record.h"
 #include "model/records.h"
+#include "run/big_tables.h"
 #include "run/listing.h"
 #include "run/stop.h"
 
@@ -12,6 +13,7 @@ namespace kve {
 WRITES(MODEL);
 WRITES(KVEINT);
 READS(RMAT);
+READS(IFL);
 WRITES(FACTORS);
 WRITES(RECODED);
 
@@ -30,7 +32,14 @@ void extend_weight_list() {
 void place_column(LevelColumn& column, int32_t input, int32_t position) {
     column.place = integer_place(input);
     column.position = position;
-    check_allocated(column.index.allocate(), kRoutine, "LEVEL INDEX", 1);
+}
+
+// Walking the list once is cheaper than a descent for each identity.
+void remember_levels(LevelColumn& column, int32_t head, int32_t n_levels) {
+    int status = column.index.allocate(n_levels);
+    for (int32_t row = head; row != 0 && status == 0; row = IFL(row).next)
+        status = column.index.enter(IFL(row).key, IFL(row).level);
+    check_allocated(status, kRoutine, "LEVEL INDEX", n_levels);
 }
 
 void place_fixed_effects(RecodingLayout& layout) {
@@ -46,6 +55,7 @@ void place_fixed_effects(RecodingLayout& layout) {
             column.table = LevelColumn::levels;
             column.root = &FACTORS.ROOT_EF(i, j);
             place_column(column, MODEL(i).f_ef_inp(j), MODEL(i).f_ef_rci(j));
+            remember_levels(column, FACTORS.HEAD_EF(i, j), FACTORS.NLEV(i, j));
         }
 }
 
@@ -83,6 +93,8 @@ void place_random_effects(RecodingLayout& layout) {
             LevelColumn& column = layout.random(++last);
             choose_table(column, k);
             place_column(column, RMAT(k).random_id_inp(j), RMAT(k).r_id_rci(j));
+            bool listed = column.table == LevelColumn::levels;
+            remember_levels(column, listed ? FACTORS.ITOPRS(k) : 0, listed ? FACTORS.NRALEV(k) : 0);
         }
 }
 
