@@ -73,6 +73,7 @@ void report_reduced_ranks() {
     bool shared = false;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         const RMatrix& r = RMAT(k);
+        if (r.n_traits == 0) continue;
         page_if(5);
         say_line("Matrix no. %12d", k);
         for (int32_t first = 1; first <= r.n_traits; first += kMembersOfRow)
