@@ -7,10 +7,10 @@
 
 namespace kve {
 
-// Reads MODEL as the model section and $REDUCE describe it, and the $VAR_STR specifications.
+// Reads MODEL as the model section and $REDUCE describe it, and the $VAR_STR records.
 // Makes RMAT, the residual last, and completes MODEL: ass_rf, n_random_abs, reg_rmat_pos,
 // reg_n_level, r_ef_rci, ef_rci. Input columns outside the data only bring a warning in KVE_LOG.
-// Stops: a $VAR_STR specification that does not fit the model (words in KVE_LOG), no memory.
+// Stops: a $VAR_STR record that does not fit the model (words in KVE_LOG), no memory.
 void derive_covariance_structure();
 
 }  // namespace kve

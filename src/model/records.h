@@ -19,7 +19,7 @@ enum TraitType : int32_t {
     kCategorical = 3,
     kBinary = 4,
     kMixtureLinear = 5,     // linear trait of a mixed-linear pair
-    kGeneralized = 6,       // has a $GLMM specification
+    kGeneralized = 6,       // has a $GLMM line
     kSequentialBinary = 7,  // first trait of a $CURE pair
     kSequentialLinear = 8,  // second trait of such a pair
 };

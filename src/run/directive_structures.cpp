@@ -20,7 +20,7 @@ constexpr std::size_t kKeywordColumns = 9;  // "$VAR_STR " or, on a text line, w
 
 template <class Number>
 Number must_read_here(std::string_view expected, std::string_view text) {
-    // $REDUCE directly behind a specification counts as one more.
+    // $REDUCE directly behind such a line counts as one more.
     bool reduce = cinp.starts_with("$REDUCE");
     return must_read<Number>(k, expected, text,
                              reduce ? "        $REDUCE must not follow $VAR_STR directly" : "");
@@ -94,7 +94,7 @@ void read_files(VAR_STR_SPEC& spec, std::string_view rest) {
     for (FileName& name : spec.file) add_submission_directory(name);
 }
 
-void read_specification(std::string_view rest) {
+void read_structure_line(std::string_view rest) {
     // The record stands with whatever is read before a fault, so that later faults show as well.
     VAR_STR_SPEC& spec = DIRECTIVES.var_str.emplace_back();
     spec.factor = must_read_here<int32_t>("a random factor number", cut_word(rest));
@@ -139,9 +139,9 @@ Keyword read_structures() {
     Keyword next;
     do {
         std::string_view line = cinp;
-        read_specification(left_adjusted(line.substr(std::min(kKeywordColumns, line.size()))));
-        // Kept: the number excluded here is that of $REDUCE, whose line counts as a specification;
-        // a $VAR_STR line begins a group of its own.
+        read_structure_line(left_adjusted(line.substr(std::min(kKeywordColumns, line.size()))));
+        // Kept: the number excluded here is that of $REDUCE, whose line counts as one more $VAR_STR
+        // line; a $VAR_STR line begins a group of its own.
         next = read_directive_line(Keyword::REDUCE);
     } while (next == Keyword::text);
     find_structure_files();
@@ -149,10 +149,10 @@ Keyword read_structures() {
 }
 
 void check_repeated_factors() {
-    std::map<int32_t, int64_t> specifications;
+    std::map<int32_t, int64_t> records_of;
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
-        if (spec.factor >= 1) ++specifications[spec.factor];
-    for (auto [factor, count] : specifications)
+        if (spec.factor >= 1) ++records_of[spec.factor];
+    for (auto [factor, count] : records_of)
         if (count > 1) directive_error(DirectiveError::repeated_factor, k, {}, factor, count);
 }
 

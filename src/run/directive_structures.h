@@ -6,11 +6,11 @@
 
 namespace kve {
 
-// Reads the group of specifications that begins with the keyword line in `cinp`, then looks for the
-// files of all specifications so far. Returns the kind of the line behind the group.
+// Reads the group of $VAR_STR lines that begins with the keyword line in `cinp`, then looks for the
+// files of all records so far. Returns the kind of the line behind the group.
 Keyword read_structures();
 
-// Tells the random factors that have more than one specification, in factor order.
+// Tells the random factors that have more than one record, in factor order.
 void check_repeated_factors();
 
 }  // namespace kve

@@ -35,7 +35,7 @@ enum class Structure : int32_t {  // order of the catalogue; PED = 1
     GREL,
 };
 
-// One $VAR_STR specification.
+// One $VAR_STR line.
 struct VAR_STR_SPEC {
     int32_t factor = 0;  // random factor number
     int32_t method = 0;  // inverse method, PED and PGMIX
@@ -52,7 +52,7 @@ struct VAR_STR_SPEC {
     FileName file[3];
 };
 
-// One $CENS specification. Columns of the data record: `censoring_code` of the integers,
+// One $CENS line. Columns of the data record: `censoring_code` of the integers,
 // `upper_limit` of the reals (0 without INT_MAX).
 struct CENS_NODE {
     int32_t trait = 0;
@@ -61,7 +61,7 @@ struct CENS_NODE {
     bool has_upper_limit = false;
 };
 
-// One $GLMM specification.
+// One $GLMM line.
 struct GLMM_NODE {
     int32_t trait = 0;
     int32_t offset_column = 0;  // 0 none
@@ -70,7 +70,7 @@ struct GLMM_NODE {
     Text<256> link;
 };
 
-// One $CURE specification: real columns of the sequence trait and its mixture trait, integer
+// One $CURE line: real columns of the sequence trait and its mixture trait, integer
 // columns of subject and sequence number.
 struct CURE_SPEC {
     int32_t trait_column = 0;
