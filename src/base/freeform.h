@@ -33,7 +33,7 @@ class FreeList {
         std::string_view item;
         Read found = next_item(item);
         if (found != Read::ok || item.empty()) return found;
-        return parse_number(item, value) ? Read::ok : bad(item);
+        return parse_number(item, value) ? Read::ok : Read::bad;
     }
 
     // Behind a line that did not hold all items: the list goes on in another text.
@@ -42,18 +42,10 @@ class FreeList {
     // "/" has been met: every further item is an omitted one.
     bool ended_by_slash() const { return ended_by_slash_; }
 
-    // The item that could not be read, after Read::bad.
-    std::string_view bad_item() const { return bad_item_; }
-
  private:
     Read next_item(std::string_view& item);
-    Read bad(std::string_view item) {
-        bad_item_ = item;
-        return Read::bad;
-    }
 
     std::string_view rest_;
-    std::string_view bad_item_;
     bool ended_by_slash_ = false;
     bool comma_pending_ = false;  // an item was read and its separating comma not yet
 };

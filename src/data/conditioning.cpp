@@ -37,23 +37,22 @@ struct Subject {
 bool refused(const PinvResult& found) { return !(found.EMIN > -kLowestBendable); }
 
 void say_values(const char* title, const PinvResult& found, int32_t order) {
-    say("%s%16.7g rank : %12d (size:%12d)", title, found.EMIN, found.RANK, order);
+    say_line("%s%16.7g rank : %12d (size:%12d)", title, found.EMIN, found.RANK, order);
 }
 
 void say_refusal(const Subject& subject, const PinvResult& found) {
     const int32_t order = subject.record().rank;
     page_if(3);
-    count_lines(subject.group > 0 ? 3 : 2);
     if (!subject.residual()) {
-        say("Serious singularity problems in random effect matrix %12d", subject.matrix);
+        say_line("Serious singularity problems in random effect matrix %12d", subject.matrix);
         say_values("Smallest eigenvalue of the matrix ", found, order);
         return;
     }
     if (subject.group > 0) {
-        say(" Serious singularity problems in residual COV -matrix ");
-        say(" For heterogen residual group %12d", subject.group);
+        say_line(" Serious singularity problems in residual COV -matrix ");
+        say_line(" For heterogen residual group %12d", subject.group);
     } else {
-        say(" Serious singularity problems in residual CVC -matrix ");
+        say_line(" Serious singularity problems in residual CVC -matrix ");
     }
     say_values(" Smallest eigenvalue ", found, order);
 }
@@ -61,23 +60,19 @@ void say_refusal(const Subject& subject, const PinvResult& found) {
 void say_near_singularity(const Subject& subject, const PinvResult& found, double tol_se) {
     page_if(4);
     if (!subject.residual()) {
-        say(" (near) singularity found in");
-        say(" g-inverse for  effect  %12d", subject.matrix);
-        say(" smallest eigen value of the matrix %16.7g", found.EMIN);
-        say("tol_se : %16.7g", tol_se);
-        count_lines(4);
+        say_line(" (near) singularity found in");
+        say_line(" g-inverse for  effect  %12d", subject.matrix);
+        say_line(" smallest eigen value of the matrix %16.7g", found.EMIN);
+        say_line("tol_se : %16.7g", tol_se);
         return;
     }
-    say(" (near) singularity found in inverse for residual (co)variance matrix");
-    if (subject.group > 0) say(" For heterogen residual group %12d", subject.group);
-    say(" smallest eigenvalue %16.7g", found.EMIN);
-    count_lines(subject.group > 0 ? 3 : 2);
+    say_line(" (near) singularity found in inverse for residual (co)variance matrix");
+    if (subject.group > 0) say_line(" For heterogen residual group %12d", subject.group);
+    say_line(" smallest eigenvalue %16.7g", found.EMIN);
 }
 
 void say_bent(const Subject& subject, Triangle<double>& bent) {
-    page_if(1);
-    say(" Matrix bend to be positive definite!");
-    count_lines(1);
+    say_row(" Matrix bend to be positive definite!");
     if (!subject.residual() || DIRECTIVES.ITEST < kDebugPrint) return;
 
     Sheet listing;
@@ -94,9 +89,7 @@ double determinant_of(const Subject& subject, double tol_se, int32_t VERBOSE) {
     Triangle<double> work = packed_covariances(subject.record(), subject.group, "KVEGRI");
     const double det = PINV(work, kInverse, tol_se, 0.0).DET;
     if (det < 0.0 && VERBOSE != 0) {
-        page_if(1);
-        say("k,det(k) :%12d%16.7g", subject.matrix, det);
-        count_lines(1);
+        say_row("k,det(k) :%12d%16.7g", subject.matrix, det);
     }
     return det;
 }
@@ -145,8 +138,7 @@ Triangle<double> rows_of_pattern(const Triangle<double>& all, uint32_t present) 
 void KVEGRI(int32_t I_CODE, double tol_se, int32_t& FAIL, int32_t VERBOSE) {
     if (I_CODE != 1 && I_CODE != 2) {
         page_if(2);
-        say("KVEGRI called with illegel I_CODE : %12d", I_CODE);
-        count_lines(1);
+        say_line("KVEGRI called with illegel I_CODE : %12d", I_CODE);
         stop_run("Computations aborted");
     }
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
@@ -169,10 +161,9 @@ void invert_residual_patterns(int32_t group, std::span<ResidualPattern> patterns
         if (!(found.EMIN >= tol_se)) FAIL = 1;
         if (found.RANK == part.order() || VERBOSE == 0) continue;
         page_if(2);
-        say(" (near) singularity found in r-inverse for");
-        say("  ISIT= %12u rank= %12d smallest eigenvalue %16.7g", pattern.present, found.RANK,
-            found.EMIN);
-        count_lines(2);
+        say_line(" (near) singularity found in r-inverse for");
+        say_line("  ISIT= %12u rank= %12d smallest eigenvalue %16.7g", pattern.present, found.RANK,
+                 found.EMIN);
     }
 }
 

@@ -25,12 +25,11 @@ void stop_unless_legal(int32_t INFO) {
         INFO >= kRankFitOf)
         return;
     page_if(6);
-    say("Subroutine PINV called with illegal argument for INFO : %12d", INFO);
-    say("Legal arguments are : 0 for invers");
-    say("                      1 for inversi + solve");
-    say("                      3 bending of non PD matrix");
-    say("                      9 reduced rank fit for matrix");
-    count_lines(5);
+    say_line("Subroutine PINV called with illegal argument for INFO : %12d", INFO);
+    say_line("Legal arguments are : 0 for invers");
+    say_line("                      1 for inversi + solve");
+    say_line("                      3 bending of non PD matrix");
+    say_line("                      9 reduced rank fit for matrix");
     stop_run("Computation aborted");
 }
 
@@ -91,8 +90,7 @@ void decompose(Triangle<double>& A, PinvResult& result) {
            1, 1);
     if (status == 0) return;
     page_if(2);
-    say("ERROR IN EISPACK SUBROUTINE RSP, code:%12d", status);
-    count_lines(1);
+    say_line("ERROR IN EISPACK SUBROUTINE RSP, code:%12d", status);
     stop_run("Computations aborted");
 }
 
@@ -136,9 +134,7 @@ void fit_rank(PinvResult& result, int64_t rank, double TOL) {
 }
 
 void list_eigenvalues(const PinvResult& result) {
-    page_if(1);
-    say("eigenvalues and -vectors");
-    count_lines(1);
+    say_row("eigenvalues and -vectors");
     char number[32];
     for (int64_t k = 1; k <= result.EVAL.size(); ++k) {
         std::string line;
@@ -146,9 +142,7 @@ void list_eigenvalues(const PinvResult& result) {
             std::snprintf(number, sizeof number, "%16.7g", result.EVEC(i, k));
             line += number;
         }
-        page_if(1);
-        say("%16.7g  %s", result.EVAL(k), line.c_str());
-        count_lines(1);
+        say_row("%16.7g  %s", result.EVAL(k), line.c_str());
     }
 }
 

@@ -95,11 +95,10 @@ void refuse_if_fixed_at_zero(PriorFile& file, int64_t matrix, int32_t row, int32
                              double value) {
     if (matrix <= KVEINT.NRAMAT || !record_of(matrix).l_rcov_zero(row, column)) return;
     page_if(4);
-    say("ERROR: Elsewhere it has been specified that");
-    say(" the residual covariance between trait%12d and %12d", row, column);
-    say("should be equal to 0.0 ");
-    say("(here specified as %16.7g)", value);
-    count_lines(4);
+    say_line("ERROR: Elsewhere it has been specified that");
+    say_line(" the residual covariance between trait%12d and %12d", row, column);
+    say_line("should be equal to 0.0 ");
+    say_line("(here specified as %16.7g)", value);
     ++file.errors;
 }
 

@@ -49,16 +49,14 @@ void assume_identity() {
             for (int64_t g = 1; g <= r.h_cov_mat.layers(); ++g) r.h_cov_mat(i, i, g) = 1.0;
         }
     page_if(2);
-    say("NO PRIORS FOR (CO)VARIANCE COMPONENTS SPECIFIED");
-    say("An identity matrix is assumed for all (co)variance matrices");
-    count_lines(2);
+    say_line("NO PRIORS FOR (CO)VARIANCE COMPONENTS SPECIFIED");
+    say_line("An identity matrix is assumed for all (co)variance matrices");
 }
 
 void say_priors_are_required() {
     page_if(2);
-    say("No priors for (co)variance components specified");
-    say("This is required for ITASK = %12d", DIRECTIVES.ITASK);
-    count_lines(2);
+    say_line("No priors for (co)variance components specified");
+    say_line("This is required for ITASK = %12d", DIRECTIVES.ITASK);
 }
 
 // False when the matrices hold no values that a user gave, which need no checks.
@@ -76,12 +74,10 @@ void count_missing_variances(int32_t& errors) {
         for (int32_t i = 1; i <= RMAT(k).rank; ++i) {
             if (!(RMAT(k).cov_mat(i, i) < kSmallestVariance)) continue;
             ++errors;
-            page_if(1);
             if (k <= KVEINT.NRAMAT)
-                say(" VARIANCE IN RANDOM EFFECT %12d TRAIT %12d IS MISSING", k, i);
+                say_row(" VARIANCE IN RANDOM EFFECT %12d TRAIT %12d IS MISSING", k, i);
             else
-                say(" RESIDUAL VARIANCE (RANDOM EFFECT = %12d) TRAIT %12d IS MISSING", k, i);
-            count_lines(1);
+                say_row(" RESIDUAL VARIANCE (RANDOM EFFECT = %12d) TRAIT %12d IS MISSING", k, i);
         }
 }
 
@@ -124,9 +120,8 @@ void count_indefinite_groups(int32_t& errors) {
         if (positive_definite(PARM)) continue;
         ++errors;
         page_if(2);
-        say("Residual (co)-variance matrix not P.D. ");
-        say("in heterogen variance group%12d", g);
-        count_lines(2);
+        say_line("Residual (co)-variance matrix not P.D. ");
+        say_line("in heterogen variance group%12d", g);
     }
 }
 

@@ -213,10 +213,9 @@ void fill_reals(RecodingPass& pass, TraitPattern usable) {
 void tell_about_scaling(const RecodingPass& pass) {
     if (pass.n_input != 1 || DIRECTIVES.ISCALE != 1) return;
     page_if(3);
-    blank();
-    say("Data has been Scaled by residual SD");
-    blank();
-    count_lines(3);
+    blank_lines();
+    say_line("Data has been Scaled by residual SD");
+    blank_lines();
 }
 
 void mark_pattern(RecodingPass& pass, int32_t group, TraitPattern usable) {
@@ -239,8 +238,7 @@ TraitPattern recode_record(RecodingPass& pass) {
     note_levels(pass.layout.random, usable);
     if (pass.lists_records() && pass.n_input == 1) {
         page_header();
-        say("Listing of first 10 records on RCDATA");
-        count_lines(1);
+        say_line("Listing of first 10 records on RCDATA");
     }
     if (usable != 0 && KVEINT.MAX_N_ABSORB > 0) follow_absorption_groups(pass);
     tell_about_scaling(pass);
@@ -257,9 +255,8 @@ void copy_input(RecodingPass& pass) {
 
 void list_line(const char* heading, const std::string& line) {
     page_if(2);
-    say("%s", heading);
-    say("%s", line.c_str());
-    count_lines(2);
+    say_line("%s", heading);
+    say_line("%s", line.c_str());
 }
 
 void list_record(const RecodingPass& pass) {
@@ -273,9 +270,8 @@ void list_record(const RecodingPass& pass) {
         weights[i] = m.wgt_rci > 0 ? pass.FOUT(m.wgt_rci) : 1.0F;
     }
     page_if(2);
-    say("Obs in RCDATA = %12d", RECODED.n_records);
-    say("Obs in KVEINP = %12lld", static_cast<long long>(pass.n_input));
-    count_lines(2);
+    say_line("Obs in RCDATA = %12d", RECODED.n_records);
+    say_line("Obs in KVEINP = %12lld", static_cast<long long>(pass.n_input));
     list_line("Integer input", listed({pass.input.integers.begin(), pass.input.integers.end()}));
     list_line("Integer output", listed({pass.IOUT.begin() + 1, pass.IOUT.end()}));
     list_line("Real input", listed(reals));
@@ -321,11 +317,10 @@ void finish_pass(RecodingPass& pass) {
         RECODED.MN_ABGR(k) = std::max(RECODED.MN_ABGR(k), pass.absorption.N_ABGR(k));
     if (pass.lists_records()) {
         page_if(4);
-        blank();
-        say("Different patterns of usable traits, by residual group:%12zu",
-            pass.patterns_met.size());
-        blank(2);
-        count_lines(4);
+        blank_lines();
+        say_line("Different patterns of usable traits, by residual group:%12zu",
+                 pass.patterns_met.size());
+        blank_lines(2);
     }
     // Both files must be complete on disk whatever stops the run later.
     if (UNITS.unit_50.flush() != 0) stop_not_written(UNITS.unit_50.path());

@@ -42,15 +42,12 @@ void KVE_SCALE(int32_t mode, int32_t& status) {
     status = 1;
     if (mode != kScale && mode != kUnscale) {
         page_if(2);
-        say(" Undefined scaling of (co)variance");
-        say(" parameters attempted");
-        count_lines(2);
+        say_line(" Undefined scaling of (co)variance");
+        say_line(" parameters attempted");
         return;
     }
     if (!std::all_of(RSD.begin(), RSD.end(), [](double deviation) { return deviation > 0.0; })) {
-        page_if(1);
-        say("ERROR - Scaling is not possible without prior (co)variance components");
-        count_lines(1);
+        say_row("ERROR - Scaling is not possible without prior (co)variance components");
         return;
     }
     Vec<double> s;

@@ -12,25 +12,21 @@ READS(DIRECTIVES);
 
 void list_starting_values() {
     page_if(4);
-    blank(2);
-    say("  Starting parameters for model");
-    blank();
-    count_lines(4);
+    blank_lines(2);
+    say_line("  Starting parameters for model");
+    blank_lines();
     KVEGR(kListingUnit);
 }
 
 void scale_starting_values() {
     if (DIRECTIVES.ISCALE != 1) return;
     page_if(2);
-    say("  Scaling of prior (co)-variances performed");
-    blank();
-    count_lines(2);
+    say_line("  Scaling of prior (co)-variances performed");
+    blank_lines();
     int32_t status = 0;
     KVE_SCALE(kScale, status);
     if (status > 0) stop_run();
-    page_if(1);
-    say("  Scaled parameters for model");
-    count_lines(1);
+    say_row("  Scaled parameters for model");
     KVEGR(kListingUnit);
 }
 

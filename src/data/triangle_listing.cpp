@@ -25,8 +25,7 @@ void Sheet::line(const char* format, ...) {
     std::vsnprintf(text.data(), text.size() + 1, format, items);
     va_end(items);
     if (file != nullptr) return file->print_line(text);
-    say("%s", text.c_str());
-    count_lines(1);
+    say_line("%s", text.c_str());
 }
 
 void Sheet::empty(int lines) {

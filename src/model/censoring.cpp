@@ -15,15 +15,12 @@ namespace {
 bool trait_is_free(const CENS_NODE& node) {
     if (node.trait < 1 || node.trait > KVEINT.nt) {
         page_if(2);
-        say("ERROR - CENS specification for trait no.:          %12d", node.trait);
-        say("        Number of traits in this analysis:         %12d", KVEINT.nt);
-        count_lines(2);
+        say_line("ERROR - CENS specification for trait no.:          %12d", node.trait);
+        say_line("        Number of traits in this analysis:         %12d", KVEINT.nt);
         return false;
     }
     if (MODEL(node.trait).l_cens) {
-        page_if(1);
-        say("ERROR - Repeated CENS specification for trait no.: %12d", node.trait);
-        count_lines(1);
+        say_row("ERROR - Repeated CENS specification for trait no.: %12d", node.trait);
         return false;
     }
     return true;
@@ -35,10 +32,8 @@ bool columns_exist(const CENS_NODE& node) {
     const bool limit_is_bad =
         node.has_upper_limit && (node.upper_limit < 1 || node.upper_limit > DIRECTIVES.NR);
     if (!code_is_bad && !limit_is_bad) return true;
-    page_if(1);
-    say("ERROR - CENS column out of range for trait no.: %12d %12d", node.trait,
-        code_is_bad ? node.censoring_code : node.upper_limit);
-    count_lines(1);
+    say_row("ERROR - CENS column out of range for trait no.: %12d %12d", node.trait,
+            code_is_bad ? node.censoring_code : node.upper_limit);
     return false;
 }
 

@@ -19,7 +19,6 @@ namespace {
 constexpr int64_t kMostElements = 100;  // of a list
 constexpr int64_t kMostRows = 20;       // of a matrix
 constexpr std::size_t kLongestLine = 110;
-constexpr int kLastLine = 76;
 
 // One line of the dump, which goes on below its first value when it is full.
 class Line {
@@ -36,11 +35,7 @@ class Line {
         text_ += ' ';
         text_ += item;
     }
-    void print() const {
-        page_above(kLastLine);
-        say("%.*s", KVE_SV(text_));
-        count_lines(1);
-    }
+    void print() const { say_row("%.*s", KVE_SV(text_)); }
 
  private:
     static constexpr std::size_t kFirstValue = 28;
@@ -217,8 +212,7 @@ constexpr Field<ModelCounts> kCountFields[] = {COUNT_FIELD(nt),
 
 template <class Record, std::size_t n>
 void dump_record(std::string_view title, const Record& record, const Field<Record> (&fields)[n]) {
-    blank();
-    count_lines(1);
+    blank_lines();
     Line(title).print();
     for (const Field<Record>& f : fields) f.show(f.name, record);
 }

@@ -37,11 +37,12 @@ void warn_of_unequal_blocks() {
             r.n_cont > 0 ? *std::max_element(r.cont_rc.begin(), r.cont_rc.end()) : 0;
         if (rows == r.rank) continue;
         page_if(3);
-        say("WARNING - random matrix %d has %d rows but rank %d: the effects of one trait in a "
+        say_line(
+            "WARNING - random matrix %d has %d rows but rank %d: the effects of one trait in a "
             "matrix",
             k, rows, r.rank);
-        say("          need equally many regressions, or the places of its equations are wrong");
-        count_lines(2);
+        say_line(
+            "          need equally many regressions, or the places of its equations are wrong");
     }
 }
 

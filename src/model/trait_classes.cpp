@@ -25,11 +25,6 @@ void check_cure_columns() {
         }
 }
 
-bool is_mixture_variable(int32_t column) {
-    return column >= 1 && column <= DIRECTIVES.IS_MIXTURE.size() &&
-           DIRECTIVES.IS_MIXTURE(column) != 0;
-}
-
 // The criterion is a 32-bit real in the package, widened.
 void set_glmm_defaults() {
     if (DIRECTIVES.glmm_iterations != 0) return;

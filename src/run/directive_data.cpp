@@ -5,14 +5,13 @@
 
 #include "run/directive_errors.h"
 #include "run/directive_lines.h"
-#include "run/listing.h"
+#include "run/int_to_text.h"
 #include "run/stop.h"
 #include "run/user_files.h"
 
 namespace kve {
 
 WRITES(DIRECTIVES);
-WRITES(DIRECTIVE_ERROR_FLAG);
 
 namespace {
 
@@ -42,13 +41,8 @@ bool cut_piece(std::string_view& rest, char separator, std::string_view& piece) 
 // A count of columns that tables may be made for; any other becomes 0. False when it is negative.
 bool take_count(int32_t count, int32_t& columns) {
     columns = count;
-    if (count > kMostVariables) {
-        page_if(2);
-        blank();
-        say("ERROR - $DATA: more than 10000000 variables of one kind: %12d", count);
-        count_lines(2);
-        DIRECTIVE_ERROR_FLAG = true;
-    }
+    if (count > kMostVariables)
+        unnumbered_error("ERROR - $DATA: more than 10000000 variables of one kind: %12d", count);
     if (count < 0 || count > kMostVariables) columns = 0;
     return count >= 0;
 }
@@ -77,8 +71,9 @@ void take_data_files(std::string_view rest) {
 }
 
 std::string numbered(std::string_view stem, int64_t number) {
+    char digits[20];
     std::string name(stem);
-    name += std::to_string(number);
+    name.append(digits, static_cast<std::size_t>(int_to_text(number, digits, sizeof digits)));
     return name;
 }
 

@@ -28,24 +28,21 @@ const std::string kBoxBottom(82, '_');
 // ---- Comments
 
 void print_box_row(std::string_view text) {
-    say("         | %-80.*s |", KVE_SV(text.substr(0, kCommentColumns)));
-    count_lines(1);
+    say_line("         | %-80.*s |", KVE_SV(text.substr(0, kCommentColumns)));
 }
 
 void print_box_top() {
     page_above(kCommentPageLimit);
-    blank();
-    say("         User comments");
-    blank();
-    say("         _%s_", kBoxBottom.c_str());
-    count_lines(4);
+    blank_lines();
+    say_line("         User comments");
+    blank_lines();
+    say_line("         _%s_", kBoxBottom.c_str());
     print_box_row("");
 }
 
 void print_box_bottom() {
     print_box_row("");
-    say("         |%s|", kBoxBottom.c_str());
-    count_lines(1);
+    say_line("         |%s|", kBoxBottom.c_str());
 }
 
 // ---- Analysis
@@ -55,15 +52,14 @@ void echo_analysis() {
     if (!task_is_legal(task) || !method_is_legal(task, method)) return;
     int lines = 5 + (DIRECTIVES.ISCALE != 0) + (test == 1 || test == 2);
     page_if(lines);
-    blank(2);
-    say("         Type of analyse              : %12d (%.*s)", task, KVE_SV(task_label(task)));
-    say("         Method for computation       : %12d (%.*s)", method,
-        KVE_SV(method_label(task, method)));
-    if (DIRECTIVES.ISCALE != 0) say("         Scaling to residual SD = 1 during computations");
-    if (test == 1) say("         Moderate amount of test information");
-    if (test == 2) say("         Extensive amount of test information");
-    blank();
-    count_lines(lines);
+    blank_lines(2);
+    say_line("         Type of analyse              : %12d (%.*s)", task, KVE_SV(task_label(task)));
+    say_line("         Method for computation       : %12d (%.*s)", method,
+             KVE_SV(method_label(task, method)));
+    if (DIRECTIVES.ISCALE != 0) say_line("         Scaling to residual SD = 1 during computations");
+    if (test == 1) say_line("         Moderate amount of test information");
+    if (test == 2) say_line("         Extensive amount of test information");
+    blank_lines();
 }
 
 // ---- Files
@@ -116,11 +112,11 @@ void echo_files() {
     add_user_file(rows, "OPTIONAL INPUT KVEMGP", DIRECTIVES.kvemgp);
     int lines = 4 + static_cast<int>(rows.size());
     page_if(lines);
-    blank(2);
-    say("         User specified files");
-    blank();
-    for (const FileRow& row : rows) say("         %-30s: %s", row.label.c_str(), row.value.c_str());
-    count_lines(lines);
+    blank_lines(2);
+    say_line("         User specified files");
+    blank_lines();
+    for (const FileRow& row : rows)
+        say_line("         %-30s: %s", row.label.c_str(), row.value.c_str());
 }
 
 // ---- Names
@@ -138,7 +134,7 @@ std::vector<std::string> name_rows(const Name* names, int64_t count) {
 }
 
 void print_rows(const std::vector<std::string>& rows) {
-    for (const std::string& row : rows) say("                      %s", row.c_str());
+    for (const std::string& row : rows) say_line("                      %s", row.c_str());
 }
 
 // The lines that print_names prints.
@@ -149,18 +145,18 @@ int name_lines(int64_t count) {
 
 void print_names(const char* heading, const char* kind, const Name* names, int64_t count) {
     if (count > kNamesListed) {
-        say("         Name of the first 24 %s variables", kind);
-        blank();
+        say_line("         Name of the first 24 %s variables", kind);
+        blank_lines();
         print_rows(name_rows(names, kNamesShown));
-        blank();
-        say("         Name of the last 24 %s variables", kind);
-        blank();
+        blank_lines();
+        say_line("         Name of the last 24 %s variables", kind);
+        blank_lines();
         print_rows(name_rows(names + count - kNamesShown, kNamesShown));
         return;
     }
     std::vector<std::string> rows = name_rows(names, count);
     if (rows.empty()) rows.emplace_back();
-    say("         %s  %s", heading, rows.front().c_str());
+    say_line("         %s  %s", heading, rows.front().c_str());
     rows.erase(rows.begin());
     print_rows(rows);
 }
@@ -172,14 +168,14 @@ void echo_names() {
     const Name* integer_names = integers > 0 ? &DIRECTIVES.NAME_I(1) : nullptr;
     int lines = 6 + name_lines(integers) + name_lines(reals);
     page_if(lines);
-    blank(2);
-    say("         Variable names (%s)", DIRECTIVES.names_from_user ? "user specified" : "default");
-    blank();
+    blank_lines(2);
+    say_line("         Variable names (%s)",
+             DIRECTIVES.names_from_user ? "user specified" : "default");
+    blank_lines();
     print_names("INTEGERS : ", "integer", integer_names, integers);
-    blank();
+    blank_lines();
     print_names("REALS    : ", "real", DIRECTIVES.NAME_R.data(), reals);
-    blank();
-    count_lines(lines);
+    blank_lines();
 }
 
 }  // namespace

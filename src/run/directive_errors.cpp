@@ -347,4 +347,16 @@ void directive_error(DirectiveError error, Keyword keyword, std::string_view tex
     if (error != many_comment_lines && error != long_comment_line) DIRECTIVE_ERROR_FLAG = true;
 }
 
+void unnumbered_error(const char* format, ...) {
+    char text[128];
+    std::va_list items;
+    va_start(items, format);
+    std::vsnprintf(text, sizeof text, format, items);
+    va_end(items);
+    page_if(2);
+    blank_lines();
+    say_line("%s", text);
+    DIRECTIVE_ERROR_FLAG = true;
+}
+
 }  // namespace kve

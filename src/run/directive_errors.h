@@ -76,4 +76,7 @@ enum class DirectiveError {
 void directive_error(DirectiveError error, Keyword keyword, std::string_view text = {},
                      long long value = 0, long long value2 = 0, long long value3 = 0);
 
+// A fault without a number: one line of its own. Sets DIRECTIVE_ERROR_FLAG.
+[[gnu::format(printf, 1, 2)]] void unnumbered_error(const char* format, ...);
+
 }  // namespace kve

@@ -53,17 +53,15 @@ constinit TextInput DRIVER_FILE;
 }
 
 void warn_unused_at_end() {
-    page_if(1);
-    say("WARNING - the directive file ends in a continued line that has no continuation; "
+    say_row(
+        "WARNING - the directive file ends in a continued line that has no continuation; "
         "the line is not used");
-    count_lines(1);
 }
 
 void warn_unused_before_keyword() {
-    page_if(1);
-    say("WARNING - a keyword line follows a continued line that has no continuation; the continued "
+    say_row(
+        "WARNING - a keyword line follows a continued line that has no continuation; the continued "
         "line is not used");
-    count_lines(1);
 }
 
 // Blanks only: a tab in front makes a line text, whatever follows it.

@@ -6,13 +6,11 @@
 #include "run/directive_data.h"
 #include "run/directive_errors.h"
 #include "run/directive_lines.h"
-#include "run/listing.h"
 #include "run/stop.h"
 
 namespace kve {
 
 WRITES(DIRECTIVES);
-WRITES(DIRECTIVE_ERROR_FLAG);
 
 namespace {
 
@@ -178,15 +176,10 @@ Keyword read_cure_section() {
     if (read_free(text, spec.trait_column, spec.mixture_column, spec.subject, spec.sequence) !=
         Read::ok)
         stop_unreadable("$CURE", "four integers", text);
-    if (DIRECTIVES.cure.size() < kMostCureSpecs) {
+    if (DIRECTIVES.cure.size() < kMostCureSpecs)
         DIRECTIVES.cure.push_back(spec);
-        return next;
-    }
-    page_if(2);
-    blank();
-    say("ERROR - $CURE: more than 31 specifications");
-    count_lines(2);
-    DIRECTIVE_ERROR_FLAG = true;
+    else
+        unnumbered_error("ERROR - $CURE: more than 31 specifications");
     return next;
 }
 

@@ -154,4 +154,10 @@ inline Name real_name(int64_t column) {
     return column >= 1 && column <= d.NAME_R.size() ? d.NAME_R(column) : Name();
 }
 
+// Has $MIXTURE named the real column? False outside the table.
+inline bool is_mixture_variable(int64_t column) {
+    const Directives& d = state::DIRECTIVES;
+    return column >= 1 && column <= d.IS_MIXTURE.size() && d.IS_MIXTURE(column) != 0;
+}
+
 }  // namespace kve

@@ -30,18 +30,18 @@ inline constexpr int kLinesOnPage = 78;
 // Takes the date and time of the run and prints the first page head.
 void start_listing();
 
-[[gnu::format(printf, 1, 2)]] void say(const char* format, ...);  // one line
+// Lines that are not counted, and counting by itself.
+[[gnu::format(printf, 1, 2)]] void say(const char* format, ...);
 void blank(int lines = 1);
 void count_lines(int lines);
 
-// Prints the page head and sets the count to 2.
-void page_header();
-// Lines that are counted as they are printed. A row of a table goes on a new page when this one is
-// full.
+// Lines that are counted. A row goes on a new page when this one is full.
 [[gnu::format(printf, 1, 2)]] void say_line(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void say_row(const char* format, ...);
 void blank_lines(int lines = 1);
 
+// Prints the page head and sets the count to 2.
+void page_header();
 // A new page when `lines` more would fill this one, or when more than `limit` lines stand on it.
 void page_if(int lines);
 void page_above(int limit);

@@ -248,16 +248,11 @@ void list_factors(const FactorTable& table) {
              static_cast<long long>(all_equations));
 }
 
-bool is_mixture(int32_t column) {
-    return column >= 1 && column <= DIRECTIVES.IS_MIXTURE.size() &&
-           DIRECTIVES.IS_MIXTURE(column) != 0;
-}
-
 void check_groups_of_mixture() {
     if (RMAT(KVEINT.NRAMAT + 1).grp_nlev <= 2) return;
     for (const Model& m : MODEL) {
-        if (!is_mixture(m.trait_inp_no) && !is_mixture(m.wgt_inp_no) &&
-            std::none_of(m.reg_inp.begin(), m.reg_inp.end(), is_mixture))
+        if (!is_mixture_variable(m.trait_inp_no) && !is_mixture_variable(m.wgt_inp_no) &&
+            std::none_of(m.reg_inp.begin(), m.reg_inp.end(), is_mixture_variable))
             continue;
         page_if(2);
         say_line("%60s", " Only 2 groups for residual variance are allowed");

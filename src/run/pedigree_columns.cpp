@@ -40,11 +40,10 @@ bool has_four_columns(const VAR_STR_SPEC& spec) {
 }
 
 void report_columns(const VAR_STR_SPEC& spec) {
-    blank();
-    say("%9sERROR - The pedigree file for random factor%12d", "", spec.factor);
-    say("%9s        do not contain 4 columns: ID, Sire_ID, Dam_ID/MGS_ID and Sort_Var", "");
-    blank();
-    count_lines(4);
+    blank_lines();
+    say_line("%9sERROR - The pedigree file for random factor%12d", "", spec.factor);
+    say_line("%9s        do not contain 4 columns: ID, Sire_ID, Dam_ID/MGS_ID and Sort_Var", "");
+    blank_lines();
 }
 
 }  // namespace
