@@ -1,6 +1,5 @@
 #include "base/text.h"
 
-#include <cstdarg>
 #include <cstdio>
 
 namespace kve {
@@ -24,15 +23,20 @@ std::string_view cut_word(std::string_view& rest) {
 }
 
 void append(std::string& text, const char* format, ...) {
-    std::va_list items, again;
+    std::va_list items;
     va_start(items, format);
+    append_list(text, format, items);
+    va_end(items);
+}
+
+void append_list(std::string& text, const char* format, std::va_list items) {
+    std::va_list again;
     va_copy(again, items);
     const std::size_t before = text.size();
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
     text.resize(before + static_cast<std::size_t>(length));
     std::vsnprintf(&text[before], static_cast<std::size_t>(length) + 1, format, items);
-    va_end(items);
 }
 
 }  // namespace kve

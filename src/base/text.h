@@ -1,6 +1,7 @@
 // Texts of a fixed width, blank padded, and the few cuts that all readers of lines share.
 #pragma once
 
+#include <cstdarg>
 #include <string>
 #include <string_view>
 
@@ -22,8 +23,10 @@ inline std::string_view trimmed(std::string_view text) {
 // without a blank the word is the whole text and nothing is left.
 std::string_view cut_word(std::string_view& rest);
 
-// Adds what printf would print.
+// Adds what printf, or vprintf, would print.
 [[gnu::format(printf, 2, 3)]] void append(std::string& text, const char* format, ...);
+[[gnu::format(printf, 2, 0)]] void append_list(std::string& text, const char* format,
+                                               std::va_list items);
 
 // Text of N characters: longer text is cut in silence, shorter text is padded with blanks, as it
 // stands in the files.

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <string>
 
+#include "base/text.h"
 #include "run/listing.h"
 #include "run/stop.h"
 
@@ -135,13 +135,9 @@ void fit_rank(PinvResult& result, int64_t rank, double TOL) {
 
 void list_eigenvalues(const PinvResult& result) {
     say_row("eigenvalues and -vectors");
-    char number[32];
     for (int64_t k = 1; k <= result.EVAL.size(); ++k) {
         std::string line;
-        for (int64_t i = 1; i <= result.EVAL.size(); ++i) {
-            std::snprintf(number, sizeof number, "%16.7g", result.EVEC(i, k));
-            line += number;
-        }
+        for (int64_t i = 1; i <= result.EVAL.size(); ++i) append(line, "%16.7g", result.EVEC(i, k));
         say_row("%16.7g  %s", result.EVAL(k), line.c_str());
     }
 }

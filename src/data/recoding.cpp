@@ -1,7 +1,6 @@
 #include "data/recoding.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <span>
 #include <string>
 #include <unordered_set>
@@ -133,21 +132,13 @@ int32_t residual_group(RecodingPass& pass) {
 
 std::string listed(std::span<const int32_t> values) {
     std::string line;
-    for (int32_t value : values) {
-        char text[16];
-        std::snprintf(text, sizeof text, " %11d", value);
-        line += text;
-    }
+    for (int32_t value : values) append(line, " %11d", value);
     return line;
 }
 
 std::string listed(std::span<const float> values) {
     std::string line;
-    for (float value : values) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%16.7g", static_cast<double>(value));
-        line += text;
-    }
+    for (float value : values) append(line, "%16.7g", static_cast<double>(value));
     return line;
 }
 

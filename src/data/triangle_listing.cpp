@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdarg>
-#include <cstdio>
 #include <string>
 
 #include "base/text.h"
@@ -17,12 +16,10 @@ constexpr int32_t kColumnsOfBlock = 6;
 }  // namespace
 
 void Sheet::line(const char* format, ...) {
-    std::va_list items, again;
+    std::string text;
+    std::va_list items;
     va_start(items, format);
-    va_copy(again, items);
-    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), ' ');
-    va_end(again);
-    std::vsnprintf(text.data(), text.size() + 1, format, items);
+    append_list(text, format, items);
     va_end(items);
     if (file != nullptr) return file->print_line(text);
     say_line("%s", text.c_str());
@@ -44,8 +41,8 @@ int64_t triangle_lines(int32_t order) {
 
 std::string number_column(double value, int width, int decimals) {
     if (std::isnan(value)) return std::string(static_cast<std::size_t>(width - 3), ' ') + "NaN";
-    char text[400];  // the largest double has 309 digits before the point
-    std::snprintf(text, sizeof text, " %*.*f", width - 1, decimals, value);
+    std::string text;
+    append(text, " %*.*f", width - 1, decimals, value);
     return text;
 }
 
@@ -55,11 +52,7 @@ void KVEPRM(int32_t row_offset, int32_t order, const Triangle<double>& matrix, T
     for (int32_t first = 1; first <= order; first += kColumnsOfBlock) {
         const int32_t last = std::min(first + kColumnsOfBlock - 1, order);
         std::string text = "  ";
-        char number[32];
-        for (int32_t j = first; j <= last; ++j) {
-            std::snprintf(number, sizeof number, "%15d", row_offset + j);
-            text += number;
-        }
+        for (int32_t j = first; j <= last; ++j) append(text, "%15d", row_offset + j);
         unit.page_for(2);
         unit.line("%s", text.c_str());
         for (int32_t i = first; i <= order; ++i) {

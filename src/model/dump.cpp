@@ -52,9 +52,9 @@ std::string word(std::integral auto value) { return std::to_string(value); }
 std::string word(bool value) { return value ? "T" : "F"; }
 std::string word(logical4 value) { return word(static_cast<bool>(value)); }
 std::string word(double value) {
-    char text[32];
-    int length = std::snprintf(text, sizeof text, "%.9g", value);
-    return {text, static_cast<std::size_t>(length)};
+    std::string text;
+    append(text, "%.9g", value);
+    return text;
 }
 template <int N>
 std::string word(const Text<N>& value) {

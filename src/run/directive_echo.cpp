@@ -80,8 +80,8 @@ std::vector<FileRow> data_rows() {
 }
 
 std::string structure_label(const char* text, int32_t factor) {
-    char label[64];
-    std::snprintf(label, sizeof label, "%-25s%4d", text, factor);
+    std::string label;
+    append(label, "%-25s%4d", text, factor);
     return label;
 }
 

@@ -1,7 +1,6 @@
 #include "run/directive_errors.h"
 
 #include <cstdarg>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -18,14 +17,10 @@ namespace {
 class Message {
  public:
     [[gnu::format(printf, 2, 3)]] void line(const char* format, ...) {
-        std::va_list items, again;
+        std::va_list items;
         va_start(items, format);
-        va_copy(again, items);
-        std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, items)), ' ');
-        std::vsnprintf(text.data(), text.size() + 1, format, again);
-        va_end(again);
+        append_list(lines_.emplace_back(), format, items);
         va_end(items);
-        lines_.push_back(text);
     }
 
     void print() const {
@@ -348,14 +343,14 @@ void directive_error(DirectiveError error, Keyword keyword, std::string_view tex
 }
 
 void unnumbered_error(const char* format, ...) {
-    char text[128];
+    std::string text;
     std::va_list items;
     va_start(items, format);
-    std::vsnprintf(text, sizeof text, format, items);
+    append_list(text, format, items);
     va_end(items);
     page_if(2);
     blank_lines();
-    say_line("%s", text);
+    say_line("%s", text.c_str());
     DIRECTIVE_ERROR_FLAG = true;
 }
 
