@@ -1,0 +1,326 @@
+// The least that a program must do to get from a pedigree in text to the elements of the inverse
+// relationship matrix. KVE1 is measured against it. It checks nothing: every parent needs a record
+// of its own and must be born before its progeny.
+//
+//     yardstick_pedigree PEDIGREE 1|2 OUTPUT
+//
+// Method 1 accounts for inbreeding, method 2 does not.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kBuffer = std::size_t{1} << 20;
+constexpr std::size_t kAhead = 16;  // what will be needed so many steps ahead is fetched early
+
+struct Animal {
+    std::int32_t id, sire, dam, birth;
+};
+
+// By level number from 1; level 0 is the unknown parent.
+struct Parents {
+    std::int32_t sire, dam;
+};
+
+std::size_t at(std::int32_t level) { return static_cast<std::size_t>(level); }
+
+std::vector<Animal> read_pedigree(const char* path) {
+    std::vector<char> buffer(kBuffer);
+    std::vector<Animal> animals;
+    int file = ::open(path, O_RDONLY);
+    std::size_t held = 0;
+    for (;;) {
+        ssize_t got = ::read(file, buffer.data() + held, kBuffer - held);
+        if (got <= 0) break;
+        const char* from = buffer.data();
+        const char* end = from + held + got;
+        while (auto* line_end = static_cast<const char*>(
+                   std::memchr(from, '\n', static_cast<std::size_t>(end - from)))) {
+            std::int32_t values[4];
+            for (std::int32_t& value : values) {
+                while (*from == ' ') ++from;
+                from = std::from_chars(from, line_end, value).ptr;
+            }
+            animals.push_back({values[0], values[1], values[2], values[3]});
+            from = line_end + 1;
+        }
+        held = static_cast<std::size_t>(end - from);
+        std::memmove(buffer.data(), from, held);
+    }
+    ::close(file);
+    return animals;
+}
+
+// Radix sort; animals of one day stay in the order of the file.
+void sort_by_birth(std::vector<Animal>& animals) {
+    auto earlier = [](const Animal& a, const Animal& b) { return a.birth < b.birth; };
+    if (std::is_sorted(animals.begin(), animals.end(), earlier)) return;
+    auto [first, last] = std::minmax_element(animals.begin(), animals.end(), earlier);
+    const std::int32_t base = first->birth;
+    const std::uint32_t range = std::uint32_t(last->birth) - std::uint32_t(base);
+    std::vector<Animal> sorted(animals.size());
+    for (int shift = 0; shift < 32 && range >> shift != 0; shift += 8) {
+        auto digit = [&](const Animal& a) {
+            return (std::uint32_t(a.birth) - std::uint32_t(base)) >> shift & 255;
+        };
+        std::size_t place[257] = {};
+        for (const Animal& a : animals) ++place[digit(a) + 1];
+        for (int d = 0; d < 256; ++d) place[d + 1] += place[d];
+        for (const Animal& a : animals) sorted[place[digit(a)]++] = a;
+        animals.swap(sorted);
+    }
+}
+
+// Level numbers by ID: open addressing, at most half full.
+class Levels {
+ public:
+    explicit Levels(std::size_t n)
+        : shift_(32 - static_cast<int>(std::bit_width(2 * n))), slots_(std::bit_ceil(2 * n + 1)) {}
+
+    void fetch(std::int32_t id) const { __builtin_prefetch(&slots_[home(id)]); }
+    void enter(std::int32_t id, std::int32_t level) { slots_[place(id)] = {id, level}; }
+    std::int32_t find(std::int32_t id) const { return id <= 0 ? 0 : slots_[place(id)].level; }
+
+ private:
+    struct Slot {
+        std::int32_t id = 0, level = 0;
+    };
+    std::size_t home(std::int32_t id) const {
+        return std::uint32_t(id) * std::uint32_t{2654435769} >> shift_;
+    }
+    std::size_t place(std::int32_t id) const {
+        std::size_t slot = home(id);
+        while (slots_[slot].id != id && slots_[slot].id != 0)
+            slot = (slot + 1) & (slots_.size() - 1);
+        return slot;
+    }
+    int shift_;
+    std::vector<Slot> slots_;
+};
+
+std::vector<Parents> link(const std::vector<Animal>& animals) {
+    const std::size_t n = animals.size();
+    Levels levels(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i + kAhead < n) levels.fetch(animals[i + kAhead].id);
+        levels.enter(animals[i].id, static_cast<std::int32_t>(i + 1));
+    }
+    std::vector<Parents> parents(n + 1);
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i + kAhead < n) {
+            levels.fetch(animals[i + kAhead].sire);
+            levels.fetch(animals[i + kAhead].dam);
+        }
+        parents[i + 1] = {levels.find(animals[i].sire), levels.find(animals[i].dam)};
+    }
+    return parents;
+}
+
+// The numbers 1..n grouped by key: those of key k are list[start[k]] to list[start[k + 1] - 1].
+struct Groups {
+    std::vector<std::int32_t> start, list;
+
+    template <class Key, class Entry>
+    Groups(std::size_t n, Key key, Entry entry) : start(n + 3), list(n) {
+        for (std::size_t i = 1; i <= n; ++i) ++start[at(key(i)) + 2];
+        for (std::size_t k = 2; k < start.size(); ++k) start[k] += start[k - 1];
+        for (std::size_t i = 1; i <= n; ++i) list[at(start[at(key(i)) + 1]++)] = entry(i);
+    }
+};
+
+// Relationships of one sire with his ancestors and his mates.
+struct Node {
+    double share;
+    std::int32_t sire, dam;
+    std::int32_t family = 0;  // the sire for whom `share` was computed
+};
+
+// Visits the ancestors of an animal and the animal itself, each behind its parents, but for those
+// who belong to the family already. Leaves them in the family.
+template <class Leave>
+void visit(std::vector<Node>& nodes, std::int32_t animal, std::int32_t family, Leave leave) {
+    static std::vector<std::int32_t> stack;
+    auto is_new = [&](std::int32_t a) { return a != 0 && nodes[at(a)].family != family; };
+    if (!is_new(animal)) return;
+    stack.push_back(animal);
+    while (!stack.empty()) {
+        std::int32_t a = stack.back();
+        const Node& node = nodes[at(a)];
+        std::size_t height = stack.size();
+        if (is_new(node.sire)) stack.push_back(node.sire);
+        if (is_new(node.dam)) stack.push_back(node.dam);
+        if (stack.size() > height) continue;
+        stack.pop_back();
+        if (node.family == family) continue;
+        leave(nodes[at(a)], a);
+        nodes[at(a)].family = family;
+    }
+}
+
+// The diagonal of A, 1 + A(sire, dam) / 2, a sire with all his mates at a time, the oldest sire
+// first. With A = T D T', A(sire, x) is the sum over their common ancestors a of
+// T(sire, a) D(a) T(x, a). The weights T(sire, a) D(a) are formed once for the family, up the
+// sire's line; summing down the line of a mate then takes halves from both parents. Nodes are made
+// for animals with progeny only, so that more of them stay in the cache.
+std::vector<double> inbred_diagonal(const std::vector<Parents>& parents) {
+    const std::size_t n = parents.size() - 1;
+    std::vector<std::int32_t> place(n + 1), level{0};
+    for (Parents p : parents) place[at(p.sire)] = place[at(p.dam)] = 1;
+    place[0] = 0;
+    std::vector<Node> nodes(1);
+    for (std::size_t i = 1; i <= n; ++i) {
+        if (place[i] == 0) continue;
+        place[i] = static_cast<std::int32_t>(nodes.size());
+        nodes.push_back({0, place[at(parents[i].sire)], place[at(parents[i].dam)], 0});
+        level.push_back(static_cast<std::int32_t>(i));
+    }
+    Groups families(
+        n, [&](std::size_t i) { return place[at(parents[i].sire)]; },
+        [](std::size_t i) { return static_cast<std::int32_t>(i); });
+    auto mate = [&](std::int32_t k) { return place[at(parents[at(families.list[at(k)])].dam)]; };
+
+    std::vector<double> diagonal(n + 1, 1.0);
+    diagonal[0] = 0;
+    auto half_of_parents = [&](const Node& node) {
+        return 0.5 * (nodes[at(node.sire)].share + nodes[at(node.dam)].share);
+    };
+    std::vector<std::int32_t> line;
+    for (std::int32_t sire = 1; at(sire) < nodes.size(); ++sire) {
+        const std::int32_t first = families.start[at(sire)], end = families.start[at(sire) + 1];
+        if (first == end) continue;
+        line.clear();
+        visit(nodes, sire, sire, [&](Node& node, std::int32_t a) {
+            node.share = 0;
+            line.push_back(a);
+        });
+        nodes[at(sire)].share = 1;
+        for (std::size_t k = line.size(); k-- > 0;) {
+            Node& node = nodes[at(line[k])];
+            double passed = node.share;
+            nodes[at(node.sire)].share += 0.5 * passed;
+            nodes[at(node.dam)].share += 0.5 * passed;
+            node.share = passed * (1 - 0.25 * (diagonal[at(level[at(node.sire)])] +
+                                               diagonal[at(level[at(node.dam)])]));
+        }
+        nodes[0].share = 0;
+        for (std::int32_t a : line) nodes[at(a)].share += half_of_parents(nodes[at(a)]);
+        for (std::int32_t k = first; k < end; ++k) {
+            if (at(k) + kAhead < n) {
+                __builtin_prefetch(&nodes[at(mate(k + 12))]);
+                const Node& soon = nodes[at(mate(k + 6))];
+                __builtin_prefetch(&nodes[at(soon.sire)]);
+                __builtin_prefetch(&nodes[at(soon.dam)]);
+            }
+            visit(nodes, mate(k), sire,
+                  [&](Node& node, std::int32_t) { node.share = half_of_parents(node); });
+            diagonal[at(families.list[at(k)])] = 1 + 0.5 * nodes[at(mate(k))].share;
+        }
+    }
+    return diagonal;
+}
+
+class ElementFile {
+ public:
+    explicit ElementFile(const char* path) : file_(std::fopen(path, "wb")), buffer_(kBuffer) {}
+
+    void write(std::int32_t column, std::int32_t row, double value) {
+        constexpr std::int32_t kLength = 16;
+        if (held_ + 24 > buffer_.size()) flush();
+        char* to = buffer_.data() + held_;
+        std::memcpy(to, &kLength, 4);
+        std::memcpy(to + 4, &column, 4);
+        std::memcpy(to + 8, &row, 4);
+        std::memcpy(to + 12, &value, 8);
+        std::memcpy(to + 20, &kLength, 4);
+        held_ += 24;
+    }
+    bool close() {
+        flush();
+        return file_ != nullptr && std::fclose(file_) == 0 && good_;
+    }
+
+ private:
+    void flush() {
+        good_ = good_ && std::fwrite(buffer_.data(), 1, held_, file_) == held_;
+        held_ = 0;
+    }
+    std::FILE* file_;
+    std::vector<char> buffer_;
+    std::size_t held_ = 0;
+    bool good_ = true;
+};
+
+// An animal with v = 1 / D adds v to its own diagonal, -v/2 between it and its parents, v/4 to its
+// parents' diagonals and between its parents. A row thus holds the animal's parents, its mates that
+// are older, and itself. v of progeny is known from the parents alone.
+bool write_inverse(const char* path, const std::vector<Parents>& parents,
+                   const std::vector<double>& diagonal) {
+    const std::size_t n = parents.size() - 1;
+    auto v = [&](Parents p) {
+        return 1 / (1 - 0.25 * (diagonal[at(p.sire)] + diagonal[at(p.dam)]));
+    };
+    std::vector<double> own(n + 1);
+    for (std::size_t i = 1; i <= n; ++i) {
+        double value = v(parents[i]);
+        own[i] += value;
+        own[at(parents[i].sire)] += 0.25 * value;
+        own[at(parents[i].dam)] += 0.25 * value;
+    }
+    auto younger = [&](std::size_t i) {
+        return parents[i].sire == 0 || parents[i].dam == 0
+                   ? 0
+                   : std::max(parents[i].sire, parents[i].dam);
+    };
+    Groups mates(n, younger,
+                 [&](std::size_t i) { return std::min(parents[i].sire, parents[i].dam); });
+    ElementFile file(path);
+    for (std::int32_t row = 1; at(row) <= n; ++row) {
+        auto* mate = mates.list.data() + mates.start[at(row)];
+        auto* end = mates.list.data() + mates.start[at(row) + 1];
+        std::sort(mate, end);
+        auto [sire, dam] = parents[at(row)];
+        const double half = -0.5 * v({sire, dam});
+        for (std::int32_t parent : {std::min(sire, dam), std::max(sire, dam), row}) {
+            double value = parent == row ? own[at(row)] : half;
+            while (mate < end && *mate <= parent) {
+                std::int32_t column = *mate;
+                double sum = 0, quarter = 0.25 * v({column, row});
+                for (; mate < end && *mate == column; ++mate) sum += quarter;
+                if (column == parent)
+                    value += sum;
+                else
+                    file.write(column, row, sum);
+            }
+            if (parent != 0) file.write(parent, row, value);
+        }
+    }
+    return file.close();
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    if (count != 4) return 1;
+    std::vector<Parents> parents;
+    {
+        std::vector<Animal> animals = read_pedigree(words[1]);
+        sort_by_birth(animals);
+        parents = link(animals);
+    }
+    std::vector<double> diagonal;
+    if (*words[2] == '1') {
+        diagonal = inbred_diagonal(parents);
+    } else {
+        diagonal.assign(parents.size(), 1.0);
+        diagonal[0] = 0;
+    }
+    return write_inverse(words[3], parents, diagonal) ? 0 : 1;
+}
