@@ -131,8 +131,8 @@ TEST(DataSummary, NumbersAreThoseOfTheUsableRecords) {
                                         "            Trait1    Trait2", text("Trait1  %10d", n1),
                                         text("Trait2  %10d%10d", both, n2)}));
     const Modinf model = decode_modinf(scratch.read("MODINF"));
-    EXPECT_EQ(model.traits[0].n_obs, n1);
-    EXPECT_EQ(model.traits[1].n_obs, both) << "the second entry of the packed pairs";
+    EXPECT_EQ(model.traits[0].at("n_obs"), std::to_string(n1));
+    EXPECT_EQ(model.traits[1].at("n_obs"), std::to_string(both)) << "the second entry of the packed pairs";
 }
 
 TEST(DataSummary, FewObservationsShowWhatTheyAllow) {

@@ -172,13 +172,13 @@ TEST(ModelStatistics, WithoutEffectsAverageInformationBecomesEm) {
         EXPECT_EQ(outcome.says("change to EM"), one.told) << one.analyse;
         EXPECT_FALSE(outcome.says("MODEL STATISTICS"));
         EXPECT_EQ(outcome.says("X 1 |"), one.method > 0) << "the tables follow all the same";
-        EXPECT_EQ(decode_modinf(scratch.read("MODINF")).head.IMETHOD, one.method);
+        EXPECT_EQ(decode_modinf(scratch.read("MODINF")).head["IMETHOD"], std::to_string(one.method));
     }
     const Outcome with = scratch.run(
         Case{.analyse = "1 1 0 0", .model = "1\n0\n2 0 1 1\n0\n0\n0\n", .prior = "1 1 1 4.0\n"}
             .directives());
     EXPECT_FALSE(with.says("change to EM"));
-    EXPECT_EQ(decode_modinf(scratch.read("MODINF")).head.IMETHOD, 1);
+    EXPECT_EQ(decode_modinf(scratch.read("MODINF")).head["IMETHOD"], "1");
 }
 
 TEST(ModelStatistics, TestPrint2ListsTheFirst100Levels) {
@@ -229,8 +229,8 @@ TEST(ModelStatistics, EveryResidualGroupNeedsTenRecords) {
     expected.push_back("");
     expect_block(good, expected);
     const Modinf file = decode_modinf(scratch.read("MODINF"));
-    EXPECT_EQ(file.matrices.back().grp_code.at(100), 303);
-    EXPECT_EQ(file.matrices.back().niegr.at(100), 10);
+    EXPECT_TRUE(file.matrices.back().at("grp_code").ends_with(" 300 303"));
+    EXPECT_TRUE(file.matrices.back().at("niegr").ends_with(" 10 10"));
 
     const char* words = " To few (<10) observations in one or more residual variance group";
     for (int small : {2, 101}) {

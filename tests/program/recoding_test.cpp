@@ -122,8 +122,8 @@ TEST(Recoding, AbsorptionGroupsAreCountedAndMustNotFall) {
     EXPECT_EQ(integers_of(scratch),
               (Records{{4, 1, 1, 0, 0}, {4, 1, 2, 0, 0}, {7, 1, 2, 0, 0}, {9, 1, 2, 0, 0}}));
     Modinf model = decode_modinf(scratch.read("MODINF"));
-    EXPECT_EQ(model.head.NABGR, (Ints{3}));
-    EXPECT_EQ(model.head.MN_ABGR, (Ints{2}));
+    EXPECT_EQ(model.head["NABGR"], "3");
+    EXPECT_EQ(model.head["MN_ABGR"], "2");
 
     scratch.write("data", "1 1 4 0 1 0\n1 2 3 0 1 0\n");
     Outcome outcome = scratch.run(absorbing.text());
@@ -152,8 +152,8 @@ TEST(Recoding, SequencesEndNegativeWithTheirSubject) {
     EXPECT_EQ(sequences,
               (Records{{8, 1, 0, 0}, {8, 2, 0, 0}, {8, -3, 0, 0}, {9, -1, 0, 0}, {8, 1, 0, 0}}));
     Modinf model = decode_modinf(scratch.read("MODINF"));
-    EXPECT_EQ(model.head.n_subjects, 3);
-    EXPECT_EQ(model.head.largest_sequence, 3);
+    EXPECT_EQ(model.head["n_subjects"], "3");
+    EXPECT_EQ(model.head["largest_sequence"], "3");
 
     const char* faults[][2] = {
         {"1 8 2 0 5 1\n", "Sequence variable on first record not eq. 1"},
