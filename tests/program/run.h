@@ -14,6 +14,7 @@ struct Outcome {
     std::string words;  // the listing with every run of blanks and line ends folded to one blank
 
     bool says(std::string_view text) const;  // compared with blanks folded
+    bool prints(std::string_view text) const { return listing.find(text) != listing.npos; }
     int times(std::string_view text) const;
     // The lines of the listing from the one that is `title` to the one before `end`, page heads
     // left out; without them a failure and some blank lines.

@@ -29,9 +29,8 @@ int32_t depth_of(int32_t row) {
     return 1 + std::max(depth_of(IFL(row).child_0), depth_of(IFL(row).child_1));
 }
 
-}  // namespace
-
-TEST(LevelCode, AgreesWithAMapWhileTheTableGrowsFromOneRow) {
+template <class Row>
+void agrees_with_a_map(Vec<Row>& table, int32_t& used, const Dimension& dimension) {
     start_with_dimensions(1);
     std::mt19937 random(11);
     int32_t roots[2] = {0, 0};
@@ -43,40 +42,21 @@ TEST(LevelCode, AgreesWithAMapWhileTheTableGrowsFromOneRow) {
         std::size_t tree = random() % 2;
         bool known = counts[tree].count(key) != 0;
         int32_t increment = static_cast<int32_t>(random() % 3);
-        EXPECT_EQ(known, find_level(key, roots[tree], IFL) != 0);
-        LevelPlace place = enter_level(key, roots[tree], increment, IFL, NMFL);
+        EXPECT_EQ(known, find_level(key, roots[tree], table) != 0);
+        LevelPlace place = enter_level(key, roots[tree], increment, table, used);
         ASSERT_EQ(place.not_found, !known);
-        ASSERT_EQ(IFL(place.row).key, key);
-        ASSERT_EQ(IFL(place.row).n_obs, counts[tree][key] += increment);
+        ASSERT_EQ(table(place.row).key, key);
+        ASSERT_EQ(table(place.row).n_obs, counts[tree][key] += increment);
     }
-    EXPECT_EQ(static_cast<std::size_t>(NMFL), counts[0].size() + counts[1].size());
-    EXPECT_GT(DIMENSIONS.MFL.expansions, 20);
+    EXPECT_EQ(used, std::ssize(counts[0]) + std::ssize(counts[1]));
+    EXPECT_GT(dimension.expansions, 20);
 }
 
-TEST(LevelCode, ServesTheAnimalTable) {
-    start_with_dimensions(2);
-    int32_t root = 0;
-    for (int32_t key : {8, -8, 4, 0, 8}) enter_level(key, root, 1, IDL, NMDL);
-    EXPECT_EQ(NMDL, 4);
-    EXPECT_EQ(IDL(root).n_obs, 2);
-    EXPECT_EQ(IDL(root).child_0, 2);
-    EXPECT_EQ(find_level(7, root, IDL), 0);
-}
+}  // namespace
 
-TEST(LevelCode, SaysFullAndChangesNothing) {
-    start_with_dimensions(2);
-    int32_t root = 0;
-    enter_level(1, root, 1, IFL, NMFL);
-    enter_level(2, root, 1, IFL, NMFL);
-    LevelPlace place = level_code(3, root, 1, IFL, true, NMFL);
-    EXPECT_EQ(place.row, kTableFull);
-    EXPECT_FALSE(place.not_found);
-    EXPECT_EQ(NMFL, 2);
-    // A key that is there needs no room, and without insertion a full table is no matter.
-    EXPECT_EQ(level_code(2, root, 5, IFL, true, NMFL).row, 2);
-    place = level_code(3, root, 1, IFL, false, NMFL);
-    EXPECT_EQ(place.row, 0);
-    EXPECT_TRUE(place.not_found);
+TEST(LevelCode, AgreesWithAMapWhileTheTableGrowsFromOneRow) {
+    agrees_with_a_map(IFL, NMFL, DIMENSIONS.MFL);
+    agrees_with_a_map(IDL, NMDL, DIMENSIONS.MDL);
 }
 
 TEST(LevelCode, LongestRoadAndTheKeyWithoutBits) {
@@ -88,6 +68,7 @@ TEST(LevelCode, LongestRoadAndTheKeyWithoutBits) {
     enter_level(-std::numeric_limits<int32_t>::max(), root, 1, IFL, NMFL);
     EXPECT_EQ(NMFL, 32);
     EXPECT_EQ(depth_of(root), 32);
+    EXPECT_EQ(IFL(root).child_1, 2);
     EXPECT_STOP(enter_level(std::numeric_limits<int32_t>::min(), root, 1, IFL, NMFL),
                 "BITSTR ERROR -2147483648 +1 0+\nProgram terminates\n");
 }
