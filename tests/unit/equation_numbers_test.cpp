@@ -7,7 +7,6 @@
 #include "data/factors.h"
 #include "data/level_code.h"
 #include "data/level_counts.h"
-#include "data/residual_groups.h"
 #include "model/covariance_structure.h"
 #include "model_builder.h"
 #include "stops.h"
@@ -41,9 +40,11 @@ class EquationNumbers : public ModelTest {
         for (int key : keys) enter_level(key, root, 1, IFL, NMFL);
     }
 
-    static Numbers column(const Matrix<int32_t>& table, int32_t j) {
+    // Row after row.
+    static Numbers all_of(const Matrix<int32_t>& table) {
         Numbers all;
-        for (int32_t i = 1; i <= table.rows(); ++i) all.push_back(table(i, j));
+        for (int32_t i = 1; i <= table.rows(); ++i)
+            for (int32_t j = 1; j <= table.columns(); ++j) all.push_back(table(i, j));
         return all;
     }
 
@@ -67,20 +68,13 @@ TEST_F(EquationNumbers, OfRegressionsThenFixedEffectsThenRandomFactors) {
     number_equations();
     EXPECT_EQ(RMAT(1).rank, 5);
     // 2 general regressions, 3 nested ones, 3 + 4 fixed levels: 12 equations before the factors.
-    EXPECT_EQ(column(FACTORS.NBEGREG, 1), (Numbers{0, 1}));
-    EXPECT_EQ(column(FACTORS.NBEGREG, 2), (Numbers{2, 16}));
-    EXPECT_EQ(FACTORS.NBEGREG(1, 3), 13);
-    EXPECT_EQ(FACTORS.NBEGREG(1, 4), 14);
-    EXPECT_EQ(column(FACTORS.NLEV, 1), (Numbers{3, 4}));
-    EXPECT_EQ(column(FACTORS.NLEV, 2), (Numbers{2, 0}));
-    EXPECT_EQ(column(FACTORS.NBEGF, 1), (Numbers{5, 8}));
-    EXPECT_EQ(column(FACTORS.NBEGF, 2), (Numbers{5, 0}));  // without intercept
+    EXPECT_EQ(all_of(FACTORS.NBEGREG), (Numbers{0, 2, 13, 14, 1, 16, 0, 0}));
+    EXPECT_EQ(all_of(FACTORS.NLEV), (Numbers{3, 2, 4, 0}));
+    EXPECT_EQ(all_of(FACTORS.NBEGF), (Numbers{5, 5, 8, 0})) << "the second without intercept";
     EXPECT_EQ(numbers_of(FACTORS.NBEGRA), (Numbers{12, 62, 55}));
-    EXPECT_EQ(column(FACTORS.NBEGRAT, 1), (Numbers{12, 15}));
-    EXPECT_EQ(FACTORS.NBEGRAT(1, 2), 62);
-    EXPECT_EQ(numbers_of(MODEL(1).reg_r_number), (Numbers{0, 0, 2, 3}));
-    EXPECT_EQ(numbers_of(MODEL(2).reg_r_number), (Numbers{0, 2}));
-    EXPECT_EQ(numbers_of(MODEL(1).reg_n_rci), (Numbers{0, 1, 0, 0}));
+    EXPECT_EQ(all_of(FACTORS.NBEGRAT), (Numbers{12, 62, 15, 0}));
+    expect_fields({"MODEL(1): reg_n_rci 0 1 0 0; reg_r_number 0 0 2 3",
+                   "MODEL(2): reg_n_rci 0 0; reg_r_number 0 2"});
     EXPECT_EQ(IFL(FACTORS.HEAD_EF(1, 1)).key, 10);
 }
 
@@ -90,14 +84,6 @@ TEST_F(EquationNumbers, RandomRegressionWithoutInterceptIsTheFirstCoefficient) {
     number_equations();
     EXPECT_EQ(numbers_of(MODEL(1).reg_r_number), (Numbers{1, 2}));
     EXPECT_EQ(numbers_of(FACTORS.NBEGRA), (Numbers{0, 4}));
-}
-
-TEST_F(EquationNumbers, WithoutRandomFactorsOneEntryStands) {
-    build({{{1}, {}}});
-    enter(FACTORS.ROOT_EF(1, 1), {5, 6});
-    number_equations();
-    EXPECT_EQ(numbers_of(FACTORS.NBEGRA), (Numbers{0}));
-    EXPECT_EQ(FACTORS.NLEV(1, 1), 2);
 }
 
 TEST_F(EquationNumbers, StopWhenTheyPass32Bits) {
@@ -122,27 +108,8 @@ TEST_F(EquationNumbers, OneLevelFactorTakesALevelPerRandomRegression) {
     sort_level_lists();
     count_one_level_factors();
     EXPECT_EQ(numbers_of(FACTORS.NRALEV), (Numbers{3, 1}));
-    int32_t row = FACTORS.ITOPRS(1);
-    for (auto [key, level, n_obs] : {std::array{1, 1, 0}, {2, 2, 0}, {7, 3, 1}}) {
-        EXPECT_EQ(IFL(row).key, key);
-        EXPECT_EQ(IFL(row).level, level);
-        EXPECT_EQ(IFL(row).n_obs, n_obs);
-        row = IFL(row).next;
-    }
-    EXPECT_EQ(row, 0);
-}
-
-TEST_F(EquationNumbers, ResidualGroupsStandInOrderOfTheirCodes) {
-    build({{{1}, {}}});
-    RMatrix& residual = RMAT(1);
-    for (int n = 0; n < 10; ++n) enter(FACTORS.ROOT_GRP, {5, 2, 5, 9, 5});
-    count_residual_groups();
-    EXPECT_EQ(residual.grp_nlev, 1);
-    residual.type = "GROUP";
-    count_residual_groups();
-    EXPECT_EQ(residual.grp_nlev, 3);
-    RMAT_ALLOC6(residual);
-    listing_of(report_residual_groups);
-    EXPECT_EQ(numbers_of(residual.grp_code), (Numbers{2, 5, 9}));
-    EXPECT_EQ(numbers_of(residual.niegr), (Numbers{10, 30, 10}));
+    Numbers levels;
+    for (int32_t row = FACTORS.ITOPRS(1); row != 0; row = IFL(row).next)
+        levels.insert(levels.end(), {IFL(row).key, IFL(row).level, IFL(row).n_obs});
+    EXPECT_EQ(levels, (Numbers{1, 1, 0, 2, 2, 0, 7, 3, 1}));
 }

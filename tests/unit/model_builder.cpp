@@ -4,7 +4,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
 
+#include "model/dump.h"
 #include "run/directives.h"
 #include "run/listing.h"
 
@@ -14,19 +18,6 @@ using state::DIRECTIVES, state::KVEINT, state::MODEL;
 namespace {
 
 constexpr int kColumns = 9;
-
-void name_columns() {
-    DIRECTIVES.NI = DIRECTIVES.NR = kColumns;
-    ASSERT_EQ(DIRECTIVES.NAME_I.allocate(kColumns + 1) + DIRECTIVES.NAME_R.allocate(kColumns) +
-                  DIRECTIVES.IS_MIXTURE.allocate(kColumns),
-              0);
-    DIRECTIVES.NAME_I(0) = "Mu";
-    for (int c = 1; c <= kColumns; ++c) {
-        const char digit = static_cast<char>('0' + c);
-        DIRECTIVES.NAME_I(c) = std::string{'I', digit};
-        DIRECTIVES.NAME_R(c) = std::string{'R', digit};
-    }
-}
 
 int32_t length(const auto& list) { return static_cast<int32_t>(list.size()); }
 
@@ -75,6 +66,19 @@ void fill_regressions(Model& m, const std::vector<Regression>& given) {
 
 }  // namespace
 
+void name_columns() {
+    DIRECTIVES.NI = DIRECTIVES.NR = kColumns;
+    ASSERT_EQ(DIRECTIVES.NAME_I.allocate(kColumns + 1) + DIRECTIVES.NAME_R.allocate(kColumns) +
+                  DIRECTIVES.IS_MIXTURE.allocate(kColumns),
+              0);
+    DIRECTIVES.NAME_I(0) = "Mu";
+    for (int c = 1; c <= kColumns; ++c) {
+        const char digit = static_cast<char>('0' + c);
+        DIRECTIVES.NAME_I(c) = std::string{'I', digit};
+        DIRECTIVES.NAME_R(c) = std::string{'R', digit};
+    }
+}
+
 void build_model(const std::vector<Submodel>& traits) {
     name_columns();
     KVEINT = ModelCounts{};
@@ -109,7 +113,26 @@ ModelTest::~ModelTest() {
     std::filesystem::remove_all(folder_);
 }
 
-std::string listing_of(void (*call)()) {
+void expect_fields(const std::vector<std::string>& expected, const std::string& about) {
+    const std::string dump =
+        std::regex_replace(listing_of(dump_model_records), std::regex(" +"), " ") + "\n";
+    for (const std::string& fields : expected) {
+        const std::string title = fields.substr(0, fields.find(':'));
+        const std::size_t begin = dump.find("\n " + title);
+        const std::string record = dump.substr(begin, dump.find("\n\n", begin) + 1 - begin);
+        std::istringstream items(fields.substr(title.size() + 1));
+        for (std::string item; std::getline(items, item, ';');)
+            EXPECT_NE(record.find("\n" + item + "\n"), record.npos)
+                << title << ":" << item << ", " << about << record;
+    }
+}
+
+std::string content_of(const char* file) {
+    std::ifstream from(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(from), {}};
+}
+
+std::string listing_of(const std::function<void()>& call) {
     testing::internal::CaptureStdout();
     call();
     std::fflush(stdout);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,8 +26,14 @@ struct Submodel {
     std::vector<int> reduce = {};        // of the random effects
 };
 
-// MODEL, KVEINT and the names of 9 integer and 9 real columns. Trait i stands in real column i.
+// 9 integer columns Mu (0), I1 to I9 and 9 real columns R1 to R9.
+void name_columns();
+// MODEL, KVEINT and the names of the columns. Trait i stands in real column i.
 void build_model(const std::vector<Submodel>& traits);
+
+// Expects values of fields as the dump of the model's records shows them, each entry fields of one
+// record: "RMAT(2): rank 1; cont_rc 1 2".
+void expect_fields(const std::vector<std::string>& expected, const std::string& about = "");
 
 // Works in an empty folder of its own, with an open KVE_LOG.
 class ModelTest : public testing::Test {
@@ -39,7 +46,8 @@ class ModelTest : public testing::Test {
 };
 
 // What a call prints on the listing.
-std::string listing_of(void (*call)());
+std::string listing_of(const std::function<void()>& call);
+std::string content_of(const char* file);
 
 template <class Array>
 std::vector<int> numbers_of(const Array& array) {

@@ -27,65 +27,53 @@ class ModelReportTest : public ModelTest {
 
 }  // namespace
 
-TEST_F(ModelReportTest, PedigreeTellsHowItsInverseIsFormed) {
-    RMatrix& r = RMAT(1);
-    r.type = "PED";
-    r.rel_file = "ped.txt";
-    const std::pair<int, const char*> methods[] = {
-        {1, "1 (Sire, Dam - inbreeding)         \nPedigree: ped.txt\n"},
-        {12,
-         "2 (Sire, Dam - no inbreeding)      \nA Reduced Animal Model version of A**(-1) is "
-         "also formed\nPedigree"},
-        {3, "3 (Sire, MGS - inbreeding)         \n"},
-        {4, "4 (Sire, MGS - no inbreeding)      \n"},
-        {5, "5 (Sire, Dam - PHG - inbreeding)   \n"},
-        {6, "6 (Sire, Dam - PHG - no inbreeding)\nPedigree"},
-        {10, "                                   \nPedigree"},
-        {7, "                                   \nPedigree"}};
-    for (auto [method, words] : methods) {
-        r.method = method;
-        EXPECT_TRUE(
-            says(std::string("Variance structure A(x)G0\nMethod to form A**(-1): ") + words))
-            << method;
-    }
-    r.method = 6;
-    r.l_ram = true;
-    r.phg_random = true;
-    r.ran_factor = 2.5;
-    EXPECT_TRUE(
-        says("also formed\nPhantom Parent Groups Random - Factor added:              2.5\n"
-             "Pedigree"));
-}
-
-TEST_F(ModelReportTest, OtherStructuresNameTheirFiles) {
+TEST_F(ModelReportTest, StructuresTellTheirMethodAndNameTheirFiles) {
     RMatrix& r = RMAT(1);
     r.rel_file = "one";
-    const char* structures[][2] = {{"GREL", "G(x)G0"},
-                                   {"COR", "C(x)G0"},
-                                   {"DOM", "D(x)G0"},
-                                   {"ABS_QTL", "IBD - Effect absorbed"}};
-    for (auto [type, words] : structures) {
-        r.type = type;
-        EXPECT_TRUE(says(std::string("Variance structure ") + words + "\nFile name : one\n\n"))
-            << type;
-        EXPECT_EQ(says(" R_A\n"), r.is("ABS_QTL"));
-    }
-    r.type = "PGMIX";
-    r.method = 1;
     r.rel_file2 = "two";
     r.rel_file3 = "three";
     r.pgmix_weight = 0.25;
-    const std::string files =
-        "Variance structure PGMIX(x)G0\n"
-        "Method to forme A**(-1): 1 (Sire, Dam - inbreeding)         \n"
+    r.ran_factor = 2.5;
+    struct Case {
+        const char* type;
+        int method;
+        bool options;
+        std::string words;
+    };
+    const std::string pedigree = "A(x)G0\nMethod to form A**(-1): ", nothing(35, ' ');
+    const std::string file = "\nPedigree: one\n";
+    const std::string also = "\nA Reduced Animal Model version of A**(-1) is also formed";
+    const std::string mixed =
+        "PGMIX(x)G0\nMethod to forme A**(-1): 1 (Sire, Dam - inbreeding)         \n"
         "Pedigree         : one\nTyped animals    : two\nGenomic rel.     : three\n";
     const std::string weight = "Weight used in G(w) = (1-w)G + wA11:             0.25\n";
-    EXPECT_TRUE(says(files + weight));
-    r.pgmix_g_adjust = true;
-    EXPECT_TRUE(says(files +
-                     "G-matrix adjusted: ave(diag(G)) == ave(diag(A11))\n"
-                     "                   ave(off-diag(G)) == ave(off-diag(A11)\n" +
-                     weight));
+    const Case cases[] = {
+        {"PED", 1, false, pedigree + "1 (Sire, Dam - inbreeding)         " + file},
+        {"PED", 12, false, pedigree + "2 (Sire, Dam - no inbreeding)      " + also + file},
+        {"PED", 3, false, pedigree + "3 (Sire, MGS - inbreeding)         " + file},
+        {"PED", 4, false, pedigree + "4 (Sire, MGS - no inbreeding)      " + file},
+        {"PED", 5, false, pedigree + "5 (Sire, Dam - PHG - inbreeding)   " + file},
+        {"PED", 6, false, pedigree + "6 (Sire, Dam - PHG - no inbreeding)" + file},
+        {"PED", 10, false, pedigree + nothing + file},
+        {"PED", 7, true,
+         pedigree + nothing + also +
+             "\nPhantom Parent Groups Random - Factor added:              2.5" + file},
+        {"GREL", 0, false, "G(x)G0\nFile name : one\n\n"},
+        {"COR", 0, false, "C(x)G0\nFile name : one\n\n"},
+        {"DOM", 0, false, "D(x)G0\nFile name : one\n\n"},
+        {"ABS_QTL", 0, false, "IBD - Effect absorbed\nFile name : one\n\n"},
+        {"PGMIX", 1, false, mixed + weight},
+        {"PGMIX", 1, true,
+         mixed + "G-matrix adjusted: ave(diag(G)) == ave(diag(A11))\n" +
+             "                   ave(off-diag(G)) == ave(off-diag(A11)\n" + weight},
+    };
+    for (const Case& c : cases) {
+        r.type = c.type;
+        r.method = c.method;
+        r.l_ram = r.phg_random = r.pgmix_g_adjust = c.options;
+        EXPECT_TRUE(says("Variance structure " + c.words)) << c.words;
+        EXPECT_EQ(says(" R_A\n"), r.is("ABS_QTL"));
+    }
 }
 
 TEST_F(ModelReportTest, GeneralizedTraitShowsItsFunctions) {
@@ -93,17 +81,16 @@ TEST_F(ModelReportTest, GeneralizedTraitShowsItsFunctions) {
     EXPECT_FALSE(says("GLMM specification"));
     m.trait_type = kGeneralized;
     m.l_glmm = true;
-    m.var_fn = "BINOMIAL";
-    m.link_fn = "LOGIT";
-    m.var_f = "mu*(1-mu)";
-    m.link_f = "log(mu/(1-mu))";
-    m.dlink_f = "1/(mu*(1-mu))";
-    m.invlink_f = "1/(1+exp(-eta))";
+    m.var_fn = "V";
+    m.link_fn = "L";
+    m.var_f = "v(mu)";
+    m.link_f = "l(mu)";
+    m.dlink_f = "d(mu)";
+    m.invlink_f = "i(eta)";
     m.deviance = std::string(130, 'd');
     const std::string functions =
-        "GLMM specification: \nVariance function=BINOMIAL, Link function=LOGIT\n"
-        "Variance: mu*(1-mu)\nLink    : log(mu/(1-mu))\nDlink   : 1/(mu*(1-mu))\n"
-        "Invlink : 1/(1+exp(-eta))\nDeviance: " +
+        "GLMM specification: \nVariance function=V, Link function=L\nVariance: v(mu)\n"
+        "Link    : l(mu)\nDlink   : d(mu)\nInvlink : i(eta)\nDeviance: " +
         std::string(120, 'd') + "\n          dddddddddd\n";
     EXPECT_TRUE(says(functions + "\nTrait      Model"));
     EXPECT_TRUE(says("Type           :  GLMM   R   W"));
@@ -117,10 +104,10 @@ TEST_F(ModelReportTest, TraitsThatShareAVarianceComponentBringAWarning) {
         "WARNING WARNING WARNING\nScaling can not be used in models reduced rank models\n"
         "where different traits contributes to the same variance component\n"
         "The analysis will be performed without scaling\n";
-    RMAT(1).rank_ndt(1) = 2;
-    EXPECT_FALSE(says(warning));
-    DIRECTIVES.reduce_file = "KVE1.reduce";
-    EXPECT_TRUE(says(warning));
-    RMAT(1).rank_ndt(1) = 1;
-    EXPECT_FALSE(says(warning));
+    for (bool reduced : {false, true})
+        for (int32_t traits : {1, 2}) {
+            RMAT(1).rank_ndt(1) = traits;
+            DIRECTIVES.reduce_file = reduced ? "KVE1.reduce" : "";
+            EXPECT_EQ(says(warning), reduced && traits == 2);
+        }
 }
