@@ -15,7 +15,6 @@ using state::DIRECTIVES, state::INTAKE, state::RECORD, state::UNITS;
 namespace {
 
 constexpr float kMissing = -999.0F;
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 using Rows = std::vector<std::vector<double>>;
 
 struct ReadBack {
@@ -23,12 +22,12 @@ struct ReadBack {
     int32_t status = kRecordRead;
 };
 
-void begin_data(int32_t ni, int32_t nr, DataFormat format, int n_files) {
+void begin_data(int32_t ni, int32_t nr, DataFormat format, std::size_t n_files) {
     DIRECTIVES.NI = ni;
     DIRECTIVES.NR = nr;
     DIRECTIVES.RMISS = kMissing;
     DIRECTIVES.data_format = format;
-    DIRECTIVES.n_data_files = n_files;
+    DIRECTIVES.n_data_files = static_cast<int32_t>(n_files);
     allocate_record();
     ASSERT_EQ(INTAKE.NI_OOR.allocate(ni + 1) + INTAKE.NR_OOR.allocate(nr), 0);
 }
@@ -38,24 +37,26 @@ ReadBack read_to_end(bool count = true) {
     for (;;) {
         all.status = read_raw_record(read_mode(), count);
         if (all.status != kRecordRead) return all;
-        std::vector<double> row;
-        for (int32_t i = 1; i <= DIRECTIVES.NI; ++i) row.push_back(RECORD.IINP(i));
-        for (int32_t j = 1; j <= DIRECTIVES.NR; ++j)
-            row.push_back(static_cast<double>(RECORD.FINP(j)));
+        std::vector<double> row(&RECORD.IINP(1), &RECORD.IINP(1) + DIRECTIVES.NI);
+        row.insert(row.end(), RECORD.FINP.begin(), RECORD.FINP.begin() + DIRECTIVES.NR);
         all.rows.push_back(row);
     }
 }
 
-void write_file(const char* name, const std::string& bytes) {
-    std::ofstream(name, std::ios::binary) << bytes;
-}
-
-ReadBack read_text(const std::string& text, int32_t ni = 1, int32_t nr = 1) {
-    begin_data(ni, nr, kAscii, 1);
-    write_file("data", text);
-    EXPECT_EQ(UNITS.text_1.open("data"), 0);
+// Of one file, or of integers and reals in two.
+ReadBack read(DataFormat format, const std::vector<std::string>& files, int32_t ni = 1,
+              int32_t nr = 1) {
+    begin_data(ni, nr, format, files.size());
+    const char* names[] = {"1", "2"};
+    for (std::size_t k = 0; k < files.size(); ++k) {
+        std::ofstream(names[k], std::ios::binary) << files[k];
+        TextInput& text = k == 0 ? UNITS.text_1 : UNITS.text_3;
+        RecordInput& records = k == 0 ? UNITS.records_1 : UNITS.records_3;
+        EXPECT_EQ(format == kAscii ? text.open(names[k]) : records.open(names[k]), 0);
+    }
     return read_to_end();
 }
+ReadBack read_text(const std::string& text) { return read(kAscii, {text}); }
 
 template <class T>
 std::string bytes_of(T value) {
@@ -65,21 +66,12 @@ std::string framed(const std::string& words) {
     std::string length = bytes_of(static_cast<int32_t>(words.size()));
     return length + words + length;
 }
-std::string record(int32_t i, float r) { return framed(bytes_of(i) + bytes_of(r)); }
-
-ReadBack read_binary(const std::string& bytes) {
-    begin_data(1, 1, kNoFormat, 1);
-    write_file("data", bytes);
-    EXPECT_EQ(UNITS.records_1.open("data"), 0);
-    return read_to_end();
-}
 
 }  // namespace
 
 using RawRecord = ModelTest;
 
 TEST_F(RawRecord, TextItemsMayStandInManyWays) {
-    const Rows expected{{1, 25}, {-2, 0.5}};
     for (const char* text : {
              "1 25\n-2 0.5\n",
              "1,25\n-2 , .5\n",
@@ -90,10 +82,12 @@ TEST_F(RawRecord, TextItemsMayStandInManyWays) {
              "1 25\n-2 5d-1",
              "\n 1 25\n-2 0.5\n\n   \n\n",
          }) {
-        ReadBack back = read_text(text);
-        EXPECT_EQ(back.rows, expected) << text;
+        const ReadBack back = read_text(text);
+        EXPECT_EQ(back.rows, (Rows{{1, 25}, {-2, 0.5}})) << text;
         EXPECT_EQ(back.status, kEndOfData) << text;
     }
+    // Nothing that could end: no column at all.
+    EXPECT_EQ(read(kAscii, {"1 2\n"}, 0, 0).status, kEndOfData);
 }
 
 TEST_F(RawRecord, TextThatIsNoRecordIsAFailure) {
@@ -102,82 +96,73 @@ TEST_F(RawRecord, TextThatIsNoRecordIsAFailure) {
           "1,,2\n", ",1 2\n", "1 /\n 2\n", "/\n", "1\n", "1", "1 +-2\n", "1 2e\n"})
         EXPECT_GT(read_text(text).status, 0) << text;
     EXPECT_GT(read_text("1 2." + std::string(70000, '0') + "\n").status, 0);
-    ReadBack cut = read_text("1 2\n3\n\n");
+    const ReadBack cut = read_text("1 2\n3\n\n");
     EXPECT_EQ(cut.rows, (Rows{{1, 2}}));
     EXPECT_GT(cut.status, 0);
-    // Nothing that could end: no column at all.
-    EXPECT_EQ(read_text("1 2\n", 0, 0).status, kEndOfData);
 }
 
 TEST_F(RawRecord, TextIsBroughtIntoTheRangeOfTheRecord) {
-    ReadBack back = read_text(
+    const ReadBack back = read_text(
         "2147483647 3.4028234663852886E+38\n"
         "2147483648 3.4028235e38\n"
         "-2147483648 -1e39\n"
         "-2147483649 1e999\n"
-        "9223372036854775807 -1e-999\n");
+        "9223372036854775807 -1e-999\n"
+        "1 nan\n");
     const double missing = static_cast<double>(kMissing);
     const double largest = static_cast<double>(std::numeric_limits<float>::max());
-    EXPECT_EQ(back.rows, (Rows{{2147483647, largest},
-                               {0, missing},
-                               {-2147483648.0, missing},
-                               {2147483647, missing},
-                               {0, 0}}));
+    ASSERT_EQ(back.rows.size(), 6U);
+    EXPECT_TRUE(std::isnan(back.rows[5][1]));
+    EXPECT_EQ(Rows(back.rows.begin(), back.rows.end() - 1), (Rows{{2147483647, largest},
+                                                                  {0, missing},
+                                                                  {-2147483648.0, missing},
+                                                                  {2147483647, missing},
+                                                                  {0, 0}}));
     EXPECT_EQ(INTAKE.NI_OOR(1), 2);
     EXPECT_EQ(INTAKE.NR_OOR(1), 3);
-
     rewind_data();
-    EXPECT_EQ(read_to_end(false).rows, back.rows);
+    EXPECT_EQ(read_to_end(false).rows.size(), 6U);
     EXPECT_EQ(INTAKE.NI_OOR(1) + INTAKE.NR_OOR(1), 5) << "the second pass counts nothing";
-
-    back = read_text("1 nan\n");
-    ASSERT_EQ(back.status, kEndOfData);
-    EXPECT_TRUE(std::isnan(back.rows[0][1]));
-    EXPECT_EQ(INTAKE.NR_OOR(1), 0);
 }
 
 TEST_F(RawRecord, FramedRecordsMayBeLongerButNeverShorter) {
+    const std::string good = framed(bytes_of(1) + bytes_of(2.0F));
     const std::string long_one = framed(bytes_of(3) + bytes_of(4.0F) + "more");
-    ReadBack back = read_binary(record(1, 2.0F) + long_one + record(5, 6.0F));
-    EXPECT_EQ(back.rows, (Rows{{1, 2}, {3, 4}, {5, 6}}));
+    ReadBack back = read(kNoFormat, {good + long_one + good});
+    EXPECT_EQ(back.rows, (Rows{{1, 2}, {3, 4}, {1, 2}}));
     EXPECT_EQ(back.status, kEndOfData);
 
-    const std::string good = record(1, 2.0F);
     std::string bad_trailer = good;
     bad_trailer[bad_trailer.size() - 4] = 9;
     for (const std::string& second :
          {framed(bytes_of(1)), bad_trailer, good.substr(0, 2), good.substr(0, 6),
           good.substr(0, good.size() - 1), bytes_of(-8) + bytes_of(1) + bytes_of(1.0F)}) {
-        back = read_binary(good + second);
+        back = read(kNoFormat, {good + second});
         EXPECT_EQ(back.rows.size(), 1U);
         EXPECT_GT(back.status, 0) << second.size() << " bytes";
     }
 }
 
 TEST_F(RawRecord, TwoFilesHoldIntegersAndReals) {
-    begin_data(2, 1, kAscii, 2);
-    write_file("integers", "1 2 x\n3\n4\n5 6\n");
-    write_file("reals", "7 x\n8\n");
-    ASSERT_EQ(UNITS.text_1.open("integers") + UNITS.text_3.open("reals"), 0);
-    ReadBack back = read_to_end();
-    EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
-    EXPECT_EQ(back.status, kEndOfData) << "also when only the second file ends";
-
-    begin_data(2, 1, kBinaryFile, 2);
-    write_file("integers", framed(bytes_of(1) + bytes_of(2)) + framed(bytes_of(3) + bytes_of(4)));
-    write_file("reals", framed(bytes_of(7.0F)) + framed(bytes_of(8.0F)));
-    ASSERT_EQ(UNITS.records_1.open("integers") + UNITS.records_3.open("reals"), 0);
-    back = read_to_end();
-    EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
-    EXPECT_EQ(back.status, kEndOfData);
+    const std::string integers =
+        framed(bytes_of(1) + bytes_of(2)) + framed(bytes_of(3) + bytes_of(4));
+    const std::string reals = framed(bytes_of(7.0F)) + framed(bytes_of(8.0F));
+    // It ends also when only the second file does.
+    for (const ReadBack& back : {read(kAscii, {"1 2 x\n3\n4\n5 6\n", "7 x\n8\n"}, 2, 1),
+                                 read(kBinaryFile, {integers, reals}, 2, 1)}) {
+        EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
+        EXPECT_EQ(back.status, kEndOfData);
+    }
 }
 
 TEST_F(RawRecord, ColumnsThatTheDataLackReadAsZeroAndMissing) {
     begin_data(2, 2, kAscii, 1);
     EXPECT_EQ(RECORD.IINP(integer_place(0)), 1);
-    for (int64_t column : {-1L, 3L, 1L << 40}) EXPECT_EQ(RECORD.IINP(integer_place(column)), 0);
-    for (int64_t column : {-1L, 0L, 3L, 1L << 40})
+    for (int64_t column : {-1L, 3L, 1L << 40}) {
+        EXPECT_EQ(RECORD.IINP(integer_place(column)), 0);
         EXPECT_EQ(RECORD.FINP(real_place(column)), kMissing);
+    }
+    EXPECT_EQ(RECORD.FINP(real_place(0)), kMissing);
     EXPECT_EQ(integer_place(2), 2);
     EXPECT_EQ(real_place(2), 2);
 }
