@@ -30,9 +30,10 @@ void write_levels(int32_t head) {
     }
 }
 
-// The number of the row takes the place of the first column; the other twelve stand as they are.
-void write_animals(int32_t head) {
-    for (int32_t row = head; row != 0; row = IDL(row).next) {
+// The animals behind the sentinel, which is no level. The number of the row takes the place of the
+// first column; the other twelve stand as they are.
+void write_animals(int32_t sentinel) {
+    for (int32_t row = IDL(sentinel).next; row != 0; row = IDL(row).next) {
         auto columns = std::bit_cast<std::array<int32_t, 13>>(IDL(row));
         columns[0] = row;
         write_record(CODE_TABLE, columns);

@@ -35,6 +35,8 @@ void allocate_factors() {
     per_factor(FACTORS.ITPHGS, "ITPHGS");
     per_factor(FACTORS.ITOPA, "ITOPA");
     per_factor(FACTORS.ITOPAS, "ITOPAS");
+    per_factor(FACTORS.FIRST_ANIMAL, "FIRST_ANIMAL");
+    per_factor(FACTORS.LAST_ANIMAL, "LAST_ANIMAL");
 
     per_factor(FACTORS.NRALEV, "NRALEV");
     per_factor(FACTORS.NPHG, "NPHG");

@@ -21,7 +21,10 @@ struct Factors {
     Vec<int32_t> ITPHGS;
     // Roots and list heads in IDL, NRAMAT
     Vec<int32_t> ITOPA;
-    Vec<int32_t> ITOPAS;
+    Vec<int32_t> ITOPAS;  // the sentinel row, which stands for the unknown parent
+    // Rows of IDL that the factor's pedigree file and data have brought, NRAMAT
+    Vec<int32_t> FIRST_ANIMAL;
+    Vec<int32_t> LAST_ANIMAL;
 
     // Counts, NRAMAT
     Vec<int32_t> NRALEV;  // levels

@@ -272,13 +272,7 @@ void add_statistics(const FirstPass& pass, TraitPattern usable) {
 
 [[noreturn]] void stop_reading_failed(int32_t status) {
     say("ERROR - Reading data file at observation:%12lld", static_cast<long long>(INTAKE.NREC));
-    say("        Error condition returned from read:%12d", status);
-    say("        Check your data for:");
-    say("           Wrong format type,");
-    say("           Illegal characters,");
-    say("           Wrong no. of integer and real variables,");
-    say("           Wrong specification of new line");
-    terminate_run();
+    stop_unreadable_record(status, "        Check your data for:");
 }
 
 void read_all_records(FirstPass& pass) {

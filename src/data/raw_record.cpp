@@ -22,24 +22,6 @@ namespace {
 constexpr int64_t kFirstTooLarge = int64_t{1} << 31;
 constexpr double kLargestReal = std::numeric_limits<float>::max();
 
-int32_t failure(const ByteInput& file) {
-    return file.error() != 0 ? file.error() : kUnreadableRecord;
-}
-
-// One list of numbers. The end of the file may come before the first item of a record; a record
-// that the end cuts is a failure.
-template <class Number>
-int32_t read_list(TextInput& file, Number* into, int32_t n, bool end_allowed) {
-    for (int32_t k = 0; k < n; ++k) {
-        TextInput::Number item = file.read_number(into[k]);
-        if (item == TextInput::Number::ok) [[likely]]
-            continue;
-        bool at_end = item == TextInput::Number::end && k == 0 && end_allowed;
-        return at_end ? kEndOfData : failure(file);
-    }
-    return kRecordRead;
-}
-
 int32_t read_one_text() {
     TextInput& file = UNITS.text_1;
     file.begin_record();
@@ -59,17 +41,6 @@ int32_t read_two_texts() {
     status = read_list(UNITS.text_3, RECORD.L_FINP.data(), DIRECTIVES.NR, true);
     if (status == kRecordRead && DIRECTIVES.NR > 0) UNITS.text_3.skip_line();
     return status;
-}
-
-int32_t read_framed(RecordInput& file, std::span<int32_t> integers, std::span<float> reals) {
-    switch (file.read_record(integers, reals)) {
-        case RecordInput::Record::ok:
-            return kRecordRead;
-        case RecordInput::Record::end:
-            return kEndOfData;
-        default:
-            return failure(file);
-    }
 }
 
 int32_t read_binary(bool two_files) {

@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "data/input_record.h"
+
 namespace kve {
 
 enum class ReadMode : int32_t { one_text = 1, one_binary = 2, two_text = 3, two_binary = 4 };
@@ -19,17 +21,11 @@ ReadMode read_mode();
 // RECORD, sized by NI and NR. A failure stops the run.
 void allocate_record();
 
-enum : int32_t {
-    kRecordRead = 0,
-    kEndOfData = -1,
-    kUnreadableRecord = 1,  // or the system's error number, also above 0
-};
-
 // The next record into IINP(1..NI) and FINP(1..NR) of RECORD, and the status: kRecordRead,
-// kEndOfData, or above 0 for a failure. Text data are brought into the range of the record: an
-// integer of 2**31 or more becomes 0, a lower one is cut to its low 32 bits; a real beyond a
-// 32-bit real becomes RMISS. With `count_out_of_range` NI_OOR and NR_OOR of INTAKE count what the
-// range changed. Data read from binary files are taken as they stand.
+// kEndOfData, or above 0 for a failure (data/input_record.h). Text data are brought into the range
+// of the record: an integer of 2**31 or more becomes 0, a lower one is cut to its low 32 bits; a
+// real beyond a 32-bit real becomes RMISS. With `count_out_of_range` NI_OOR and NR_OOR of INTAKE
+// count what the range changed. Data read from binary files are taken as they stand.
 [[nodiscard]] int32_t read_raw_record(ReadMode mode, bool count_out_of_range);
 
 // Back to the first record, in all data files. A file that cannot be read twice stops the run.

@@ -13,6 +13,7 @@ namespace kve {
 WRITES(MODEL);
 WRITES(KVEINT);
 READS(RMAT);
+READS(IDL);
 READS(IFL);
 WRITES(FACTORS);
 WRITES(RECODED);
@@ -42,6 +43,16 @@ void remember_levels(LevelColumn& column, int32_t head, int32_t n_levels) {
     check_allocated(status, kRoutine, "LEVEL INDEX", n_levels);
 }
 
+// The animals with data, along the rows that the pedigree reader filled; the others are not looked
+// up as a rule.
+void remember_animals(LevelColumn& column, int32_t pedigree) {
+    int status = column.index.allocate(FACTORS.N_AWD(pedigree));
+    const int32_t last = FACTORS.LAST_ANIMAL(pedigree);
+    for (int32_t row = FACTORS.FIRST_ANIMAL(pedigree); row <= last && status == 0; ++row)
+        if (IDL(row).n_obs > 0) status = column.index.enter(IDL(row).key, IDL(row).level);
+    check_allocated(status, kRoutine, "LEVEL INDEX", FACTORS.N_AWD(pedigree));
+}
+
 void place_fixed_effects(RecodingLayout& layout) {
     int64_t n = 0;
     for (const Model& m : MODEL) n += m.n_fixed;
@@ -65,7 +76,7 @@ void place_fixed_effects(RecodingLayout& layout) {
     stop_run("        Program terminates");
 }
 
-// How the levels of matrix k are looked up.
+// How the levels of matrix k are looked up, and those that are known beforehand.
 void choose_table(LevelColumn& column, int32_t k) {
     const RMatrix& r = RMAT(k);
     column.traits = traits_of_matrix(k);
@@ -73,7 +84,8 @@ void choose_table(LevelColumn& column, int32_t k) {
     column.enters_unknown = true;
     column.table = LevelColumn::levels;
     column.root = &FACTORS.ITOPR(k);
-    if (r.is("I") || r.is("COR") || r.is("GREL")) return;
+    if (r.is("I") || r.is("COR") || r.is("GREL"))
+        return remember_levels(column, FACTORS.ITOPRS(k), FACTORS.NRALEV(k));
 
     bool linked = r.is("DOM") || r.is("ABS_QTL");
     int32_t pedigree = linked ? r.ass_rf : k;
@@ -81,6 +93,7 @@ void choose_table(LevelColumn& column, int32_t k) {
     if (!known || pedigree < 1 || pedigree > KVEINT.NRAMAT) stop_unknown_structure(r);
     column.table = LevelColumn::animals;
     column.root = &FACTORS.ITOPA(pedigree);
+    remember_animals(column, pedigree);
 }
 
 void place_random_effects(RecodingLayout& layout) {
@@ -93,8 +106,6 @@ void place_random_effects(RecodingLayout& layout) {
             LevelColumn& column = layout.random(++last);
             choose_table(column, k);
             place_column(column, RMAT(k).random_id_inp(j), RMAT(k).r_id_rci(j));
-            bool listed = column.table == LevelColumn::levels;
-            remember_levels(column, listed ? FACTORS.ITOPRS(k) : 0, listed ? FACTORS.NRALEV(k) : 0);
         }
 }
 

@@ -70,12 +70,14 @@ inline constinit int32_t NMFL = 0;
 // The animal table, rows 1..NMDL in use.
 inline constinit Vec<AnimalRow> IDL;
 inline constinit int32_t NMDL = 0;
-inline constinit Vec<double> AD;  // diagonal of A
-inline constinit Vec<double> LD;  // diagonal of L
+// Diagonals of A and of L, A = L L', of one pedigree: by the place in the animals' list.
+inline constinit Vec<double> AD;
+inline constinit Vec<double> LD;
 
-// The sparse store: one symmetric matrix at a time, lower triangle, row by row with ascending
-// columns. Row r starts at element IF(r), 0 when empty; N_SPARSE elements are in use. IN and IV
-// also serve as the work stack and list of tree walks. Written by `insert_sparse` and the walks.
+// The sparse store: one symmetric matrix at a time, lower triangle, row by row. Row r starts at
+// element IF(r), 0 when empty, and is unsorted (`sparse_row` sorts); N_SPARSE elements are in use.
+// IF, IN and IV also serve as stack, list and sort keys where animals and levels are put in order.
+// Written by `insert_sparse` and by those.
 inline constinit Vec<int32_t> IF;
 inline constinit Vec<int32_t> IN;  // next element of the row, 0 at its end
 inline constinit Vec<int32_t> IV;  // column

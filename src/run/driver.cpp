@@ -19,6 +19,9 @@
 #include "model/model_report.h"
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
+#include "pedigree/pedigree_file.h"
+#include "pedigree/pedigree_inverses.h"
+#include "pedigree/pedigree_reader.h"
 #include "run/banner.h"
 #include "run/dimensions.h"
 #include "run/directive_reader.h"
@@ -62,7 +65,9 @@ void run() {
     list_starting_values();
     scale_starting_values();    // cov_mat, h_cov_mat
     summarise_data();           // n_obs
+    read_pedigrees();           // IDL
     sort_level_lists();         // NRALEV, level numbers in IFL
+    process_pedigrees();        // order, links and levels in IDL; AINV, AINV_RAM, INBREED
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R
@@ -70,6 +75,7 @@ void run() {
     blank();
     KVEPFL();                   // MODINF
     write_code_table();         // CODE_TABLE
+    write_pedigree_files();     // PEDFILE
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
     note_used_dimensions();  // DIMENSIONS

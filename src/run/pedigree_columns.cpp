@@ -6,6 +6,7 @@
 #include "run/directives.h"
 #include "run/listing.h"
 #include "run/stop.h"
+#include "run/user_files.h"
 
 namespace kve {
 
@@ -29,11 +30,7 @@ int gaps_in(std::string_view line) {
 
 bool has_four_columns(const VAR_STR_SPEC& spec) {
     TextInput file;
-    if (file.open(spec.file[0].string()) != 0) {
-        say("%9sERROR - The pedigree file for random factor%12d cannot be opened: %s", "",
-            spec.factor, spec.file[0].string().c_str());
-        stop_run();
-    }
+    if (file.open(spec.file[0].string()) != 0) stop_pedigree_not_opened(spec.factor, spec.file[0]);
     std::string_view line;
     bool read = file.read_line(line, kLongestLine) == TextInput::Line::ok;
     return read && gaps_in(line) >= kLeastGaps;

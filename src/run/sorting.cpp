@@ -1,6 +1,7 @@
 #include "run/sorting.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "run/big_tables.h"
 #include "run/growth.h"
@@ -15,72 +16,63 @@ WRITES(IV);
 
 namespace {
 
-// One key, or two that are compared one after the other, with a companion; elements 1..n.
+// Elements are packed, so that a step of the sort touches one place of the memory and not one in
+// each array.
 struct OneKey {
-    struct Element {
-        int32_t key, companion;
-        bool operator<=(const Element& other) const { return key <= other.key; }
-    };
-    int32_t* keys;
-    int32_t* companions;
-
-    Element operator()(int32_t i) const { return {keys[i - 1], companions[i - 1]}; }
-    void put(int32_t i, const Element& e) const {
-        keys[i - 1] = e.key;
-        companions[i - 1] = e.companion;
-    }
+    int32_t key;
+    int32_t companion;
 };
 
+// Two keys that are compared one after the other, as one number of the same order.
 struct TwoKeys {
-    struct Element {
-        int32_t first, second, companion;
-        bool operator<=(const Element& other) const {
-            return first != other.first ? first < other.first : second <= other.second;
-        }
-    };
-    int32_t* keys;
-    int32_t* second_keys;
-    int32_t* companions;
-
-    Element operator()(int32_t i) const {
-        return {keys[i - 1], second_keys[i - 1], companions[i - 1]};
-    }
-    void put(int32_t i, const Element& e) const {
-        keys[i - 1] = e.first;
-        second_keys[i - 1] = e.second;
-        companions[i - 1] = e.companion;
-    }
+    int64_t key;
+    int32_t companion;
 };
 
-template <class Elements>
-void heap_sort(int32_t n, const Elements& a) {
-    if (n < 2) return;
-    int32_t l = n / 2 + 1;
-    int32_t ir = n;
-    for (;;) {
-        typename Elements::Element taken;
-        if (l > 1) {
-            taken = a(--l);
-        } else {
-            taken = a(ir);
-            a.put(ir, a(1));
-            if (--ir == 1) {
-                a.put(1, taken);
-                return;
-            }
-        }
-        int32_t i = l;
-        // 64 bits: 2i passes 32 bits in a heap of more than 2**30 elements.
-        for (int64_t j = 2 * int64_t{i}; j <= ir; j = 2 * int64_t{i}) {
-            int32_t child = static_cast<int32_t>(j);
-            // Kept: of two equal children the right one goes up, and a taken element goes down
-            // past equal ones.
-            if (child < ir && a(child) <= a(child + 1)) ++child;
-            if (!(taken <= a(child))) break;
-            a.put(i, a(child));
-            i = child;
-        }
-        a.put(i, taken);
+int64_t joined_keys(int32_t first, int32_t second) {
+    return int64_t{first} * (int64_t{1} << 32) + (int64_t{second} - INT32_MIN);
+}
+int32_t first_key(int64_t joined) { return static_cast<int32_t>(joined >> 32); }
+int32_t second_key(int64_t joined) {
+    return static_cast<int32_t>((joined & 0xffffffff) + INT32_MIN);
+}
+
+// Lets `taken` sink from place i into the heap a(i..ir), whose place i is free. Of two children the
+// right one goes up unless the left one is greater, and `taken` sinks past equal keys (kept, since
+// the order of equal keys is part of the numbering). That road down does not depend on `taken`: it
+// is walked to its end, where most elements belong that come from the end of the heap, and back up
+// to the place.
+template <class Element>
+void sink(Vec<Element>& a, int64_t i, int64_t ir, Element taken) {
+    const int64_t top = i;
+    int64_t child = 2 * i;
+    while (child < ir) {
+        __builtin_prefetch(&a(child * 8 <= ir ? child * 8 : ir));  // three generations below
+        child += a(child).key <= a(child + 1).key ? 1 : 0;
+        a(i) = a(child);
+        i = child;
+        child = 2 * i;
+    }
+    if (child == ir) {
+        a(i) = a(child);
+        i = child;
+    }
+    while (i > top && a(i / 2).key < taken.key) {
+        a(i) = a(i / 2);
+        i /= 2;
+    }
+    a(i) = taken;
+}
+
+// The classic heap sort, ascending.
+template <class Element>
+void heap_sort(Vec<Element>& a) {
+    const int64_t n = a.size();
+    for (int64_t l = n / 2; l >= 1; --l) sink(a, l, n, a(l));
+    for (int64_t ir = n; ir >= 2; --ir) {
+        const Element taken = a(ir);
+        a(ir) = a(1);
+        sink(a, 1, ir - 1, taken);
     }
 }
 
@@ -122,11 +114,26 @@ void sort_rows_by_key(int32_t n) {
 }  // namespace
 
 void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* companion) {
-    heap_sort(n, OneKey{keys, companion});
+    Vec<OneKey> a;
+    check_allocated(a.allocate(n), "heap_sort_pairs", "elements", n);
+    for (int32_t k = 0; k < n; ++k) a(k + 1) = {keys[k], companion[k]};
+    heap_sort(a);
+    for (int32_t k = 0; k < n; ++k) {
+        keys[k] = a(k + 1).key;
+        companion[k] = a(k + 1).companion;
+    }
 }
 
 void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* second_keys, int32_t* companion) {
-    heap_sort(n, TwoKeys{keys, second_keys, companion});
+    Vec<TwoKeys> a;
+    check_allocated(a.allocate(n), "heap_sort_pairs", "elements", n);
+    for (int32_t k = 0; k < n; ++k) a(k + 1) = {joined_keys(keys[k], second_keys[k]), companion[k]};
+    heap_sort(a);
+    for (int32_t k = 0; k < n; ++k) {
+        keys[k] = first_key(a(k + 1).key);
+        second_keys[k] = second_key(a(k + 1).key);
+        companion[k] = a(k + 1).companion;
+    }
 }
 
 int32_t sort_level_list(int32_t root, int32_t& head, int32_t last_number) {

@@ -15,7 +15,8 @@ void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* second_keys, int32_t* co
 // Chains the rows of the tree of IFL rows at `root` in ascending order of their keys (`head` is the
 // first row, 0 for an empty tree) and numbers them from `last_number` + 1 on. Returns the last
 // number given, `last_number` for an empty tree. IN and IV are the workspace, so what the sparse
-// store held is lost; they grow when the tree asks for it.
+// store held is lost; they grow when the tree asks for it. IV(1..) holds the rows of the list in
+// its order then.
 [[nodiscard]] int32_t sort_level_list(int32_t root, int32_t& head, int32_t last_number);
 
 }  // namespace kve

@@ -1,10 +1,9 @@
 #include "run/sparse_store.h"
 
 #include <algorithm>
-#include <map>
-#include <utility>
+#include <unordered_map>
+#include <vector>
 
-#include "run/big_tables.h"
 #include "run/growth.h"
 
 namespace kve {
@@ -18,41 +17,76 @@ READS(DIMENSIONS);
 
 namespace {
 
-// Elements of long rows from which a walk may begin instead of the row's head, by row and column. A
-// walk sets one after each kLongWalk elements that it passed, so that no stretch between two of
-// them is walked at length twice, in whatever order the columns of the row come. Elements never
-// move and are never unlinked, so a milestone stays good until the store is emptied.
-constexpr int kLongWalk = 32;
-using Place = std::pair<int32_t, int32_t>;
-std::map<Place, int32_t> milestones;
+// While a row grows, its diagonal element stands first, since it gets most of the additions, and
+// the others follow unsorted. A walk passes at most kWalked of them; those behind are found by
+// their place. So neither the row of a parent with 100,000 mates nor that of a large phantom group
+// is ever walked. Elements never move and are never unlinked.
+constexpr int kWalked = 16;
 
-// Neighbours of a place in its row.
-struct Gap {
-    int32_t before;  // last element with a lower column, 0 none
-    int32_t at;      // first element whose column is not lower, 0 none
-};
+std::unordered_map<uint64_t, int32_t> far_elements;  // by row * 2**32 + column
 
-// Walks on from `gap` for at most `steps` elements. False when it has not arrived.
-bool walk(Gap& gap, int32_t column, int steps) {
-    for (; gap.at != 0 && IV(gap.at) < column; --steps) {
-        if (steps == 0) return false;
-        gap.before = gap.at;
-        gap.at = IN(gap.at);
-    }
-    return true;
+std::vector<SparseElement> row_copy;
+
+int32_t new_element(int32_t column, double value) {
+    if (N_SPARSE >= DIMENSIONS.MAXNRM.now) ALLOC_MAXNRM(1);
+    const int32_t element = ++N_SPARSE;
+    AI(element) = value;
+    IV(element) = column;
+    return element;
 }
 
-Gap find_gap(int32_t row, int32_t column) {
-    Gap gap{0, IF(row)};
-    if (walk(gap, column, kLongWalk)) return gap;
-    auto above = milestones.lower_bound(Place{row, column});
-    if (above != milestones.begin()) {
-        auto [place, element] = *std::prev(above);
-        if (place.first == row && place.second > IV(gap.before)) gap = {element, IN(element)};
+void link_behind(int32_t before, int32_t row, int32_t element) {
+    int32_t& link = before == 0 ? IF(row) : IN(before);
+    IN(element) = link;
+    link = element;
+}
+
+struct Found {
+    int32_t element;  // 0: the row lacks the column, as far as it was walked
+    int32_t before;   // the last element passed, 0 for the front of the row
+    bool is_far;      // the row goes on behind the walk, or may do so
+};
+
+// Looks for a column other than the diagonal.
+Found walk_row(int32_t row, int32_t column) {
+    int32_t before = 0;
+    int32_t at = IF(row);
+    if (at != 0 && IV(at) == row) {
+        before = at;
+        at = IN(at);
     }
-    while (!walk(gap, column, kLongWalk))
-        milestones.emplace(Place{row, IV(gap.before)}, gap.before);
-    return gap;
+    for (int walked = 0; walked < kWalked; ++walked) {
+        if (at == 0) return {0, before, false};
+        if (IV(at) == column) return {at, before, false};
+        before = at;
+        at = IN(at);
+    }
+    return {0, before, true};
+}
+
+void add_to_diagonal(int32_t row, double value) {
+    const int32_t head = IF(row);
+    if (head != 0 && IV(head) == row) {
+        AI(head) += value;
+        return;
+    }
+    link_behind(0, row, new_element(row, value));
+}
+
+void add_beside_diagonal(int32_t row, int32_t column, double value) {
+    Found found = walk_row(row, column);
+    int32_t* far = nullptr;
+    if (found.is_far) {
+        far = &far_elements[static_cast<uint64_t>(row) << 32 | static_cast<uint32_t>(column)];
+        found.element = *far;
+    }
+    if (found.element != 0) {
+        AI(found.element) += value;
+        return;
+    }
+    const int32_t element = new_element(column, value);
+    link_behind(found.before, row, element);
+    if (far != nullptr) *far = element;
 }
 
 }  // namespace
@@ -60,25 +94,31 @@ Gap find_gap(int32_t row, int32_t column) {
 void clear_sparse() {
     IF.fill(0);
     N_SPARSE = 0;
-    milestones.clear();
+    far_elements.clear();
 }
 
 void insert_sparse(int32_t i, int32_t j, double value) {
-    int32_t row = std::max(i, j);
-    int32_t column = std::min(i, j);
+    const int32_t row = std::max(i, j);
+    const int32_t column = std::min(i, j);
     if (column < 1) return;
     if (row > IF.size()) lengthen_row_heads(row);
-    Gap gap = find_gap(row, column);
-    if (gap.at != 0 && IV(gap.at) == column) {
-        AI(gap.at) += value;
-        return;
-    }
-    if (N_SPARSE >= DIMENSIONS.MAXNRM.now) ALLOC_MAXNRM(1);
-    int32_t element = ++N_SPARSE;
-    AI(element) = value;
-    IV(element) = column;
-    IN(element) = gap.at;
-    (gap.before == 0 ? IF(row) : IN(gap.before)) = element;
+    if (row == column)
+        add_to_diagonal(row, value);
+    else
+        add_beside_diagonal(row, column, value);
+}
+
+std::span<const SparseElement> sparse_row(int32_t row) {
+    row_copy.clear();
+    if (row > IF.size()) return row_copy;
+    for (int32_t e = IF(row); e != 0; e = IN(e)) row_copy.push_back({IV(e), AI(e)});
+    std::ranges::sort(row_copy, {}, &SparseElement::column);
+    return row_copy;
+}
+
+int32_t count_sparse_rows(int32_t n) {
+    const auto rows = std::min<int64_t>(n, IF.size());
+    return static_cast<int32_t>(rows - std::count(IF.begin(), IF.begin() + rows, 0));
 }
 
 }  // namespace kve

@@ -1,8 +1,11 @@
-// The sparse store: one symmetric matrix, of which the lower triangle is kept as a list per row
-// with ascending columns (tables IF, IN, IV, AI of run/big_tables.h).
+// The sparse store: one symmetric matrix, of which the lower triangle is kept, row by row (tables
+// IF, IN, IV, AI of run/big_tables.h).
 #pragma once
 
 #include <cstdint>
+#include <span>
+
+#include "run/big_tables.h"
 
 namespace kve {
 
@@ -14,5 +17,30 @@ void clear_sparse();
 // to an unknown parent. Additions to one place sum up in the order of the calls. The tables grow
 // when they are full.
 void insert_sparse(int32_t i, int32_t j, double value);
+
+struct SparseElement {
+    int32_t column;
+    double value;
+};
+
+// The elements of a row with ascending columns, none for a row beyond IF. They are a copy, good
+// until the next call; the store may be added to afterwards.
+std::span<const SparseElement> sparse_row(int32_t row);
+
+// Number of rows 1..n that have an element.
+int32_t count_sparse_rows(int32_t n);
+
+// A row will be added to soon: fetches its head from the memory, and once that is there, its first
+// element, the diagonal as a rule. A row of 0 or below is left alone.
+inline void expect_sparse_head(int32_t row) {
+    if (row > 0 && row <= state::IF.size()) __builtin_prefetch(&state::IF(row));
+}
+inline void expect_sparse_element(int32_t row) {
+    if (row < 1 || row > state::IF.size()) return;
+    const int32_t head = state::IF(row);
+    if (head == 0) return;
+    __builtin_prefetch(&state::IV(head));
+    __builtin_prefetch(&state::AI(head));
+}
 
 }  // namespace kve

@@ -8,6 +8,8 @@
 namespace kve {
 namespace {
 
+std::string cut_file;  // the first one noted
+
 // Brings the outputs to disk. Empty, or the name of one that could not be written.
 std::string flush_outputs() {
     std::string failed = flush_units();
@@ -58,9 +60,17 @@ void terminate_run() {
     leave_with_error();
 }
 
+void note_cut_file(std::string_view file) {
+    if (cut_file.empty()) cut_file = file;
+}
+
 void end_run() {
     std::string failed = flush_outputs();
     if (!failed.empty()) stop_not_written(failed);
+    if (!cut_file.empty()) {
+        say("ERROR - writing the file %s failed, the file is not complete", cut_file.c_str());
+        stop_run();
+    }
     blank(3);
     say(" END OF %.*s", KVE_SV(state::PROGRAM_ID.padded()));
     std::_Exit(flush_listing() == 0 ? 0 : kErrorStatus);

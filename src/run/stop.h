@@ -15,6 +15,9 @@ inline constexpr int kErrorStatus = 16;
 // The orderly stop once the model is known: shows KVE_LOG, when this run has written one.
 [[noreturn]] void terminate_run();
 
+// An output file that could not be written whole, where the run goes on: it will not end well.
+void note_cut_file(std::string_view file);
+
 // The normal end: flushes everything. Status 0, or 16 when an output could not be written.
 [[noreturn]] void end_run();
 

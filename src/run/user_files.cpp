@@ -4,6 +4,8 @@
 
 #include "run/directive_errors.h"
 #include "run/directives.h"
+#include "run/listing.h"
+#include "run/stop.h"
 
 namespace kve {
 
@@ -39,6 +41,12 @@ void find_user_file(Keyword keyword, FileName& name) {
         require_file(keyword, name);
     else
         tell_missing(keyword, name);
+}
+
+void stop_pedigree_not_opened(int32_t factor, const FileName& name) {
+    say("%9sERROR - The pedigree file for random factor%12d cannot be opened: %s", "", factor,
+        name.string().c_str());
+    stop_run();
 }
 
 }  // namespace kve

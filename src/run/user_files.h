@@ -1,6 +1,8 @@
 // Files that the user names in the directives.
 #pragma once
 
+#include <cstdint>
+
 #include "base/text.h"
 #include "run/catalogue.h"
 
@@ -15,5 +17,8 @@ void require_file(Keyword keyword, const FileName& name);
 
 // Both, one after the other.
 void find_user_file(Keyword keyword, FileName& name);
+
+// The pedigree file of a random factor cannot be opened.
+[[noreturn]] void stop_pedigree_not_opened(int32_t factor, const FileName& name);
 
 }  // namespace kve

@@ -42,15 +42,15 @@ void start_with_dimensions(int32_t MFL, int32_t MDL, int32_t MAXNRM) {
     allocate_tables();
 }
 
-// The lower triangle as the store's lists have it; ascending columns are checked on the way.
+// The lower triangle as the store's rows give it; ascending columns are checked on the way.
 std::map<std::pair<int32_t, int32_t>, double> stored_elements() {
     std::map<std::pair<int32_t, int32_t>, double> all;
     for (int32_t row = 1; row <= IF.size(); ++row) {
         int32_t last = 0;
-        for (int32_t e = IF(row); e != 0; e = IN(e)) {
-            EXPECT_GT(IV(e), last) << "row " << row;
-            last = IV(e);
-            all[{row, last}] = AI(e);
+        for (const SparseElement& e : sparse_row(row)) {
+            EXPECT_GT(e.column, last) << "row " << row;
+            last = e.column;
+            all[{row, last}] = e.value;
         }
     }
     EXPECT_EQ(all.size(), static_cast<std::size_t>(N_SPARSE));

@@ -1,0 +1,43 @@
+// The animals of the pedigree factors in IDL: finding and entering them by their IDs.
+#pragma once
+
+#include <cstdint>
+
+#include "base/arrays.h"
+#include "base/state.h"
+#include "data/level_index.h"
+#include "run/big_tables.h"
+
+namespace kve {
+
+namespace state {
+
+// Row in IDL of each animal and group code, an index for each random factor. The pedigree reader
+// fills it; it is emptied when the factor's pedigree has been processed.
+inline constinit Vec<LevelIndex> ANIMAL_INDEX;  // NRAMAT
+
+}  // namespace state
+
+// The row of an ID of the factor, 0 when it has none.
+inline int32_t find_animal(LevelIndex& index, int32_t id) {
+    const LevelIndex::Slot* slot = index.find(id);
+    return slot != nullptr ? slot->value : 0;
+}
+
+// A cleared row behind those in use, for an ID that has none; IDL grows when it is full. The row
+// stands in no tree yet. References to rows do not survive the call.
+int32_t append_animal(LevelIndex& index, int32_t id);
+
+// Makes rows first..last, in the order of their arrival, the tree of their factor, as if level_code
+// had entered one after the other. The IDs are different and above 0. A descent for each would
+// touch a row a bit, all over the memory; here all rows take each bit together.
+void build_animal_tree(int32_t first, int32_t last, int32_t& root);
+
+// The row will be wanted soon. A row can lie in two lines of the cache.
+inline void expect_animal(int32_t row) {
+    const AnimalRow* at = &state::IDL(row);
+    __builtin_prefetch(at);
+    __builtin_prefetch(&at->n_desc);
+}
+
+}  // namespace kve

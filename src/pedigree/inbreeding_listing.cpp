@@ -1,0 +1,93 @@
+#include "pedigree/inbreeding_listing.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include "pedigree/animal_table.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/units.h"
+
+namespace kve {
+
+READS(AD);
+READS(DIRECTIVES);
+READS(IDL);
+READS(LD);
+WRITES(UNITS);
+
+namespace {
+
+constexpr int64_t kListed = 251;  // though the heading says 250
+constexpr int64_t kAhead = 16;    // animals by which memory is fetched ahead
+
+// A line of right-justified fields.
+class FieldLine {
+ public:
+    void start() { at_ = text_ + 1; }
+    void put(int32_t value, int width) {
+        char digits[16];
+        place(digits, std::to_chars(digits, digits + sizeof digits, value), width);
+    }
+    void put(double value, int width) {
+        char digits[400];
+        place(digits,
+              std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 4),
+              width);
+    }
+    std::string_view view() const { return {text_, static_cast<std::size_t>(at_ - text_)}; }
+
+ private:
+    // A value that does not fit fills its field with stars, so that the columns hold.
+    void place(const char* digits, std::to_chars_result end, int width) {
+        const auto n = end.ptr - digits;
+        const auto padding = n <= width ? width - n : width;
+        std::fill_n(at_, padding, n <= width ? ' ' : '*');
+        if (n <= width) std::copy_n(digits, n, at_ + padding);
+        at_ += width;
+    }
+
+    char text_[100] = {' '};
+    char* at_ = text_;
+};
+
+void put_animal(FieldLine& line, const AnimalRow& animal, double of_a, double of_l) {
+    line.start();
+    line.put(animal.key, 11);
+    line.put(animal.n_obs, 6);
+    line.put(animal.level, 10);
+    line.put(animal.sort, 8);
+    line.put(animal.sire, 11);
+    line.put(animal.dam, 11);
+    line.put(animal.n_desc, 6);
+    line.put(of_a, 14);
+    line.put(of_l, 11);
+}
+
+void say_heading(int32_t k) {
+    page_if(8);
+    blank_lines();
+    say_line("              Random factor %12d", k);
+    say_line("              Max first 250 values in AD and LD,");
+    say_line("              the diagonal elements in A and L for L'L=A");
+    blank_lines();
+    say_line("      Code   N-Obs  C-no     B-D      Sire   Dam/MGS N-desc       A-D      L-D");
+}
+
+}  // namespace
+
+int64_t write_inbreeding(int32_t k, const Vec<int32_t>& rows) {
+    const bool lists = DIRECTIVES.ITEST > 1;
+    if (lists) say_heading(k);
+    FieldLine line;
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        if (j + kAhead <= rows.size()) expect_animal(rows(j + kAhead));
+        put_animal(line, IDL(rows(j)), AD(j), LD(j));
+        if (lists && j <= kListed) say_row("%.*s", KVE_SV(line.view()));
+        UNITS.unit_11.print_line(line.view());
+    }
+    return rows.size();
+}
+
+}  // namespace kve

@@ -1,0 +1,39 @@
+// The animals of one pedigree factor in an order in which parents come before their progeny, as far
+// as the sort variable can give one; links to the parents' rows; level numbers.
+#pragma once
+
+#include <cstdint>
+
+#include "base/arrays.h"
+
+namespace kve {
+
+// What a row means to the rules of the inverse. Level numbers; 0 is the unknown parent.
+struct Parentage {
+    int32_t animal;
+    int32_t sire;  // sire and dam, or sire and maternal grandsire
+    int32_t dam;
+    int32_t group_marks;  // sums of the marks below
+};
+enum GroupMark : int32_t {
+    kIsGroup = 1,      // the row is a phantom parent group
+    kSireIsGroup = 2,  // of a code below 0; the extra group counts as a known parent
+    kDamIsGroup = 4,
+};
+
+// The list of a factor behind its sentinel row, in the order of the chain through column 8.
+struct AnimalList {
+    Vec<int32_t> rows;         // of IDL
+    Vec<Parentage> parentage;  // of the same animals
+};
+
+// Reads the rows and the tree of factor k as the pedigree reader has left them. Sorts them by the
+// sort variable; inserts parents without a record and phantom groups at the front; links every row
+// to its parents' rows (columns 9 and 10), counting its progeny (13); makes the extra phantom group
+// where method 6 needs one; chains the rows behind the sentinel (8), whose row is ITOPAS; and gives
+// them their levels (4). Sets NRALEV, N_RIN, NBAFT and NPHNUL. Parents with a sort variable that is
+// not before their progeny's go to PEDDATA; under methods 1 and 3 they stop the run. IN, IV and IF
+// serve as workspace.
+AnimalList order_pedigree(int32_t k);
+
+}  // namespace kve

@@ -1,0 +1,251 @@
+#include "pedigree/pedigree_reader.h"
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <span>
+
+#include "data/factors.h"
+#include "data/input_record.h"
+#include "data/level_code.h"
+#include "model/records.h"
+#include "pedigree/animal_table.h"
+#include "run/directives.h"
+#include "run/listing.h"
+#include "run/sorting.h"
+#include "run/stop.h"
+#include "run/user_files.h"
+
+namespace kve {
+
+READS(KVEINT);
+READS(RMAT);
+WRITES(ANIMAL_INDEX);
+WRITES(FACTORS);
+WRITES(IDL);
+WRITES(IFL);
+WRITES(IV);
+WRITES(NMDL);
+WRITES(NMFL);
+
+namespace {
+
+constexpr int kColumns = 4;
+constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
+constexpr int32_t kMostReports = 100;        // lines on faulty and repeated records
+constexpr int32_t kUnremarkableErrors = 10;  // up to so many bring no summary
+constexpr int32_t kNoPedigreeRecord = -999999998;
+constexpr int kBlock = 64;  // records whose rows are fetched together
+
+struct PedigreeRecord {
+    int32_t id, sire, dam, sort;
+};
+
+struct PedigreeFile {
+    int32_t factor;
+    bool ascii;
+    TextInput text;
+    RecordInput framed;
+    int64_t n_read = 0;  // records, the one that fails among them
+    int64_t out_of_range[kColumns] = {};
+    int32_t errors = 0, duplicates = 0;
+
+    bool reports() const { return int64_t{errors} + duplicates <= kMostReports; }
+};
+
+void open_pedigree(PedigreeFile& file) {
+    const FileName& name = RMAT(file.factor).rel_file;
+    ByteInput& input = file.ascii ? static_cast<ByteInput&>(file.text) : file.framed;
+    if (input.open(name.string()) != 0) stop_pedigree_not_opened(file.factor, name);
+}
+
+// Values of a text are 64 bits wide, so that one beyond the range is counted and not refused.
+int32_t read_text_record(PedigreeFile& file, std::span<int32_t, kColumns> values) {
+    int64_t wide[kColumns];
+    file.text.begin_record();
+    const int32_t status = read_list(file.text, wide, kColumns, true);
+    if (status != kRecordRead) return status;
+    file.text.skip_line();
+    for (std::size_t k = 0; k < kColumns; ++k) {
+        const bool fits = wide[k] >= -int64_t{kLargest} && wide[k] <= kLargest;
+        values[k] = fits ? static_cast<int32_t>(wide[k]) : 0;
+        if (!fits) ++file.out_of_range[k];
+    }
+    return kRecordRead;
+}
+
+// Without phantom parent groups a negative parent code is an unknown parent.
+PedigreeRecord record_of(std::span<const int32_t, kColumns> values, bool groups) {
+    PedigreeRecord record{values[0], values[1], values[2], values[3]};
+    if (!groups && record.sire < 0) record.sire = 0;
+    if (!groups && record.dam < 0) record.dam = 0;
+    return record;
+}
+
+int32_t read_pedigree_record(PedigreeFile& file, bool groups, PedigreeRecord& record) {
+    std::array<int32_t, kColumns> values;
+    const int32_t status =
+        file.ascii ? read_text_record(file, values) : read_framed(file.framed, values, {});
+    if (status == kEndOfData) return status;
+    ++file.n_read;
+    record = record_of(values, groups);
+    return status;
+}
+
+bool is_valid(const PedigreeRecord& r) {
+    return r.id > 0 && r.id != r.sire && r.id != r.dam && !(r.sire > 0 && r.sire == r.dam);
+}
+
+void report_invalid(PedigreeFile& file, const PedigreeRecord& r) {
+    ++file.errors;
+    if (!file.reports()) return;
+    say_row("ERROR   : ID = %12d SIRE = %12d DAM/MGS = %12d S-var = %12d", r.id, r.sire, r.dam,
+            r.sort);
+}
+
+void report_duplicate(PedigreeFile& file, int32_t id) {
+    ++file.duplicates;
+    if (!file.reports()) return;
+    say_row("WARNING  : ID = %12d occurs more than one time. First record used", id);
+}
+
+// A code of 0 or below names a phantom parent group under the methods that have them.
+void register_group(int32_t k, int32_t code) {
+    if (code == 0) ++FACTORS.NPHNUL(k);
+    if (code <= 0) enter_level(code, FACTORS.ITPPHG(k), 0, IFL, NMFL);
+}
+
+void take_record(PedigreeFile& file, bool groups, const PedigreeRecord& record) {
+    const int32_t k = file.factor;
+    if (!is_valid(record)) return report_invalid(file, record);
+    if (find_animal(ANIMAL_INDEX(k), record.id) != 0) return report_duplicate(file, record.id);
+    AnimalRow& row = IDL(append_animal(ANIMAL_INDEX(k), record.id));
+    row.sort = record.sort;
+    row.sire = record.sire;
+    row.dam = record.dam;
+    if (!groups) return;
+    register_group(k, record.sire);
+    register_group(k, record.dam);
+}
+
+[[noreturn]] void stop_reading_failed(const PedigreeFile& file, int32_t status) {
+    say("ERROR - reading pedigree file for random factor %12d at observation %12lld", file.factor,
+        static_cast<long long>(file.n_read));
+    stop_unreadable_record(status, "        Check your pedigree file for:");
+}
+
+void read_all_records(PedigreeFile& file) {
+    const bool groups = RMAT(file.factor).method > 4;
+    PedigreeRecord block[kBlock];
+    int32_t status = kRecordRead;
+    while (status == kRecordRead) {
+        int n = 0;
+        while (n < kBlock && (status = read_pedigree_record(file, groups, block[n])) == kRecordRead)
+            ANIMAL_INDEX(file.factor).expect(block[n++].id);
+        for (int j = 0; j < n; ++j) take_record(file, groups, block[j]);
+    }
+    if (status != kEndOfData) stop_reading_failed(file, status);
+}
+
+void judge_ranges(const PedigreeFile& file) {
+    constexpr const char* kNames[kColumns] = {"     ID", "   SIRE", "DAM_MGS", "   SVAR"};
+    int columns = 0;
+    for (int64_t count : file.out_of_range) columns += count > 0 ? 1 : 0;
+    if (columns == 0) return;
+    page_if(12 + columns);
+    say_line("WARNING WARNING WARNING WARNING WARNING  WARNING");
+    blank_lines();
+    say_line("INPUT DATA OUT OF RANGE");
+    blank_lines();
+    say_line("Input no.    Name     Times");
+    say_line("---------  --------  --------");
+    for (int k = 0; k < kColumns; ++k)
+        if (file.out_of_range[k] > 0)
+            say_line("%6d      %-9s%9lld", k + 1, kNames[k],
+                     static_cast<long long>(file.out_of_range[k]));
+    blank_lines();
+    say_line("ONE OR MORE INPUT VARIABLES IS OUT OF RANGE");
+    blank_lines();
+    say_line("LEGAL RANGE FOR INTEGERS : %d - %d", -kLargest, kLargest);
+    blank_lines();
+    stop_run("COMPUTATIONS TERMINATES");
+}
+
+// Counts the records of a data level on its animal; an animal that the pedigree lacks gets a row.
+void take_data_level(int32_t k, const LevelRow& level) {
+    int32_t row = find_animal(ANIMAL_INDEX(k), level.key);
+    if (row == 0) {
+        row = append_animal(ANIMAL_INDEX(k), level.key);
+        IDL(row).sort = kNoPedigreeRecord;
+        ++FACTORS.N_AIN(k);
+    }
+    IDL(row).n_obs += level.n_obs;
+}
+
+// In the order of the list, which sort_level_list has left in IV, too: what a level will need is
+// fetched from the memory while those before it are taken.
+void count_animals_with_data(int32_t k) {
+    const int32_t n = FACTORS.NRALEV(k);
+    LevelIndex& index = ANIMAL_INDEX(k);
+    for (int32_t j = 1; j <= n; ++j) {
+        if (j + 3 * kBlock <= n) __builtin_prefetch(&IFL(IV(j + 3 * kBlock)));
+        if (j + 2 * kBlock <= n) index.expect(IFL(IV(j + 2 * kBlock)).key);
+        if (j + kBlock <= n) {
+            const int32_t later = find_animal(index, IFL(IV(j + kBlock)).key);
+            if (later != 0) expect_animal(later);
+        }
+        take_data_level(k, IFL(IV(j)));
+    }
+    FACTORS.N_AWD(k) = n;
+}
+
+void report_animals(const PedigreeFile& file) {
+    const int32_t k = file.factor;
+    if (FACTORS.N_AIN(k) > 0) {
+        say_row("%60s%8d", "Number of animal with data not in pedigree ", FACTORS.N_AIN(k));
+        say_row("%60s", "The animals has been inserted Phantom Parent: -999999998");
+    }
+    if (file.errors <= kUnremarkableErrors) return;
+    page_if(5);
+    blank_lines();
+    say_line("%60s%8d", "Number of errors in pedigree information   ", file.errors);
+    blank_lines();
+    say_line("%60s", "COMPUTATIONS MIGHT BE OF LIMITED VALUE     ");
+    blank_lines();
+}
+
+void read_pedigree(int32_t k) {
+    FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);
+    FACTORS.FIRST_ANIMAL(k) = NMDL + 1;
+    PedigreeFile file{.factor = k, .ascii = RMAT(k).rel_format == kAscii, .text{}, .framed{}};
+    open_pedigree(file);
+    read_all_records(file);
+    judge_ranges(file);
+    if (FACTORS.ITOPRS(k) == 0) {
+        blank_lines();
+        say_line("%60s%8d", "No animal with data for random factor      ", k);
+        blank_lines();
+        stop_run("                 Computations terminated                    ");
+    }
+    count_animals_with_data(k);
+    FACTORS.LAST_ANIMAL(k) = NMDL;
+    build_animal_tree(FACTORS.FIRST_ANIMAL(k), NMDL, FACTORS.ITOPA(k));
+    report_animals(file);
+    // Kept: the record count of the root animal becomes a key among the levels of the data. It is
+    // on no list, and no level leads to it.
+    enter_level(IDL(FACTORS.ITOPA(k)).n_obs, FACTORS.ITOPR(k), 0, IFL, NMFL);
+}
+
+}  // namespace
+
+void read_pedigrees() {
+    const int32_t n = KVEINT.NRAMAT;
+    check_allocated(ANIMAL_INDEX.allocate(n), "PEDIGREE", "ANIMAL INDEX", n);
+    for (int32_t k = 1; k <= n; ++k) {
+        if (!RMAT(k).is("PED") && !RMAT(k).is("PGMIX")) continue;
+        check_allocated(ANIMAL_INDEX(k).allocate(), "PEDIGREE", "ANIMAL INDEX", 1);
+        read_pedigree(k);
+    }
+}
+
+}  // namespace kve
