@@ -118,7 +118,8 @@ class Records {
                 for (std::string one; std::getline(parts, one, ',');) n *= extent(one);
             } else {
                 std::string values;
-                for (int64_t k = 0; k < n; ++k) values += (k > 0 ? " " : "") + element(type);
+                for (int64_t k = 0; k < n; ++k)
+                    values.append(k > 0 ? " " : "").append(element(type));
                 fields_[word] = values;
             }
         }
@@ -139,7 +140,7 @@ class Records {
         }
         const std::string chars = cut(std::stoul(type.substr(4)));
         if (chars.find('\0') != chars.npos) fail("holds a text with a zero byte");
-        return "'" + chars.substr(0, chars.find_last_not_of(' ') + 1) + "'";
+        return chars.substr(0, chars.find_last_not_of(' ') + 1).insert(0, 1, '\'').append(1, '\'');
     }
 
     std::string cut(std::size_t n) {

@@ -41,11 +41,11 @@ std::string printed(const Item& item) {
     } else if constexpr (requires { item.raw; }) {
         return printed(item.raw == -1);
     } else if constexpr (requires { item.padded(); }) {
-        return "'" + item.string() + "'";
+        return item.string().insert(0, 1, '\'').append(1, '\'');
     } else {
         std::string all;
         for (const auto& one : std::span(item.data(), static_cast<std::size_t>(item.size())))
-            all += (all.empty() ? "" : " ") + printed(one);
+            all.append(all.empty() ? "" : " ").append(printed(one));
         return all;
     }
 }
