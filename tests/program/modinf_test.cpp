@@ -266,8 +266,8 @@ TEST(ModelInformation, WritesNoMemberAndNoGroupWhereThereIsNone) {
     build_smallest_model(0, 0);
     RMAT(2).type = "GROUP";
     Expected special;
-    const Ints none;
-    special("NBEGRAT, grp_code, niegr, h_cov_mat, l_grp_pr", none, none, none, none, none);
+    for (const char* empty : {"NBEGRAT", "grp_code", "niegr", "h_cov_mat", "l_grp_pr"})
+        special(empty, Ints());
     expect_smallest(special);
 }
 
@@ -369,8 +369,8 @@ TEST(HandOver, LevelsOfTheRecodedDataLeadBackToTheIdentities) {
     EXPECT_EQ(lists,
               (std::vector<Ints>{{7, 12, 30}, {7, 12, 30}, {1, 700, 2000000000}, {2, 5, 9}, {}}));
 
-    const auto integers = framed_records(scratch.read("RCDATA_I")),
-               reals = framed_records(scratch.read("RCDATA_R"));
+    const auto integers = framed_records(scratch.read("RCDATA_I"));
+    const auto reals = framed_records(scratch.read("RCDATA_R"));
     ASSERT_EQ(integers.size(), 40U);
     ASSERT_EQ(reals.size(), 40U);
     const char* rows[] = {"30 30 700 9 2.5", "7 0 700 2 4.5", "12 12 1 5 5.5",
@@ -399,8 +399,7 @@ TEST(HandOver, LevelsOfTheRecodedDataLeadBackToTheIdentities) {
         {"NBEGF", "1 4"},      {"NBEGRA", "7 6"},       {"NBEGRAT", "7 8"},
         {"type", "'GROUP'"},   {"grp_name", "'GROUP'"}, {"h_cov_mat", "3 0 0 4 3 0 0 4 3 0 0 4"}};
     Fields learned = residual;
-    learned.insert(model.head.begin(), model.head.end());
-    learned.insert(model.tail.begin(), model.tail.end());
+    for (const Fields& block : {model.head, model.tail}) learned.insert(block.begin(), block.end());
     for (const auto& [name, value] : expected) EXPECT_EQ(learned[name], value) << name;
     EXPECT_FALSE(scratch.has("PEDDATA") || scratch.has("INBREED"));
 }
