@@ -7,66 +7,20 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
+#include <utility>
 
+#include "model/covariance_structure.h"
 #include "model/dump.h"
+#include "model/model_parser.h"
 #include "run/directives.h"
 #include "run/listing.h"
+#include "run/units.h"
 
 using namespace kve;
-using state::DIRECTIVES, state::KVEINT, state::MODEL;
-
-namespace {
-
-constexpr int kColumns = 9;
-
-int32_t length(const auto& list) { return static_cast<int32_t>(list.size()); }
-
-void fill_effects(Model& m, const Submodel& given) {
-    m.n_ef = length(given.effects);
-    m.n_random = length(given.matrices);
-    m.n_fixed = m.n_ef - m.n_random;
-    allocate_model_level_3(m);
-    allocate_model_level_4(m);
-    std::copy(given.effects.begin(), given.effects.end(), m.ef_inp.begin());
-    for (int e : given.no_intercept) m.intercept(e) = false;
-    for (int32_t j = 1; j <= m.n_fixed; ++j) m.f_ef_inp(j) = m.ef_inp(j);
-    for (int32_t j = 1; j <= m.n_random; ++j) {
-        m.r_ef_no(j) = m.n_fixed + j;
-        m.r_ef_inp(j) = m.ef_inp(m.n_fixed + j);
-        m.r_ef_name(j) = integer_name(m.r_ef_inp(j));
-        m.r_intercept(j) = m.intercept(m.n_fixed + j);
-        m.r_ef_coeff(j) = 1.0F;
-        m.r_ef_matno(j) = given.matrices[static_cast<std::size_t>(j - 1)];
-        if (!given.reduce.empty())
-            m.reduce(m.n_fixed + j) = given.reduce[static_cast<std::size_t>(j - 1)];
-        KVEINT.NRAMAT = std::max(KVEINT.NRAMAT, m.r_ef_matno(j));
-    }
-    for (int j : given.merged) m.merge_prev(j) = 1;
-}
-
-void fill_regressions(Model& m, const std::vector<Regression>& given) {
-    m.n_reg = length(given);
-    allocate_model_level_5(m);
-    int32_t l = 0;
-    for (const Regression& regression : given) {
-        ++l;
-        m.reg_inp(l) = regression.column;
-        m.reg_rci(l) = regression.column;
-        m.reg_name(l) = real_name(regression.column);
-        m.reg_n_ef_no(l) = regression.effect;
-        m.reg_n_level(l) = regression.level;
-        if (regression.effect == 0) continue;
-        m.reg_n_inp(l) = m.ef_inp(regression.effect);
-        m.reg_type(l) = regression.effect <= m.n_fixed ? kNestedInFixed : kNestedInRandom;
-        if (m.reg_type(l) != kNestedInRandom) continue;
-        m.reg_r_matno(l) = m.r_ef_matno(regression.effect - m.n_fixed);
-        ++m.n_r_n_reg;
-    }
-}
-
-}  // namespace
+using state::DIRECTIVES, state::KVEINT, state::MODEL, state::UNITS;
 
 void name_columns() {
+    constexpr int kColumns = 9;
     DIRECTIVES.NI = DIRECTIVES.NR = kColumns;
     ASSERT_EQ(DIRECTIVES.NAME_I.allocate(kColumns + 1) + DIRECTIVES.NAME_R.allocate(kColumns) +
                   DIRECTIVES.IS_MIXTURE.allocate(kColumns),
@@ -82,21 +36,29 @@ void name_columns() {
 void build_model(const std::vector<Submodel>& traits) {
     name_columns();
     KVEINT = ModelCounts{};
-    KVEINT.nt = length(traits);
-    allocate_model_level_1(KVEINT.nt);
-    ASSERT_EQ(KVEINT.LogicalZeroEltR0.allocate(KVEINT.nt, KVEINT.nt), 0);
-    int32_t fixed = 0;
-    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
-        const Submodel& given = traits[static_cast<std::size_t>(i - 1)];
-        Model& m = MODEL(i);
-        m.trait_type = kGaussian;
-        m.trait_inp_no = i;
-        m.trait_name = real_name(i);
-        fill_effects(m, given);
-        for (int32_t& column : m.f_ef_rci) column = ++fixed;
-        fill_regressions(m, given.regressions);
+    DIRECTIVES.reduce_file = "";
+    std::string absorbed, models, random, regressions, reduce;
+    int trait = 0;
+    for (const Submodel& given : traits) {
+        absorbed += "0\n";
+        models += std::to_string(++trait) + " 0 " + given.effects + "\n";
+        random += given.random + "\n";
+        regressions += given.regressions + "\n";
+        reduce += given.reduce + "\n";
         if (!given.reduce.empty()) DIRECTIVES.reduce_file = "KVE1.reduce";
     }
+    std::ofstream("model.txt") << trait << "\n"
+                               << absorbed << models << random << regressions << "0\n";
+    std::ofstream("KVE1.reduce") << reduce;
+    ASSERT_EQ(UNITS.unit_15.open("model.txt") + UNITS.unit_16.open("KVE1.reduce"), 0);
+    const int32_t task = std::exchange(DIRECTIVES.ITASK, kVarianceComponents);
+    parse_model();
+    DIRECTIVES.ITASK = task;
+}
+
+void derive_model(const std::vector<Submodel>& traits) {
+    build_model(traits);
+    derive_covariance_structure();
 }
 
 ModelTest::ModelTest() : before_(std::filesystem::current_path()) {

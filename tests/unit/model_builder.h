@@ -10,26 +10,20 @@
 
 #include "model/records.h"
 
-struct Regression {
-    int column;
-    int effect;  // number in the submodel, 0 general
-    int level = 0;
-};
-
-// One trait: integer columns of its effects, the last of them random with these matrix numbers.
+// The lines of one trait in a model section: "n" and its effects, its random effects with their
+// matrices, its regressions; and its line of $REDUCE.
 struct Submodel {
-    std::vector<int> effects;
-    std::vector<int> matrices;
-    std::vector<Regression> regressions = {};
-    std::vector<int> merged = {};        // random effects that merge with the one before
-    std::vector<int> no_intercept = {};  // effects
-    std::vector<int> reduce = {};        // of the random effects
+    std::string effects = "0", random = "0", regressions = "0";
+    std::string reduce = {};
 };
 
 // 9 integer columns Mu (0), I1 to I9 and 9 real columns R1 to R9.
 void name_columns();
-// MODEL, KVEINT and the names of the columns. Trait i stands in real column i.
+// MODEL, KVEINT and the names of the columns, by the parser of the model section. Trait i stands in
+// real column i.
 void build_model(const std::vector<Submodel>& traits);
+// The same with its covariance structure.
+void derive_model(const std::vector<Submodel>& traits);
 
 // Expects values of fields as the dump of the model's records shows them, each entry fields of one
 // record: "RMAT(2): rank 1; cont_rc 1 2".

@@ -1,7 +1,6 @@
 // What follows the derivation of the covariance structure: checks, classes of traits, the dump, and
 // what relationship structures and generalized traits add to the description of the model.
 #include "model/censoring.h"
-#include "model/covariance_structure.h"
 #include "model/dump.h"
 #include "model/model_report.h"
 #include "model/structure_checks.h"
@@ -15,15 +14,10 @@ using state::DIRECTIVES, state::MODEL, state::RMAT;
 
 namespace {
 
-class ModelChecks : public ModelTest {};
-
-void derive(const std::vector<Submodel>& traits) {
-    build_model(traits);
-    derive_covariance_structure();
-}
+using ModelChecks = ModelTest;
 
 void check(const std::vector<Submodel>& traits) {
-    derive(traits);
+    derive_model(traits);
     check_structures();
 }
 
@@ -34,7 +28,7 @@ bool report_says(const std::string& words) {
 }  // namespace
 
 TEST_F(ModelChecks, PgmixNeedsMethodOne) {
-    derive({{{1, 2}, {1, 2}}});
+    derive_model({{"2 1 2", "2 1 2"}});
     RMAT(2).type = "PGMIX";
     RMAT(2).method = 1;
     check_structures();
@@ -46,7 +40,7 @@ TEST_F(ModelChecks, DeviationsNeedAPlainModelAndKnowTheirPedigree) {
     DIRECTIVES.ITASK = 11;
     DIRECTIVES.td_ptd.asked = true;
     DIRECTIVES.td_ptd.factor = 2;
-    const std::vector<Submodel> plain = {{{1, 2, 3}, {1, 2}, {{3, 1}}}, {{1, 2}, {1, 2}}};
+    const std::vector<Submodel> plain = {{"3 1 2 3", "2 1 2", "1 3(1)"}, {"2 1 2", "2 1 2"}};
     check(plain);
     EXPECT_FALSE(DIRECTIVES.td_ptd.pedigree_exists);
     RMAT(2).type = "PED";
@@ -60,16 +54,16 @@ TEST_F(ModelChecks, DeviationsNeedAPlainModelAndKnowTheirPedigree) {
     DIRECTIVES.ITASK = 2;
     DIRECTIVES.td_ptd.factor = 1;
     const char* words = "Trait Deviations and Progeny Trait Deviations\n";
-    EXPECT_STOP(check({{{1}, {1}, {{3, 1}}}}), words);         // random regression
-    EXPECT_STOP(check({{{1, 2, 3}, {1, 2, 1}}}), words);       // two in one matrix
-    EXPECT_STOP(check({{{1, 2}, {1, 1}, {}, {2}}}), words);    // also when merged
-    EXPECT_STOP(check({{{1}, {1}, {}, {}, {}, {1}}}), words);  // reduced rank
+    EXPECT_STOP(check({{"1 1", "1 1", "1 3(1)"}}), words);  // random regression
+    EXPECT_STOP(check({{"3 1 2 3", "3 1 2 1"}}), words);    // two in one matrix
+    EXPECT_STOP(check({{"2 1 2", "2 1 + 1"}}), words);      // also when merged
+    EXPECT_STOP(check({{"1 1", "1 1", "0", "1"}}), words);  // reduced rank
     DIRECTIVES.ITASK = 3;
-    check({{{1, 2}, {1, 1}}});
+    check({{"2 1 2", "2 1 1"}});
 }
 
 TEST_F(ModelChecks, CensoredTraitsAreMarkedOrCounted) {
-    build_model({{{1}, {}}, {{1}, {}}, {{1}, {}}});
+    build_model({{"1 1"}, {"1 1"}, {"1 1"}});
     int status = 1;
     DIRECTIVES.cens = {{1, 0, 0, false},  {2, 9, 9, true}, {2, 1, 0, false},
                        {3, 10, 0, false}, {3, 1, 0, true}, {4, 1, 0, false}};
@@ -85,7 +79,7 @@ TEST_F(ModelChecks, CensoredTraitsAreMarkedOrCounted) {
 }
 
 TEST_F(ModelChecks, LaterTraitClassesWin) {
-    build_model({{{1}, {}}, {{1}, {}}, {{1}, {}}, {{1}, {}}});
+    build_model({{"1 1"}, {"1 1"}, {"1 1"}, {"1 1"}});
     DIRECTIVES.IS_MIXTURE(1) = DIRECTIVES.IS_MIXTURE(2) = 1;
     MODEL(2).l_glmm = true;
     MODEL(3).l_glmm = true;
@@ -112,7 +106,7 @@ TEST_F(ModelChecks, LaterTraitClassesWin) {
 }
 
 TEST_F(ModelChecks, DumpShowsAllRecordsAndCutsLongLists) {
-    derive({{{4, 2}, {1}, {{3, 2}}}});
+    derive_model({{"2 4 2", "1 1", "1 3(2)"}});
     RMAT(1).cov_mat(2, 1) = -0.5;
     ASSERT_EQ(RMAT(1).ad.allocate(1000000), 0);
     const std::string listing = listing_of(dump_model_records);
@@ -124,15 +118,15 @@ TEST_F(ModelChecks, DumpShowsAllRecordsAndCutsLongLists) {
 }
 
 TEST_F(ModelChecks, EffectsOfATraitWithUnequalRegressionsAreToldOnTheListing) {
-    derive({{{1, 2}, {1, 1}, {{3, 1}, {3, 2}}}});
+    derive_model({{"2 1 2", "2 1 1", "2 3(1) 3(2)"}});
     EXPECT_EQ(listing_of(check_structures), "");
-    derive({{{1, 2}, {1, 1}, {{3, 2}}}});
+    derive_model({{"2 1 2", "2 1 1", "1 3(2)"}});
     EXPECT_NE(listing_of(check_structures).find("matrix 1 has 3 rows but rank 2"),
               std::string::npos);
 }
 
 TEST_F(ModelChecks, StructuresTellTheirMethodAndNameTheirFiles) {
-    derive({{{1, 2}, {1}}});
+    derive_model({{"2 1 2", "1 1"}});
     RMatrix& r = RMAT(1);
     r.rel_file = "one";
     r.rel_file2 = "two";
@@ -182,7 +176,7 @@ TEST_F(ModelChecks, StructuresTellTheirMethodAndNameTheirFiles) {
 }
 
 TEST_F(ModelChecks, GeneralizedTraitShowsItsFunctions) {
-    derive({{{1, 2}, {1}}});
+    derive_model({{"2 1 2", "1 1"}});
     Model& m = MODEL(1);
     EXPECT_FALSE(report_says("GLMM specification"));
     m.trait_type = kGeneralized;
@@ -206,7 +200,7 @@ TEST_F(ModelChecks, GeneralizedTraitShowsItsFunctions) {
 }
 
 TEST_F(ModelChecks, TraitsThatShareAVarianceComponentBringAWarning) {
-    derive({{{1, 2}, {1}}});
+    derive_model({{"2 1 2", "1 1"}});
     const std::string warning =
         "WARNING WARNING WARNING\nScaling can not be used in models reduced rank models\n"
         "where different traits contributes to the same variance component\n"

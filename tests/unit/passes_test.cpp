@@ -8,7 +8,6 @@
 #include "data/intake.h"
 #include "data/raw_record.h"
 #include "data/usability.h"
-#include "model/covariance_structure.h"
 #include "model_builder.h"
 #include "run/big_tables.h"
 #include "run/directives.h"
@@ -22,24 +21,6 @@ using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IFL, state::I
 namespace {
 
 constexpr float kMissing = -9.0F;
-
-// Traits 1 and 2 share random matrix 1, read from columns 3 and 4; trait 2 has a covariable twice,
-// trait 3 a weight; traits 1 and 3 have absorbed effects.
-void build_three_traits() {
-    build_model({{.effects = {1, 3}, .matrices = {1}},
-                 {.effects = {1, 2, 4}, .matrices = {1}, .regressions = {{6, 0}, {6, 1}, {7, 0}}},
-                 {.effects = {2, 5}, .matrices = {2}}});
-    MODEL(3).wgt_inp_no = 8;
-    for (int32_t i : {1, 3}) {
-        MODEL(i).n_absorb = 2;
-        allocate_model_level_2(MODEL(i));
-        MODEL(i).a_ef_inp(1) = 6;
-        MODEL(i).a_ef_inp(2) = 7;
-    }
-    DIRECTIVES.RMISS = kMissing;
-    DIRECTIVES.data_format = kAscii;
-    DIRECTIVES.n_data_files = 1;
-}
 
 // A record with a fault here and there.
 struct Row {
@@ -58,7 +39,7 @@ Row random_row(std::mt19937& random) {
     return row;
 }
 
-// The traits that may be used, by the rules once more, for the model above.
+// The traits that may be used, by the rules of the model below once more.
 TraitPattern usable_by_rules(const Row& row, bool second_pass) {
     auto real = [&](int column) { return row.r[column] > kMissing; };
     auto codes = [&](std::initializer_list<int> columns) {
@@ -88,7 +69,7 @@ Counts levels_under(int32_t row) {
 using Passes = ModelTest;
 
 TEST_F(Passes, OnlyTheFirstPassChecksCensoringCodes) {
-    build_model({{.effects = {1}, .matrices = {}}});
+    build_model({{"1 1"}});
     MODEL(1).l_cens = true;
     MODEL(1).cens_inp = 2;
     allocate_record();
@@ -110,11 +91,21 @@ TEST_F(Passes, OnlyTheFirstPassChecksCensoringCodes) {
 }
 
 TEST_F(Passes, AgreeWithASlowCount) {
-    build_three_traits();
-    derive_covariance_structure();
+    // Traits 1 and 2 share random matrix 1, read from columns 3 and 4; trait 2 has a covariable
+    // twice, trait 3 a weight; traits 1 and 3 have absorbed effects.
+    derive_model({{"2 1 3", "1 1"}, {"3 1 2 4", "1 1", "3 6 6(1) 7"}, {"2 2 5", "1 2"}});
+    MODEL(3).wgt_inp_no = 8;
+    for (int32_t i : {1, 3}) {
+        MODEL(i).n_absorb = 2;
+        allocate_model_level_2(MODEL(i));
+        MODEL(i).a_ef_inp(1) = 6;
+        MODEL(i).a_ef_inp(2) = 7;
+    }
+    DIRECTIVES.RMISS = kMissing;
+    DIRECTIVES.data_format = kAscii;
+    DIRECTIVES.n_data_files = 1;
     DIMENSIONS.MFL.now = 3;  // the level table grows on the way
     allocate_tables();
-    KVEINT.MAX_N_FIXED = 2;
     RMAT(3).type = "GROUP";
     RMAT(3).grp_inp = 9;
     allocate_record();

@@ -10,7 +10,6 @@
 #include "data/record_positions.h"
 #include "data/scaling.h"
 #include "data/triangle_listing.h"
-#include "model/covariance_structure.h"
 #include "model_builder.h"
 #include "run/directives.h"
 #include "run/listing.h"
@@ -24,8 +23,7 @@ namespace {
 class Priors : public ModelTest {
  protected:
     static void model(const std::vector<Submodel>& traits, int32_t groups = 1) {
-        build_model(traits);
-        derive_covariance_structure();
+        derive_model(traits);
         RMatrix& residual = RMAT(RMAT.size());
         residual.grp_nlev = groups;
         if (groups > 1) residual.type = "GROUP";
@@ -48,7 +46,7 @@ class Priors : public ModelTest {
 };
 
 // Two traits with one random matrix, or with none.
-const std::vector<Submodel> kMatrix = {{{1}, {1}}, {{1}, {1}}}, kNoMatrix(2);
+const std::vector<Submodel> kMatrix = {{"1 1", "1 1"}, {"1 1", "1 1"}}, kNoMatrix(2);
 const std::string kRandom = "1 1 1 2\n1 2 2 3\n";
 const std::string kResidual = "2 1 1 4.0\n2 2 2 9.0\n";
 
@@ -71,7 +69,7 @@ TEST_F(Priors, ValuesFillBothTrianglesAndBlankLinesAreSkipped) {
 }
 
 TEST_F(Priors, RepeatCopiesTheLastMatrix) {
-    model({{{1, 1, 1, 1}, {1, 2, 3, 4}}, {{1, 1, 1}, {1, 2, 3}}}, 2);
+    model({{"4 1 1 1 1", "4 1 2 3 4"}, {"3 1 1 1", "3 1 2 3"}}, 2);
     outcome(
         "1 1 1 2\n1 2 2 3\n1 2 1 1\nREPEAT 2\n4 1 1 7\n"
         "5 1 1 4\n5 2 2 9\n5 2 1 2\nREPEAT 1\n");
@@ -86,7 +84,7 @@ TEST_F(Priors, RepeatCopiesTheLastMatrix) {
 }
 
 TEST_F(Priors, FaultyLinesStopWithTheirWords) {
-    model({{{1, 1}, {1, 2}}, {{1}, {1}}});
+    model({{"2 1 1", "2 1 2"}, {"1 1", "1 1"}});
     const char* first = "Reading 1'st line in the PRIOR section\n *Return status from read: *-1";
     const char* times = "number of times to repeat a co-varaice matrices\nLine read:\nREPEAT";
     const std::pair<const char*, const char*> cases[] = {
@@ -150,7 +148,7 @@ TEST_F(Priors, ResidualCovariancesFixedAtZeroTakeNoPrior) {
 }
 
 TEST_F(Priors, GroupsNeedAllOrOnePriorAndDefiniteMatrices) {
-    model({{{1}, {1}}, {}}, 3);
+    model({{"1 1", "1 1"}, {}}, 3);
     const std::string one = "1 1 1 2\n" + kResidual;
     outcome(one + "2 1 2 1\n");
     const char* group = ")(2,:) 1 9";
@@ -203,7 +201,7 @@ TEST_F(Priors, WithoutAFile) {
 }
 
 TEST_F(Priors, ScalingAndBack) {
-    model({{{1, 1}, {1, 1}}, {{1, 1}, {1, 1}}}, 2);
+    model({{"2 1 1", "2 1 1"}, {"2 1 1", "2 1 1"}}, 2);
     outcome(
         "1 1 1 8\n1 2 2 4\n1 3 3 18\n1 4 4 9\n1 1 3 3\n1 1 4 1.5\n"
         "2 1 1 4\n2 2 2 9\n2 1 2 3\n3 1 1 8\n3 2 2 9\n");
@@ -239,8 +237,7 @@ TEST_F(Priors, PatternsOfPresentTraits) {
 // Trait 1 has one absorbed, two fixed and two random effects, one of them without a column, and
 // nested regressions; trait 2 one fixed and one random effect.
 TEST_F(Priors, EveryListOfRecordPositionsMovesOnce) {
-    build_model({{{1, 2, 3, 4}, {1, 1}, {{5, 2}, {6, 3}}, {}, {4}}, {{1, 5}, {1}}});
-    derive_covariance_structure();
+    derive_model({{"4 1 2 3 4(0)", "2 1 1", "2 5(2) 6(3)"}, {"2 1 5", "1 1"}});
     state::KVEINT.MAX_N_ABSORB = 1;
     RMAT(2).type = "GROUP";
     place_effects_in_record();
@@ -286,7 +283,7 @@ TEST_F(Priors, PhenotypicSectionOnlyWhereItMakesSense) {
     state::MODEL(2).reg_type(1) = kNestedInFixed;
     EXPECT_FALSE(holds(listing(), "Phenotypic"));
 
-    model({{{1}, {1}}, {}});
+    model({{"1 1", "1 1"}, {}});
     outcome("1 1 1 1\n" + kResidual);
     EXPECT_FALSE(holds(listing(), "Phenotypic"));
     model(kMatrix, 2);

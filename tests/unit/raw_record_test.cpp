@@ -22,12 +22,12 @@ struct ReadBack {
     int32_t status = kRecordRead;
 };
 
-void begin_data(int32_t ni, int32_t nr, DataFormat format, std::size_t n_files) {
+void begin_data(int32_t ni, int32_t nr, DataFormat format, int32_t n_files) {
     DIRECTIVES.NI = ni;
     DIRECTIVES.NR = nr;
     DIRECTIVES.RMISS = kMissing;
     DIRECTIVES.data_format = format;
-    DIRECTIVES.n_data_files = static_cast<int32_t>(n_files);
+    DIRECTIVES.n_data_files = n_files;
     allocate_record();
     ASSERT_EQ(INTAKE.NI_OOR.allocate(ni + 1) + INTAKE.NR_OOR.allocate(nr), 0);
 }
@@ -43,20 +43,17 @@ ReadBack read_to_end(bool count = true) {
     }
 }
 
-// Of one file, or of integers and reals in two.
-ReadBack read(DataFormat format, const std::vector<std::string>& files, int32_t ni = 1,
-              int32_t nr = 1) {
-    begin_data(ni, nr, format, files.size());
-    const char* names[] = {"1", "2"};
-    for (std::size_t k = 0; k < files.size(); ++k) {
-        std::ofstream(names[k], std::ios::binary) << files[k];
-        TextInput& text = k == 0 ? UNITS.text_1 : UNITS.text_3;
-        RecordInput& records = k == 0 ? UNITS.records_1 : UNITS.records_3;
-        EXPECT_EQ(format == kAscii ? text.open(names[k]) : records.open(names[k]), 0);
-    }
+void write_file(const char* name, const std::string& bytes) {
+    std::ofstream(name, std::ios::binary) << bytes;
+}
+
+ReadBack read(DataFormat format, const std::string& bytes, int32_t ni = 1, int32_t nr = 1) {
+    begin_data(ni, nr, format, 1);
+    write_file("data", bytes);
+    EXPECT_EQ(format == kAscii ? UNITS.text_1.open("data") : UNITS.records_1.open("data"), 0);
     return read_to_end();
 }
-ReadBack read_text(const std::string& text) { return read(kAscii, {text}); }
+ReadBack read_text(const std::string& text) { return read(kAscii, text); }
 
 template <class T>
 std::string bytes_of(T value) {
@@ -87,7 +84,7 @@ TEST_F(RawRecord, TextItemsMayStandInManyWays) {
         EXPECT_EQ(back.status, kEndOfData) << text;
     }
     // Nothing that could end: no column at all.
-    EXPECT_EQ(read(kAscii, {"1 2\n"}, 0, 0).status, kEndOfData);
+    EXPECT_EQ(read(kAscii, "1 2\n", 0, 0).status, kEndOfData);
 }
 
 TEST_F(RawRecord, TextThatIsNoRecordIsAFailure) {
@@ -128,7 +125,7 @@ TEST_F(RawRecord, TextIsBroughtIntoTheRangeOfTheRecord) {
 TEST_F(RawRecord, FramedRecordsMayBeLongerButNeverShorter) {
     const std::string good = framed(bytes_of(1) + bytes_of(2.0F));
     const std::string long_one = framed(bytes_of(3) + bytes_of(4.0F) + "more");
-    ReadBack back = read(kNoFormat, {good + long_one + good});
+    ReadBack back = read(kNoFormat, good + long_one + good);
     EXPECT_EQ(back.rows, (Rows{{1, 2}, {3, 4}, {1, 2}}));
     EXPECT_EQ(back.status, kEndOfData);
 
@@ -137,22 +134,20 @@ TEST_F(RawRecord, FramedRecordsMayBeLongerButNeverShorter) {
     for (const std::string& second :
          {framed(bytes_of(1)), bad_trailer, good.substr(0, 2), good.substr(0, 6),
           good.substr(0, good.size() - 1), bytes_of(-8) + bytes_of(1) + bytes_of(1.0F)}) {
-        back = read(kNoFormat, {good + second});
+        back = read(kNoFormat, good + second);
         EXPECT_EQ(back.rows.size(), 1U);
         EXPECT_GT(back.status, 0) << second.size() << " bytes";
     }
 }
 
 TEST_F(RawRecord, TwoFilesHoldIntegersAndReals) {
-    const std::string integers =
-        framed(bytes_of(1) + bytes_of(2)) + framed(bytes_of(3) + bytes_of(4));
-    const std::string reals = framed(bytes_of(7.0F)) + framed(bytes_of(8.0F));
-    // It ends also when only the second file does.
-    for (const ReadBack& back : {read(kAscii, {"1 2 x\n3\n4\n5 6\n", "7 x\n8\n"}, 2, 1),
-                                 read(kBinaryFile, {integers, reals}, 2, 1)}) {
-        EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
-        EXPECT_EQ(back.status, kEndOfData);
-    }
+    begin_data(2, 1, kAscii, 2);
+    write_file("integers", "1 2 x\n3\n4\n5 6\n");
+    write_file("reals", "7 x\n8\n");
+    ASSERT_EQ(UNITS.text_1.open("integers") + UNITS.text_3.open("reals"), 0);
+    const ReadBack back = read_to_end();
+    EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
+    EXPECT_EQ(back.status, kEndOfData) << "also when only the second file ends";
 }
 
 TEST_F(RawRecord, ColumnsThatTheDataLackReadAsZeroAndMissing) {
