@@ -67,7 +67,7 @@ void put_animal(FieldLine& line, const AnimalRow& animal, double of_a, double of
 
 void say_heading(int32_t k) {
     page_if(8);
-    blank_lines();
+    blank_lines(2);
     say_line("              Random factor %12d", k);
     say_line("              Max first 250 values in AD and LD,");
     say_line("              the diagonal elements in A and L for L'L=A");

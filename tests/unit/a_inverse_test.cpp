@@ -1,0 +1,316 @@
+// Inverse relationship matrices, inbreeding and their files, on random pedigrees that go from a
+// text file through reading, ordering and inversion, with tables that grow on the way. The expected
+// matrices are dense and made from the rows of the animal table alone.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+#include <regex>
+#include <set>
+#include <utility>
+
+#include "base/records.h"
+#include "data/factors.h"
+#include "data/level_code.h"
+#include "model_builder.h"
+#include "pedigree/matrix_file.h"
+#include "pedigree/pedigree_inverses.h"
+#include "pedigree/pedigree_reader.h"
+#include "run/big_tables.h"
+#include "run/directives.h"
+#include "run/stop.h"
+#include "run/units.h"
+#include "stops.h"
+
+using namespace kve;
+using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IDL, state::IFL, state::KVEINT,
+    state::N_SPARSE, state::NMFL, state::RMAT, state::UNITS;
+
+namespace {
+
+using Dense = std::vector<std::vector<double>>;
+using Elements = std::map<std::pair<int, int>, double>;  // by row and column
+
+constexpr double kRatio = 0.25;          // of the groups
+constexpr std::size_t kInbreeding = 90;  // characters of a line of INBREED
+
+struct Factor {
+    int method;
+    std::string pedigree;
+};
+
+// Animals 1..n, n no multiple of 37, in shuffled order, each born a day after the one before it.
+// Parents are of the last 40 animals; one in six has one of the codes `strange`.
+std::string random_pedigree(unsigned seed, int n, int first_day, const std::vector<int>& strange) {
+    std::mt19937 random(seed);
+    std::string file;
+    const auto id = [n](int place) { return 1 + place * 37 % n; };
+    for (int j = 0; j < n; ++j) {
+        file += std::to_string(id(j));
+        for (int sex : {0, 1}) {
+            const int back = 1 + static_cast<int>(random() % 40);
+            const int place = (j - back) / 2 * 2 + sex;
+            const bool known = j > back + 1 && random() % 6 != 0 && place < j;
+            const int parent = known ? id(place) : strange[random() % strange.size()];
+            file += ' ' + std::to_string(parent);
+        }
+        file += ' ' + std::to_string(first_day + j) + '\n';
+    }
+    return file;
+}
+
+// The pedigrees as random factors 1, 2 and so on. Four animals have data, two of them no record.
+void process(const std::vector<Factor>& factors, int32_t task = 2) {
+    DIRECTIVES.ITASK = task;
+    DIMENSIONS.MFL.now = DIMENSIONS.MDL.now = DIMENSIONS.MAXNRM.now = 10;
+    allocate_tables();
+    KVEINT.NRAMAT = static_cast<int32_t>(factors.size());
+    ASSERT_EQ(RMAT.allocate(KVEINT.NRAMAT + 1), 0);
+    allocate_factors();
+    ASSERT_EQ(UNITS.unit_10.open("PEDDATA") + UNITS.unit_11.open("INBREED"), 0);
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        const auto& [method, pedigree] = factors[k - 1];
+        RMatrix& r = RMAT(k);
+        r.type = "PED";
+        r.method = method;
+        r.l_ram = method % 2 == 0;
+        r.ran_factor = kRatio;
+        r.rel_format = kAscii;
+        r.rel_file = "pedigree" + std::to_string(k);
+        std::ofstream(r.rel_file.string()) << pedigree;
+        for (int32_t id : {5, 9001, 2, 9002}) enter_level(id, FACTORS.ITOPR(k), 1, IFL, NMFL);
+    }
+    read_pedigrees();
+    process_pedigrees();
+    ASSERT_EQ(flush_units(), "");
+}
+
+// The animals in the order of their list; levels, 0 for an unknown parent.
+struct Animal {
+    int row, level, sire, dam;
+};
+std::vector<Animal> animals_of(int32_t k) {
+    std::vector<Animal> all;
+    for (int32_t row = IDL(FACTORS.ITOPAS(k)).next; row != 0; row = IDL(row).next) {
+        const AnimalRow& r = IDL(row);
+        all.push_back({row, r.level, IDL(r.sire_row).level, IDL(r.dam_row).level});
+    }
+    return all;
+}
+
+// The content of a matrix file, of which row and column must ascend.
+Elements elements_of(const char* file) {
+    Elements all;
+    RecordInput in;
+    EXPECT_EQ(in.open(file), 0);
+    std::array<int32_t, 4> words;
+    for (std::pair last(0, 0); in.read_record(words, {}) == RecordInput::Record::ok;) {
+        const std::pair place(words[1], words[0]);
+        EXPECT_TRUE(std::exchange(last, place) < place && 1 <= words[0] && words[0] <= words[1]);
+        std::memcpy(&all[place], &words[2], sizeof(double));
+    }
+    EXPECT_EQ(std::filesystem::file_size(file), 24 * all.size());
+    return all;
+}
+
+void expect_elements(const char* file, const Elements& expected) {
+    const Elements found = elements_of(file);
+    ASSERT_EQ(found.size(), expected.size()) << file;
+    for (const auto& [place, value] : expected) ASSERT_NEAR(found.at(place), value, 1e-11) << file;
+}
+
+// A by the tabular method; row and column 0, the unknown parent, are 0.
+Dense relationships(const std::vector<Animal>& animals) {
+    Dense A(animals.size() + 1, std::vector<double>(animals.size() + 1));
+    std::vector<int> older;
+    for (const auto& [row, a, s, d] : animals) {
+        for (int b : older) A[a][b] = A[b][a] = 0.5 * (A[s][b] + A[d][b]);
+        A[a][a] = 1.0 + 0.5 * A[s][d];
+        older.push_back(a);
+    }
+    return A;
+}
+
+void expect_inverse(const Elements& elements, const Dense& A) {
+    Dense product(A.size(), std::vector<double>(A.size()));
+    for (const auto& [place, value] : elements)
+        for (auto [i, j] : std::set{place, {place.second, place.first}})
+            for (std::size_t c = 1; c < A.size(); ++c) product[i][c] += value * A[j][c];
+    for (std::size_t i = 1; i < A.size(); ++i)
+        for (std::size_t j = 1; j < A.size(); ++j)
+            ASSERT_NEAR(product[i][j], i == j, 1e-8) << i << " " << j;
+}
+
+// What the animals add: 1 for the own level and -1/2 for each parent's, times each other, divided
+// by the sampling variance. Every pair of the three is met once. Returns ln of the determinant.
+double add_by_rule(const std::vector<Animal>& animals, bool groups, Elements& sums) {
+    double log_det = 0.0;
+    for (const auto [row, a, s, d] : animals) {
+        const AnimalRow& own = IDL(row);
+        if (groups && own.key <= 0) {
+            sums[{a, a}] += kRatio;
+            continue;
+        }
+        const int missing =
+            groups ? (IDL(own.sire_row).key < 0) + (IDL(own.dam_row).key < 0) : (s == 0) + (d == 0);
+        const double variance = (2 + missing) / 4.0;
+        const std::pair<int, double> parts[] = {{a, 1.0}, {s, -0.5}, {d, -0.5}};
+        for (int x = 0; x < 3; ++x)
+            for (int y = 0; y <= x; ++y)
+                if (parts[x].first > 0 && parts[y].first > 0)
+                    sums[std::minmax(parts[x].first, parts[y].first, std::greater<>())] +=
+                        parts[x].second * parts[y].second / variance;
+        if (groups && s == d && s > 0) sums[{s, s}] += 0.25 / variance;
+        log_det += std::log(variance);
+    }
+    return log_det;
+}
+
+// Against A: its diagonal by row, the lines of INBREED from `at` on, and ln of the determinant.
+void expect_diagonals(int32_t k, const Dense& A, const std::string& inbreeding, std::size_t at) {
+    double log_det = 0.0;
+    std::vector<double> by_row(A.size(), 1.0);
+    for (const auto [row, a, s, d] : animals_of(k)) {
+        const double variance = 1.0 - 0.25 * (A[s][s] + A[d][d]);
+        log_det += std::log(variance);
+        const std::size_t place = row - FACTORS.FIRST_ANIMAL(k);
+        if (place < by_row.size()) by_row[place] = A[a][a];
+        const AnimalRow& r = IDL(row);
+        const std::string sort = r.sort < -9999999 ? "********" : std::to_string(r.sort);
+        char line[80];
+        std::snprintf(line, sizeof line, "%12d%6d%10d%8s%11d%11d%6d", r.key, r.n_obs, r.level,
+                      sort.c_str(), r.sire, r.dam, r.n_desc);
+        ASSERT_EQ(inbreeding.substr(at, 64), line);
+        EXPECT_NEAR(std::stod(inbreeding.substr(at + 64, 14)), A[a][a], 6e-5);
+        EXPECT_NEAR(std::stod(inbreeding.substr(at + 78, 11)), std::sqrt(variance), 6e-5);
+        at += kInbreeding;
+    }
+    EXPECT_NEAR(RMAT(k).log_det, log_det, 1e-9);
+    ASSERT_EQ(RMAT(k).ad.size(), std::ssize(by_row));
+    for (std::size_t n = 0; n < by_row.size(); ++n)
+        ASSERT_NEAR(RMAT(k).ad.data()[n], by_row[n], 1e-12) << n;
+}
+
+}  // namespace
+
+using AInverse = ModelTest;
+
+TEST_F(AInverse, WithInbreedingIsTheInverseOfTheTabularMatrix) {
+    // Relatives without a record lie behind the rows of both factors.
+    const std::vector<Factor> factors{
+        {1, random_pedigree(11, 100, 1, {0})},
+        {1, random_pedigree(12, 150, 1, {0, 0, 8001, 8002, 8003, 8004})}};
+    DIRECTIVES.IMETHOD = 1;
+    for (int32_t task : {2, 12}) {
+        FACTORS.INBREED_LINES = 0;
+        process(factors, task);
+        const std::string inbreeding = content_of("INBREED");
+        EXPECT_EQ(inbreeding.size(), FACTORS.INBREED_LINES * kInbreeding);
+        for (int32_t k : {1, 2}) {
+            const auto animals = animals_of(k);
+            EXPECT_EQ(animals[0].level == FACTORS.NRALEV(k), task == 12);
+            const Dense A = relationships(animals);
+            expect_inverse(elements_of(k == 1 ? "AINV1" : "AINV2"), A);
+            expect_diagonals(k, A, inbreeding, k == 1 ? 0 : FACTORS.NRALEV(1) * kInbreeding);
+        }
+    }
+}
+
+TEST_F(AInverse, WithoutInbreedingIsTheSumOfItsRows) {
+    struct {
+        int method, first_day;
+        std::vector<int> strange;  // codes of parents without a record
+        bool extra_group;
+    } cases[] = {{2, 1, {0, 8001, -4}, false},
+                 {4, 1, {0}, false},
+                 {6, -50, {0, -1, -2}, true},
+                 {6, 1, {-1, -2, -3}, false},
+                 {6, -50, {-1, 8001, 8002}, true}};
+    for (const auto& one : cases) {
+        SCOPED_TRACE(std::to_string(one.method) + " " + std::to_string(one.strange.back()));
+        const std::string pedigree = random_pedigree(21, 100, one.first_day, one.strange);
+        process({{one.method, pedigree}});
+        auto animals = animals_of(1);
+        EXPECT_EQ(IDL(animals[0].row).key == 0, one.extra_group);
+        Elements full, reduced;
+        const double log_det = add_by_rule(animals, one.method == 6, full);
+        expect_elements("AINV1", full);
+        EXPECT_EQ(RMAT(1).n_ainv_rows, std::ssize(animals));
+        std::erase_if(animals, [](const Animal& a) { return IDL(a.row).n_desc == 0; });
+        add_by_rule(animals, false, reduced);
+        expect_elements("AINV_RAM1", reduced);
+        EXPECT_EQ(RMAT(1).n_ram_rows, std::ssize(animals));
+        EXPECT_NEAR(RMAT(1).log_det, log_det, 1e-9);
+        EXPECT_TRUE(RMAT(1).l_log_det);
+        EXPECT_EQ(RMAT(1).ad.size(), FACTORS.NRALEV(1) + 1);
+        EXPECT_EQ(std::ranges::count(RMAT(1).ad, 1.0), RMAT(1).ad.size());
+    }
+}
+
+TEST_F(AInverse, TestPrint2ListsTheFirstAnimalsAndElements) {
+    DIRECTIVES.ITEST = 2;
+    const std::string pedigree = random_pedigree(41, 300, 1, {0});
+    std::string listing = listing_of([&] { process({{2, pedigree}, {1, pedigree}}); });
+    listing = std::regex_replace(listing, std::regex(".*Mixed Model Package.*\n"), "");
+    std::string expected =
+        "\n\n              Random factor            2\n"
+        "              Max first 250 values in AD and LD,\n"
+        "              the diagonal elements in A and L for L'L=A\n\n"
+        "      Code   N-Obs  C-no     B-D      Sire   Dam/MGS N-desc       A-D      L-D\n";
+    expected += content_of("INBREED").substr(0, 251 * kInbreeding);
+    expected +=
+        "\nMax first 250 elements in Varinace structure AINV for random factor            2\n"
+        "\n                              Row     Col          Element\n";
+    int n = 0;
+    for (const auto& [place, value] : elements_of("AINV2")) {
+        if (++n == 250) break;
+        char line[70];
+        std::snprintf(line, sizeof line, "%34d%8d%21.8f\n", place.first, place.second, value);
+        expected += line;
+    }
+    EXPECT_NE(listing.find(expected + "\n\n"), listing.npos) << listing << expected;
+    EXPECT_EQ(listing.find("250 values"), listing.rfind("250 values"));
+}
+
+TEST_F(AInverse, MethodsWithoutAnInverseStopOrLeaveNoFile) {
+    const std::string pedigree = random_pedigree(51, 30, 1, {0, -1});
+    for (int method : {2, 4, 5, 6, 7, 10}) {
+        process({{method, pedigree}}, 12);
+        EXPECT_FALSE(std::filesystem::exists("AINV1")) << method;
+        EXPECT_FALSE(RMAT(1).l_log_det);
+        EXPECT_EQ(RMAT(1).log_det, 0.0);
+    }
+    for (int32_t task : {2, 12})
+        EXPECT_STOP(process({{3, pedigree}}, task),
+                    "ERROR: AINMET=\\(3\\) NOT YET IMPLEMENTED\nProgram terminates\n");
+    EXPECT_STOP(process({{5, pedigree}}),
+                "ERROR: AINMET=\\(5\\) NOT YET IMPLEMENTED\nProgram terminates\n");
+    for (int method : {7, 10, 12})
+        EXPECT_STOP(process({{method, pedigree}}),
+                    "ERROR: ILLEGAL A-INVERSE METHOD\nProgram terminates\n");
+}
+
+TEST_F(AInverse, AFullDiskStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
+    const std::vector<Factor> factors{{2, random_pedigree(61, 30, 1, {0})}};
+    process(factors);
+    const std::string count = " +" + std::to_string(N_SPARSE) + "\n";
+    std::filesystem::remove("AINV1");
+    std::filesystem::create_symlink("/dev/full", "AINV1");
+    std::filesystem::create_symlink("/dev/full", "COR1");
+    EXPECT_STOP(process(factors),
+                "ERROR writing A\\*\\*\\(-1\\) for random factor +1\n      Elements written:" +
+                    count + "      Elements in A\\*\\*\\(-1\\):" + count +
+                    "      IOSTAT             : +[1-9][0-9]*\n\nComputations terminates\n");
+    RMAT(1).type = "COR";
+    kvewai(1, FACTORS.NRALEV(1), MatrixFile::COR);
+    EXPECT_STOP(end_run(),
+                "ERROR - writing the file COR1 failed, the file is not complete\n"
+                "Program terminates\n");
+}
