@@ -1,5 +1,5 @@
 #!/bin/sh
-# run.sh                  builds KVE1 and runs the example examples/weights in out/weights
+# run.sh                  builds KVE1 and runs the example examples/dairy in out/dairy
 # run.sh DIRECTIVE_FILE   builds KVE1 and runs your own file, in the folder that it stands in
 # The listing goes to standard output; the exit status is that of KVE1.
 set -eu
@@ -19,10 +19,10 @@ configure_and_build build/release -DCMAKE_BUILD_TYPE=Release
 program=$PWD/build/release/KVE1
 
 if [ -z "$directives" ]; then
-    echo "Running examples/weights in out/weights"
-    mkdir -p out/weights
-    cp examples/weights/weights.kve examples/weights/weights.dat out/weights/
-    directives=$PWD/out/weights/weights.kve
+    echo "Running examples/dairy in out/dairy"
+    mkdir -p out/dairy
+    cp examples/dairy/dairy.kve examples/dairy/dairy.dat examples/dairy/dairy.ped out/dairy/
+    directives=$PWD/out/dairy/dairy.kve
 fi
 
 cd "$(dirname "$directives")"
