@@ -7,11 +7,6 @@
 #include <cstdlib>
 
 namespace kve {
-namespace {
-
-constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
-
-}  // namespace
 
 int RecordOutput::open(const std::string& path) {
     static_cast<void>(close());
@@ -52,7 +47,7 @@ int RecordOutput::close() {
     return error_;
 }
 
-void RecordOutput::put(const void* bytes, std::size_t count) {
+void RecordOutput::put_in_pieces(const void* bytes, std::size_t count) {
     if (error_ != 0) return;
     auto* from = static_cast<const char*>(bytes);
     while (count > kBufferBytes - held_) {
@@ -73,8 +68,6 @@ void RecordOutput::begin_record(std::size_t bytes) {
     length_ = static_cast<int32_t>(bytes);
     put(&length_, sizeof length_);
 }
-
-void RecordOutput::end_record() { put(&length_, sizeof length_); }
 
 bool RecordInput::take(void* to, std::size_t count) {
     auto* into = static_cast<char*>(to);

@@ -36,10 +36,17 @@ class RecordOutput {
     const std::string& path() const { return path_; }
 
     void begin_record(std::size_t bytes);
-    void put(const void* bytes, std::size_t count);
-    void end_record();
+    void put(const void* bytes, std::size_t count) {
+        if (error_ != 0 || count > kBufferBytes - held_) return put_in_pieces(bytes, count);
+        std::memcpy(buffer_ + held_, bytes, count);
+        held_ += count;
+    }
+    void end_record() { put(&length_, sizeof length_); }
 
  private:
+    static constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
+
+    void put_in_pieces(const void* bytes, std::size_t count);
     void write_out();
 
     std::string path_;

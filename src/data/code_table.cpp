@@ -30,12 +30,12 @@ void write_levels(int32_t head) {
     }
 }
 
-// The animals behind the sentinel, which is no level. The number of the row takes the place of the
-// first column; the other twelve stand as they are.
-void write_animals(int32_t sentinel) {
-    for (int32_t row = IDL(sentinel).next; row != 0; row = IDL(row).next) {
-        auto columns = std::bit_cast<std::array<int32_t, 13>>(IDL(row));
-        columns[0] = row;
+// The number of the row takes the place of the first column; the other twelve stand as they are.
+void write_animals(const Vec<int32_t>& rows) {
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        expect_ahead(rows, j, rows.size());
+        auto columns = std::bit_cast<std::array<int32_t, 13>>(IDL(rows(j)));
+        columns[0] = rows(j);
         write_record(CODE_TABLE, columns);
     }
 }
@@ -43,8 +43,8 @@ void write_animals(int32_t sentinel) {
 void write_random_factor(int32_t k) {
     const RMatrix& r = RMAT(k);
     if (r.is("I") || r.is("COR") || r.is("GREL")) write_levels(FACTORS.ITOPRS(k));
-    if (r.is("PED") || r.is("PGMIX")) write_animals(FACTORS.ITOPAS(k));
-    if (r.is("DOM")) write_animals(FACTORS.ITOPAS(r.ass_rf));
+    if (r.is("PED") || r.is("PGMIX")) write_animals(FACTORS.ANIMAL_LIST(k));
+    if (r.is("DOM")) write_animals(FACTORS.ANIMAL_LIST(r.ass_rf));
     // ABS_QTL: its levels are those of the pedigree factor, which stand there.
 }
 

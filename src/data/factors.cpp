@@ -14,7 +14,8 @@ WRITES(FACTORS);
 
 namespace {
 
-void per_factor(Vec<int32_t>& array, std::string_view label) {
+template <class T>
+void per_factor(Vec<T>& array, std::string_view label) {
     check_allocated(array.allocate(KVEINT.NRAMAT), "KVE1", label, KVEINT.NRAMAT);
 }
 
@@ -37,6 +38,7 @@ void allocate_factors() {
     per_factor(FACTORS.ITOPAS, "ITOPAS");
     per_factor(FACTORS.FIRST_ANIMAL, "FIRST_ANIMAL");
     per_factor(FACTORS.LAST_ANIMAL, "LAST_ANIMAL");
+    per_factor(FACTORS.ANIMAL_LIST, "ANIMAL_LIST");
 
     per_factor(FACTORS.NRALEV, "NRALEV");
     per_factor(FACTORS.NPHG, "NPHG");

@@ -115,9 +115,9 @@ double KVEA24(const Vec<Parentage>& parentage, ParentRule code, double ran_facto
     return log_det;
 }
 
-void add_reduced_a_inverse(const AnimalList& list) {
-    for (int64_t j = 1; j <= list.rows.size(); ++j)
-        if (IDL(list.rows(j)).n_desc != 0) add_animal(list.parentage(j), kParents);
+void add_reduced_a_inverse(const Vec<int32_t>& rows, const Vec<Parentage>& parentage) {
+    for (int64_t j = 1; j <= rows.size(); ++j)
+        if (IDL(rows(j)).n_desc != 0) add_animal(parentage(j), kParents);
 }
 
 // Kept, here and in KVEA24: where both parents are one, (d,s) is added once, so the parent's

@@ -22,8 +22,9 @@ enum class ParentRule : int32_t {
 // of each phantom group; only the rule with groups reads it.
 double KVEA24(const Vec<Parentage>& parentage, ParentRule code, double ran_factor);
 
-// The same by the rule `parents`, of the animals at which `has_progeny` is true.
-void add_reduced_a_inverse(const AnimalList& list);
+// The same by the rule `parents`, of the animals with progeny alone: `rows` of IDL, one for each
+// entry of `parentage`.
+void add_reduced_a_inverse(const Vec<int32_t>& rows, const Vec<Parentage>& parentage);
 
 // Adds A inverse with LD, the diagonal of L, which find_inbreeding has left.
 void add_a_inverse_with_inbreeding(const Vec<Parentage>& parentage);

@@ -55,33 +55,35 @@ int32_t append_animal(LevelIndex& index, int32_t id) {
     return row;
 }
 
-void build_animal_tree(int32_t first, int32_t last, int32_t& root) {
+void build_animal_tree(int32_t first, int32_t last, int32_t& root, Vec<int32_t>& walk) {
     root = 0;
     const int32_t n = last - first + 1;
     if (n < 1) return;
     Vec<Arrival, 0> arrivals, ones;
     check_allocated(arrivals.allocate(n), kRoutine, "ANIMAL TREE", n);
     check_allocated(ones.allocate(n), kRoutine, "ANIMAL TREE", n);
+    check_allocated(walk.allocate(n), kRoutine, "ANIMAL LIST", n);
     for (int32_t k = 0; k < n; ++k)
         arrivals(k) = {static_cast<uint32_t>(IDL(first + k).key), first + k};
 
     // A subtree leaves at most two behind, one of them taken at once, on at most 31 bits.
     Subtree pending[33];
     int n_pending = 0;
+    int32_t walked = 0;
     const auto push = [&](int32_t begin, int32_t end, int32_t* link, int bit) {
         if (begin == end) return;
-        expect_animal(arrivals(begin).row);
+        expect_row(IDL(arrivals(begin).row));
         pending[n_pending++] = {begin, end, link, bit};
     };
     push(0, n, &root, 0);
     while (n_pending > 0) {
         const Subtree tree = pending[--n_pending];
-        const int32_t row = arrivals(tree.begin).row;
-        *tree.link = row;
+        const Arrival top = arrivals(tree.begin);
+        *tree.link = walk(++walked) = top.row;
         if (tree.end - tree.begin == 1) continue;
         const int32_t ones_begin = part_by_bit(arrivals.data(), ones.data(), tree);
-        push(tree.begin + 1, ones_begin, &IDL(row).child_0, tree.bit + 1);
-        push(ones_begin, tree.end, &IDL(row).child_1, tree.bit + 1);
+        push(tree.begin + 1, ones_begin, &IDL(top.row).child_0, tree.bit + 1);
+        push(ones_begin, tree.end, &IDL(top.row).child_1, tree.bit + 1);
     }
 }
 

@@ -1,7 +1,6 @@
 #include "pedigree/inbreeding.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -19,171 +18,164 @@ namespace {
 constexpr const char* kRoutine = "INBREEDING";
 
 struct Parents {
-    int32_t sire, dam;  // places, 0 unknown
+    int32_t sire, dam;  // nodes, 0 unknown
 };
 
-// A set of places from which the largest is taken first: bits, and above each 64 of them one that
-// tells whether any is set.
-class PlaceSet {
- public:
-    [[nodiscard]] int allocate(int64_t places) {
-        do {
-            places = places / 64 + 1;
-            if (int status = words_[n_levels_++].allocate(places); status != 0) return status;
-        } while (places > 1);
-        return 0;
-    }
-
-    void insert(int32_t place) {
-        for (int level = 0; level < n_levels_; ++level) {
-            uint64_t& word = words_[level](place / 64);
-            const uint64_t before = word;
-            word |= uint64_t{1} << place % 64;
-            if (before != 0) return;
-            place /= 64;
-        }
-    }
-
-    // 0 when the set is empty.
-    int32_t take_largest() {
-        int32_t place = 0;
-        for (int level = n_levels_ - 1; level >= 0; --level) {
-            const uint64_t word = words_[level](place);
-            if (word == 0) return 0;
-            place = place * 64 + 63 - std::countl_zero(word);
-        }
-        remove(place);
-        return place;
-    }
-
- private:
-    void remove(int32_t place) {
-        for (int level = 0; level < n_levels_; ++level) {
-            uint64_t& word = words_[level](place / 64);
-            word &= ~(uint64_t{1} << place % 64);
-            if (word != 0) return;
-            place /= 64;
-        }
-    }
-
-    Vec<uint64_t, 0> words_[6];  // 64**6 places are more than 2**31
-    int n_levels_ = 0;
+// An animal with progeny. Only these are visited, so more of them stay in the cache.
+struct Node {
+    double share;  // with the sire of the family: first T(sire, node) D(node), then A(sire, node)
+    double diagonal;  // of A
+    int32_t sire, dam;
+    int32_t family;  // the sire for whom `share` holds
 };
 
-struct Families {
+struct Pedigree {
+    Vec<Node, 0> nodes;          // 0 is the unknown parent, with nothing to share
+    Vec<int32_t> node_of;        // by place; 0 without progeny
     Vec<Parents> parents;        // by place
-    Vec<int32_t> first_progeny;  // by sire: its progeny stand in `progeny` from here
-    Vec<int32_t> progeny;        // with both parents known, sire by sire
-    Vec<double, 0> q;            // contribution of an ancestor to the sire; 0 between sires
-    Vec<double, 0> y;            // relationship with the sire; 0 between sires
-    PlaceSet waiting;
-    std::vector<int32_t> sire_line, mate_line;  // places visited, youngest first
+    Vec<int32_t> first_progeny;  // by sire, and one more: its progeny stand from here in `progeny`
+    Vec<int32_t> progeny;        // places, both parents known, sire by sire
+    std::vector<int32_t> line, pending;
 };
 
 bool both_known(Parents p) { return p.sire > 0 && p.dam > 0; }
 
 // Places follow the list, whatever numbers the levels have.
-void note_places(const Vec<Parentage>& parentage, Vec<Parents>& parents) {
-    const int32_t n = static_cast<int32_t>(parentage.size());
-    const bool from_the_top = parentage(1).animal != 1;
-    const auto place = [&](int32_t level) {
-        return level != 0 && from_the_top ? n + 1 - level : level;
+int32_t place_of(int32_t level, int32_t n, bool from_the_top) {
+    return level != 0 && from_the_top ? n + 1 - level : level;
+}
+
+int32_t number_nodes(const Vec<Parentage>& list, bool from_the_top, Vec<int32_t>& node_of) {
+    const int32_t n = static_cast<int32_t>(list.size());
+    for (const Parentage& p : list)
+        for (int32_t level : {p.sire, p.dam})
+            if (level != 0) node_of(place_of(level, n, from_the_top)) = 1;
+    int32_t last = 0;
+    for (int32_t& node : node_of)
+        if (node != 0) node = ++last;
+    return last;
+}
+
+void make_nodes(Pedigree& ped, const Vec<Parentage>& list) {
+    const int32_t n = static_cast<int32_t>(list.size());
+    const bool from_the_top = list(1).animal != 1;
+    check_allocated(ped.node_of.allocate(n), kRoutine, "NODES", n);
+    check_allocated(ped.parents.allocate(n), kRoutine, "PARENTS", n);
+    const int64_t n_nodes = number_nodes(list, from_the_top, ped.node_of);
+    check_allocated(ped.nodes.allocate(n_nodes + 1), kRoutine, "NODES", n_nodes + 1);
+    const auto node = [&](int32_t level) {
+        return level == 0 ? 0 : ped.node_of(place_of(level, n, from_the_top));
     };
-    for (int32_t j = 1; j <= n; ++j)
-        parents(j) = {place(parentage(j).sire), place(parentage(j).dam)};
+    for (int32_t j = 1; j <= n; ++j) {
+        ped.parents(j) = {node(list(j).sire), node(list(j).dam)};
+        if (ped.node_of(j) != 0)
+            ped.nodes(ped.node_of(j)) = {0.0, 1.0, ped.parents(j).sire, ped.parents(j).dam, 0};
+    }
 }
 
 // Progeny by sire: a counting sort.
-void gather_families(Families& f) {
-    const int64_t n = f.parents.size();
-    for (const Parents& p : f.parents)
-        if (both_known(p)) ++f.first_progeny(p.sire);
+void gather_families(Pedigree& ped) {
+    const int64_t n = ped.parents.size(), n_nodes = ped.nodes.size();
+    check_allocated(ped.first_progeny.allocate(n_nodes), kRoutine, "PROGENY", n_nodes);
+    check_allocated(ped.progeny.allocate(n), kRoutine, "PROGENY", n);
+    for (const Parents& p : ped.parents)
+        if (both_known(p)) ++ped.first_progeny(p.sire);
     int32_t behind = 1;
-    for (int64_t s = 1; s <= n + 1; ++s) {
-        behind += f.first_progeny(s);
-        f.first_progeny(s) = behind;
-    }
+    for (int32_t& first : ped.first_progeny) first = behind += first;
     for (int32_t j = static_cast<int32_t>(n); j >= 1; --j)
-        if (both_known(f.parents(j))) f.progeny(--f.first_progeny(f.parents(j).sire)) = j;
+        if (both_known(ped.parents(j))) ped.progeny(--ped.first_progeny(ped.parents(j).sire)) = j;
 }
 
-void allocate_families(Families& f, int64_t n) {
-    check_allocated(f.parents.allocate(n), kRoutine, "PARENTS", n);
-    check_allocated(f.first_progeny.allocate(n + 1), kRoutine, "PROGENY", n + 1);
-    check_allocated(f.progeny.allocate(n), kRoutine, "PROGENY", n);
-    check_allocated(f.q.allocate(n + 1), kRoutine, "Q", n + 1);
-    check_allocated(f.y.allocate(n + 1), kRoutine, "Y", n + 1);
-    check_allocated(f.waiting.allocate(n), kRoutine, "PLACES", n);
+// Mendelian sampling variance, the square of LD. Rounding could bring it below 0 in lines inbred
+// for hundreds of generations.
+double sampling_variance(const Pedigree& ped, Parents p) {
+    const double parents = ped.nodes(p.sire).diagonal + ped.nodes(p.dam).diagonal;
+    return std::max(1.0 - parents * 0.25, 0.0);
 }
 
-// Mendelian sampling variance of an animal, the square of its LD. Rounding can bring it below 0 in
-// lines inbred for hundreds of generations.
-double sampling_variance(Parents p) {
-    const double of_sire = p.sire > 0 ? AD(p.sire) : 0.0;
-    const double of_dam = p.dam > 0 ? AD(p.dam) : 0.0;
-    return std::max(1.0 - (of_sire + of_dam) * 0.25, 0.0);
+double mean_of_parents(const Pedigree& ped, const Node& node) {
+    return 0.5 * (ped.nodes(node.sire).share + ped.nodes(node.dam).share);
 }
 
-// From the sire up: q of the sire is 1 and passes on by halves; y becomes q times the sampling
-// variance.
-void weight_sire_line(Families& f, int32_t sire) {
-    f.sire_line.clear();
-    f.q(sire) = 1.0;
-    f.waiting.insert(sire);
-    while (int32_t place = f.waiting.take_largest()) {
-        f.sire_line.push_back(place);
-        const Parents p = f.parents(place);
-        f.y(place) = f.q(place) * sampling_variance(p);
-        for (int32_t parent : {p.sire, p.dam}) {
-            if (parent == 0) continue;
-            f.q(parent) += 0.5 * f.q(place);
-            f.waiting.insert(parent);
-        }
-        f.q(place) = 0.0;
+// Visits an animal and its ancestors, each behind its parents, but for those who are in the family
+// already; they are in it then. Nothing is known of how deep a pedigree goes, so there is a stack
+// and no recursion.
+template <class Visit>
+void visit_line(Pedigree& ped, int32_t animal, int32_t family, Visit visit) {
+    const auto push = [&](int32_t node) {
+        if (node != 0 && ped.nodes(node).family != family) ped.pending.push_back(node);
+    };
+    push(animal);
+    while (!ped.pending.empty()) {
+        const int32_t at = ped.pending.back();
+        const std::size_t height = ped.pending.size();
+        push(ped.nodes(at).sire);
+        push(ped.nodes(at).dam);
+        if (ped.pending.size() > height) continue;
+        ped.pending.pop_back();
+        if (ped.nodes(at).family == family) continue;
+        visit(at);
+        ped.nodes(at).family = family;
     }
 }
 
-// From the oldest ancestors of the mates down: y is the mean of the parents' and the own weight.
-void relate_mates(Families& f, int32_t first, int32_t behind) {
-    f.mate_line.clear();
-    for (int32_t j = first; j < behind; ++j) f.waiting.insert(f.parents(f.progeny(j)).dam);
-    while (int32_t place = f.waiting.take_largest()) {
-        f.mate_line.push_back(place);
-        const Parents p = f.parents(place);
-        if (p.sire != 0) f.waiting.insert(p.sire);
-        if (p.dam != 0) f.waiting.insert(p.dam);
+// Up the sire's line: a share of 1 passes on by halves, and an ancestor's weight is its share times
+// its sampling variance. Down again: each adds the mean of its parents.
+void relate_sire_line(Pedigree& ped, int32_t sire) {
+    ped.line.clear();
+    visit_line(ped, sire, sire, [&](int32_t at) {
+        ped.nodes(at).share = 0.0;
+        ped.line.push_back(at);
+    });
+    ped.nodes(sire).share = 1.0;
+    for (auto at = ped.line.rbegin(); at != ped.line.rend(); ++at) {
+        Node& node = ped.nodes(*at);
+        for (int32_t parent : {node.sire, node.dam})
+            if (parent != 0) ped.nodes(parent).share += 0.5 * node.share;
+        node.share *= sampling_variance(ped, {node.sire, node.dam});
     }
-    for (auto place = f.mate_line.rbegin(); place != f.mate_line.rend(); ++place) {
-        const Parents p = f.parents(*place);
-        f.y(*place) += 0.5 * (f.y(p.sire) + f.y(p.dam));  // y(0) stays 0
-    }
+    for (int32_t at : ped.line) ped.nodes(at).share += mean_of_parents(ped, ped.nodes(at));
 }
 
-void find_family(Families& f, int32_t sire) {
-    const int32_t first = f.first_progeny(sire), behind = f.first_progeny(sire + 1);
+// Fetches a mate further on in the family, and its parents, from the memory.
+void look_ahead(const Pedigree& ped, int32_t j) {
+    constexpr int32_t kAhead = 6;
+    const auto mate = [&](int32_t k) { return ped.parents(ped.progeny(k)).dam; };
+    if (j + 2 * kAhead > ped.progeny.size() || ped.progeny(j + 2 * kAhead) == 0) return;
+    __builtin_prefetch(&ped.nodes(mate(j + 2 * kAhead)));
+    const Node& soon = ped.nodes(mate(j + kAhead));
+    __builtin_prefetch(&ped.nodes(soon.sire));
+    __builtin_prefetch(&ped.nodes(soon.dam));
+}
+
+// The progeny of one sire: 1 + A(sire, dam) / 2.
+void find_family(Pedigree& ped, int32_t sire) {
+    const int32_t first = ped.first_progeny(sire), behind = ped.first_progeny(sire + 1);
     if (first == behind) return;
-    weight_sire_line(f, sire);
-    relate_mates(f, first, behind);
-    for (int32_t j = first; j < behind; ++j)
-        AD(f.progeny(j)) = 1.0 + 0.5 * f.y(f.parents(f.progeny(j)).dam);
-    for (int32_t place : f.sire_line) f.y(place) = 0.0;
-    for (int32_t place : f.mate_line) f.y(place) = 0.0;
+    relate_sire_line(ped, sire);
+    for (int32_t j = first; j < behind; ++j) {
+        look_ahead(ped, j);
+        const int32_t animal = ped.progeny(j), dam = ped.parents(animal).dam;
+        visit_line(ped, dam, sire,
+                   [&](int32_t at) { ped.nodes(at).share = mean_of_parents(ped, ped.nodes(at)); });
+        AD(animal) = 1.0 + 0.5 * ped.nodes(dam).share;
+        if (ped.node_of(animal) != 0) ped.nodes(ped.node_of(animal)).diagonal = AD(animal);
+    }
 }
 
 }  // namespace
 
 double find_inbreeding(const Vec<Parentage>& parentage) {
     const int32_t n = static_cast<int32_t>(parentage.size());
-    Families f;
-    allocate_families(f, n);
-    note_places(parentage, f.parents);
-    gather_families(f);
+    Pedigree ped;
+    make_nodes(ped, parentage);
+    gather_families(ped);
     for (int32_t j = 1; j <= n; ++j) AD(j) = 1.0;
     // The families of older sires hold the parents of all ancestors of a sire.
-    for (int32_t sire = 1; sire <= n; ++sire) find_family(f, sire);
+    for (int32_t sire = 1; sire < ped.nodes.size(); ++sire) find_family(ped, sire);
     double sum = 0.0;
     for (int32_t j = 1; j <= n; ++j) {
-        LD(j) = std::sqrt(sampling_variance(f.parents(j)));
+        LD(j) = std::sqrt(sampling_variance(ped, ped.parents(j)));
         sum += std::log(LD(j));
     }
     return 2.0 * sum;

@@ -20,7 +20,6 @@ WRITES(UNITS);
 namespace {
 
 constexpr int64_t kListed = 251;  // though the heading says 250
-constexpr int64_t kAhead = 16;    // animals by which memory is fetched ahead
 
 // A line of right-justified fields.
 class FieldLine {
@@ -82,7 +81,7 @@ int64_t write_inbreeding(int32_t k, const Vec<int32_t>& rows) {
     if (lists) say_heading(k);
     FieldLine line;
     for (int64_t j = 1; j <= rows.size(); ++j) {
-        if (j + kAhead <= rows.size()) expect_animal(rows(j + kAhead));
+        expect_ahead(rows, j, rows.size());
         put_animal(line, IDL(rows(j)), AD(j), LD(j));
         if (lists && j <= kListed) say_row("%.*s", KVE_SV(line.view()));
         UNITS.unit_11.print_line(line.view());

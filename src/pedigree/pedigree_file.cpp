@@ -71,11 +71,11 @@ int32_t signed_level(int32_t parent_row, int32_t code) {
 }
 
 void expect_parents(const Vec<int32_t>& order, int64_t j) {
-    if (j + 2 * kAhead <= order.size()) expect_animal(order(j + 2 * kAhead));
+    if (j + 2 * kAhead <= order.size()) expect_row(IDL(order(j + 2 * kAhead)));
     if (j + kAhead > order.size()) return;
     const AnimalRow& later = IDL(order(j + kAhead));
-    if (later.sire_row != 0) expect_animal(later.sire_row);
-    if (later.dam_row != 0) expect_animal(later.dam_row);
+    if (later.sire_row != 0) expect_row(IDL(later.sire_row));
+    if (later.dam_row != 0) expect_row(IDL(later.dam_row));
 }
 
 // Kept: the last record is written whole, with pairs of the one before it behind its own.

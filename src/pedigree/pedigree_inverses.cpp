@@ -68,9 +68,9 @@ void report_pedigree(int32_t k) {
     say_line("%60s%8d", "Number of animals with data                ", FACTORS.N_AWD(k));
 }
 
-void write_reduced_inverse(int32_t k, const AnimalList& list) {
+void write_reduced_inverse(int32_t k, const Vec<Parentage>& parentage) {
     clear_sparse();
-    add_reduced_a_inverse(list);
+    add_reduced_a_inverse(FACTORS.ANIMAL_LIST(k), parentage);
     RMAT(k).n_ram_rows = count_sparse_rows(FACTORS.NRALEV(k));
     kvewai(k, FACTORS.NRALEV(k), MatrixFile::AINV_RAM);
 }
@@ -88,7 +88,8 @@ void start_diagonal(int32_t k) {
     r.ad.fill(1.0);
 }
 
-void keep_diagonal(int32_t k, const Vec<int32_t>& rows) {
+void keep_diagonal(int32_t k) {
+    const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
     Vec<double>& ad = RMAT(k).ad;
     for (int64_t j = 1; j <= rows.size(); ++j) {
         const int64_t at = rows(j) - FACTORS.FIRST_ANIMAL(k) + 1;
@@ -96,21 +97,21 @@ void keep_diagonal(int32_t k, const Vec<int32_t>& rows) {
     }
 }
 
-double add_inverse(int32_t k, const AnimalList& list) {
+double add_inverse(int32_t k, const Vec<Parentage>& parentage) {
     const RMatrix& r = RMAT(k);
     switch (r.method) {
         case 1: {
-            const double log_det = find_inbreeding(list.parentage);
-            keep_diagonal(k, list.rows);
-            FACTORS.INBREED_LINES += write_inbreeding(k, list.rows);
-            add_a_inverse_with_inbreeding(list.parentage);
+            const double log_det = find_inbreeding(parentage);
+            keep_diagonal(k);
+            FACTORS.INBREED_LINES += write_inbreeding(k, FACTORS.ANIMAL_LIST(k));
+            add_a_inverse_with_inbreeding(parentage);
             return log_det;
         }
         case 2:
         case 4:  // the same coefficients, on purpose
-            return KVEA24(list.parentage, ParentRule::parents, 0.0);
+            return KVEA24(parentage, ParentRule::parents, 0.0);
         case 6:
-            return KVEA24(list.parentage, ParentRule::phantom_groups, r.ran_factor);
+            return KVEA24(parentage, ParentRule::phantom_groups, r.ran_factor);
         case 3:
             stop_method("ERROR: AINMET=(3) NOT YET IMPLEMENTED");
         case 5:
@@ -120,16 +121,16 @@ double add_inverse(int32_t k, const AnimalList& list) {
     }
 }
 
-void form_inverse(int32_t k, const AnimalList& list) {
+void form_inverse(int32_t k, const Vec<Parentage>& parentage) {
     RMatrix& r = RMAT(k);
     const int32_t levels = FACTORS.NRALEV(k);
-    if (r.l_ram) write_reduced_inverse(k, list);
+    if (r.l_ram) write_reduced_inverse(k, parentage);
     // KVE5 makes its own inverse from the pedigree file where no inbreeding is asked for.
     const bool needed = DIRECTIVES.ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
     if (!needed) return;
     clear_sparse();
     start_diagonal(k);
-    r.log_det = add_inverse(k, list);
+    r.log_det = add_inverse(k, parentage);
     r.l_log_det = true;
     r.n_ainv_rows = count_sparse_rows(levels);
     kvewai(k, levels, MatrixFile::AINV);
@@ -141,9 +142,9 @@ void process_pedigree(int32_t k) {
     say_line("%60s%8d", "Pedigree information for random matrix     ", k);
     FACTORS.IEQNEP(k) = 0;
     if (has_groups(k)) number_groups(k);
-    const AnimalList list = order_pedigree(k);
+    const Vec<Parentage> parentage = order_pedigree(k);
     report_pedigree(k);
-    form_inverse(k, list);
+    form_inverse(k, parentage);
 }
 
 }  // namespace

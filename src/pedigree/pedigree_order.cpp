@@ -1,5 +1,6 @@
 #include "pedigree/pedigree_order.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "data/factors.h"
@@ -31,7 +32,7 @@ namespace {
 constexpr const char* kRoutine = "PEDIGREE";
 constexpr int32_t kGroupRow = -999999999;      // sort variable of a phantom group
 constexpr int32_t kBeforeAnimals = -99999999;  // second sort key of groups
-constexpr int kAhead = 16;                     // animals by which memory is fetched ahead
+constexpr int32_t kBlock = 64;                 // animals whose parents are looked up together
 
 // The two parents of a row: its columns for the code and the row, and the number in PEDDATA.
 struct ParentColumns {
@@ -53,28 +54,16 @@ struct Linking {
 // Whether level numbers follow the list: the methods with inbreeding need parents before progeny.
 bool numbers_follow_list(int32_t method) { return method == 1 || method == 3; }
 
-// The rows of the factor's tree into IN and their sort variables into IV, the branch of bit 1
-// before that of bit 0. Returns their number. The order decides how animals with equal sort
-// variables fall.
-int32_t list_tree(int32_t root) {
-    int32_t pending[64];  // both children of the at most 33 rows of a path
-    int n_pending = 0;
-    int32_t n = 0;
-    const auto push = [&](int32_t row) {
-        if (row == 0) return;
-        expect_animal(row);
-        pending[n_pending++] = row;
-    };
-    push(root);
-    while (n_pending > 0) {
-        const int32_t row = pending[--n_pending];
-        ++n;
-        IN(n) = row;
-        IV(n) = IDL(row).sort;
-        push(IDL(row).child_0);
-        push(IDL(row).child_1);
+// The animals of the tree, as the reader has walked it, into IN, by the sort variable. That walk
+// decides how animals with equal sort variables fall.
+void sort_animals(const Vec<int32_t>& walk) {
+    const int32_t n = static_cast<int32_t>(walk.size());
+    for (int32_t j = 1; j <= n; ++j) {
+        expect_ahead(walk, j, n);
+        IN(j) = walk(j);
+        IV(j) = IDL(walk(j)).sort;
     }
-    return n;
+    heap_sort_pairs(n, IV.data(), IN.data());
 }
 
 int32_t take_sentinel_row() {
@@ -106,14 +95,15 @@ int32_t insert_relative(Linking& at, int32_t code) {
     return entered.row;
 }
 
-void link_parent(Linking& at, int32_t row, ParentColumns which) {
+// `parent` is the row of the parent's code, 0 when it was not found ahead.
+void link_parent(Linking& at, int32_t row, ParentColumns which, int32_t parent) {
     const int32_t code = IDL(row).*which.code;
     if (code == 0) {
         IDL(row).*which.row = at.sentinel;
         ++IDL(at.sentinel).n_desc;
         return;
     }
-    const int32_t parent = find_animal(at.index, code);
+    if (parent == 0) parent = find_animal(at.index, code);
     if (parent == 0) {
         const int32_t relative = insert_relative(at, code);
         IDL(row).*which.row = relative;
@@ -128,27 +118,43 @@ void link_parent(Linking& at, int32_t row, ParentColumns which) {
     write_born_after(row, parent, which);
 }
 
-// Fetches from the memory what the links of the animals further on in IN(1..n) will need.
-void look_ahead(Linking& at, int32_t j, int32_t n) {
-    if (j + 3 * kAhead <= n) expect_animal(IN(j + 3 * kAhead));
-    if (j + 2 * kAhead <= n) {
-        at.index.expect(IDL(IN(j + 2 * kAhead)).sire);
-        at.index.expect(IDL(IN(j + 2 * kAhead)).dam);
+// Rows of the parents of a block of animals, IN(first..), as far as they have one.
+struct ParentRows {
+    int32_t sire[kBlock], dam[kBlock];
+};
+
+// Step by step for a block, so that what the next step needs comes from the memory meanwhile.
+void find_parents(Linking& at, int32_t first, int32_t n_block, ParentRows& found) {
+    for (int32_t j = 0; j < n_block; ++j) {
+        const AnimalRow& animal = IDL(IN(first + j));
+        at.index.expect(animal.sire);
+        at.index.expect(animal.dam);
     }
-    if (j + kAhead > n) return;
-    const AnimalRow& later = IDL(IN(j + kAhead));
-    if (int32_t sire = find_animal(at.index, later.sire); sire != 0) expect_animal(sire);
-    if (int32_t dam = find_animal(at.index, later.dam); dam != 0) expect_animal(dam);
+    const auto find = [&](int32_t code) {
+        const int32_t row = code != 0 ? find_animal(at.index, code) : 0;
+        if (row != 0) expect_row(IDL(row));
+        return row;
+    };
+    for (int32_t j = 0; j < n_block; ++j) {
+        const AnimalRow& animal = IDL(IN(first + j));
+        found.sire[j] = find(animal.sire);
+        found.dam[j] = find(animal.dam);
+    }
 }
 
 // Links the sentinel, which is its own parent, and the rows IN(1..n) to their parents.
 void link_parents(Linking& at, int32_t n) {
-    link_parent(at, at.sentinel, kSire);
-    link_parent(at, at.sentinel, kDam);
-    for (int32_t j = 1; j <= n; ++j) {
-        look_ahead(at, j, n);
-        link_parent(at, IN(j), kSire);
-        link_parent(at, IN(j), kDam);
+    link_parent(at, at.sentinel, kSire, 0);
+    link_parent(at, at.sentinel, kDam, 0);
+    ParentRows found;
+    for (int32_t first = 1; first <= n; first += kBlock) {
+        const int32_t n_block = std::min(kBlock, n - first + 1);
+        find_parents(at, first, n_block, found);
+        for (int32_t j = 0; j < n_block; ++j) {
+            link_parent(at, IN(first + j), kSire, found.sire[j]);
+            link_parent(at, IN(first + j), kDam, found.dam[j]);
+            if (first + j + kBlock <= n) expect_row(IDL(IN(first + j + kBlock)));
+        }
     }
 }
 
@@ -191,7 +197,7 @@ void list_animals(int32_t extra_group, const Linking& linked, int32_t n, Vec<int
 void chain_animals(int32_t sentinel, const Vec<int32_t>& rows) {
     IDL(sentinel).next = rows(1);
     for (int64_t j = 1; j <= rows.size(); ++j) {
-        if (j + kAhead <= rows.size()) expect_animal(rows(j + kAhead));
+        expect_ahead(rows, j, rows.size());
         IDL(rows(j)).next = j < rows.size() ? rows(j + 1) : 0;
     }
 }
@@ -212,7 +218,7 @@ void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows) {
     const int32_t n = static_cast<int32_t>(rows.size());
     int32_t position = 0;
     for (int32_t j = extra_group != 0 ? 2 : 1; j <= n; ++j) {
-        if (j + kAhead <= n) expect_animal(rows(j + kAhead));
+        expect_ahead(rows, j, n);
         const AnimalRow& animal = IDL(rows(j));
         note_sort_keys(++position, rows(j), animal.sort,
                        animal.key < 0 ? kBeforeAnimals : -animal.n_desc);
@@ -220,7 +226,7 @@ void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows) {
     if (extra_group != 0) note_sort_keys(++position, extra_group, 0, kBeforeAnimals);
     heap_sort_pairs(n, IF.data(), IV.data(), IN.data());
     for (int32_t j = 1; j <= n; ++j) {
-        if (j + kAhead <= n) expect_animal(IN(j + kAhead));
+        expect_ahead(IN, j, n);
         IDL(IN(j)).level = j;
     }
 }
@@ -245,35 +251,41 @@ void number_from_the_top(const Vec<int32_t>& rows) {
     for (int32_t row : rows) IDL(row).level = level--;
 }
 
-int32_t mark_if(bool is_group, GroupMark mark) { return is_group ? mark : 0; }
+// Level numbers by row in IV, a table that is small beside IDL.
+void note_levels(const Vec<int32_t>& rows) {
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        expect_ahead(rows, j, rows.size());
+        IV(rows(j)) = IDL(rows(j)).level;
+    }
+}
+
+int32_t group_marks(const AnimalRow& animal) {
+    return (animal.key <= 0 ? kIsGroup : 0) | (IDL(animal.sire_row).key < 0 ? kSireIsGroup : 0) |
+           (IDL(animal.dam_row).key < 0 ? kDamIsGroup : 0);
+}
 
 // Gathers what the inverse needs of each animal, so that it need not jump through IDL again.
-void gather_parentage(AnimalList& list) {
-    const int64_t n = list.rows.size();
-    check_allocated(list.parentage.allocate(n), kRoutine, "PARENTAGE", n);
-    for (int64_t j = 1; j <= n; ++j) {
-        if (j + 2 * kAhead <= n) expect_animal(list.rows(j + 2 * kAhead));
-        if (j + kAhead <= n) {
-            const AnimalRow& later = IDL(list.rows(j + kAhead));
-            expect_animal(later.sire_row);
-            expect_animal(later.dam_row);
-        }
-        const AnimalRow& animal = IDL(list.rows(j));
-        const AnimalRow& sire = IDL(animal.sire_row);
-        const AnimalRow& dam = IDL(animal.dam_row);
-        list.parentage(j) = {animal.level, sire.level, dam.level,
-                             mark_if(animal.key <= 0, kIsGroup) |
-                                 mark_if(sire.key < 0, kSireIsGroup) |
-                                 mark_if(dam.key < 0, kDamIsGroup)};
+Vec<Parentage> gather_parentage(int32_t sentinel, const Vec<int32_t>& rows, bool groups) {
+    Vec<Parentage> parentage;
+    check_allocated(parentage.allocate(rows.size()), kRoutine, "PARENTAGE", rows.size());
+    IV(sentinel) = 0;
+    note_levels(rows);
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        expect_ahead(rows, j, rows.size());
+        const AnimalRow& animal = IDL(rows(j));
+        parentage(j) = {animal.level, IV(animal.sire_row), IV(animal.dam_row),
+                        groups ? group_marks(animal) : 0};
     }
+    return parentage;
 }
 
 }  // namespace
 
-AnimalList order_pedigree(int32_t k) {
+Vec<Parentage> order_pedigree(int32_t k) {
     const int32_t method = RMAT(k).method;
-    const int32_t n = list_tree(FACTORS.ITOPA(k));
-    heap_sort_pairs(n, IV.data(), IN.data());
+    Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
+    const int32_t n = static_cast<int32_t>(rows.size());
+    sort_animals(rows);
     FACTORS.NBAFT(k) = FACTORS.N_RIN(k) = 0;
     Linking linking{k, take_sentinel_row(), numbers_follow_list(method), ANIMAL_INDEX(k), {}};
     link_parents(linking, n);
@@ -286,19 +298,17 @@ AnimalList order_pedigree(int32_t k) {
         extra_group = linking.sentinel;
         FACTORS.ITOPAS(k) = make_extra_group(k, extra_group);
     }
-    AnimalList list;
-    list_animals(extra_group, linking, n, list.rows);
-    chain_animals(FACTORS.ITOPAS(k), list.rows);
-    FACTORS.NRALEV(k) = static_cast<int32_t>(list.rows.size());
+    list_animals(extra_group, linking, n, rows);
+    chain_animals(FACTORS.ITOPAS(k), rows);
+    FACTORS.NRALEV(k) = static_cast<int32_t>(rows.size());
     if (numbers_follow_list(method)) {
-        number_along_list(list.rows);
+        number_along_list(rows);
         refuse_young_parents(k);
     } else {
-        number_by_sort_variable(extra_group, list.rows);
+        number_by_sort_variable(extra_group, rows);
     }
-    if (DIRECTIVES.ITASK == kSolveByKve5 && DIRECTIVES.IMETHOD == 1) number_from_the_top(list.rows);
-    gather_parentage(list);
-    return list;
+    if (DIRECTIVES.ITASK == kSolveByKve5 && DIRECTIVES.IMETHOD == 1) number_from_the_top(rows);
+    return gather_parentage(FACTORS.ITOPAS(k), rows, method > 4);
 }
 
 }  // namespace kve

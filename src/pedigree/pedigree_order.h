@@ -21,19 +21,15 @@ enum GroupMark : int32_t {
     kDamIsGroup = 4,
 };
 
-// The list of a factor behind its sentinel row, in the order of the chain through column 8.
-struct AnimalList {
-    Vec<int32_t> rows;         // of IDL
-    Vec<Parentage> parentage;  // of the same animals
-};
-
 // Reads the rows and the tree of factor k as the pedigree reader has left them. Sorts them by the
 // sort variable; inserts parents without a record and phantom groups at the front; links every row
 // to its parents' rows (columns 9 and 10), counting its progeny (13); makes the extra phantom group
-// where method 6 needs one; chains the rows behind the sentinel (8), whose row is ITOPAS; and gives
-// them their levels (4). Sets NRALEV, N_RIN, NBAFT and NPHNUL. Parents with a sort variable that is
-// not before their progeny's go to PEDDATA; under methods 1 and 3 they stop the run. IN, IV and IF
-// serve as workspace.
-AnimalList order_pedigree(int32_t k);
+// where method 6 needs one; makes the list and chains its rows behind the sentinel (8), whose row
+// is ITOPAS; and gives them their levels (4). Sets NRALEV, N_RIN, NBAFT and NPHNUL. Parents with a
+// sort variable that is not before their progeny's go to PEDDATA; under methods 1 and 3 they stop
+// the run. IN, IV and IF serve as workspace.
+//
+// Returns the parentage of the animals of the list, ANIMAL_LIST, in its order.
+Vec<Parentage> order_pedigree(int32_t k);
 
 }  // namespace kve

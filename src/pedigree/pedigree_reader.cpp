@@ -192,7 +192,7 @@ void count_animals_with_data(int32_t k) {
         if (j + 2 * kBlock <= n) index.expect(IFL(IV(j + 2 * kBlock)).key);
         if (j + kBlock <= n) {
             const int32_t later = find_animal(index, IFL(IV(j + kBlock)).key);
-            if (later != 0) expect_animal(later);
+            if (later != 0) expect_row(IDL(later));
         }
         take_data_level(k, IFL(IV(j)));
     }
@@ -229,7 +229,7 @@ void read_pedigree(int32_t k) {
     }
     count_animals_with_data(k);
     FACTORS.LAST_ANIMAL(k) = NMDL;
-    build_animal_tree(FACTORS.FIRST_ANIMAL(k), NMDL, FACTORS.ITOPA(k));
+    build_animal_tree(FACTORS.FIRST_ANIMAL(k), NMDL, FACTORS.ITOPA(k), FACTORS.ANIMAL_LIST(k));
     report_animals(file);
     // Kept: the record count of the root animal becomes a key among the levels of the data. It is
     // on no list, and no level leads to it.

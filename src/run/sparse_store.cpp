@@ -112,7 +112,18 @@ std::span<const SparseElement> sparse_row(int32_t row) {
     row_copy.clear();
     if (row > IF.size()) return row_copy;
     for (int32_t e = IF(row); e != 0; e = IN(e)) row_copy.push_back({IV(e), AI(e)});
-    std::ranges::sort(row_copy, {}, &SparseElement::column);
+    // Most rows have the animal and its parents alone.
+    if (row_copy.size() > kWalked) {
+        std::ranges::sort(row_copy, {}, &SparseElement::column);
+        return row_copy;
+    }
+    for (std::size_t k = 1; k < row_copy.size(); ++k) {
+        const SparseElement element = row_copy[k];
+        std::size_t at = k;
+        for (; at > 0 && row_copy[at - 1].column > element.column; --at)
+            row_copy[at] = row_copy[at - 1];
+        row_copy[at] = element;
+    }
     return row_copy;
 }
 

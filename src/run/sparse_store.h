@@ -39,6 +39,7 @@ inline void expect_sparse_element(int32_t row) {
     if (row < 1 || row > state::IF.size()) return;
     const int32_t head = state::IF(row);
     if (head == 0) return;
+    __builtin_prefetch(&state::IN(head));
     __builtin_prefetch(&state::IV(head));
     __builtin_prefetch(&state::AI(head));
 }

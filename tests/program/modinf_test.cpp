@@ -289,7 +289,6 @@ TEST(CodeTable, FollowsTheListOfEveryFactor) {
         IFL(row) = {next, key, 10 * key, level, 100 * key, 1000 * key, -1};
         expected.push_back({next, key, 10 * key, level, 100 * key, 1000 * key});
     }
-    IDL(2).next = 3;  // the sentinel is no level
     IDL(3) = {-1, 71, 72, 73, 74, 75, 76, 1, 77, 78, 79, 80, 81};
     IDL(1) = {-1, 91, 92, 93, 94, 95, 96, 0, 97, 98, 99, 90, 89};
     // Behind the fixed effects: the pedigree, for DOM that of its other factor.
@@ -298,7 +297,9 @@ TEST(CodeTable, FollowsTheListOfEveryFactor) {
                                                {1, 91, 92, 93, 94, 95, 96, 0, 97, 98, 99, 90, 89}});
     FACTORS.HEAD_EF(1, 1) = 4;
     FACTORS.HEAD_EF(1, 2) = 3;
-    FACTORS.ITOPAS(2) = 2;
+    ASSERT_EQ(FACTORS.ANIMAL_LIST(2).allocate(2), 0);
+    FACTORS.ANIMAL_LIST(2)(1) = 3;
+    FACTORS.ANIMAL_LIST(2)(2) = 1;
     FACTORS.ITOPRS(3) = 6;
     FACTORS.ITOPRS(4) = 2;  // levels of an absorbed effect are never listed
     FACTORS.ITOPRS(5) = 1;
