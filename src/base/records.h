@@ -44,7 +44,7 @@ class RecordOutput {
     void end_record() { put(&length_, sizeof length_); }
 
  private:
-    static constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
+    static constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
 
     void put_in_pieces(const void* bytes, std::size_t count);
     void write_out();
