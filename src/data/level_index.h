@@ -35,7 +35,7 @@ class LevelIndex {
     }
 
     // The key will be looked for soon: a large index then costs no wait for the memory.
-    void expect(int32_t key) const { __builtin_prefetch(&slots_(place_of(key))); }
+    KVE_FETCH void expect(int32_t key) const { __builtin_prefetch(&slots_(place_of(key))); }
 
     // Remembers 0 or more for a key that is absent. A status other than 0: no memory to grow.
     [[nodiscard]] int enter(int32_t key, int32_t value) {

@@ -31,7 +31,7 @@ constexpr Coefficients kGrandsire{1.0 / 11, 2.0 / 11, -4.0 / 11, 4.0 / 11, -8.0 
 
 constexpr int64_t kAhead = 16;  // animals by which memory is fetched ahead
 
-void look_ahead(const Vec<Parentage>& parentage, int64_t j) {
+KVE_FETCH void look_ahead(const Vec<Parentage>& parentage, int64_t j) {
     if (j + 2 * kAhead > parentage.size()) return;
     const Parentage& far = parentage(j + 2 * kAhead);
     expect_sparse_head(far.sire);
@@ -39,6 +39,7 @@ void look_ahead(const Vec<Parentage>& parentage, int64_t j) {
     const Parentage& near = parentage(j + kAhead);
     expect_sparse_element(near.sire);
     expect_sparse_element(near.dam);
+    expect_sparse_place(near.sire, near.dam);
 }
 
 // Returns the Mendelian sampling variance.

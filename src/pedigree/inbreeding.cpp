@@ -138,7 +138,7 @@ void relate_sire_line(Pedigree& ped, int32_t sire) {
 }
 
 // Fetches a mate further on in the family, and its parents, from the memory.
-void look_ahead(const Pedigree& ped, int32_t j) {
+KVE_FETCH void look_ahead(const Pedigree& ped, int32_t j) {
     constexpr int32_t kAhead = 6;
     const auto mate = [&](int32_t k) { return ped.parents(ped.progeny(k)).dam; };
     if (j + 2 * kAhead > ped.progeny.size() || ped.progeny(j + 2 * kAhead) == 0) return;

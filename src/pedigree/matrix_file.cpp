@@ -18,6 +18,7 @@ READS(RMAT);
 namespace {
 
 constexpr std::size_t kLongestName = 12;
+constexpr int32_t kAhead = 16;    // rows by which memory is fetched ahead
 constexpr int64_t kListed = 250;  // one element fewer is listed
 
 const char* prefix_of(MatrixFile i_code) {
@@ -86,8 +87,10 @@ void kvewai(int32_t k, int32_t n, MatrixFile i_code) {
     to.lists = DIRECTIVES.ITEST > 1;
     if (to.lists) say_heading(prefix, k);
     int status = to.file.open(name);
-    for (int32_t row = 1; status == 0 && row <= n; ++row)
+    for (int32_t row = 1; status == 0 && row <= n; ++row) {
+        expect_sparse_element(row + kAhead);
         if (!write_row(to, row)) status = to.file.error();
+    }
     if (to.lists) blank_lines(2);
     if (const int closed = to.file.close(); status == 0) status = closed;
     if (status == 0) return;

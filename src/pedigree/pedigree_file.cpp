@@ -70,7 +70,7 @@ int32_t signed_level(int32_t parent_row, int32_t code) {
     return code < 0 ? -level : level;
 }
 
-void expect_parents(const Vec<int32_t>& order, int64_t j) {
+KVE_FETCH void expect_parents(const Vec<int32_t>& order, int64_t j) {
     if (j + 2 * kAhead <= order.size()) expect_row(IDL(order(j + 2 * kAhead)));
     if (j + kAhead > order.size()) return;
     const AnimalRow& later = IDL(order(j + kAhead));

@@ -39,7 +39,7 @@ struct AnimalRow {
 static_assert(sizeof(AnimalRow) == 13 * sizeof(int32_t));
 
 // The row will be wanted soon. It can lie in two lines of the cache.
-inline void expect_row(const AnimalRow& row) {
+KVE_FETCH void expect_row(const AnimalRow& row) {
     __builtin_prefetch(&row);
     __builtin_prefetch(&row.n_desc);
 }
@@ -94,7 +94,7 @@ inline constinit int32_t N_SPARSE = 0;
 
 // For walks along a list of IDL rows, elements 1..n, that lie all over the table: fetches the row
 // from the memory that is wanted some steps after the j-th.
-inline void expect_ahead(const Vec<int32_t>& rows, int64_t j, int64_t n) {
+KVE_FETCH void expect_ahead(const Vec<int32_t>& rows, int64_t j, int64_t n) {
     constexpr int64_t kAhead = 16;
     if (j + kAhead <= n) expect_row(state::IDL(rows(j + kAhead)));
 }

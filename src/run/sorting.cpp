@@ -47,7 +47,10 @@ void sink(Vec<Element>& a, int64_t i, int64_t ir, Element taken) {
     const int64_t top = i;
     int64_t child = 2 * i;
     while (child < ir) {
-        __builtin_prefetch(&a(child * 8 <= ir ? child * 8 : ir));  // three generations below
+        if (child * 8 + 7 <= ir) {  // three generations below
+            __builtin_prefetch(&a(child * 8));
+            __builtin_prefetch(&a(child * 8 + 7));
+        }
         child += a(child).key <= a(child + 1).key ? 1 : 0;
         a(i) = a(child);
         i = child;

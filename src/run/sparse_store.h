@@ -32,10 +32,10 @@ int32_t count_sparse_rows(int32_t n);
 
 // A row will be added to soon: fetches its head from the memory, and once that is there, its first
 // element, the diagonal as a rule. A row of 0 or below is left alone.
-inline void expect_sparse_head(int32_t row) {
+KVE_FETCH void expect_sparse_head(int32_t row) {
     if (row > 0 && row <= state::IF.size()) __builtin_prefetch(&state::IF(row));
 }
-inline void expect_sparse_element(int32_t row) {
+KVE_FETCH void expect_sparse_element(int32_t row) {
     if (row < 1 || row > state::IF.size()) return;
     const int32_t head = state::IF(row);
     if (head == 0) return;
@@ -43,5 +43,8 @@ inline void expect_sparse_element(int32_t row) {
     __builtin_prefetch(&state::IV(head));
     __builtin_prefetch(&state::AI(head));
 }
+
+// An addition to a place beside the diagonal will come soon, and the row may have many elements.
+void expect_sparse_place(int32_t i, int32_t j);
 
 }  // namespace kve
