@@ -1,17 +1,19 @@
 #include "data/first_pass.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "data/covariables.h"
 #include "data/factors.h"
 #include "data/intake.h"
-#include "data/level_code.h"
 #include "data/level_index.h"
+#include "data/level_tree.h"
 #include "data/raw_record.h"
 #include "data/usability.h"
 #include "model/records.h"
 #include "run/big_tables.h"
 #include "run/directives.h"
+#include "run/growth.h"
 #include "run/listing.h"
 #include "run/stop.h"
 
@@ -31,12 +33,19 @@ namespace {
 
 constexpr const char* kRoutine = "KVEFP1";
 
+// The levels of one factor. They are found by the index while the records are read, and become a
+// tree behind the last one; until then column `mark` of a row holds the number of its tree.
+struct LevelTree {
+    int32_t* root;
+    LevelIndex rows;
+    int32_t n_rows;
+};
+
 // A column whose values are levels of one tree, for records in which one of the traits is usable.
 struct LevelSource {
     TraitPattern traits;
     int32_t place;  // in IINP
-    int32_t* root;
-    LevelIndex rows;
+    int32_t tree;
     int32_t waiting;  // key of the record before, 0 none
 };
 
@@ -53,6 +62,7 @@ struct FirstPass {
     TraitPattern all_traits = 0;
     TraitPattern zero_one_traits = 0;  // the dependent variable must lie in 0..1
     int32_t group = kNotChecked;       // place of the residual group, for a GROUP residual
+    Vec<LevelTree> trees;
     Vec<LevelSource> levels;
     Vec<TraitSources> traits;
     Vec<int32_t> covariables;  // places in FINP, one a run of equal columns
@@ -105,34 +115,38 @@ bool is_zero_one_trait(const Model& m) {
            (m.trait_type == kGeneralized && m.var_fn == "BINOMIAL");
 }
 
-void add_source(LevelSource& source, TraitPattern traits, int32_t place, int32_t& root) {
-    source.traits = traits;
-    source.place = place;
-    source.root = &root;
-    check_allocated(source.rows.allocate(), kRoutine, "LEVEL INDEX", 1);
+void add_tree(FirstPass& pass, int32_t tree, int32_t& root) {
+    pass.trees(tree).root = &root;
+    check_allocated(pass.trees(tree).rows.allocate(), kRoutine, "LEVEL INDEX", 1);
 }
 
 void plan_levels(FirstPass& pass) {
     const RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
     const bool grouped = residual.is("GROUP");
-    int64_t n = grouped ? 1 : 0;
-    for (const Model& m : MODEL) n += m.n_fixed;
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) n += RMAT(k).n_random_id;
+    int64_t n_fixed = grouped ? 1 : 0, n_random = 0;
+    for (const Model& m : MODEL) n_fixed += m.n_fixed;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) n_random += RMAT(k).n_random_id;
+    const int64_t n_trees = n_fixed + KVEINT.NRAMAT, n = n_fixed + n_random;
+    check_allocated(pass.trees.allocate(n_trees), kRoutine, "LEVEL TREES", n_trees);
     check_allocated(pass.levels.allocate(n), kRoutine, "LEVEL SOURCES", n);
 
-    int32_t last = 0;
+    int32_t source = 0, tree = 0;
     if (grouped) {
         pass.group = integer_place(residual.grp_inp);
-        add_source(pass.levels(++last), pass.all_traits, pass.group, FACTORS.ROOT_GRP);
+        add_tree(pass, ++tree, FACTORS.ROOT_GRP);
+        pass.levels(++source) = {pass.all_traits, pass.group, tree, 0};
     }
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
-        for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j)
-            add_source(pass.levels(++last), trait_bit(KVEINT.nt, i),
-                       integer_place(MODEL(i).ef_inp(j)), FACTORS.ROOT_EF(i, j));
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
+        for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j) {
+            add_tree(pass, ++tree, FACTORS.ROOT_EF(i, j));
+            pass.levels(++source) = {trait_bit(KVEINT.nt, i), integer_place(MODEL(i).ef_inp(j)),
+                                     tree, 0};
+        }
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        add_tree(pass, ++tree, FACTORS.ITOPR(k));
         for (int32_t column : RMAT(k).random_id_inp)
-            add_source(pass.levels(++last), traits_of_matrix(k), integer_place(column),
-                       FACTORS.ITOPR(k));
+            pass.levels(++source) = {traits_of_matrix(k), integer_place(column), tree, 0};
+    }
 }
 
 void plan_statistics(FirstPass& pass) {
@@ -203,15 +217,21 @@ TraitPattern classify(const FirstPass& pass) {
     return usable;
 }
 
-// A key that was met before in its tree needs no descent, and is counted beside the key.
-void register_level(LevelSource& source, int32_t key) {
-    LevelIndex::Slot* met = source.rows.find(key);
-    if (met != nullptr) {
+// A key that was met before is counted beside it in the index.
+void register_level(FirstPass& pass, int32_t tree_number, int32_t key) {
+    LevelTree& tree = pass.trees(tree_number);
+    if (LevelIndex::Slot* met = tree.rows.find(key); met != nullptr) {
         ++met->n_met;
         return;
     }
-    int32_t row = enter_level(key, *source.root, 1, IFL, NMFL).row;
-    check_allocated(source.rows.enter(key, row), kRoutine, "LEVEL INDEX", NMFL);
+    if (NMFL >= IFL.size()) ALLOC_MFL(1);
+    const int32_t row = ++NMFL;
+    IFL(row) = LevelRow{};
+    IFL(row).key = key;
+    IFL(row).n_obs = 1;
+    IFL(row).mark = tree_number;
+    ++tree.n_rows;
+    check_allocated(tree.rows.enter(key, row), kRoutine, "LEVEL INDEX", NMFL);
 }
 
 // The levels of a record are entered when the next one has been read; what they need is fetched
@@ -219,15 +239,31 @@ void register_level(LevelSource& source, int32_t key) {
 void register_waiting_levels(FirstPass& pass) {
     for (LevelSource& source : pass.levels) {
         if (source.waiting == 0) continue;
-        register_level(source, source.waiting);
+        register_level(pass, source.tree, source.waiting);
         source.waiting = 0;
     }
 }
 
-void count_levels(const FirstPass& pass) {
-    for (const LevelSource& source : pass.levels)
-        for (const LevelIndex::Slot& slot : source.rows.slots())
+void count_levels(FirstPass& pass) {
+    for (LevelTree& tree : pass.trees) {
+        for (const LevelIndex::Slot& slot : tree.rows.slots())
             if (slot.value != LevelIndex::kAbsent) IFL(slot.value).n_obs += slot.n_met;
+        tree.rows = LevelIndex();
+    }
+}
+
+void build_trees(FirstPass& pass) {
+    Vec<Vec<int32_t>> rows;
+    check_allocated(rows.allocate(pass.trees.size()), kRoutine, "LEVEL ROWS", pass.trees.size());
+    for (int64_t t = 1; t <= pass.trees.size(); ++t)
+        check_allocated(rows(t).allocate(pass.trees(t).n_rows), kRoutine, "LEVEL ROWS",
+                        pass.trees(t).n_rows);
+    for (LevelTree& tree : pass.trees) tree.n_rows = 0;
+    for (int32_t row = 1; row <= NMFL; ++row) {
+        const int32_t t = std::exchange(IFL(row).mark, 0);
+        rows(t)(++pass.trees(t).n_rows) = row;
+    }
+    for (int64_t t = 1; t <= pass.trees.size(); ++t) build_tree(IFL, rows(t), *pass.trees(t).root);
 }
 
 void note_levels(FirstPass& pass, TraitPattern usable) {
@@ -236,7 +272,7 @@ void note_levels(FirstPass& pass, TraitPattern usable) {
         int32_t key = RECORD.IINP(source.place);
         if (key < 1) continue;  // an effect of a trait that is absent here
         source.waiting = key;
-        source.rows.expect(key);
+        pass.trees(source.tree).rows.expect(key);
     }
 }
 
@@ -301,6 +337,7 @@ void KVEFP1() {
     read_all_records(pass);
     register_waiting_levels(pass);
     count_levels(pass);
+    build_trees(pass);
     if (INTAKE.NREC < 1) {
         page_above(57);
         blank(2);

@@ -28,10 +28,4 @@ inline int32_t find_animal(LevelIndex& index, int32_t id) {
 // stands in no tree yet. References to rows do not survive the call.
 int32_t append_animal(LevelIndex& index, int32_t id);
 
-// Makes rows first..last, in the order of their arrival, the tree of their factor, as if level_code
-// had entered one after the other. The IDs are different and above 0. `walk` becomes the rows in
-// the order of a walk from the root, the branch of bit 1 before that of bit 0. A descent for each
-// row would touch a row a bit, all over the memory; here all rows take each bit together.
-void build_animal_tree(int32_t first, int32_t last, int32_t& root, Vec<int32_t>& walk);
-
 }  // namespace kve

@@ -8,6 +8,7 @@
 #include "data/factors.h"
 #include "data/input_record.h"
 #include "data/level_code.h"
+#include "data/level_tree.h"
 #include "model/records.h"
 #include "pedigree/animal_table.h"
 #include "run/directives.h"
@@ -199,6 +200,14 @@ void count_animals_with_data(int32_t k) {
     FACTORS.N_AWD(k) = n;
 }
 
+void build_animal_tree(int32_t k) {
+    const int32_t first = FACTORS.FIRST_ANIMAL(k), n = FACTORS.LAST_ANIMAL(k) - first + 1;
+    Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
+    check_allocated(rows.allocate(n), "PEDIGREE", "ANIMAL LIST", n);
+    for (int32_t j = 1; j <= n; ++j) rows(j) = first + j - 1;
+    build_tree(IDL, rows, FACTORS.ITOPA(k));
+}
+
 void report_animals(const PedigreeFile& file) {
     const int32_t k = file.factor;
     if (FACTORS.N_AIN(k) > 0) {
@@ -229,7 +238,7 @@ void read_pedigree(int32_t k) {
     }
     count_animals_with_data(k);
     FACTORS.LAST_ANIMAL(k) = NMDL;
-    build_animal_tree(FACTORS.FIRST_ANIMAL(k), NMDL, FACTORS.ITOPA(k), FACTORS.ANIMAL_LIST(k));
+    build_animal_tree(k);
     report_animals(file);
     // Kept: the record count of the root animal becomes a key among the levels of the data. It is
     // on no list, and no level leads to it.
