@@ -37,7 +37,7 @@ constexpr const char* kRoutine = "KVEFP1";
 // tree behind the last one; until then column `mark` of a row holds the number of its tree.
 struct LevelTree {
     int32_t* root;
-    LevelIndex rows;
+    CountingIndex rows;
     int32_t n_rows;
 };
 
@@ -220,7 +220,7 @@ TraitPattern classify(const FirstPass& pass) {
 // A key that was met before is counted beside it in the index.
 void register_level(FirstPass& pass, int32_t tree_number, int32_t key) {
     LevelTree& tree = pass.trees(tree_number);
-    if (LevelIndex::Slot* met = tree.rows.find(key); met != nullptr) {
+    if (CountingIndex::Slot* met = tree.rows.find(key); met != nullptr) {
         ++met->n_met;
         return;
     }
@@ -246,9 +246,9 @@ void register_waiting_levels(FirstPass& pass) {
 
 void count_levels(FirstPass& pass) {
     for (LevelTree& tree : pass.trees) {
-        for (const LevelIndex::Slot& slot : tree.rows.slots())
-            if (slot.value != LevelIndex::kAbsent) IFL(slot.value).n_obs += slot.n_met;
-        tree.rows = LevelIndex();
+        for (const CountingIndex::Slot& slot : tree.rows.slots())
+            if (!slot.is_empty()) IFL(slot.value()).n_obs += slot.n_met;
+        tree.rows = CountingIndex();
     }
 }
 

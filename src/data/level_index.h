@@ -8,17 +8,24 @@
 
 namespace kve {
 
-class LevelIndex {
+struct IndexSlot {
+    int32_t key;
+    int32_t value_behind;  // the value and 1; 0 in an empty slot, as memory comes
+
+    bool is_empty() const { return value_behind == 0; }
+    int32_t value() const { return value_behind - 1; }
+};
+struct CountingSlot : IndexSlot {
+    int32_t n_met;  // for the user to count in, 0 at first
+};
+
+template <class SlotType>
+class KeyIndex {
  public:
-    static constexpr int32_t kAbsent = -1;
+    using Slot = SlotType;
 
-    struct Slot {
-        int32_t key;
-        int32_t value;  // kAbsent in an empty slot
-        int32_t n_met;  // for the user to count in, 0 at first
-    };
-
-    // Empty, with room for so many keys before it must grow. Needed before the first use.
+    // Empty, with room for so many keys before it must grow; room that is not used costs nothing.
+    // Needed before the first use.
     [[nodiscard]] int allocate(int64_t keys = 0) {
         int bits = kFirstBits;
         while (bits < 31 && int64_t{1} << bits < 2 * keys) ++bits;
@@ -29,7 +36,7 @@ class LevelIndex {
     Slot* find(int32_t key) {
         for (uint32_t at = place_of(key);; at = (at + 1) & mask_) {
             Slot& slot = slots_(at);
-            if (slot.value == kAbsent) return nullptr;
+            if (slot.is_empty()) return nullptr;
             if (slot.key == key) return &slot;
         }
     }
@@ -43,7 +50,10 @@ class LevelIndex {
             int status = grow();
             if (status != 0) return status;
         }
-        put({key, value, 0});
+        Slot slot{};
+        slot.key = key;
+        slot.value_behind = value + 1;
+        put(slot);
         return 0;
     }
 
@@ -60,7 +70,7 @@ class LevelIndex {
 
     void put(Slot slot) {
         uint32_t at = place_of(slot.key);
-        while (slots_(at).value != kAbsent) at = (at + 1) & mask_;
+        while (!slots_(at).is_empty()) at = (at + 1) & mask_;
         slots_(at) = slot;
         ++used_;
     }
@@ -69,7 +79,6 @@ class LevelIndex {
         if (bits > 31) return kNoMemory;
         int status = slots_.allocate(int64_t{1} << bits);
         if (status != 0) return status;
-        slots_.fill({0, kAbsent, 0});
         shift_ = 32 - bits;
         mask_ = (uint32_t{1} << bits) - 1;
         used_ = 0;
@@ -82,7 +91,7 @@ class LevelIndex {
         int status = resize(32 - shift_ + 1);
         if (status != 0) return status;
         for (const Slot& slot : before)
-            if (slot.value != kAbsent) put(slot);
+            if (!slot.is_empty()) put(slot);
         return 0;
     }
 
@@ -91,5 +100,8 @@ class LevelIndex {
     uint32_t mask_ = 0;
     int64_t used_ = 0;
 };
+
+using LevelIndex = KeyIndex<IndexSlot>;
+using CountingIndex = KeyIndex<CountingSlot>;
 
 }  // namespace kve

@@ -109,7 +109,7 @@ void fill_levels(RecodingPass& pass, Vec<LevelColumn>& columns) {
     for (LevelColumn& column : columns) {
         if (!column.waits) continue;
         const LevelIndex::Slot* met = column.index.find(column.key);
-        int32_t level = met != nullptr ? met->value : level_of(column, column.key);
+        int32_t level = met != nullptr ? met->value() : level_of(column, column.key);
         pass.IOUT(column.position) = level;
         if (met == nullptr)
             check_allocated(column.index.enter(column.key, level), kRoutine, "LEVEL INDEX", NMFL);
@@ -123,7 +123,7 @@ int32_t residual_group(RecodingPass& pass) {
     if (key < 1) return 0;
     const LevelIndex::Slot* met = pass.groups.find(key);
     int32_t row = met == nullptr ? find_level(key, FACTORS.ROOT_GRP, IFL) : 0;
-    int32_t level = met != nullptr ? met->value : row != 0 ? IFL(row).level : 0;
+    int32_t level = met != nullptr ? met->value() : row != 0 ? IFL(row).level : 0;
     if (met == nullptr)
         check_allocated(pass.groups.enter(key, level), kRoutine, "LEVEL INDEX", NMFL);
     pass.IOUT(pass.layout.group_position) = level;

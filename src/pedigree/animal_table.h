@@ -21,7 +21,7 @@ inline constinit Vec<LevelIndex> ANIMAL_INDEX;  // NRAMAT
 // The row of an ID of the factor, 0 when it has none.
 inline int32_t find_animal(LevelIndex& index, int32_t id) {
     const LevelIndex::Slot* slot = index.find(id);
-    return slot != nullptr ? slot->value : 0;
+    return slot != nullptr ? slot->value() : 0;
 }
 
 // A cleared row behind those in use, for an ID that has none; IDL grows when it is full. The row

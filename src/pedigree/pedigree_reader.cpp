@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <span>
 
@@ -58,6 +59,16 @@ void open_pedigree(PedigreeFile& file) {
     const FileName& name = RMAT(file.factor).rel_file;
     ByteInput& input = file.ascii ? static_cast<ByteInput&>(file.text) : file.framed;
     if (input.open(name.string()) != 0) stop_pedigree_not_opened(file.factor, name);
+}
+
+// About as many records as the file has, so that the index need not grow.
+int64_t expected_records(const PedigreeFile& file) {
+    constexpr int64_t kUsualLine = 30, kFramedRecord = 24;
+    std::error_code unknown;
+    const std::uintmax_t bytes =
+        std::filesystem::file_size(RMAT(file.factor).rel_file.string(), unknown);
+    if (unknown) return 0;
+    return static_cast<int64_t>(bytes) / (file.ascii ? kUsualLine : kFramedRecord);
 }
 
 // Values of a text are 64 bits wide, so that one beyond the range is counted and not refused.
@@ -228,6 +239,8 @@ void read_pedigree(int32_t k) {
     FACTORS.FIRST_ANIMAL(k) = NMDL + 1;
     PedigreeFile file{.factor = k, .ascii = RMAT(k).rel_format == kAscii, .text{}, .framed{}};
     open_pedigree(file);
+    const int64_t expected = expected_records(file);
+    check_allocated(ANIMAL_INDEX(k).allocate(expected), "PEDIGREE", "ANIMAL INDEX", expected);
     read_all_records(file);
     judge_ranges(file);
     if (FACTORS.ITOPRS(k) == 0) {
@@ -252,7 +265,6 @@ void read_pedigrees() {
     check_allocated(ANIMAL_INDEX.allocate(n), "PEDIGREE", "ANIMAL INDEX", n);
     for (int32_t k = 1; k <= n; ++k) {
         if (!RMAT(k).is("PED") && !RMAT(k).is("PGMIX")) continue;
-        check_allocated(ANIMAL_INDEX(k).allocate(), "PEDIGREE", "ANIMAL INDEX", 1);
         read_pedigree(k);
     }
 }
