@@ -28,7 +28,7 @@ class KeyIndex {
     // Needed before the first use.
     [[nodiscard]] int allocate(int64_t keys = 0) {
         int bits = kFirstBits;
-        while (bits < 31 && int64_t{1} << bits < 2 * keys) ++bits;
+        while (bits < 31 && kFullest * (int64_t{1} << bits) < kOf * keys) ++bits;
         return resize(bits);
     }
 
@@ -46,7 +46,7 @@ class KeyIndex {
 
     // Remembers 0 or more for a key that is absent. A status other than 0: no memory to grow.
     [[nodiscard]] int enter(int32_t key, int32_t value) {
-        if (2 * (used_ + 1) > slots_.size()) {
+        if (kOf * (used_ + 1) > kFullest * slots_.size()) {
             int status = grow();
             if (status != 0) return status;
         }
@@ -62,6 +62,7 @@ class KeyIndex {
 
  private:
     static constexpr int kFirstBits = 6;
+    static constexpr int64_t kFullest = 3, kOf = 4;  // three of four slots are in use at most
 
     // The high bits of the product depend on all bits of the key.
     uint32_t place_of(int32_t key) const {

@@ -88,7 +88,8 @@ void kvewai(int32_t k, int32_t n, MatrixFile i_code) {
     if (to.lists) say_heading(prefix, k);
     int status = to.file.open(name);
     for (int32_t row = 1; status == 0 && row <= n; ++row) {
-        expect_sparse_element(row + kAhead);
+        expect_sparse_element(row + 2 * kAhead);
+        expect_sparse_mate(row + kAhead);
         if (!write_row(to, row)) status = to.file.error();
     }
     if (to.lists) blank_lines(2);

@@ -43,6 +43,17 @@ KVE_FETCH void expect_sparse_element(int32_t row) {
     __builtin_prefetch(&state::IV(head));
     __builtin_prefetch(&state::AI(head));
 }
+// A row will be read soon: fetches the element behind those of the animal and its parents, which
+// are there already.
+KVE_FETCH void expect_sparse_mate(int32_t row) {
+    if (row < 1 || row > state::IF.size()) return;
+    int32_t element = state::IF(row);
+    for (int k = 0; k < 3 && element != 0; ++k) element = state::IN(element);
+    if (element == 0) return;
+    __builtin_prefetch(&state::IN(element));
+    __builtin_prefetch(&state::IV(element));
+    __builtin_prefetch(&state::AI(element));
+}
 
 // An addition to a place beside the diagonal will come soon, and the row may have many elements.
 void expect_sparse_place(int32_t i, int32_t j);
