@@ -100,7 +100,7 @@ int32_t read_pedigree_record(PedigreeFile& file, bool groups, PedigreeRecord& re
         file.ascii ? read_text_record(file, values) : read_framed(file.framed, values, {});
     if (status == kEndOfData) return status;
     ++file.n_read;
-    record = record_of(values, groups);
+    if (status == kRecordRead) record = record_of(values, groups);
     return status;
 }
 
@@ -254,7 +254,7 @@ void read_pedigree(int32_t k) {
     build_animal_tree(k);
     report_animals(file);
     // Kept: the record count of the root animal becomes a key among the levels of the data. It is
-    // on no list, and no level leads to it.
+    // on no list, so no later stage meets it.
     enter_level(IDL(FACTORS.ITOPA(k)).n_obs, FACTORS.ITOPR(k), 0, IFL, NMFL);
 }
 

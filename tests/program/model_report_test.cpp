@@ -29,10 +29,6 @@ struct Case {
     }
 };
 
-bool is_page_head(const std::string& line) {
-    return line.find("Multivariate Mixed Model Package") != std::string::npos;
-}
-
 // So many lines of `text` behind the first one that is `title`.
 std::string behind(const std::string& text, const std::string& title, int count) {
     std::size_t at = text.find("\n" + title + "\n");

@@ -56,11 +56,6 @@ Outcome run_well(const Scratch& scratch, const Case& given) {
     return outcome;
 }
 
-template <class T>
-std::string bytes_of(const std::vector<T>& values) {
-    return {reinterpret_cast<const char*>(values.data()), values.size() * sizeof(T)};
-}
-
 }  // namespace
 
 TEST(Recoding, RecordsHoldLevelsCodesAndValues) {

@@ -34,10 +34,14 @@ std::vector<std::string> lines_of(const std::string& listing) {
     return lines;
 }
 
+bool is_page_head(const std::string& line) {
+    return line.find("Multivariate Mixed Model Package") != line.npos;
+}
+
 std::vector<std::string> Outcome::block(std::string_view title, std::string_view end) const {
     std::vector<std::string> found;
     for (const std::string& line : lines_of(listing)) {
-        if (line.find("Multivariate Mixed Model Package") != line.npos) continue;
+        if (is_page_head(line)) continue;
         if (!found.empty() && line == end) return found;
         if (!found.empty() || line == title) found.push_back(line);
     }
@@ -85,7 +89,10 @@ Outcome Scratch::run(std::string_view directives, const std::string& listing) co
     Outcome outcome;
     outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw);
     outcome.listing = read("listing.out");
-    outcome.words = folded(outcome.listing);
+    std::string words;
+    for (const std::string& line : lines_of(outcome.listing))
+        if (!is_page_head(line)) words += line + "\n";
+    outcome.words = folded(words);
     EXPECT_EQ(read("errors.out"), "") << "nothing goes to standard error";
     return outcome;
 }

@@ -10,7 +10,7 @@
 struct Outcome {
     int status = -1;  // exit status; 1000 + signal number when a signal ended the program
     std::string listing;
-    std::string words;  // the listing with every run of blanks and line ends folded to one blank
+    std::string words;  // the listing without page heads, blanks and line ends folded to one blank
 
     bool says(std::string_view text) const;  // compared with blanks folded
     bool prints(std::string_view text) const { return listing.find(text) != listing.npos; }
@@ -53,6 +53,12 @@ std::vector<T> numbers(const std::string& record) {
     return all;
 }
 
+template <class T>
+std::string bytes_of(const std::vector<T>& values) {
+    return {reinterpret_cast<const char*>(values.data()), values.size() * sizeof(T)};
+}
+
 std::string folded(std::string_view text);
 std::vector<std::string> lines_of(const std::string& listing);
+bool is_page_head(const std::string& line);
 [[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);

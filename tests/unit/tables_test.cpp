@@ -66,36 +66,6 @@ void grow_on_a_full_disk() {
 
 }  // namespace
 
-TEST(HeapSort, SortsOneAndTwoKeysAndFixesTheOrderOfEqualOnes) {
-    std::mt19937 random(3);
-    for (int32_t n = 0; n < 200; ++n) {
-        std::vector<std::array<int32_t, 3>> rows;
-        std::vector<int32_t> first, second, companion;
-        for (int32_t k = 0; k < n; ++k) {
-            rows.push_back(
-                {static_cast<int32_t>(random() % 7) - 3, static_cast<int32_t>(random()), k});
-            first.push_back(rows.back()[0]);
-            second.push_back(rows.back()[1]);
-            companion.push_back(k);
-        }
-        std::vector<int32_t> keys = first, places = companion;
-        heap_sort_pairs(n, keys.data(), places.data());
-        for (std::size_t k = 0; k < keys.size(); ++k)
-            EXPECT_EQ(keys[k], first[static_cast<std::size_t>(places[k])]);
-        heap_sort_pairs(n, first.data(), second.data(), companion.data());
-        EXPECT_EQ(keys, first);
-        std::ranges::sort(rows);
-        for (std::size_t k = 0; k < rows.size(); ++k)
-            EXPECT_EQ((std::array{first[k], second[k], companion[k]}), rows[k]);
-    }
-    // The heap of a b c d is c d a b; taking the top off it three times leaves b d a c.
-    std::vector<int32_t> equal(4), by_one{1, 2, 3, 4}, by_two = by_one;
-    heap_sort_pairs(4, equal.data(), by_one.data());
-    heap_sort_pairs(4, equal.data(), equal.data(), by_two.data());
-    EXPECT_EQ(by_one, (std::vector<int32_t>{2, 4, 1, 3}));
-    EXPECT_EQ(by_two, by_one);
-}
-
 TEST(LevelList, IsChainedAndNumberedInOrderOfTheKeys) {
     start_with_dimensions(1, 1, 1);
     std::mt19937 random(5);

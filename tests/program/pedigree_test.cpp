@@ -1,0 +1,341 @@
+// Whole runs with pedigrees: what the reader takes, refuses and reports; the order, the links and
+// the level numbers of the animals, against a plain model that walks trees and lists step by step.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <random>
+#include <set>
+
+#include "modinf.h"
+#include "run.h"
+
+namespace {
+
+enum Column { Code = 2, N_Obs, Level, Sort, Sire, Dam, Next, SireRow, DamRow, Bit0, Bit1, N_Desc };
+using Element = std::pair<std::pair<int32_t, int32_t>, int32_t>;  // two keys, a row
+
+std::vector<std::array<int32_t, 14>> table;  // of animals, columns from 1
+std::string told, born_after;                // on the listing and on PEDDATA
+
+auto& at(int32_t row) { return table.at(static_cast<std::size_t>(row)); }
+int32_t last() { return static_cast<int32_t>(table.size()) - 1; }
+
+void tell(int n, const char* words, const char* after = "") {
+    if (n > 0) told += words + std::to_string(n) + after + " ";
+}
+
+// Elements from 1 on.
+void heap_sort(std::vector<Element>& a) {
+    auto sink = [&a](std::size_t i, std::size_t ir) {
+        for (std::size_t j = 2 * i; j <= ir; i = j, j = 2 * i) {
+            if (j < ir && a[j].first <= a[j + 1].first) ++j;
+            if (a[i].first > a[j].first) return;
+            std::swap(a[i], a[j]);
+        }
+    };
+    for (std::size_t l = (a.size() - 1) / 2; l > 0; --l) sink(l, a.size() - 1);
+    for (std::size_t ir = a.size() - 1; ir > 1; sink(1, --ir)) std::swap(a[1], a[ir]);
+}
+
+struct Pedigree {
+    int number, method;
+    std::map<int32_t, int32_t> met{};  // identities in usable data records, how often
+    int32_t root = 0, sentinel = 0, levels = 0, unspecified = 0;
+    std::set<int32_t> groups{};
+
+    // Behind the row that was the last one when the tree lacked the key.
+    int32_t enter(int32_t key) {
+        int32_t* link = &root;
+        for (uint32_t bits = static_cast<uint32_t>(std::abs(key)); *link != 0; bits >>= 1) {
+            if (at(*link)[Code] == key) return *link;
+            link = &at(*link)[bits % 2 == 0 ? Bit0 : Bit1];
+        }
+        *link = last() + 1;
+        table.push_back({0, 0, key});
+        return last();
+    }
+
+    void read(const std::vector<Ints>& records) {
+        int reports = 0, errors = 0, unrecorded = 0;
+        for (const Ints& r : records) {
+            const int32_t id = r[0], least = method > 4 ? INT32_MIN : 0;
+            const int32_t sire = std::max(r[1], least), dam = std::max(r[2], least);
+            bool faulty = id <= 0 || id == sire || id == dam || (sire > 0 && sire == dam);
+            const int32_t known = last(), row = faulty ? 0 : enter(id);
+            errors += faulty ? 1 : 0;
+            if (row <= known && ++reports <= 100)
+                told += faulty ? text("ERROR : ID = %d SIRE = %d DAM/MGS = %d S-var = %d ", id,
+                                      sire, dam, r[3])
+                               : text("WARNING : ID = %d occurs more than one time. First ", id) +
+                                     "record used ";
+            if (row <= known) continue;
+            at(row)[Sort] = r[3], at(row)[Sire] = sire, at(row)[Dam] = dam;
+            for (int32_t code : {sire, dam})
+                if (method > 4 && code <= 0) groups.insert(code), unspecified += code == 0;
+        }
+        for (auto [id, n] : met) {
+            const int32_t known = last(), row = enter(id);
+            at(row)[N_Obs] = n;
+            if (row > known) at(row)[Sort] = -999999998, ++unrecorded;
+        }
+        tell(unrecorded, "Number of animal with data not in pedigree ",
+             " The animals has been inserted Phantom Parent: -999999998");
+        tell(errors > 10 ? errors : 0, "Number of errors in pedigree information ",
+             " COMPUTATIONS MIGHT BE OF LIMITED VALUE");
+    }
+
+    // Returns the number of relatives inserted.
+    int link_parents() {
+        int inserted = 0, too_young = 0;
+        for (int32_t r = sentinel; r != 0; r = at(r)[Next])
+            for (std::size_t parent : {0U, 1U}) {
+                const int32_t code = at(r)[Sire + parent], known = last();
+                const int32_t q = code == 0 ? sentinel : enter(code);
+                at(r)[SireRow + parent] = q;
+                ++at(q)[N_Desc];
+                if (q > known) {
+                    inserted += code < 1 ? 0 : 1;
+                    at(q)[Sort] = code < 1 ? -999999999 : 0;
+                    at(q)[Next] = std::exchange(at(sentinel)[Next], q);
+                    at(q)[SireRow] = at(q)[DamRow] = sentinel;
+                    at(sentinel)[N_Desc] += 2;
+                } else if (code != 0 && at(r)[Sort] < at(q)[Sort]) {
+                    ++too_young;
+                    born_after += text(" %10zu%11d%11d%11d%11d%11d%11d\n", parent + 1, code,
+                                       at(r)[Code], at(r)[Sort], q, at(q)[Code], at(q)[Sort]);
+                }
+            }
+        tell(inserted, "No of relatives inserted ");
+        tell(too_young, "No of parents born after offspring ",
+             " List of these animals on file PEDDATA");
+        return inserted;
+    }
+
+    void list_tree(int32_t row, std::vector<Element>& order) {
+        if (row == 0) return;
+        order.push_back({{at(row)[Sort], 0}, row});
+        list_tree(at(row)[Bit1], order);
+        list_tree(at(row)[Bit0], order);
+    }
+
+    void process(bool from_the_top) {
+        const int n_groups = static_cast<int>(groups.size());
+        tell(number, "Pedigree information for random matrix ");
+        tell(n_groups > 0 ? number : 0, "Levels for phantom parent groups for random factor ",
+             " Code N-obs");
+        int listed = 0;
+        for (int32_t code : groups) told += ++listed <= 100 ? text("%d 0 ", code) : "";
+        std::vector<Element> order(1);
+        list_tree(root, order);
+        heap_sort(order);
+        table.emplace_back();
+        order[0].second = sentinel = last();
+        for (std::size_t j = 1; j < order.size(); ++j)
+            at(order[j - 1].second)[Next] = order[j].second;
+        const int inserted = link_parents();
+
+        order.resize(1);
+        for (int32_t r = at(sentinel)[Next]; r != 0; r = at(r)[Next])
+            order.push_back({{at(r)[Sort], at(r)[Code] < 0 ? -99999999 : -at(r)[N_Desc]}, r});
+        if (method == 6 && inserted + unspecified > 0) {
+            order.push_back({{0, -99999999}, sentinel});
+            unspecified += 2 * inserted;
+            table.push_back({0, 0, 0, 0, 0, 0, 0, 0, sentinel});
+            sentinel = last();
+            told += "Extra phantom parent group created for animals with unspecified groups ";
+        }
+        if (method != 1) heap_sort(order);
+        for (std::size_t j = 1; j < order.size(); ++j) at(order[j].second)[Level] = ++levels;
+        int32_t level = from_the_top ? levels : 0;
+        for (int32_t r = sentinel; level > 0; --level) at(r = at(r)[Next])[Level] = level;
+        tell(levels - n_groups, "Number of animals in pedigree ");
+        if (method > 4) told += text("Number of phantom parent groups %d ", n_groups);
+        if (unspecified > 0) told += "Code used for extra phantom parent group 0 ";
+        tell(static_cast<int>(met.size()), "Number of animals with data ");
+    }
+
+    // PEDFILE, of the first rows of the table.
+    std::string pairs() const {
+        std::vector<Element> order(1);
+        for (int32_t row = 1; row <= levels; ++row) order.push_back({{at(row)[Level], 0}, row});
+        heap_sort(order);
+        Ints all;
+        for (std::size_t j = 1; j < order.size(); ++j)
+            for (std::size_t parent : {0U, 1U}) {
+                const auto& r = at(order[j].second);
+                const int32_t level = at(r[SireRow + parent])[Level];
+                all.push_back(r[Sire + parent] < 0 ? -level : level);
+            }
+        const std::size_t record = std::min<std::size_t>(all.size(), 200000);
+        while (all.size() % record != 0) all.push_back(all[all.size() - record]);
+        std::string file;
+        for (auto from = all.begin(); from != all.end(); from += static_cast<long>(record))
+            file += framed(bytes_of(Ints(from, from + static_cast<long>(record))));
+        return file;
+    }
+};
+
+std::mt19937 random_bits;
+
+bool percent(unsigned p) { return random_bits() % 100 < p; }
+int32_t below(std::size_t n) { return static_cast<int32_t>(random_bits() % n); }
+int32_t one_of(const Ints& all, std::size_t n) {
+    return all[random_bits() % std::min(n, all.size())];
+}
+
+// Some of them share a long road in the tree.
+Ints identities(int n) {
+    Ints ids;
+    for (int j = 0; j < n; ++j) ids.push_back(1 + (j % 3 == 0 && j < 6000 ? j << 18 : j));
+    std::shuffle(ids.begin(), ids.end(), random_bits);
+    return ids;
+}
+
+// One animal in ten has no record; `bad` in a hundred records are faulty or repeated, and without
+// such no parent is unknown. Under method 1 parents come from earlier years; under the others from
+// any, so that animals can be their own ancestors.
+std::vector<Ints> records_for(const Ints& ids, unsigned bad, bool ordered) {
+    std::vector<Ints> records;
+    for (std::size_t j = 0; j < ids.size(); ++j) {
+        const std::size_t before = ordered ? j / 8 * 8 : ids.size();
+        auto parent = [&] {
+            if (before == 0 || percent(bad > 0 ? 15 : 0)) return 0;
+            return percent(20) ? -1 - below(ids.size() / 2) : one_of(ids, before);
+        };
+        const int year = ordered ? 1 + static_cast<int>(before) : (below(9) - 4) * 500000000;
+        Ints r{ids[j], parent(), parent(), year};
+        if (j % 10 != 7) records.push_back(r);
+        if (!percent(bad)) continue;
+        r[random_bits() % 3] = r[random_bits() % 3];
+        records.push_back(r);
+    }
+    std::shuffle(records.begin(), records.end(), random_bits);
+    return records;
+}
+
+// Values across lines with both line ends, remarks behind the fourth value, some framed records
+// that are longer than they need be.
+std::string file_of(const std::vector<Ints>& records, const std::string& form) {
+    std::string all;
+    for (const Ints& r : records)
+        all += form == "BINARY" ? framed(bytes_of(r) + std::string(all.size() % 3, 'x'))
+                                : text("%d%s%d , %d\t%+d%s", r[0], all.empty() ? " " : "\r\n", r[1],
+                                       r[2], r[3], all.size() % 2 == 0 ? "\n" : " / remark, 7\r\n");
+    return all;
+}
+
+// Traits Y1 with the random effects A and B, and Y2 with the fixed effect of HERD.
+Outcome run_with(const Scratch& scratch, const std::string& analyse, const std::string& more) {
+    return scratch.run("$ANALYSE " + analyse +
+                       " 0 1\n$DATA ASCII (3,2,-9.0) data\n$VARIABLE\nA B HERD Y1 Y2\n" + more +
+                       "$MODEL\n2\n0\n0\n1 0 2 1 2\n2 0 1 3\n2 1 2\n0\n0\n0\n0\n$PRIOR\n"
+                       "1 1 1 1.0\n2 1 1 1.0\n3 1 1 4.0\n3 2 2 4.0\n");
+}
+
+// Pedigrees of `animals` / 2 and `animals`.
+void compare(const char* analyse, int method_1, int method_2, const char* form, int animals,
+             unsigned bad, const char* dimensions = "&kvedim /") {
+    SCOPED_TRACE(text("%s: %d %d %d", analyse, method_1, method_2, animals));
+    const Ints ids[] = {identities(animals / 2), identities(animals)};
+    Pedigree p[] = {{1, method_1}, {2, method_2}};
+    Scratch scratch;
+    table.resize(1);
+    told = born_after = "";
+    // All identities of the data are looked up; those of usable records of Y1 are animals.
+    std::vector<Ints> seen;
+    std::string data, structures, expected;
+    for (int j = 0; j < 250; ++j) {
+        const bool y1 = percent(70), y2 = percent(50);
+        const int32_t a = percent(80) ? one_of(ids[0], 150) : below(9) - 4;
+        const int32_t b = percent(80) ? one_of(ids[1], 150) : below(9) - 4;
+        data += text("%d %d 1 %d %d\n", a, b, y1 ? 5 : -9, y2 ? 6 : -9);
+        const bool animals_met = y1 && a > 0 && b > 0;
+        if (animals_met) ++p[0].met[a], ++p[1].met[b];
+        seen.push_back({a, b, animals_met || y2, y2});
+    }
+    for (int k : {0, 1}) {
+        const std::vector<Ints> records = records_for(ids[k], bad, p[k].method == 1);
+        structures += text("$VAR_STR %d PED %d %s ped%d\n", k + 1, p[k].method, form, k + 1);
+        scratch.write(text("ped%d", k + 1), file_of(records, form));
+        p[k].read(records);
+    }
+    for (Pedigree& one : p) one.process(analyse == std::string("12 1"));
+    scratch.write("data", data);
+    scratch.write("KVEDIM", dimensions);
+    const Outcome outcome = run_with(scratch, analyse, structures);
+    ASSERT_EQ(outcome.status, 0) << outcome.listing;
+    EXPECT_TRUE(outcome.says(told + "MODEL STATISTICS")) << told << outcome.listing;
+    EXPECT_TRUE(scratch.read("PEDDATA") == born_after);
+
+    for (const Ints& record : seen) {
+        const int32_t a = p[0].enter(record[0]), b = p[1].enter(record[1]);
+        if (record[2] == 1)
+            expected += framed(bytes_of(Ints{record[3], at(a)[Level], at(b)[Level], 0, 0}));
+    }
+    EXPECT_TRUE(scratch.read("RCDATA_I") == expected);
+    expected.clear();
+    for (const Pedigree& one : p) {
+        for (int32_t r = at(one.sentinel)[Next]; r != 0; r = at(r)[Next]) {
+            at(r)[1] = r;
+            expected += framed(bytes_of(Ints(at(r).begin() + 1, at(r).end())));
+        }
+        EXPECT_TRUE(scratch.read(text("PEDFILE%d", one.number)) == one.pairs()) << one.number;
+    }
+    EXPECT_TRUE(scratch.read("CODE_TABLE").substr(32) == expected);  // behind HERD
+}
+
+}  // namespace
+
+TEST(PedigreeRun, OrderLinksAndLevelsAreThoseOfThePlainModel) {
+    const char* tiny = "&kvedim MFL=1 MDL=1 MAXNRM=1 /";
+    compare("1 1", 1, 6, "ASCII", 400, 4);
+    compare("1 1", 2, 4, "BINARY", 300, 4, tiny);
+    compare("1 1", 6, 1, "BINARY", 14, 0, tiny);
+    compare("1 1", 6, 2, "ASCII", 300, 70);
+    compare("12 1", 1, 2, "ASCII", 300, 2);
+    compare("12 1", 6, 4, "BINARY", 300, 2);
+    compare("12 2", 4, 6, "ASCII", 40, 2);
+    compare("1 1", 6, 2, "ASCII", 120000, 0);
+}
+
+TEST(PedigreeRun, FaultyPedigreesStopInClearWords) {
+    Scratch scratch;
+    scratch.write("data", "1 7 1 5 -9\n");
+    auto stops = [&scratch](int method, const char* form, const std::string& pedigree,
+                            const std::string& words) {
+        scratch.write("ped", pedigree);
+        const Outcome outcome =
+            run_with(scratch, "1 1", text("$VAR_STR 1 PED %d %s ped\n", method, form));
+        EXPECT_EQ(outcome.status, 16) << pedigree;
+        EXPECT_TRUE(outcome.says(words)) << pedigree << outcome.listing;
+    };
+    const std::string unreadable =
+        "ERROR - reading pedigree file for random factor 1 at observation 2 Error condition "
+        "returned from read: 1 Check your pedigree file for: Wrong format type,";
+    for (const char* second : {"2 0 x 1", "2 0\n0", "2 0,,0 1", "2 2*0 1", "2 0 1.0 1", "2 0 0 / 1",
+                               "2 0 0 9223372036854775808"})
+        stops(2, "ASCII", std::string("1 2 3 1\n") + second, unreadable);
+    const std::string good = framed(bytes_of(Ints{1, 2, 3, 1})), body = good.substr(0, 20);
+    for (const std::string& second :
+         {good.substr(0, 23), framed(body.substr(4, 12)), body + "1234", body.substr(0, 1)})
+        stops(2, "BINARY", good + second, unreadable);
+    stops(6, "BINARY", framed(bytes_of(Ints{1, 0, INT32_MIN, 1})),
+          "BITSTR ERROR -2147483648 1 0000000000000000000000000000000 Program terminates");
+    stops(2, "ASCII",
+          "2147483648 0 -2147483648 7\n1 -2147483647 9999999999 -2147483649\n3 0 -2147483648 0\n",
+          "ERROR : ID = 0 SIRE = 0 DAM/MGS = 0 S-var = 7 WARNING WARNING WARNING WARNING WARNING "
+          "WARNING INPUT DATA OUT OF RANGE Input no. Name Times --------- -------- -------- 1 ID 1 "
+          "3 DAM_MGS 3 4 SVAR 1 ONE OR MORE INPUT VARIABLES IS OUT OF RANGE LEGAL RANGE FOR "
+          "INTEGERS : -2147483647 - 2147483647 COMPUTATIONS TERMINATES");
+    // The relative 9 has the sort variable 0 when it is met again; 5 and 6 are a loop.
+    stops(1, "ASCII", "1 2 0 3\n2 0 0 3\n3 0 9 0\n4 9 0 -1\n5 6 0 1\n6 0 5 2\n",
+          "No of parents born after offspring 3 List of these animals on file PEDDATA Method used "
+          "to compute A-inverse is 1 This method is for an inbreed population, and requires that "
+          "parents can be processed before progeny. With the specified sort variable, this can "
+          "not be performed. Computations terminated");
+    EXPECT_EQ(folded(scratch.read("PEDDATA")), "2 9 3 0 8 9 0 1 6 5 1 6 6 2 1 2 1 3 2 2 3");
+    scratch.write("data", "1 7 1 -9 5\n");
+    stops(2, "ASCII", "1 0 0 1\n",
+          "No animal with data for random factor 1 Computations terminated");
+}
