@@ -202,8 +202,17 @@ void chain_animals(int32_t sentinel, const Vec<int32_t>& rows) {
     }
 }
 
+// The level goes to IV, too: by row, it is a table that is small beside IDL.
+void set_level(int32_t row, int32_t level) {
+    IDL(row).level = level;
+    IV(row) = level;
+}
+
 void number_along_list(const Vec<int32_t>& rows) {
-    for (int32_t j = 1; j <= rows.size(); ++j) IDL(rows(j)).level = j;
+    for (int32_t j = 1; j <= rows.size(); ++j) {
+        expect_ahead(rows, j, rows.size());
+        set_level(rows(j), j);
+    }
 }
 
 void note_sort_keys(int32_t position, int32_t row, int32_t sort, int32_t second) {
@@ -227,7 +236,7 @@ void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows) {
     heap_sort_pairs(n, IF.data(), IV.data(), IN.data());
     for (int32_t j = 1; j <= n; ++j) {
         expect_ahead(IN, j, n);
-        IDL(IN(j)).level = j;
+        set_level(IN(j), j);
     }
 }
 
@@ -248,15 +257,7 @@ void refuse_young_parents(int32_t k) {
 // image of those of the other tasks.
 void number_from_the_top(const Vec<int32_t>& rows) {
     int32_t level = static_cast<int32_t>(rows.size());
-    for (int32_t row : rows) IDL(row).level = level--;
-}
-
-// Level numbers by row in IV, a table that is small beside IDL.
-void note_levels(const Vec<int32_t>& rows) {
-    for (int64_t j = 1; j <= rows.size(); ++j) {
-        expect_ahead(rows, j, rows.size());
-        IV(rows(j)) = IDL(rows(j)).level;
-    }
+    for (int32_t row : rows) set_level(row, level--);
 }
 
 int32_t group_marks(const AnimalRow& animal) {
@@ -264,12 +265,12 @@ int32_t group_marks(const AnimalRow& animal) {
            (IDL(animal.dam_row).key < 0 ? kDamIsGroup : 0);
 }
 
-// Gathers what the inverse needs of each animal, so that it need not jump through IDL again.
+// Gathers what the inverse needs of each animal, so that it need not jump through IDL again. The
+// parents' levels come from IV.
 Vec<Parentage> gather_parentage(int32_t sentinel, const Vec<int32_t>& rows, bool groups) {
     Vec<Parentage> parentage;
     check_allocated(parentage.allocate(rows.size()), kRoutine, "PARENTAGE", rows.size());
     IV(sentinel) = 0;
-    note_levels(rows);
     for (int64_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
         const AnimalRow& animal = IDL(rows(j));
