@@ -95,7 +95,7 @@ PedigreeRecord record_of(std::span<const int32_t, kColumns> values, bool groups)
 }
 
 int32_t read_pedigree_record(PedigreeFile& file, bool groups, PedigreeRecord& record) {
-    std::array<int32_t, kColumns> values;
+    std::array<int32_t, kColumns> values{};
     const int32_t status =
         file.ascii ? read_text_record(file, values) : read_framed(file.framed, values, {});
     if (status == kEndOfData) return status;

@@ -68,8 +68,8 @@ namespace state {
 // Written by the reader of KVEDIM and by `growth`.
 inline constinit Dimensions DIMENSIONS;
 
-// The level table: trees of all factors, rows 1..NMFL in use. Written by `level_code` and
-// `sort_level_list`.
+// The level table: trees of all factors, rows 1..NMFL in use. Written by the first pass,
+// `level_code` and `sort_level_list`.
 inline constinit Vec<LevelRow> IFL;
 inline constinit int32_t NMFL = 0;
 
