@@ -90,6 +90,21 @@ constinit ElementIndex far_elements;
 
 std::vector<SparseElement> row_copy;
 
+// Most rows have the animal's parents and a few mates.
+void sort_by_column(std::vector<SparseElement>& elements) {
+    if (elements.size() > kShortRow) {
+        std::ranges::sort(elements, {}, &SparseElement::column);
+        return;
+    }
+    for (std::size_t k = 1; k < elements.size(); ++k) {
+        const SparseElement element = elements[k];
+        std::size_t at = k;
+        for (; at > 0 && elements[at - 1].column > element.column; --at)
+            elements[at] = elements[at - 1];
+        elements[at] = element;
+    }
+}
+
 int32_t new_element(int32_t column, double value) {
     if (N_SPARSE >= DIMENSIONS.MAXNRM.now) ALLOC_MAXNRM(1);
     const int32_t element = ++N_SPARSE;
@@ -174,19 +189,12 @@ void expect_sparse_place(int32_t i, int32_t j) {
 std::span<const SparseElement> sparse_row(int32_t row) {
     row_copy.clear();
     if (row > IF.size()) return row_copy;
-    for (int32_t e = IF(row); e != 0; e = IN(e)) row_copy.push_back({IV(e), AI(e)});
-    // Most rows have the animal, its parents and a few mates.
-    if (row_copy.size() > kShortRow) {
-        std::ranges::sort(row_copy, {}, &SparseElement::column);
-        return row_copy;
-    }
-    for (std::size_t k = 1; k < row_copy.size(); ++k) {
-        const SparseElement element = row_copy[k];
-        std::size_t at = k;
-        for (; at > 0 && row_copy[at - 1].column > element.column; --at)
-            row_copy[at] = row_copy[at - 1];
-        row_copy[at] = element;
-    }
+    const int32_t head = IF(row);
+    const bool has_diagonal = head != 0 && IV(head) == row;
+    for (int32_t e = has_diagonal ? IN(head) : head; e != 0; e = IN(e))
+        row_copy.push_back({IV(e), AI(e)});
+    sort_by_column(row_copy);
+    if (has_diagonal) row_copy.push_back({row, AI(head)});
     return row_copy;
 }
 
