@@ -1,5 +1,6 @@
 #include "pedigree/pedigree_reader.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -61,14 +62,16 @@ void open_pedigree(PedigreeFile& file) {
     if (input.open(name.string()) != 0) stop_pedigree_not_opened(file.factor, name);
 }
 
-// About as many records as the file has, so that the index need not grow.
+// About as many records as the file has, so that the index need not grow; of a file that can be no
+// pedigree, not too many.
 int64_t expected_records(const PedigreeFile& file) {
-    constexpr int64_t kUsualLine = 30, kFramedRecord = 24;
+    constexpr int64_t kUsualLine = 30, kFramedRecord = 24, kMost = 50'000'000;
     std::error_code unknown;
     const std::uintmax_t bytes =
         std::filesystem::file_size(RMAT(file.factor).rel_file.string(), unknown);
     if (unknown) return 0;
-    return static_cast<int64_t>(bytes) / (file.ascii ? kUsualLine : kFramedRecord);
+    const int64_t bytes_each = file.ascii ? kUsualLine : kFramedRecord;
+    return std::min(static_cast<int64_t>(bytes) / bytes_each, kMost);
 }
 
 // Values of a text are 64 bits wide, so that one beyond the range is counted and not refused.

@@ -6,7 +6,9 @@
 #include <limits>
 #include <map>
 #include <random>
+#include <vector>
 
+#include "data/level_tree.h"
 #include "stops.h"
 
 using namespace kve;
@@ -57,6 +59,41 @@ void agrees_with_a_map(Vec<Row>& table, int32_t& used, const Dimension& dimensio
 TEST(LevelCode, AgreesWithAMapWhileTheTableGrowsFromOneRow) {
     agrees_with_a_map(IFL, NMFL, DIMENSIONS.MFL);
     agrees_with_a_map(IDL, NMDL, DIMENSIONS.MDL);
+}
+
+TEST(LevelTree, BuiltAtOnceIsTheTreeOfOneByOne) {
+    std::mt19937 random(13);
+    for (int32_t n : {1, 2, 64, 65, 700, 40000}) {
+        start_with_dimensions(2 * n);
+        NMFL = 0;
+        int32_t root = 0, root_at_once = 0;
+        // A third of the keys are even multiples of 2**16, which share a long road.
+        while (NMFL < n)
+            enter_level(static_cast<int32_t>(random() % 3 == 0 ? (1 + random() % 16000) << 16
+                                                               : 1 + random() % 0x7ffffffe),
+                        root, 0, IFL, NMFL);
+        Vec<int32_t> rows;
+        ASSERT_EQ(rows.allocate(n), 0);
+        for (int32_t k = 1; k <= n; ++k) {
+            rows(k) = n + k;
+            IFL(n + k).key = IFL(k).key;
+        }
+        build_tree(IFL, rows, root_at_once);
+        std::vector<int32_t> pending{root}, walk;
+        while (!pending.empty()) {
+            const int32_t row = pending.back();
+            pending.pop_back();
+            if (row == 0) continue;
+            walk.push_back(n + row);
+            pending.insert(pending.end(), {IFL(row).child_0, IFL(row).child_1});
+        }
+        EXPECT_EQ(std::vector<int32_t>(rows.begin(), rows.end()), walk) << n;
+        const auto copied = [n](int32_t row) { return row != 0 ? n + row : 0; };
+        for (int32_t k = 1; k <= n; ++k) {
+            ASSERT_EQ(IFL(n + k).child_0, copied(IFL(k).child_0)) << n;
+            ASSERT_EQ(IFL(n + k).child_1, copied(IFL(k).child_1)) << n;
+        }
+    }
 }
 
 TEST(LevelCode, LongestRoadAndTheKeyWithoutBits) {
