@@ -1,6 +1,7 @@
 #include "pedigree/a_inverse.h"
 
 #include <cmath>
+#include <cstdlib>
 
 #include "run/big_tables.h"
 #include "run/listing.h"
@@ -34,12 +35,12 @@ constexpr int64_t kAhead = 16;  // animals by which memory is fetched ahead
 KVE_FETCH void look_ahead(const Vec<Parentage>& parentage, int64_t j) {
     if (j + 2 * kAhead > parentage.size()) return;
     const Parentage& far = parentage(j + 2 * kAhead);
-    expect_sparse_head(far.sire);
-    expect_sparse_head(far.dam);
+    expect_sparse_head(std::abs(far.sire));
+    expect_sparse_head(std::abs(far.dam));
     const Parentage& near = parentage(j + kAhead);
-    expect_sparse_element(near.sire);
-    expect_sparse_element(near.dam);
-    expect_sparse_place(near.sire, near.dam);
+    expect_sparse_element(std::abs(near.sire));
+    expect_sparse_element(std::abs(near.dam));
+    expect_sparse_place(std::abs(near.sire), std::abs(near.dam));
 }
 
 // Returns the Mendelian sampling variance.
@@ -74,13 +75,12 @@ double add_animal(const Parentage& p, const Coefficients& t) {
 // parents are groups. A group row has no parents and adds only the variance ratio of random groups,
 // 0 for fixed ones, so that its element is in the file. Returns the sampling variance.
 double add_animal_or_group(const Parentage& p, double ran_factor) {
-    const int32_t a = p.animal, s = p.sire, d = p.dam;
-    if ((p.group_marks & kIsGroup) != 0) {
+    const int32_t a = std::abs(p.animal), s = std::abs(p.sire), d = std::abs(p.dam);
+    if (p.animal < 0) {
         insert_sparse(a, a, ran_factor);
         return 1.0;
     }
-    const int groups = ((p.group_marks & kSireIsGroup) != 0 ? 1 : 0) +
-                       ((p.group_marks & kDamIsGroup) != 0 ? 1 : 0);
+    const int groups = (p.sire < 0 ? 1 : 0) + (p.dam < 0 ? 1 : 0);
     constexpr double kVariances[] = {0.5, 0.75, 1.0};
     constexpr double kFactors[] = {2.0, 4.0 / 3, 1.0};
     const double f = kFactors[groups];
@@ -117,8 +117,10 @@ double KVEA24(const Vec<Parentage>& parentage, ParentRule code, double ran_facto
 }
 
 void add_reduced_a_inverse(const Vec<int32_t>& rows, const Vec<Parentage>& parentage) {
-    for (int64_t j = 1; j <= rows.size(); ++j)
-        if (IDL(rows(j)).n_desc != 0) add_animal(parentage(j), kParents);
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        const auto [a, s, d] = parentage(j);
+        if (IDL(rows(j)).n_desc != 0) add_animal({std::abs(a), std::abs(s), std::abs(d)}, kParents);
+    }
 }
 
 // Kept, here and in KVEA24: where both parents are one, (d,s) is added once, so the parent's
@@ -126,7 +128,7 @@ void add_reduced_a_inverse(const Vec<int32_t>& rows, const Vec<Parentage>& paren
 void add_a_inverse_with_inbreeding(const Vec<Parentage>& parentage) {
     for (int64_t j = 1; j <= parentage.size(); ++j) {
         look_ahead(parentage, j);
-        const auto [a, s, d, marks] = parentage(j);
+        const auto [a, s, d] = parentage(j);
         const double v = 1.0 / (LD(j) * LD(j));
         insert_sparse(a, a, v);
         if (s > 0 && d > 0) {

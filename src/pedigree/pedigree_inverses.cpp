@@ -1,6 +1,6 @@
 #include "pedigree/pedigree_inverses.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "data/factors.h"
 #include "model/records.h"
@@ -80,20 +80,18 @@ void write_reduced_inverse(int32_t k, const Vec<Parentage>& parentage) {
     stop_run();
 }
 
-// The diagonal of A of the factor's own rows of IDL, 1 for an animal that is not set.
-void start_diagonal(int32_t k) {
+// The diagonal of A by the factor's own rows of IDL; 1 where inbreeding is left out of account, and
+// for a row without a value. Made when the parentage is gone, since both are long.
+void keep_diagonal(int32_t k) {
     RMatrix& r = RMAT(k);
     const int64_t n = int64_t{FACTORS.NRALEV(k)} + 1;
     check_allocated(r.ad.allocate(n), "AINVERSE", "RMAT(K)%AD", n);
     r.ad.fill(1.0);
-}
-
-void keep_diagonal(int32_t k) {
+    if (r.method != 1) return;
     const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
-    Vec<double>& ad = RMAT(k).ad;
     for (int64_t j = 1; j <= rows.size(); ++j) {
         const int64_t at = rows(j) - FACTORS.FIRST_ANIMAL(k) + 1;
-        if (at >= 1 && at <= ad.size()) ad(at) = AD(j);
+        if (at >= 1 && at <= n) r.ad(at) = AD(j);
     }
 }
 
@@ -102,7 +100,6 @@ double add_inverse(int32_t k, const Vec<Parentage>& parentage) {
     switch (r.method) {
         case 1: {
             const double log_det = find_inbreeding(parentage);
-            keep_diagonal(k);
             FACTORS.INBREED_LINES += write_inbreeding(k, FACTORS.ANIMAL_LIST(k));
             add_a_inverse_with_inbreeding(parentage);
             return log_det;
@@ -121,7 +118,7 @@ double add_inverse(int32_t k, const Vec<Parentage>& parentage) {
     }
 }
 
-void form_inverse(int32_t k, const Vec<Parentage>& parentage) {
+void form_inverse(int32_t k, Vec<Parentage> parentage) {
     RMatrix& r = RMAT(k);
     const int32_t levels = FACTORS.NRALEV(k);
     if (r.l_ram) write_reduced_inverse(k, parentage);
@@ -129,8 +126,9 @@ void form_inverse(int32_t k, const Vec<Parentage>& parentage) {
     const bool needed = DIRECTIVES.ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
     if (!needed) return;
     clear_sparse();
-    start_diagonal(k);
     r.log_det = add_inverse(k, parentage);
+    parentage.release();
+    keep_diagonal(k);
     r.l_log_det = true;
     r.n_ainv_rows = count_sparse_rows(levels);
     kvewai(k, levels, MatrixFile::AINV);
@@ -142,9 +140,9 @@ void process_pedigree(int32_t k) {
     say_line("%60s%8d", "Pedigree information for random matrix     ", k);
     FACTORS.IEQNEP(k) = 0;
     if (has_groups(k)) number_groups(k);
-    const Vec<Parentage> parentage = order_pedigree(k);
+    Vec<Parentage> parentage = order_pedigree(k);
     report_pedigree(k);
-    form_inverse(k, parentage);
+    form_inverse(k, std::move(parentage));
 }
 
 }  // namespace

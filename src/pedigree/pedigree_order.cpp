@@ -260,10 +260,7 @@ void number_from_the_top(const Vec<int32_t>& rows) {
     for (int32_t row : rows) set_level(row, level--);
 }
 
-int32_t group_marks(const AnimalRow& animal) {
-    return (animal.key <= 0 ? kIsGroup : 0) | (IDL(animal.sire_row).key < 0 ? kSireIsGroup : 0) |
-           (IDL(animal.dam_row).key < 0 ? kDamIsGroup : 0);
-}
+int32_t signed_level(int32_t level, bool is_group) { return is_group ? -level : level; }
 
 // Gathers what the inverse needs of each animal, so that it need not jump through IDL again. The
 // parents' levels come from IV.
@@ -274,8 +271,12 @@ Vec<Parentage> gather_parentage(int32_t sentinel, const Vec<int32_t>& rows, bool
     for (int64_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
         const AnimalRow& animal = IDL(rows(j));
-        parentage(j) = {animal.level, IV(animal.sire_row), IV(animal.dam_row),
-                        groups ? group_marks(animal) : 0};
+        Parentage& p = parentage(j);
+        p = {animal.level, IV(animal.sire_row), IV(animal.dam_row)};
+        if (!groups) continue;
+        p.animal = signed_level(p.animal, animal.key <= 0);
+        p.sire = signed_level(p.sire, IDL(animal.sire_row).key < 0);
+        p.dam = signed_level(p.dam, IDL(animal.dam_row).key < 0);
     }
     return parentage;
 }

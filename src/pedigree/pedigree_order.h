@@ -8,17 +8,13 @@
 
 namespace kve {
 
-// What a row means to the rules of the inverse. Level numbers; 0 is the unknown parent.
+// What a row means to the rules of the inverse: level numbers, those of phantom parent groups
+// negative. 0 is the unknown parent. The extra group is a group where it stands itself and a known
+// animal where it is a parent.
 struct Parentage {
     int32_t animal;
     int32_t sire;  // sire and dam, or sire and maternal grandsire
     int32_t dam;
-    int32_t group_marks;  // sums of the marks below
-};
-enum GroupMark : int32_t {
-    kIsGroup = 1,      // the row is a phantom parent group
-    kSireIsGroup = 2,  // of a code below 0; the extra group counts as a known parent
-    kDamIsGroup = 4,
 };
 
 // Reads the rows and the tree of factor k as the pedigree reader has left them. Sorts them by the

@@ -23,7 +23,7 @@ namespace {
 // parents; the ones behind, of mates, are found by their place. So neither the row of a parent with
 // 100,000 mates nor that of a large phantom group is ever walked. Elements never move and are never
 // unlinked.
-constexpr int kWalked = 2;
+constexpr int kWalked = 6;
 constexpr std::size_t kShortRow = 16;
 
 // Elements by row and column: open addressing. A slot holds the row alone, its element the column.
