@@ -88,7 +88,8 @@ bool RecordInput::take(void* to, std::size_t count) {
     return true;
 }
 
-RecordInput::Record RecordInput::read_record(std::span<int32_t> first, std::span<float> second) {
+RecordInput::Record RecordInput::read_parts(std::span<std::byte> first,
+                                            std::span<std::byte> second) {
     if (at_ == end_ && !fill()) return error() != 0 ? Record::bad : Record::end;
     int32_t length, trailer;
     if (!take(&length, sizeof length)) return Record::bad;

@@ -111,9 +111,14 @@ class RecordInput : public ByteInput {
     // The next record: its first words into `first` and then `second`; what stands behind them in
     // the record is skipped. Bad: shorter than asked for, lengths that differ, a file that ends
     // inside the record.
-    [[nodiscard]] Record read_record(std::span<int32_t> first, std::span<float> second);
+    [[nodiscard]] Record read_record(std::span<int32_t> first, std::span<float> second) {
+        return read_parts(std::as_writable_bytes(first), std::as_writable_bytes(second));
+    }
+    // The same for a record that begins with the bytes of `body`.
+    [[nodiscard]] Record read_record(std::span<std::byte> body) { return read_parts(body, {}); }
 
  private:
+    Record read_parts(std::span<std::byte> first, std::span<std::byte> second);
     // The next bytes, or nowhere when `to` is null.
     bool take(void* to, std::size_t count);
 };
