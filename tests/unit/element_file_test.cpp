@@ -7,9 +7,13 @@
 #include <cstring>
 #include <fstream>
 
+#include "model_builder.h"
+
 using namespace kve;
 
 namespace {
+
+using ElementFileTest = ModelTest;  // a folder of its own
 
 template <class... Items>
 std::string bytes_of(Items... items) {
@@ -52,7 +56,7 @@ Outcome read(DataFormat format, const std::string& bytes) {
 
 }  // namespace
 
-TEST(ElementFile, TextRecords) {
+TEST_F(ElementFileTest, TextRecords) {
     const Outcome all =
         read(kAscii,
              "0 0 -1.5 / remark\r\n+7,\t-2147483648 ,1d1\n\n3\n4\r\n-2.5D-1,x\n2147483647 1 1e999"
@@ -63,7 +67,7 @@ TEST(ElementFile, TextRecords) {
     EXPECT_FALSE(read(kAscii, " \n").failed);
 }
 
-TEST(ElementFile, TextFailuresAndWhatTheyTell) {
+TEST_F(ElementFileTest, TextFailuresAndWhatTheyTell) {
     const char* cases[][2] = {
         {"1 x 2 3\n4", "x 2 3"},
         {"1,,2\n", ",2"},
@@ -87,7 +91,7 @@ TEST(ElementFile, TextFailuresAndWhatTheyTell) {
     EXPECT_EQ(read(kAscii, std::string(500, 'x')).offending, std::string(60, 'x'));
 }
 
-TEST(ElementFile, BinaryRecords) {
+TEST_F(ElementFileTest, BinaryRecords) {
     const std::string body = bytes_of(int32_t{1}, int32_t{-2}, 2.5), good = framed(body);
     EXPECT_EQ(read(kBinaryFile, good + framed(body + "more")).elements, "1 -2 2.5;1 -2 2.5;");
     for (const std::string& bad :
@@ -99,7 +103,7 @@ TEST(ElementFile, BinaryRecords) {
     }
 }
 
-TEST(ElementFile, RecordsOfIds) {
+TEST_F(ElementFileTest, RecordsOfIds) {
     int32_t ids[2];
     ElementFile file;
     open(file, kAscii, "1 2 x\n3\n4\n5");
