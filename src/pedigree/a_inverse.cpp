@@ -24,11 +24,42 @@ struct Coefficients {
     double none_aa;
     double var_both, var_sire, var_dam;
 };
-constexpr Coefficients kParents{1.0 / 2, 1.0 / 2, -1.0,     1.0 / 2, -1.0, 2.0, 1.0 / 3, -2.0 / 3,
-                                4.0 / 3, 1.0 / 3, -2.0 / 3, 4.0 / 3, 1.0,  0.5, 0.75,    0.75};
-constexpr Coefficients kGrandsire{1.0 / 11, 2.0 / 11, -4.0 / 11, 4.0 / 11, -8.0 / 11, 16.0 / 11,
-                                  1.0 / 3,  -2.0 / 3, 4.0 / 3,   1.0 / 15, -4.0 / 15, 16.0 / 15,
-                                  1.0,      0.6875,   0.75,      0.9375};
+constexpr Coefficients kParents{
+    .dd = 1.0 / 2,
+    .ds = 1.0 / 2,
+    .da = -1.0,
+    .ss = 1.0 / 2,
+    .sa = -1.0,
+    .aa = 2.0,
+    .sire_ss = 1.0 / 3,
+    .sire_sa = -2.0 / 3,
+    .sire_aa = 4.0 / 3,
+    .dam_dd = 1.0 / 3,
+    .dam_da = -2.0 / 3,
+    .dam_aa = 4.0 / 3,
+    .none_aa = 1.0,
+    .var_both = 0.5,
+    .var_sire = 0.75,
+    .var_dam = 0.75,
+};
+constexpr Coefficients kGrandsire{
+    .dd = 1.0 / 11,
+    .ds = 2.0 / 11,
+    .da = -4.0 / 11,
+    .ss = 4.0 / 11,
+    .sa = -8.0 / 11,
+    .aa = 16.0 / 11,
+    .sire_ss = 1.0 / 3,
+    .sire_sa = -2.0 / 3,
+    .sire_aa = 4.0 / 3,
+    .dam_dd = 1.0 / 15,
+    .dam_da = -4.0 / 15,
+    .dam_aa = 16.0 / 15,
+    .none_aa = 1.0,
+    .var_both = 0.6875,
+    .var_sire = 0.75,
+    .var_dam = 0.9375,
+};
 
 constexpr int64_t kAhead = 16;  // animals by which memory is fetched ahead
 

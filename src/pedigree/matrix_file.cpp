@@ -1,5 +1,6 @@
 #include "pedigree/matrix_file.h"
 
+#include <iterator>
 #include <string>
 
 #include "base/records.h"
@@ -22,20 +23,9 @@ constexpr int32_t kAhead = 16;    // rows by which memory is fetched ahead
 constexpr int64_t kListed = 250;  // one element fewer is listed
 
 const char* prefix_of(MatrixFile i_code) {
-    switch (i_code) {
-        case MatrixFile::AINV:
-            return "AINV";
-        case MatrixFile::AINV_RAM:
-            return "AINV_RAM";
-        case MatrixFile::PGMIX:
-            return "PGMIX";
-        case MatrixFile::COR:
-            return "COR";
-        case MatrixFile::DOM:
-            return "DOM";
-        case MatrixFile::IBD:
-            return "IBD";
-    }
+    constexpr const char* kPrefixes[] = {"AINV", "AINV_RAM", "PGMIX", "COR", "DOM", "IBD"};
+    const auto code = static_cast<std::size_t>(i_code);
+    if (code >= 1 && code <= std::size(kPrefixes)) return kPrefixes[code - 1];
     blank();
     say("ERROR - kvewai called with illegal argument for i_code%12d", static_cast<int32_t>(i_code));
     say("        Leagal codes are 1 or 2");
