@@ -7,12 +7,21 @@ namespace kve {
 
 WRITES(UNITS);
 
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+
+}  // namespace
+
 int TextOutput::open(const std::string& path) {
     static_cast<void>(close());
     path_ = path;
     error_ = 0;
     file_ = std::fopen(path.c_str(), "w");
-    return file_ != nullptr ? 0 : errno;
+    if (file_ == nullptr) return errno;
+    // INBREED has a line for each animal; without the larger buffer it is only slower.
+    static_cast<void>(std::setvbuf(file_, nullptr, _IOFBF, kBufferBytes));
+    return 0;
 }
 
 void TextOutput::print(const char* format, ...) {
