@@ -1,9 +1,64 @@
 #include "data/input_record.h"
 
+#include <cmath>
+#include <limits>
+#include <utility>
+
 #include "run/listing.h"
 #include "run/stop.h"
 
 namespace kve {
+
+namespace {
+
+using Number = TextInput::Number;
+
+Number read_field(TextInput& file, int32_t& value) {
+    int64_t wide;
+    const Number status = file.read_number(wide);
+    if (status != Number::ok) return status;
+    if (!std::in_range<int32_t>(wide)) return Number::bad;
+    value = static_cast<int32_t>(wide);
+    return status;
+}
+
+Number read_field(TextInput& file, float& value) {
+    // Beyond the range of a float the conversion itself would be undefined.
+    constexpr double largest = std::numeric_limits<float>::max();
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    double wide;
+    const Number status = file.read_number(wide);
+    if (status != Number::ok) return status;
+    if (std::abs(wide) > largest) wide = std::copysign(infinity, wide);
+    value = static_cast<float>(wide);
+    return status;
+}
+
+Number read_field(TextInput& file, double& value) {
+    double read;
+    const Number status = file.read_number(read);
+    if (status == Number::ok) value = read;
+    return status;
+}
+
+template <class Field>
+Number read_each(TextInput& file, std::span<Field> into) {
+    for (Field& field : into)
+        if (const Number status = read_field(file, field); status != Number::ok) return status;
+    return Number::ok;
+}
+
+}  // namespace
+
+Number read_fields(TextInput& file, std::span<int32_t> into) { return read_each(file, into); }
+Number read_fields(TextInput& file, std::span<float> into) { return read_each(file, into); }
+Number read_fields(TextInput& file, std::span<double> into) { return read_each(file, into); }
+
+void stop_if_failed(const ByteInput& file, const char* keyword) {
+    if (file.error() == 0) return;
+    say("ERROR - %s: the file cannot be read, status:%12d", keyword, file.error());
+    stop_run();
+}
 
 int32_t read_framed(RecordInput& file, std::span<int32_t> integers, std::span<float> reals) {
     switch (file.read_record(integers, reals)) {

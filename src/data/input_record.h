@@ -34,6 +34,28 @@ template <class Number>
     return kRecordRead;
 }
 
+// The next items of a text record whose fields are 32 bits wide: an integer beyond the range is
+// bad, a real beyond it infinite. Fields from the first one that is not `ok` on keep what they
+// held.
+[[nodiscard]] TextInput::Number read_fields(TextInput& file, std::span<int32_t> into);
+[[nodiscard]] TextInput::Number read_fields(TextInput& file, std::span<float> into);
+[[nodiscard]] TextInput::Number read_fields(TextInput& file, std::span<double> into);
+
+// A text record of two lists of fields, from a new line on; the rest of the line on which it ends,
+// or on which it cannot be read, is skipped. `end` when the file ends before the last field.
+template <class First, class Second>
+[[nodiscard]] inline TextInput::Number read_record_of(TextInput& file, First first, Second second) {
+    file.begin_record();
+    TextInput::Number status = read_fields(file, first);
+    if (status == TextInput::Number::ok) status = read_fields(file, second);
+    file.skip_line();
+    return status;
+}
+
+// Stops when the system could not read the file, so that nobody reads on in it; `keyword` is the
+// directive that names it.
+void stop_if_failed(const ByteInput& file, const char* keyword);
+
 [[nodiscard]] int32_t read_framed(RecordInput& file, std::span<int32_t> integers,
                                   std::span<float> reals);
 

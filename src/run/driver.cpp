@@ -7,6 +7,7 @@
 #include "data/first_pass.h"
 #include "data/level_counts.h"
 #include "data/model_information.h"
+#include "data/old_solutions.h"
 #include "data/priors.h"
 #include "data/recoding.h"
 #include "data/residual_groups.h"
@@ -72,6 +73,7 @@ void run() {
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R
     report_model_statistics();  // grp_code, niegr, IMETHOD
+    translate_old_solutions();  // oldsol, OLDSOL_H2
     blank();
     KVEPFL();                   // MODINF
     write_code_table();         // CODE_TABLE

@@ -27,8 +27,6 @@ void refuse_unavailable() {
                    std::to_string(spec.factor));
     if (!DIRECTIVES.glmm.empty()) refuse("the keyword GLMM");
     if (!DIRECTIVES.finfo.name.blank()) refuse("the keyword FINFO");
-    if (!DIRECTIVES.oldsol.name.blank() && solves_with_priors(DIRECTIVES.ITASK))
-        refuse("the keyword OLDSOL");
     std::error_code ignored;
     if (std::filesystem::exists("CVREST.DIR", ignored))
         refuse("restrictions, which it finds in the file CVREST.DIR");

@@ -101,10 +101,9 @@ TEST_F(Run, RefusesWhatItCanNotHandleYet) {
         stops(
             directives("$VAR_STR 1 " + type + " ped\n"),
             words + "variance structure " + type.substr(0, type.find(' ')) + " of random factor 1");
-    for (std::string line : {"GLMM 1 VARF=A LINK=B", "FINFO data", "OLDSOL data"})
+    for (std::string line : {"GLMM 1 VARF=A LINK=B", "FINFO data"})
         stops(directives("$" + line + "\n", "11 1"),
               words + "the keyword " + line.substr(0, line.find(' ')));
-    ends_well(directives("$OLDSOL data\n"));  // has no use in this task
     for (const char* more : {"$VAR_REST\n1\n", ""})
         stops(directives(more), words + "restrictions, which it finds in the file CVREST.DIR");
 }
