@@ -18,6 +18,7 @@
 #include "model/log_tables.h"
 #include "model/model_parser.h"
 #include "model/model_report.h"
+#include "model/restrictions.h"
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
 #include "pedigree/pedigree_file.h"
@@ -59,6 +60,7 @@ void run() {
     settle_trait_classes();        // final trait_type
     report_model();
     if (status != 0) terminate_run();
+    apply_restrictions();     // flags of restriction in RMAT
     allocate_tables();        // IFL, IDL, the sparse store
     KVEFP1();                 // levels in IFL, counts in INTAKE
     count_residual_groups();  // grp_nlev

@@ -1,6 +1,6 @@
 #include "run/unavailable.h"
 
-#include <filesystem>
+#include <string>
 
 #include "run/directives.h"
 #include "run/listing.h"
@@ -27,9 +27,6 @@ void refuse_unavailable() {
                    std::to_string(spec.factor));
     if (!DIRECTIVES.glmm.empty()) refuse("the keyword GLMM");
     if (!DIRECTIVES.finfo.name.blank()) refuse("the keyword FINFO");
-    std::error_code ignored;
-    if (std::filesystem::exists("CVREST.DIR", ignored))
-        refuse("restrictions, which it finds in the file CVREST.DIR");
 }
 
 }  // namespace kve

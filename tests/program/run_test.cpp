@@ -104,8 +104,6 @@ TEST_F(Run, RefusesWhatItCanNotHandleYet) {
     for (std::string line : {"GLMM 1 VARF=A LINK=B", "FINFO data"})
         stops(directives("$" + line + "\n", "11 1"),
               words + "the keyword " + line.substr(0, line.find(' ')));
-    for (const char* more : {"$VAR_REST\n1\n", ""})
-        stops(directives(more), words + "restrictions, which it finds in the file CVREST.DIR");
 }
 
 TEST_F(Run, TextPedigreesHaveFourColumns) {
