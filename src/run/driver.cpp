@@ -15,6 +15,7 @@
 #include "model/censoring.h"
 #include "model/covariance_structure.h"
 #include "model/dump.h"
+#include "model/glmm.h"
 #include "model/log_tables.h"
 #include "model/model_parser.h"
 #include "model/model_report.h"
@@ -24,7 +25,6 @@
 #include "pedigree/pedigree_file.h"
 #include "pedigree/pedigree_inverses.h"
 #include "pedigree/pedigree_reader.h"
-#include "pedigree/user_structures.h"
 #include "run/banner.h"
 #include "run/dimensions.h"
 #include "run/directive_reader.h"
@@ -57,8 +57,9 @@ void run() {
     write_log_tables();             // KVE_LOG
     check_structures();
     int status = 0;
-    mark_censored_traits(status);  // columns of censoring codes
-    settle_trait_classes();        // final trait_type
+    set_generalized_models(status);  // functions, offset columns
+    mark_censored_traits(status);    // columns of censoring codes
+    settle_trait_classes();          // final trait_type
     report_model();
     if (status != 0) terminate_run();
     apply_restrictions();     // flags of restriction in RMAT
@@ -71,9 +72,7 @@ void run() {
     summarise_data();           // n_obs
     read_pedigrees();           // IDL
     sort_level_lists();         // NRALEV, level numbers in IFL
-    check_structure_files();    // NRALEV, level numbers in IFL; MISS_ID
     process_pedigrees();        // order, links and levels in IDL; AINV, AINV_RAM, INBREED
-    recode_structure_files();   // COR, DOM, IBD, GINV
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R

@@ -22,10 +22,9 @@ namespace {
 
 void refuse_unavailable() {
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
-        if (spec.structure == Structure::PGMIX)
+        if (spec.structure != Structure::GROUP && spec.structure != Structure::PED)
             refuse("variance structure " + spec.type.string() + " of random factor " +
                    std::to_string(spec.factor));
-    if (!DIRECTIVES.glmm.empty()) refuse("the keyword GLMM");
     if (!DIRECTIVES.finfo.name.blank()) refuse("the keyword FINFO");
 }
 
