@@ -43,7 +43,8 @@ TEST(Examples, PagesQuoteTheListings) {
     const std::pair<const char*, const char*> runs[] = {{"weights", "weights.kve"},
                                                         {"weights", "restricted.kve"},
                                                         {"dairy", "dairy.kve"},
-                                                        {"groups", "sheep.kve"}};
+                                                        {"groups", "sheep.kve"},
+                                                        {"binomial", "hatching.kve"}};
     std::set<std::string> printed;
     for (const auto& [name, directives] : runs) {
         const Outcome outcome = example(name, directives);
