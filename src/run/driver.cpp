@@ -25,6 +25,7 @@
 #include "pedigree/pedigree_file.h"
 #include "pedigree/pedigree_inverses.h"
 #include "pedigree/pedigree_reader.h"
+#include "pedigree/user_structures.h"
 #include "run/banner.h"
 #include "run/dimensions.h"
 #include "run/directive_reader.h"
@@ -72,7 +73,9 @@ void run() {
     summarise_data();           // n_obs
     read_pedigrees();           // IDL
     sort_level_lists();         // NRALEV, level numbers in IFL
+    check_structure_files();    // NRALEV, level numbers in IFL; MISS_ID
     process_pedigrees();        // order, links and levels in IDL; AINV, AINV_RAM, INBREED
+    recode_structure_files();   // COR, DOM, IBD, GINV
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R

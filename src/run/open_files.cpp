@@ -48,6 +48,25 @@ void refuse_input(const char* output) {
     }
 }
 
+// Files of a factor that later stages open, by the structure that makes them.
+struct FactorOutput {
+    Structure structure;
+    const char* prefix;
+};
+constexpr FactorOutput kFactorOutputs[] = {
+    {Structure::PED, "AINV"},        {Structure::PED, "AINV_RAM"}, {Structure::PED, "PEDFILE"},
+    {Structure::PGMIX, "PGMIX"},     {Structure::COR, "COR"},      {Structure::COR, "MISS_ID"},
+    {Structure::DOM, "DOM"},         {Structure::DOM, "MISS_ID"},  {Structure::ABS_QTL, "IBD"},
+    {Structure::ABS_QTL, "MISS_ID"}, {Structure::GREL, "GINV"},    {Structure::GREL, "MISS_ID"},
+};
+
+void refuse_factor_inputs() {
+    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
+        for (const FactorOutput& output : kFactorOutputs)
+            if (output.structure == spec.structure)
+                refuse_input((output.prefix + std::to_string(spec.factor)).c_str());
+}
+
 template <class Unit>
 void open_output(Unit& unit, const char* file) {
     refuse_input(file);
@@ -73,6 +92,7 @@ void open_data() {
 void open_files() {
     open_data();
     refuse_input("KVE_LOG");  // the model parser opens it
+    refuse_factor_inputs();
     open_unit(UNITS.unit_15, DIRECTIVES.model.name.view());
     if (!DIRECTIVES.reduce_file.blank()) open_unit(UNITS.unit_16, DIRECTIVES.reduce_file.view());
     open_output(UNITS.unit_10, "PEDDATA");

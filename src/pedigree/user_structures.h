@@ -1,0 +1,27 @@
+// Stages: the relationship matrices that the user gives in files, two passes over each.
+//
+// Types COR, DOM, ABS_QTL and GREL. The first pass comes before the pedigrees get their order, the
+// second one when animals have their level numbers. Both stop on a file that cannot be opened or
+// has no readable first record, and on the ID -2147483648.
+#pragma once
+
+#include <cstdint>
+
+namespace kve {
+
+// Reads the files and enters their IDs into trees of IFL. Writes NRALEV, ITOPRS of COR and GREL,
+// the log determinants in RMAT, and MISS_IDk for a factor with levels that have no diagonal
+// element. Stops behind the last file when there is such a factor.
+void check_structure_files();
+
+// Reads the files again and writes the matrices by level numbers: CORk, DOMk, IBDk and GINVk.
+// Writes NRALEV of DOM and ABS_QTL, that of their pedigree. Uses the sparse store. Stops when 51
+// elements of a factor have IDs that its pedigree lacks, and when a GREL matrix does not fit into
+// memory.
+void recode_structure_files();
+
+// The first pass for one factor of type COR, DOM or ABS_QTL, another type stops the run; `status`
+// becomes 1 when levels have no diagonal element.
+void cor_check(int32_t k, int32_t& status);
+
+}  // namespace kve
