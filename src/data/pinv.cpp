@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/text.h"
+#include "data/library_workspace.h"
 #include "run/listing.h"
 #include "run/stop.h"
 
@@ -61,17 +62,6 @@ bool all_finite(const Triangle<double>& A) {
     return std::all_of(A.data(), A.data() + A.size(), [](double x) { return std::isfinite(x); });
 }
 
-// The linear algebra library asks for a workspace of 128 MiB at its first call and keeps it; when
-// the system has none left it asks again for ever. So the room is tried first.
-void find_library_workspace() {
-    static bool found = false;
-    if (found) return;
-    constexpr int64_t bytes = int64_t{130} << 20;
-    Vec<char> room;
-    check_allocated(room.allocate(bytes), "PINV", "workspace", bytes);
-    found = true;
-}
-
 // Fills EVAL and EVEC; `A` is used up.
 void decompose(Triangle<double>& A, PinvResult& result) {
     const int64_t order = A.order();
@@ -83,7 +73,7 @@ void decompose(Triangle<double>& A, PinvResult& result) {
     }
     Vec<double> work;
     allocate(work, 3 * order, "WORK");
-    find_library_workspace();
+    find_library_workspace("PINV");
     const int n = static_cast<int>(order);
     int status = 0;
     dspev_("V", "U", &n, A.data(), result.EVAL.data(), result.EVEC.data(), &n, work.data(), &status,

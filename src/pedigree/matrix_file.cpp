@@ -48,8 +48,8 @@ struct Writing {
 };
 
 // False once a write has failed.
-bool write_row(Writing& to, int32_t row) {
-    for (const SparseElement& element : sparse_row(row)) {
+bool write_row(Writing& to, int32_t row, std::span<const SparseElement> elements) {
+    for (const SparseElement& element : elements) {
         ++to.n_written;
         write_record(to.file, element.column, row, element.value);
         if (to.file.error() != 0) return false;
@@ -70,7 +70,7 @@ bool write_row(Writing& to, int32_t row) {
 
 }  // namespace
 
-void kvewai(int32_t k, int32_t n, MatrixFile i_code) {
+void write_matrix_file(int32_t k, int32_t n, MatrixFile i_code, const RowSource& row_source) {
     const char* prefix = prefix_of(i_code);
     const std::string name = (prefix + std::to_string(k)).substr(0, kLongestName);
     Writing to;
@@ -80,13 +80,17 @@ void kvewai(int32_t k, int32_t n, MatrixFile i_code) {
     for (int32_t row = 1; status == 0 && row <= n; ++row) {
         expect_sparse_element(row + 2 * kAhead);
         expect_sparse_mate(row + kAhead);
-        if (!write_row(to, row)) status = to.file.error();
+        if (!write_row(to, row, row_source(row))) status = to.file.error();
     }
     if (to.lists) blank_lines(2);
     if (const int closed = to.file.close(); status == 0) status = closed;
     if (status == 0) return;
     if (RMAT(k).is("PED")) stop_cut_inverse(k, to.n_written, status);
     note_cut_file(name);
+}
+
+void kvewai(int32_t k, int32_t n, MatrixFile i_code) {
+    write_matrix_file(k, n, i_code, sparse_row);
 }
 
 }  // namespace kve

@@ -2,6 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <span>
+
+#include "run/sparse_store.h"
 
 namespace kve {
 
@@ -20,5 +24,11 @@ enum class MatrixFile : int32_t {
 // elements are listed. A failed write stops the run at once for a factor of type PED; for another
 // type the elements end there and the run goes on, but does not end well (`note_cut_file`).
 void kvewai(int32_t k, int32_t n, MatrixFile i_code);
+
+// The elements of a row with ascending columns; they need to be good until the next call only.
+using RowSource = std::function<std::span<const SparseElement>(int32_t row)>;
+
+// The same with rows that `row_source` makes, one after the other, out of those of the store.
+void write_matrix_file(int32_t k, int32_t n, MatrixFile i_code, const RowSource& row_source);
 
 }  // namespace kve

@@ -6,6 +6,8 @@
 #include "model/records.h"
 #include "pedigree/a_inverse.h"
 #include "pedigree/animal_table.h"
+#include "pedigree/blended_matrix.h"
+#include "pedigree/blended_pedigree.h"
 #include "pedigree/inbreeding.h"
 #include "pedigree/inbreeding_listing.h"
 #include "pedigree/matrix_file.h"
@@ -126,10 +128,14 @@ void form_inverse(int32_t k, Vec<Parentage> parentage) {
     const bool needed = DIRECTIVES.ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
     if (!needed) return;
     clear_sparse();
+    const bool blended = r.is("PGMIX");
+    BlendedCounts counts;
+    if (blended) counts = mark_typed_animals(k);
     r.log_det = add_inverse(k, parentage);
     parentage.release();
     keep_diagonal(k);
     r.l_log_det = true;
+    if (blended) return write_blended_inverse(k, counts);
     r.n_ainv_rows = count_sparse_rows(levels);
     kvewai(k, levels, MatrixFile::AINV);
 }

@@ -21,10 +21,6 @@ namespace {
 }  // namespace
 
 void refuse_unavailable() {
-    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
-        if (spec.structure == Structure::PGMIX)
-            refuse("variance structure " + spec.type.string() + " of random factor " +
-                   std::to_string(spec.factor));
     if (!DIRECTIVES.finfo.name.blank()) refuse("the keyword FINFO");
 }
 
