@@ -5,24 +5,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <map>
-#include <random>
 #include <regex>
 #include <set>
 #include <utility>
 
-#include "base/records.h"
 #include "data/factors.h"
-#include "data/level_code.h"
 #include "model_builder.h"
 #include "pedigree/matrix_file.h"
-#include "pedigree/pedigree_inverses.h"
-#include "pedigree/pedigree_reader.h"
+#include "pedigree_builder.h"
 #include "run/big_tables.h"
 #include "run/directives.h"
 #include "run/stop.h"
@@ -30,112 +22,16 @@
 #include "stops.h"
 
 using namespace kve;
-using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IDL, state::IFL, state::KVEINT,
-    state::N_SPARSE, state::NMFL, state::RMAT, state::UNITS;
+using state::DIRECTIVES, state::FACTORS, state::IDL, state::N_SPARSE, state::RMAT;
 
 namespace {
 
-using Dense = std::vector<std::vector<double>>;
-using Elements = std::map<std::pair<int, int>, double>;  // by row and column
-
-constexpr double kRatio = 0.25;          // of the groups
 constexpr std::size_t kInbreeding = 90;  // characters of a line of INBREED
-
-struct Factor {
-    int method;
-    std::string pedigree;
-};
-
-// Animals 1..n, n no multiple of 37, in shuffled order, each born a day after the one before it.
-// Parents are of the last 40 animals; one in six has one of the codes `strange`.
-std::string random_pedigree(unsigned seed, int n, int first_day, const std::vector<int>& strange) {
-    std::mt19937 random(seed);
-    std::string file;
-    const auto id = [n](int place) { return 1 + place * 37 % n; };
-    for (int j = 0; j < n; ++j) {
-        file += std::to_string(id(j));
-        for (int sex : {0, 1}) {
-            const int back = 1 + static_cast<int>(random() % 40);
-            const int place = (j - back) / 2 * 2 + sex;
-            const bool known = j > back + 1 && random() % 6 != 0 && place < j;
-            const int parent = known ? id(place) : strange[random() % strange.size()];
-            file += ' ' + std::to_string(parent);
-        }
-        file += ' ' + std::to_string(first_day + j) + '\n';
-    }
-    return file;
-}
-
-// The pedigrees as random factors 1, 2 and so on. Four animals have data, two of them no record.
-void process(const std::vector<Factor>& factors, int32_t task = 2) {
-    DIRECTIVES.ITASK = task;
-    DIMENSIONS.MFL.now = DIMENSIONS.MDL.now = DIMENSIONS.MAXNRM.now = 10;
-    allocate_tables();
-    KVEINT.NRAMAT = static_cast<int32_t>(factors.size());
-    ASSERT_EQ(RMAT.allocate(KVEINT.NRAMAT + 1), 0);
-    allocate_factors();
-    ASSERT_EQ(UNITS.unit_10.open("PEDDATA") + UNITS.unit_11.open("INBREED"), 0);
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        const auto& [method, pedigree] = factors[k - 1];
-        RMatrix& r = RMAT(k);
-        r.type = "PED";
-        r.method = method;
-        r.l_ram = method % 2 == 0;
-        r.ran_factor = kRatio;
-        r.rel_format = kAscii;
-        r.rel_file = "pedigree" + std::to_string(k);
-        std::ofstream(r.rel_file.string()) << pedigree;
-        for (int32_t id : {5, 9001, 2, 9002}) enter_level(id, FACTORS.ITOPR(k), 1, IFL, NMFL);
-    }
-    read_pedigrees();
-    process_pedigrees();
-    ASSERT_EQ(flush_units(), "");
-}
-
-// The animals in the order of their list; levels, 0 for an unknown parent.
-struct Animal {
-    int row, level, sire, dam;
-};
-std::vector<Animal> animals_of(int32_t k) {
-    std::vector<Animal> all;
-    for (int32_t row = IDL(FACTORS.ITOPAS(k)).next; row != 0; row = IDL(row).next) {
-        const AnimalRow& r = IDL(row);
-        all.push_back({row, r.level, IDL(r.sire_row).level, IDL(r.dam_row).level});
-    }
-    return all;
-}
-
-// The content of a matrix file, of which row and column must ascend.
-Elements elements_of(const char* file) {
-    Elements all;
-    RecordInput in;
-    EXPECT_EQ(in.open(file), 0);
-    std::array<int32_t, 4> words;
-    for (std::pair last(0, 0); in.read_record(words, {}) == RecordInput::Record::ok;) {
-        const std::pair place(words[1], words[0]);
-        EXPECT_TRUE(std::exchange(last, place) < place && 1 <= words[0] && words[0] <= words[1]);
-        std::memcpy(&all[place], &words[2], sizeof(double));
-    }
-    EXPECT_EQ(std::filesystem::file_size(file), 24 * all.size());
-    return all;
-}
 
 void expect_elements(const char* file, const Elements& expected) {
     const Elements found = elements_of(file);
     ASSERT_EQ(found.size(), expected.size()) << file;
     for (const auto& [place, value] : expected) ASSERT_NEAR(found.at(place), value, 1e-11) << file;
-}
-
-// A by the tabular method; row and column 0, the unknown parent, are 0.
-Dense relationships(const std::vector<Animal>& animals) {
-    Dense A(animals.size() + 1, std::vector<double>(animals.size() + 1));
-    std::vector<int> older;
-    for (const auto& [row, a, s, d] : animals) {
-        for (int b : older) A[a][b] = A[b][a] = 0.5 * (A[s][b] + A[d][b]);
-        A[a][a] = 1.0 + 0.5 * A[s][d];
-        older.push_back(a);
-    }
-    return A;
 }
 
 void expect_inverse(const Elements& elements, const Dense& A) {
