@@ -74,7 +74,7 @@ void run() {
     read_pedigrees();           // IDL
     sort_level_lists();         // NRALEV, level numbers in IFL
     check_structure_files();    // NRALEV, level numbers in IFL; MISS_ID
-    process_pedigrees();        // order, links and levels in IDL; AINV, AINV_RAM, INBREED
+    process_pedigrees();        // order, links and levels in IDL; AINV, AINV_RAM, PGMIX, INBREED
     recode_structure_files();   // COR, DOM, IBD, GINV
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
