@@ -20,6 +20,7 @@ WRITES(RMAT);
 
 namespace {
 
+constexpr const char* kRoutine = "cor_check";
 constexpr int32_t kLastFactor = 999;
 constexpr int32_t kMostMissingListed = 50;
 constexpr std::size_t kLongestName = 12;
@@ -41,11 +42,11 @@ constexpr std::size_t kLongestName = 12;
 }
 
 void start_index(LevelIndex& index) {
-    check_allocated(index.allocate(), "COR_RECODE", "LEVEL INDEX", 1);
+    check_allocated(index.allocate(), kRoutine, "LEVEL INDEX", 1);
 }
 
 void remember(LevelIndex& index, int32_t id, int32_t value) {
-    check_allocated(index.enter(id, value), "COR_RECODE", "LEVEL INDEX", NMFL);
+    check_allocated(index.enter(id, value), kRoutine, "LEVEL INDEX", NMFL);
 }
 
 // `rows` are those that were found before.
@@ -55,8 +56,6 @@ int32_t row_of(int32_t id, int32_t& root, LevelIndex& rows) {
     remember(rows, id, row);
     return row;
 }
-
-void list_missing_id(int32_t id) { say_row("%17s%18d", "", id); }
 
 void say_missing_heading(int32_t k) {
     page_if(5);
@@ -135,7 +134,7 @@ void report_missing_ids(int32_t k, int32_t row, int32_t& status) {
             say_missing_heading(k);
             if (file.open(name) != 0) stop_not_written(name);
         }
-        if (n_missing <= kMostMissingListed) list_missing_id(IFL(row).key);
+        if (n_missing <= kMostMissingListed) say_row("%17s%18d", "", IFL(row).key);
         file.print("%d", IFL(row).key);
     }
     if (n_missing == 0) return;
