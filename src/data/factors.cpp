@@ -34,6 +34,8 @@ void allocate_factors() {
     per_factor(FACTORS.ITOPRS, "ITOPRS");
     per_factor(FACTORS.ITPPHG, "ITPPHG");
     per_factor(FACTORS.ITPHGS, "ITPHGS");
+    per_factor(FACTORS.ITP_FPHG, "ITP_FPHG");
+    per_factor(FACTORS.ITP_FPHGS, "ITP_FPHGS");
     per_factor(FACTORS.ITOPA, "ITOPA");
     per_factor(FACTORS.ITOPAS, "ITOPAS");
     per_factor(FACTORS.FIRST_ANIMAL, "FIRST_ANIMAL");
@@ -48,6 +50,7 @@ void allocate_factors() {
     per_factor(FACTORS.N_RIN, "N_RIN");
     per_factor(FACTORS.NBAFT, "NBAFT");
     per_factor(FACTORS.NFINFO, "NFINFO");
+    per_factor(FACTORS.NFPHG, "NFPHG");
     per_factor(FACTORS.IEQNEP, "IEQNEP");
 
     table(FACTORS.NLEV, nt, KVEINT.MAX_N_FIXED, "NLEV");

@@ -19,6 +19,8 @@ struct Factors {
     Vec<int32_t> ITOPRS;
     Vec<int32_t> ITPPHG;  // NRAMAT: phantom parent groups
     Vec<int32_t> ITPHGS;
+    Vec<int32_t> ITP_FPHG;  // NRAMAT: phantom parent groups of the foreign information
+    Vec<int32_t> ITP_FPHGS;
     // Roots and list heads in IDL, NRAMAT
     Vec<int32_t> ITOPA;
     Vec<int32_t> ITOPAS;  // the sentinel row, which stands for the unknown parent
@@ -38,6 +40,7 @@ struct Factors {
     Vec<int32_t> N_RIN;   // relatives inserted
     Vec<int32_t> NBAFT;   // lines of PEDDATA
     Vec<int32_t> NFINFO;  // records of the foreign information file
+    Vec<int32_t> NFPHG;   // phantom parent groups there
     Vec<int32_t> IEQNEP;  // code of the extra phantom group
 
     int64_t INBREED_LINES = 0;  // lines of INBREED, all factors together

@@ -1,9 +1,6 @@
 #include "pedigree/inbreeding_listing.h"
 
-#include <algorithm>
-#include <charconv>
-#include <string_view>
-
+#include "base/field_line.h"
 #include "pedigree/animal_table.h"
 #include "run/directives.h"
 #include "run/listing.h"
@@ -21,38 +18,9 @@ namespace {
 
 constexpr int64_t kListed = 251;  // though the heading says 250
 
-// A line of right-justified fields.
-class FieldLine {
- public:
-    void start() { at_ = text_ + 1; }
-    void put(int32_t value, int width) {
-        char digits[16];
-        place(digits, std::to_chars(digits, digits + sizeof digits, value), width);
-    }
-    void put(double value, int width) {
-        char digits[400];
-        place(digits,
-              std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 4),
-              width);
-    }
-    std::string_view view() const { return {text_, static_cast<std::size_t>(at_ - text_)}; }
-
- private:
-    // A value that does not fit fills its field with stars, so that the columns hold.
-    void place(const char* digits, std::to_chars_result end, int width) {
-        const auto n = end.ptr - digits;
-        const auto padding = n <= width ? width - n : width;
-        std::fill_n(at_, padding, n <= width ? ' ' : '*');
-        if (n <= width) std::copy_n(digits, n, at_ + padding);
-        at_ += width;
-    }
-
-    char text_[100] = {' '};
-    char* at_ = text_;
-};
-
 void put_animal(FieldLine& line, const AnimalRow& animal, double of_a, double of_l) {
     line.start();
+    line.put(" ");
     line.put(animal.key, 11);
     line.put(animal.n_obs, 6);
     line.put(animal.level, 10);
@@ -60,8 +28,8 @@ void put_animal(FieldLine& line, const AnimalRow& animal, double of_a, double of
     line.put(animal.sire, 11);
     line.put(animal.dam, 11);
     line.put(animal.n_desc, 6);
-    line.put(of_a, 14);
-    line.put(of_l, 11);
+    line.put(of_a, 14, 4);
+    line.put(of_l, 11, 4);
 }
 
 void say_heading(int32_t k) {

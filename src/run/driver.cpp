@@ -22,6 +22,7 @@
 #include "model/restrictions.h"
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
+#include "pedigree/foreign_information.h"
 #include "pedigree/pedigree_file.h"
 #include "pedigree/pedigree_inverses.h"
 #include "pedigree/pedigree_reader.h"
@@ -37,7 +38,6 @@
 #include "run/pedigree_columns.h"
 #include "run/place.h"
 #include "run/stop.h"
-#include "run/unavailable.h"
 #include "run/work_files.h"
 
 namespace kve {
@@ -51,7 +51,6 @@ void run() {
     find_place();       // ST_DIR
     read_directives();  // DIRECTIVES, section files
     check_pedigree_columns();
-    refuse_unavailable();
     open_files();                   // UNITS, emptied outputs
     parse_model();                  // MODEL, KVE_LOG
     derive_covariance_structure();  // RMAT
@@ -74,6 +73,7 @@ void run() {
     read_pedigrees();           // IDL
     sort_level_lists();         // NRALEV, level numbers in IFL
     check_structure_files();    // NRALEV, level numbers in IFL; MISS_ID
+    count_foreign_records();    // NFINFO, NFPHG, rows of IFL
     process_pedigrees();        // order, links and levels in IDL; AINV, AINV_RAM, PGMIX, INBREED
     recode_structure_files();   // COR, DOM, IBD, GINV
     count_one_level_factors();  // NRALEV
@@ -85,6 +85,7 @@ void run() {
     KVEPFL();                   // MODINF
     write_code_table();         // CODE_TABLE
     write_pedigree_files();     // PEDFILE
+    convert_foreign_records();  // RC_F_INFO
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
     note_used_dimensions();  // DIMENSIONS

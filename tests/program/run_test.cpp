@@ -93,11 +93,6 @@ TEST_F(Run, SmallTablesChangeNothing) {
     EXPECT_TRUE(scratch.has("PEDDATA"));
 }
 
-TEST_F(Run, RefusesWhatItCanNotHandleYet) {
-    stops(directives("$FINFO data\n", "11 1"),
-          "\nERROR - This version of KVE1 can not handle the keyword FINFO");
-}
-
 TEST_F(Run, TextPedigreesHaveFourColumns) {
     const std::string text =
         directives("$VAR_STR 1 PED 1 ASCII ped\n$VAR_STR 2 PED 1 BINARY ped\n");
