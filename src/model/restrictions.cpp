@@ -424,7 +424,7 @@ void apply_restrictions() {
     for (int32_t k = 1; k <= matrices(); ++k) errors += check_elements(k);
     if (errors > 0) stop_for_errors();
     report_restrictions();
-    if (std::remove(kFile) != 0) say_line("Error - closing work file for CV-resriction");
+    if (std::remove(kFile) != 0) say_row("Error - closing work file for CV-resriction");
 }
 
 }  // namespace kve
