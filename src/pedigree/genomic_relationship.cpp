@@ -10,6 +10,7 @@
 #include "run/listing.h"
 #include "run/sorting.h"
 #include "run/stop.h"
+#include "run/units.h"
 
 namespace kve {
 
@@ -17,8 +18,6 @@ READS(RMAT);
 WRITES(FACTORS);
 
 namespace {
-
-constexpr std::size_t kLongestName = 12;
 
 [[noreturn]] void stop_wrong_type(const RMatrix& r) {
     blank();
@@ -74,7 +73,7 @@ void GREL_RECODE(int32_t k) {
     Triangle<double> G_INV;
     check_allocated(G_INV.allocate(n), "GREL_RECODE", "G_INV", n * (n + 1) / 2);
     store_elements(from, k, G_INV);
-    const std::string name = ("GINV" + std::to_string(k)).substr(0, kLongestName);
+    const std::string name = factor_file_name("GINV", k);
     if (!write_triangle(name, G_INV)) note_cut_file(name);
 }
 

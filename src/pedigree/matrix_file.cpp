@@ -9,6 +9,7 @@
 #include "run/listing.h"
 #include "run/sparse_store.h"
 #include "run/stop.h"
+#include "run/units.h"
 
 namespace kve {
 
@@ -18,7 +19,6 @@ READS(RMAT);
 
 namespace {
 
-constexpr std::size_t kLongestName = 12;
 constexpr int32_t kAhead = 16;    // rows by which memory is fetched ahead
 constexpr int64_t kListed = 250;  // one element fewer is listed
 
@@ -72,7 +72,7 @@ bool write_row(Writing& to, int32_t row, std::span<const SparseElement> elements
 
 void write_matrix_file(int32_t k, int32_t n, MatrixFile i_code, const RowSource& row_source) {
     const char* prefix = prefix_of(i_code);
-    const std::string name = (prefix + std::to_string(k)).substr(0, kLongestName);
+    const std::string name = factor_file_name(prefix, k);
     Writing to;
     to.lists = DIRECTIVES.ITEST > 1;
     if (to.lists) say_heading(prefix, k);

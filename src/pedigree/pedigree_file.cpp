@@ -10,6 +10,7 @@
 #include "run/listing.h"
 #include "run/sorting.h"
 #include "run/stop.h"
+#include "run/units.h"
 
 namespace kve {
 
@@ -99,7 +100,7 @@ void write_pairs(const Vec<int32_t>& order, RecordOutput& file) {
 
 void write_pedigree_file(int32_t k) {
     if (k > kLastFactor) stop_factor_number(k);
-    const std::string name = "PEDFILE" + std::to_string(k);
+    const std::string name = factor_file_name("PEDFILE", k);
     RecordOutput file;
     if (file.open(name) != 0) stop_not_written(name);
     const int64_t n = FACTORS.NRALEV(k);

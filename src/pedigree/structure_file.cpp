@@ -23,7 +23,6 @@ namespace {
 constexpr const char* kRoutine = "cor_check";
 constexpr int32_t kLastFactor = 999;
 constexpr int32_t kMostMissingListed = 50;
-constexpr std::size_t kLongestName = 12;
 
 [[noreturn]] void stop_not_opened(int32_t k) {
     blank();
@@ -125,7 +124,7 @@ void enter_ids(int32_t k, int32_t& root) {
 }
 
 void report_missing_ids(int32_t k, int32_t row, int32_t& status) {
-    const std::string name = ("MISS_ID" + std::to_string(k)).substr(0, kLongestName);
+    const std::string name = factor_file_name("MISS_ID", k);
     TextOutput file;
     int32_t n_missing = 0;
     for (; row != 0; row = IFL(row).next) {

@@ -64,7 +64,7 @@ void refuse_factor_inputs() {
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
         for (const FactorOutput& output : kFactorOutputs)
             if (output.structure == spec.structure)
-                refuse_input((output.prefix + std::to_string(spec.factor)).c_str());
+                refuse_input(factor_file_name(output.prefix, spec.factor).c_str());
 }
 
 template <class Unit>

@@ -10,6 +10,7 @@ WRITES(UNITS);
 namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+constexpr std::size_t kLongestFactorFileName = 12;
 
 }  // namespace
 
@@ -52,6 +53,10 @@ int TextOutput::close() {
     if (std::fclose(file_) != 0 && status == 0) status = error_ = errno;
     file_ = nullptr;
     return status;
+}
+
+std::string factor_file_name(std::string_view prefix, int32_t k) {
+    return (std::string(prefix) + std::to_string(k)).substr(0, kLongestFactorFileName);
 }
 
 std::string flush_units() {

@@ -3,8 +3,10 @@
 // stop flushes the output units.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "base/input.h"
 #include "base/records.h"
@@ -59,6 +61,9 @@ struct Units {
 inline constinit Units UNITS;
 
 }  // namespace state
+
+// The name of a file that a run makes for random factor k: prefix and number, cut to 12 characters.
+std::string factor_file_name(std::string_view prefix, int32_t k);
 
 // Brings everything written so far to the open files. Empty when all is well, else the name of one
 // that could not be written; who closes a file looks at the outcome.
