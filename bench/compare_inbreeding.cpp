@@ -86,7 +86,7 @@ Vec<Parentage> link(const std::vector<Animal>& animals) {
     };
     for (const Animal& a : animals) {
         ++own;
-        parentage(own) = {own, place_of(a.sire), place_of(a.dam), 0};
+        parentage(own) = {own, place_of(a.sire), place_of(a.dam)};
     }
     return parentage;
 }

@@ -3,9 +3,13 @@
 
 namespace kve {
 
-// The library asks for a workspace of 128 MiB for each of its threads and keeps it; when the system
-// has none left it asks again for ever. So the room is tried first. Call it before the library;
-// `routine` is named where the room is lacking, which stops the run.
-void find_library_workspace(const char* routine);
+// Threads among which the library shares out work on large matrices.
+int library_threads();
+
+// The library asks for a workspace of 128 MiB in each thread that works, and keeps it; when the
+// system has none left it asks again for ever. So the room is tried first. Call it right before the
+// library, when the matrices have their memory; `routine` is named where the room is lacking, which
+// stops the run. Small matrices are the work of one thread.
+void find_library_workspace(const char* routine, int threads);
 
 }  // namespace kve

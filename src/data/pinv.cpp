@@ -73,7 +73,7 @@ void decompose(Triangle<double>& A, PinvResult& result) {
     }
     Vec<double> work;
     allocate(work, 3 * order, "WORK");
-    find_library_workspace("PINV");
+    find_library_workspace("PINV", 1);
     const int n = static_cast<int>(order);
     int status = 0;
     dspev_("V", "U", &n, A.data(), result.EVAL.data(), result.EVEC.data(), &n, work.data(), &status,

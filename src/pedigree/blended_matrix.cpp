@@ -120,7 +120,7 @@ Inversion invert(const char* triangle, double* matrix, int32_t n) {
 
 // Inverts both and carries their determinants into that of H.
 void invert_both(int32_t k, TypedMatrices& both, const ReducedPedigree& ped) {
-    find_library_workspace(kRoutine);
+    find_library_workspace(kRoutine, library_threads());
     const Inversion a11 = invert("U", both.A11_upper(), both.n());
     if (a11.failed_at != 0)
         stop_indefinite("pedigree matrix A11 of the typed animals", k, a11.failed_at, ped);
