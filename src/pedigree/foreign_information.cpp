@@ -57,6 +57,7 @@ struct ForeignRecord {
     bool lacks_reliability(int i) const { return !(reliability(i) > 0.0F); }
     bool lacks_both(int i) const { return lacks_ebv(i) && lacks_reliability(i); }
     bool lacks_one(int i) const { return lacks_ebv(i) != lacks_reliability(i); }
+    bool too_reliable(int i) const { return reliability(i) > kLargestReliability; }
     // A missing reliability of a parent counts as 0, a missing breeding value does not matter.
     float parent_reliability(int i) const { return lacks_reliability(i) ? 0.0F : reliability(i); }
 };
@@ -116,14 +117,12 @@ bool is_usable_trait(const Conversion& c, int32_t trait) {
 // Six characters, "x" for a fault.
 std::string marks_of(const Conversion& c, const ForeignRecord& r, Levels levels) {
     const float parents = (r.parent_reliability(1) + r.parent_reliability(2)) / 4.0F;
-    const bool too_reliable =
-        std::max({r.reliability(0), r.reliability(1), r.reliability(2)}) > kLargestReliability;
     const bool faults[] = {
         levels.animal <= 0 || levels.group <= 0 || !is_usable_trait(c, r.trait()),
         r.lacks_ebv(0) || r.lacks_reliability(0),
         r.lacks_one(1),
         r.lacks_one(2),
-        too_reliable,
+        r.too_reliable(0) || r.too_reliable(1) || r.too_reliable(2),
         r.reliability(0) < parents,
     };
     std::string marks;

@@ -70,7 +70,7 @@ struct Foreign {
 
 Foreign random_record() {
     const float odd_ebvs[] = {-999999, -999998.9F, -2e6F, 123456792};
-    const float odd_r2s[] = {0, -1, -999999, 0.991F, 0.9911F, 0.5F};
+    const float odd_r2s[] = {0, -1, -999999, 0.991F, 0.9911F, 0.5F, NAN};
     const int32_t groups[] = {-1, -2, -2, -2, -3, 0, 5};
     Foreign f{.id = below(9) == 0 ? 1000 * below(70) : 1 + below(61)};
     f.group = groups[below(below(30) == 0 ? 7 : 4)];
@@ -80,7 +80,7 @@ Foreign random_record() {
         const float ebv = static_cast<float>(below(4000)) / 7 - 200;
         const float r2 = static_cast<float>(1 + below(i == 0 ? 980 : 600)) / 1000;
         f.ebv[i] = unknown ? -999999 : below(12) == 0 ? odd_ebvs[below(4)] : ebv;
-        f.r2[i] = unknown ? 0 : below(9) == 0 ? odd_r2s[below(6)] : r2;
+        f.r2[i] = unknown ? 0 : below(9) == 0 ? odd_r2s[below(7)] : r2;
     }
     return f;
 }
