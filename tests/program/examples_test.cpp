@@ -40,11 +40,9 @@ TEST(Examples, FaultsAreRefused) {
 }
 
 TEST(Examples, PagesQuoteTheListings) {
-    const std::pair<const char*, const char*> runs[] = {{"weights", "weights.kve"},
-                                                        {"weights", "restricted.kve"},
-                                                        {"dairy", "dairy.kve"},
-                                                        {"groups", "sheep.kve"},
-                                                        {"binomial", "hatching.kve"}};
+    const std::pair<const char*, const char*> runs[] = {
+        {"weights", "weights.kve"}, {"weights", "restricted.kve"}, {"dairy", "dairy.kve"},
+        {"groups", "sheep.kve"},    {"binomial", "hatching.kve"},  {"genomic", "pigs.kve"}};
     std::set<std::string> printed;
     for (const auto& [name, directives] : runs) {
         const Outcome outcome = example(name, directives);
