@@ -36,14 +36,14 @@ constexpr const char* kNotice[] = {
     "   RCDATA_I, RCDATA_R    recoded data",
     "   MODINF                the model with everything learned from the data",
     "   CODE_TABLE            identities in the data and their level numbers",
-    "   AINV*, PEDFILE*       inverse relationship matrices, pedigrees by level",
+    "   AINV*, PEDFILE*       inverse relationship matrices, parents by level number",
+    "   PGMIX*, COR*, GINV*   other relationship matrices, also DOM* and IBD*",
     "   KVE_LOG               what was understood of the model section",
     "   KVE*.dir, PARIN       sections of the directive file",
     "",
     "The dimensions of the large tables grow by themselves. A file KVEDIM in the",
     "working directory sets them from the start, which saves time. The prefix of",
     "relative file names is taken from the file ST_DIR, if any.",
-    "",
 };
 
 }  // namespace
