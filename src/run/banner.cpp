@@ -36,7 +36,7 @@ constexpr const char* kNotice[] = {
     "   RCDATA_I, RCDATA_R    recoded data",
     "   MODINF                the model with everything learned from the data",
     "   CODE_TABLE            identities in the data and their level numbers",
-    "   AINV*, PEDFILE*       inverse relationship matrices, parents by level number",
+    "   AINV*, PEDFILE*       inverse relationship matrices, pedigrees by level",
     "   PGMIX*, COR*, GINV*   other relationship matrices, also DOM* and IBD*",
     "   KVE_LOG               what was understood of the model section",
     "   KVE*.dir, PARIN       sections of the directive file",
