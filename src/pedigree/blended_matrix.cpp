@@ -108,6 +108,10 @@ Inversion invert(const char* triangle, double* matrix, int32_t n) {
     if (result.failed_at != 0) return result;
     result.log_det = 2.0 * sum_of_logs(matrix, n, result.failed_at);
     if (result.failed_at == 0) dpotri_(triangle, &n, matrix, &lda, &result.failed_at, 1);
+    // Next to nothing on the diagonal has a logarithm and yet no inverse.
+    for (int64_t i = 0; i < n && result.failed_at == 0; ++i)
+        if (!std::isfinite(matrix[i * (int64_t{n} + 2)]))
+            result.failed_at = static_cast<int32_t>(i + 1);
     return result;
 }
 

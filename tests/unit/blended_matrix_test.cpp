@@ -250,6 +250,7 @@ TEST_F(BlendedMatrix, RefusesWhatItCannotUse) {
         {"6\n5\n3\n", "3 3 1\n6 6 1\n5 5 nan\n", indefinite("2 of typed animal +5")},
         {"3\n5\n6\n", good + "6 5 inf\n6 6 1\n", indefinite("3 of typed animal +6")},
         {"3\n5\n", "3 3 inf\n5 5 1\n", indefinite("1 of typed animal +3")},
+        {"3\n5\n", "3 3 1e-320\n5 5 1\n", indefinite("1 of typed animal +3")},
         {"3\n", "3 3 1\n", indefinite("1 of typed animal +3"), true}};
     for (const auto& one : cases) {
         std::filesystem::remove("typed1");
