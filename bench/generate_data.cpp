@@ -13,20 +13,13 @@
 #include <random>
 #include <string>
 
+#include "output.h"
+
 namespace {
 
 constexpr std::uint32_t kSeed = 20;
 constexpr int kSexes = 2;
 constexpr int kSeasons = 60;
-
-std::FILE* create(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        std::perror(path.c_str());
-        std::exit(1);
-    }
-    return file;
-}
 
 void write_directives(const std::string& folder) {
     std::FILE* file = create(folder + "/directives");
@@ -42,7 +35,7 @@ void write_directives(const std::string& folder) {
         "1 1 1 2.0\n1 2 2 2.0\n1 3 3 2.0\n"
         "2 1 1 9.0\n2 2 2 9.0\n2 3 3 9.0\n",
         file);
-    std::fclose(file);
+    close(file);
 }
 
 }  // namespace
@@ -79,6 +72,6 @@ int main(int count, char** words) {
                      real(150, 100), real(80, 40), real(25, 30), real(180, 120),
                      missing ? -999.0 : real(300, 250));
     }
-    std::fclose(data);
+    close(data);
     write_directives(folder);
 }

@@ -23,6 +23,8 @@
 #include <string>
 #include <vector>
 
+#include "output.h"
+
 namespace {
 
 constexpr std::size_t kMarkers = 400;
@@ -76,22 +78,6 @@ std::vector<std::vector<float>> centred(const std::vector<Genotype>& genotypes,
     for (auto& row : rows)
         for (float& x : row) x = static_cast<float>(x / std::sqrt(scale));
     return rows;
-}
-
-std::FILE* create(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        std::perror(path.c_str());
-        std::exit(1);
-    }
-    return file;
-}
-
-void close(std::FILE* file) {
-    if (std::ferror(file) != 0 || std::fclose(file) != 0) {
-        std::perror("writing");
-        std::exit(1);
-    }
 }
 
 template <class Record>

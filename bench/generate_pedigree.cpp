@@ -25,6 +25,8 @@
 #include <string>
 #include <vector>
 
+#include "output.h"
+
 namespace {
 
 constexpr std::uint32_t kSeed = 20;
@@ -155,22 +157,6 @@ void describe(const Herdbook& book) {
                 100.0 * static_cast<double>(of_popular) /
                     static_cast<double>(std::max<std::int64_t>(with_sire, 1)),
                 all / kSample, youngest / kSample);
-}
-
-std::FILE* create(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        std::perror(path.c_str());
-        std::exit(1);
-    }
-    return file;
-}
-
-void close(std::FILE* file) {
-    if (std::ferror(file) != 0 || std::fclose(file) != 0) {
-        std::perror("writing");
-        std::exit(1);
-    }
 }
 
 // Phantom groups: unknown sires and unknown dams of calves of five years.

@@ -11,20 +11,8 @@
 # TYPED, the numbers of typed animals, are 2000 and 5000 by default; the pedigree has 100,000
 # animals, in the order of birth.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/.." && pwd)
+. "$(dirname "$0")/measuring.sh"
 [ $# -gt 0 ] || set -- 2000 5000
-build=$root/build/bench
-cmake -S "$root" -B "$build/program" -G Ninja -DKVE_BENCH=ON -DKVE_TESTS=OFF > /dev/null
-cmake --build "$build/program" > /dev/null
-tools=$build/program/bench
-
-# Runs a command some times; the least CPU time and the least peak memory.
-best() {
-    for _ in $(seq "${RUNS:-3}"); do
-        "$tools/measure" "$@" < "${input:-/dev/null}" || { echo "failed: $*" >&2; exit 1; }
-    done | sort -n | awk 'NR == 1 { time = $1; memory = $2 } $2 < memory { memory = $2 }
-                          END { print time, memory }'
-}
 
 reading=
 printf '%8s %9s %9s %11s %11s %9s %9s %12s %12s %7s\n' typed 'text s' 'binary s' 'pedigree s' \

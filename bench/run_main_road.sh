@@ -1,28 +1,16 @@
 #!/bin/bash
 # Measures KVE1 on the main road beside the yardstick, at 1 and 10 million records, and prints a
 # table: CPU time (user and system), peak memory, and the ratio of the times. Each number is the
-# best of three runs. Data and outputs go to build/bench.
+# best of RUNS runs (an environment variable, 3 by default). Data and outputs go to build/bench.
 #
 #   bench/run_main_road.sh [LEVELS] [random|sorted]
 #
 # LEVELS is the number of levels of the random effect; 0 (the default) gives one per 20 records, a
 # fixed number shows that memory does not grow with the records.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/.." && pwd)
+. "$(dirname "$0")/measuring.sh"
 levels=${1:-0}
 order=${2:-random}
-build=$root/build/bench
-cmake -S "$root" -B "$build/program" -G Ninja -DKVE_BENCH=ON -DKVE_TESTS=OFF > /dev/null
-cmake --build "$build/program" > /dev/null
-tools=$build/program/bench
-
-# Runs a command three times; the least CPU time and the least peak memory.
-best() {
-    for _ in 1 2 3; do
-        "$tools/measure" "$@" < "${input:-/dev/null}" || { echo "failed: $*" >&2; exit 1; }
-    done | sort -n | awk 'NR == 1 { time = $1; memory = $2 } $2 < memory { memory = $2 }
-                          END { print time, memory }'
-}
 
 printf '%10s %10s %12s %12s %14s %14s %8s\n' records levels 'KVE1 s' 'KVE1 MB' 'yardstick s' \
     'yardstick MB' ratio

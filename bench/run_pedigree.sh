@@ -13,23 +13,11 @@
 # First of all the inverse of a small pedigree, from both programs, is checked against the dense
 # relationship matrix; after each run both must have left the same number of elements.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/.." && pwd)
+. "$(dirname "$0")/measuring.sh"
 method=${1:-1}
 order=${2:-shuffled}
 shift $(($# < 2 ? $# : 2))
 [ $# -gt 0 ] || set -- 100000 1000000
-build=$root/build/bench
-cmake -S "$root" -B "$build/program" -G Ninja -DKVE_BENCH=ON -DKVE_TESTS=OFF > /dev/null
-cmake --build "$build/program" > /dev/null
-tools=$build/program/bench
-
-# Runs a command some times; the least CPU time and the least peak memory.
-best() {
-    for _ in $(seq "${RUNS:-3}"); do
-        "$tools/measure" "$@" < "${input:-/dev/null}" || { echo "failed: $*" >&2; exit 1; }
-    done | sort -n | awk 'NR == 1 { time = $1; memory = $2 } $2 < memory { memory = $2 }
-                          END { print time, memory }'
-}
 
 # To a folder of its own for each pedigree.
 go_to_pedigree() {
