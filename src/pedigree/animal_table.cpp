@@ -1,5 +1,6 @@
 #include "pedigree/animal_table.h"
 
+#include "run/big_tables.h"
 #include "run/growth.h"
 #include "run/stop.h"
 

@@ -6,7 +6,6 @@
 #include "base/arrays.h"
 #include "base/state.h"
 #include "data/level_index.h"
-#include "run/big_tables.h"
 
 namespace kve {
 

@@ -1,7 +1,7 @@
 #include "pedigree/inbreeding_listing.h"
 
 #include "base/field_line.h"
-#include "pedigree/animal_table.h"
+#include "run/big_tables.h"
 #include "run/directives.h"
 #include "run/listing.h"
 #include "run/units.h"

@@ -6,7 +6,7 @@
 #include "base/records.h"
 #include "data/factors.h"
 #include "model/records.h"
-#include "pedigree/animal_table.h"
+#include "run/big_tables.h"
 #include "run/listing.h"
 #include "run/sorting.h"
 #include "run/stop.h"

@@ -7,6 +7,7 @@
 #include "data/level_code.h"
 #include "model/records.h"
 #include "pedigree/animal_table.h"
+#include "run/big_tables.h"
 #include "run/directives.h"
 #include "run/growth.h"
 #include "run/listing.h"

@@ -13,6 +13,7 @@
 #include "data/level_tree.h"
 #include "model/records.h"
 #include "pedigree/animal_table.h"
+#include "run/big_tables.h"
 #include "run/directives.h"
 #include "run/listing.h"
 #include "run/sorting.h"
