@@ -30,7 +30,7 @@
 #include <vector>
 
 #include "pedigree/inbreeding.h"
-#include "run/big_tables.h"
+#include "store/big_tables.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 //     read_elements GENOMIC
 #include <cstdio>
 
-#include "pedigree/element_file.h"
+#include "matrices/element_file.h"
 
 int main(int count, char** words) {
     kve::ElementFile file;

@@ -2,7 +2,7 @@
 // nested regressions it has.
 #pragma once
 
-#include "model/records.h"
+#include "model/model_records.h"
 
 namespace kve {
 

@@ -9,11 +9,11 @@
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/out_of_range.h"
-#include "data/triangle_listing.h"
 #include "data/usability.h"
-#include "model/records.h"
-#include "run/directives.h"
-#include "run/listing.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/triangle_listing.h"
+#include "model/model_records.h"
 
 namespace kve {
 

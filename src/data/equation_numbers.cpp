@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "data/factors.h"
-#include "model/records.h"
-#include "run/big_tables.h"
-#include "run/listing.h"
-#include "run/sorting.h"
-#include "run/stop.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/sorting.h"
 
 namespace kve {
 

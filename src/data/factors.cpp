@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "model/records.h"
-#include "run/stop.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
 
 namespace kve {
 

@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "run/listing.h"
-#include "run/stop.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
 
 namespace kve {
 

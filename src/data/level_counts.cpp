@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "data/factors.h"
-#include "data/level_code.h"
-#include "model/records.h"
-#include "run/big_tables.h"
-#include "run/sorting.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+#include "store/sorting.h"
 
 namespace kve {
 

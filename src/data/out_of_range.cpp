@@ -3,9 +3,9 @@
 #include <limits>
 
 #include "data/intake.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
 
 namespace kve {
 

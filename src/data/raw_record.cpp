@@ -5,10 +5,10 @@
 #include <span>
 
 #include "data/intake.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
-#include "run/units.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
 
 namespace kve {
 

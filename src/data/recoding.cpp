@@ -7,18 +7,18 @@
 
 #include "data/factors.h"
 #include "data/intake.h"
-#include "data/level_code.h"
-#include "data/level_index.h"
 #include "data/raw_record.h"
 #include "data/recoding_layout.h"
 #include "data/sequence_check.h"
 #include "data/usability.h"
-#include "model/records.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
-#include "run/units.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+#include "store/level_index.h"
 
 namespace kve {
 

@@ -3,10 +3,10 @@
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/raw_record.h"
-#include "model/records.h"
-#include "run/big_tables.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
 
 namespace kve {
 

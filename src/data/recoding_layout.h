@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "base/arrays.h"
-#include "data/level_index.h"
 #include "data/usability.h"
+#include "store/level_index.h"
 
 namespace kve {
 

@@ -1,7 +1,7 @@
 #include "data/record_positions.h"
 
 #include "data/intake.h"
-#include "model/records.h"
+#include "model/model_records.h"
 
 namespace kve {
 

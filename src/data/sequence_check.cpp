@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "data/intake.h"
-#include "model/records.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
 
 namespace kve {
 

@@ -2,8 +2,8 @@
 
 #include "data/intake.h"
 #include "data/raw_record.h"
-#include "run/directives.h"
-#include "run/stop.h"
+#include "directives/directives.h"
+#include "listing/stop.h"
 
 namespace kve {
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "base/arrays.h"
-#include "model/records.h"
+#include "model/model_records.h"
 
 namespace kve {
 

@@ -1,8 +1,8 @@
 #include "model/censoring.h"
 
-#include "model/records.h"
-#include "run/directives.h"
-#include "run/listing.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "model/model_records.h"
 
 namespace kve {
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <vector>
 
-#include "model/records.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
 #include "model/structure_link.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
 
 namespace kve {
 

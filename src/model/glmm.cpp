@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
 #include "model/function_string.h"
-#include "model/records.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "model/model_records.h"
 
 namespace kve {
 

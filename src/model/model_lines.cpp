@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "base/text.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
 
 namespace kve {
 namespace {

@@ -1,14 +1,14 @@
 #include "model/model_parser.h"
 
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
 #include "model/model_lines.h"
 #include "model/random_lines.h"
 #include "model/regression_lines.h"
 #include "model/trait_lines.h"
 #include "model/zero_covariances.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
-#include "run/units.h"
 
 namespace kve {
 

@@ -9,9 +9,9 @@
 #include "base/freeform.h"
 #include "base/input.h"
 #include "base/text.h"
-#include "model/records.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
 
 namespace kve {
 

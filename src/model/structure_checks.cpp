@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <vector>
 
-#include "model/records.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
 
 namespace kve {
 

@@ -6,11 +6,11 @@
 
 #include "base/freeform.h"
 #include "base/text.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
 #include "model/model_lines.h"
-#include "model/records.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "model/model_records.h"
 
 namespace kve {
 

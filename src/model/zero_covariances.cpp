@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <vector>
 
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
 #include "model/model_lines.h"
-#include "model/records.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/stop.h"
+#include "model/model_records.h"
 
 namespace kve {
 

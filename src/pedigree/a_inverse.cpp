@@ -3,10 +3,10 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "run/big_tables.h"
-#include "run/listing.h"
-#include "run/sparse_store.h"
-#include "run/stop.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "store/big_tables.h"
+#include "store/sparse_store.h"
 
 namespace kve {
 

@@ -11,13 +11,13 @@
 #include "base/records.h"
 #include "data/factors.h"
 #include "data/input_record.h"
-#include "data/level_code.h"
-#include "model/records.h"
-#include "run/big_tables.h"
-#include "run/listing.h"
-#include "run/sorting.h"
-#include "run/stop.h"
-#include "run/units.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+#include "store/sorting.h"
 
 namespace kve {
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "run/big_tables.h"
-#include "run/stop.h"
+#include "listing/stop.h"
+#include "store/big_tables.h"
 
 namespace kve {
 

@@ -1,10 +1,10 @@
 #include "pedigree/inbreeding_listing.h"
 
 #include "base/field_line.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/units.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/units.h"
+#include "store/big_tables.h"
 
 namespace kve {
 

@@ -4,16 +4,16 @@
 #include <vector>
 
 #include "data/factors.h"
-#include "data/level_code.h"
-#include "model/records.h"
-#include "pedigree/animal_table.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/growth.h"
-#include "run/listing.h"
-#include "run/sorting.h"
-#include "run/stop.h"
-#include "run/units.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+#include "model/model_records.h"
+#include "store/animal_table.h"
+#include "store/big_tables.h"
+#include "store/growth.h"
+#include "store/level_code.h"
+#include "store/sorting.h"
 
 namespace kve {
 

@@ -9,16 +9,16 @@
 
 #include "data/factors.h"
 #include "data/input_record.h"
-#include "data/level_code.h"
-#include "data/level_tree.h"
-#include "model/records.h"
-#include "pedigree/animal_table.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/sorting.h"
-#include "run/stop.h"
-#include "run/user_files.h"
+#include "directives/directives.h"
+#include "directives/user_files.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
+#include "store/animal_table.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+#include "store/level_tree.h"
+#include "store/sorting.h"
 
 namespace kve {
 

@@ -5,8 +5,8 @@
 #include <new>
 
 #include "base/arrays.h"
+#include "listing/stop.h"
 #include "run/driver.h"
-#include "run/stop.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include <string>
 
 #include "data/factors.h"
-#include "model/records.h"
-#include "run/big_tables.h"
-#include "run/growth.h"
+#include "model/model_records.h"
 #include "stops.h"
+#include "store/big_tables.h"
+#include "store/growth.h"
 
 using namespace kve;
 

@@ -1,15 +1,15 @@
 // The statistics of the model on the listing: through whole runs, and, for the structures of random
 // factors, from tables filled here.
-#include "run/model_statistics.h"
+#include "reports/model_statistics.h"
 
 #include <gtest/gtest.h>
 
 #include "data/factors.h"
-#include "model/records.h"
+#include "directives/directives.h"
+#include "model/model_records.h"
 #include "modinf.h"
 #include "run.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
+#include "store/big_tables.h"
 
 using kve::state::DIRECTIVES, kve::state::FACTORS, kve::state::IDL, kve::state::KVEINT,
     kve::state::MODEL, kve::state::RMAT;

@@ -9,18 +9,18 @@
 #include <random>
 #include <span>
 
-#include "data/code_table.h"
 #include "data/factors.h"
 #include "data/intake.h"
-#include "data/model_information.h"
-#include "model/records.h"
+#include "directives/directives.h"
+#include "handover/code_table.h"
+#include "handover/empty_work_files.h"
+#include "handover/model_information.h"
+#include "listing/listing.h"
+#include "listing/units.h"
+#include "model/model_records.h"
 #include "run.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/units.h"
-#include "run/work_files.h"
 #include "stops.h"
+#include "store/big_tables.h"
 
 using namespace kve;
 using namespace kve::state;

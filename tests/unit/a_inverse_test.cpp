@@ -12,14 +12,14 @@
 #include <utility>
 
 #include "data/factors.h"
+#include "directives/directives.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+#include "matrices/matrix_writer.h"
 #include "model_builder.h"
-#include "pedigree/matrix_file.h"
 #include "pedigree_builder.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/stop.h"
-#include "run/units.h"
 #include "stops.h"
+#include "store/big_tables.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::FACTORS, state::IDL, state::N_SPARSE, state::RMAT;

@@ -8,11 +8,11 @@
 #include <random>
 
 #include "data/factors.h"
+#include "directives/directives.h"
 #include "model_builder.h"
 #include "pedigree_builder.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
 #include "stops.h"
+#include "store/big_tables.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::FACTORS, state::IDL, state::RMAT;

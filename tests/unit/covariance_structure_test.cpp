@@ -1,8 +1,8 @@
 #include "model/covariance_structure.h"
 
+#include "directives/directives.h"
+#include "listing/listing.h"
 #include "model_builder.h"
-#include "run/directives.h"
-#include "run/listing.h"
 #include "stops.h"
 
 using namespace kve;

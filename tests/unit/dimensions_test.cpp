@@ -1,10 +1,10 @@
-#include "run/dimensions.h"
+#include "directives/dimensions.h"
 
 #include <fstream>
 
 #include "model_builder.h"
-#include "run/big_tables.h"
 #include "stops.h"
+#include "store/big_tables.h"
 
 using namespace kve;
 

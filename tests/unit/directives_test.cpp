@@ -1,12 +1,12 @@
-#include "run/directives.h"
+#include "directives/directives.h"
 
 #include <unistd.h>
 
 #include <cstdio>
 #include <sstream>
 
+#include "directives/directive_reader.h"
 #include "model_builder.h"
-#include "run/directive_reader.h"
 
 using namespace kve;
 using state::DIRECTIVES;

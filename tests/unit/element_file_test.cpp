@@ -1,5 +1,5 @@
 // Files of matrix elements: what is a record, what ends the file and what is a failure.
-#include "pedigree/element_file.h"
+#include "matrices/element_file.h"
 
 #include <fstream>
 

@@ -4,10 +4,10 @@
 #include <limits>
 
 #include "data/factors.h"
-#include "data/level_code.h"
 #include "data/level_counts.h"
 #include "model_builder.h"
 #include "stops.h"
+#include "store/level_code.h"
 
 using namespace kve;
 

@@ -1,4 +1,4 @@
-#include "data/level_code.h"
+#include "store/level_code.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <random>
 #include <vector>
 
-#include "data/level_tree.h"
 #include "stops.h"
+#include "store/level_tree.h"
 
 using namespace kve;
 

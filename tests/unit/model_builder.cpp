@@ -9,12 +9,12 @@
 #include <sstream>
 #include <utility>
 
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/units.h"
 #include "model/covariance_structure.h"
-#include "model/dump.h"
 #include "model/model_parser.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/units.h"
+#include "reports/dump.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::KVEINT, state::MODEL, state::UNITS;

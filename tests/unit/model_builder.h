@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "model/records.h"
+#include "model/model_records.h"
 
 // The lines of one trait in a model section: "n" and its effects, its random effects with their
 // matrices, its regressions; and its line of $REDUCE.

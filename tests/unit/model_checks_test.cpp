@@ -1,12 +1,12 @@
 // What follows the derivation of the covariance structure: checks, classes of traits, the dump, and
 // what relationship structures and generalized traits add to the description of the model.
+#include "directives/directives.h"
 #include "model/censoring.h"
-#include "model/dump.h"
-#include "model/model_report.h"
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
 #include "model_builder.h"
-#include "run/directives.h"
+#include "reports/dump.h"
+#include "reports/model_report.h"
 #include "stops.h"
 
 using namespace kve;

@@ -4,10 +4,10 @@
 #include <map>
 #include <regex>
 
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/units.h"
 #include "model_builder.h"
-#include "run/directives.h"
-#include "run/listing.h"
-#include "run/units.h"
 #include "stops.h"
 
 using namespace kve;

@@ -8,11 +8,11 @@
 #include "data/intake.h"
 #include "data/raw_record.h"
 #include "data/usability.h"
+#include "directives/directives.h"
+#include "listing/units.h"
 #include "model_builder.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/growth.h"
-#include "run/units.h"
+#include "store/big_tables.h"
+#include "store/growth.h"
 
 using namespace kve;
 using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IFL, state::INTAKE,

@@ -10,13 +10,13 @@
 
 #include "base/records.h"
 #include "data/factors.h"
-#include "data/level_code.h"
-#include "model/records.h"
-#include "pedigree/pedigree_inverses.h"
+#include "directives/directives.h"
+#include "listing/units.h"
+#include "matrices/pedigree_inverses.h"
+#include "model/model_records.h"
 #include "pedigree/pedigree_reader.h"
-#include "run/big_tables.h"
-#include "run/directives.h"
-#include "run/units.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
 
 using namespace kve;
 using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IDL, state::IFL, state::KVEINT,

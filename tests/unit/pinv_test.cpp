@@ -1,4 +1,4 @@
-#include "data/pinv.h"
+#include "covariances/pinv.h"
 
 #include <gtest/gtest.h>
 

@@ -1,18 +1,18 @@
-#include "data/priors.h"
+#include "covariances/priors.h"
 
 #include <algorithm>
 #include <cmath>
 #include <fstream>
 
-#include "data/conditioning.h"
-#include "data/covariance_listing.h"
+#include "covariances/conditioning.h"
+#include "covariances/covariance_listing.h"
+#include "covariances/scaling.h"
 #include "data/intake.h"
 #include "data/record_positions.h"
-#include "data/scaling.h"
-#include "data/triangle_listing.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/triangle_listing.h"
 #include "model_builder.h"
-#include "run/directives.h"
-#include "run/listing.h"
 #include "stops.h"
 
 using namespace kve;

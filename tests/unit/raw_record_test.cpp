@@ -5,9 +5,9 @@
 #include <limits>
 
 #include "data/intake.h"
+#include "directives/directives.h"
+#include "listing/units.h"
 #include "model_builder.h"
-#include "run/directives.h"
-#include "run/units.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::INTAKE, state::RECORD, state::UNITS;

@@ -13,11 +13,11 @@
 #include <set>
 #include <vector>
 
-#include "data/level_code.h"
-#include "run/int_to_text.h"
-#include "run/sorting.h"
-#include "run/sparse_store.h"
+#include "listing/int_to_text.h"
 #include "stops.h"
+#include "store/level_code.h"
+#include "store/sorting.h"
+#include "store/sparse_store.h"
 
 using namespace kve;
 

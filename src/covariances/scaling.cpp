@@ -1,0 +1,62 @@
+#include "covariances/scaling.h"
+
+#include <algorithm>
+
+#include "data/intake.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
+
+namespace kve {
+
+READS(KVEINT);
+READS(RSD);
+WRITES(RMAT);
+
+namespace {
+
+// The factor of each row of a matrix. A row that no effect fills keeps its values.
+Vec<double> factors_of_rows(const RMatrix& r, bool residual, const Vec<double>& s) {
+    Vec<double> factor;
+    check_allocated(factor.allocate(r.rank), "KVE_SCALE", "FACTOR", r.rank);
+    for (int32_t a = 1; a <= r.rank; ++a) {
+        const int32_t trait = residual ? a : r.rank_tn(a);
+        factor(a) = trait > 0 ? s(trait) : 1.0;
+    }
+    return factor;
+}
+
+// The matrices of all residual groups too: the data of every group are scaled alike.
+void scale_matrix(RMatrix& r, const Vec<double>& factor) {
+    for (int32_t b = 1; b <= r.rank; ++b)
+        for (int32_t a = 1; a <= r.rank; ++a) {
+            r.cov_mat(a, b) *= factor(a) * factor(b);
+            for (int64_t g = 1; g <= r.h_cov_mat.layers(); ++g)
+                r.h_cov_mat(a, b, g) *= factor(a) * factor(b);
+        }
+}
+
+}  // namespace
+
+void KVE_SCALE(int32_t mode, int32_t& status) {
+    status = 1;
+    if (mode != kScale && mode != kUnscale) {
+        page_if(2);
+        say_line(" Undefined scaling of (co)variance");
+        say_line(" parameters attempted");
+        return;
+    }
+    if (!std::all_of(RSD.begin(), RSD.end(), [](double deviation) { return deviation > 0.0; })) {
+        say_row("ERROR - Scaling is not possible without prior (co)variance components");
+        return;
+    }
+    Vec<double> s;
+    check_allocated(s.allocate(KVEINT.nt), "KVE_SCALE", "S", KVEINT.nt);
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) s(i) = mode == kScale ? 1.0 / RSD(i) : RSD(i);
+    const int32_t residual = KVEINT.NRAMAT + 1;
+    for (int32_t k = 1; k <= residual; ++k)
+        scale_matrix(RMAT(k), factors_of_rows(RMAT(k), k == residual, s));
+    status = 0;
+}
+
+}  // namespace kve

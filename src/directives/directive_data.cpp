@@ -1,0 +1,199 @@
+#include "directives/directive_data.h"
+
+#include <algorithm>
+#include <string>
+
+#include "directives/directive_errors.h"
+#include "directives/directive_lines.h"
+#include "directives/user_files.h"
+#include "listing/int_to_text.h"
+#include "listing/stop.h"
+
+namespace kve {
+
+WRITES(DIRECTIVES);
+
+namespace {
+
+constexpr int32_t kMostVariables = 10000000;  // of one kind
+
+void clear_data() {
+    DIRECTIVES.data_format = kNoFormat;
+    DIRECTIVES.NI = 0;
+    DIRECTIVES.NR = 0;
+    DIRECTIVES.RMISS = 0.0F;
+    DIRECTIVES.n_data_files = 0;
+    DIRECTIVES.data_file[0] = DIRECTIVES.data_file[1] = FileName();
+    DIRECTIVES.NAME_I.release();
+    DIRECTIVES.NAME_R.release();
+    DIRECTIVES.IS_MIXTURE.release();
+}
+
+// Cuts the piece of `rest` up to `separator` off, both. False without a separator.
+bool cut_piece(std::string_view& rest, char separator, std::string_view& piece) {
+    std::size_t end = rest.find(separator);
+    if (end == std::string_view::npos) return false;
+    piece = rest.substr(0, end);
+    rest = left_adjusted(rest.substr(end + 1));
+    return true;
+}
+
+// A count of columns that tables may be made for; any other becomes 0. False when it is negative.
+bool take_count(int32_t count, int32_t& columns) {
+    columns = count;
+    if (count > kMostVariables)
+        unnumbered_error("ERROR - $DATA: more than 10000000 variables of one kind: %12d", count);
+    if (count < 0 || count > kMostVariables) columns = 0;
+    return count >= 0;
+}
+
+// "(ni,nr,miss)". False when something is missing or negative.
+bool read_shape(std::string_view& rest) {
+    constexpr Keyword k = Keyword::DATA;
+    std::string_view piece;
+    if (!cut_piece(rest, '(', piece)) return false;
+    if (!cut_piece(rest, ',', piece)) return false;
+    int32_t integers = must_read<int32_t>(k, "the number of integer variables", piece);
+    if (!take_count(integers, DIRECTIVES.NI)) return false;
+    if (!cut_piece(rest, ',', piece)) return false;
+    int32_t reals = must_read<int32_t>(k, "the number of real variables", piece);
+    if (!take_count(reals, DIRECTIVES.NR)) return false;
+    if (!cut_piece(rest, ')', piece)) return false;
+    DIRECTIVES.RMISS = must_read<float>(k, "the code for missing values", piece);
+    return true;
+}
+
+// All that is left behind the first name is the second one, blanks included.
+void take_data_files(std::string_view rest) {
+    DIRECTIVES.data_file[0] = cut_word(rest);
+    DIRECTIVES.data_file[1] = rest;
+    DIRECTIVES.n_data_files = rest.empty() ? 1 : 2;
+}
+
+std::string numbered(std::string_view stem, int64_t number) {
+    char digits[20];
+    std::string name(stem);
+    name.append(digits, static_cast<std::size_t>(int_to_text(number, digits, sizeof digits)));
+    return name;
+}
+
+void set_default_names() {
+    int64_t ni = DIRECTIVES.NI, nr = DIRECTIVES.NR;
+    check_allocated(DIRECTIVES.NAME_I.allocate(ni + 1), "read_directives", "NAME_I", ni + 1);
+    check_allocated(DIRECTIVES.NAME_R.allocate(nr), "read_directives", "NAME_R", nr);
+    check_allocated(DIRECTIVES.IS_MIXTURE.allocate(nr), "read_directives", "IS_MIXTURE", nr);
+    DIRECTIVES.NAME_I(0) = "Mu";
+    for (int64_t i = 1; i <= ni; ++i) DIRECTIVES.NAME_I(i) = numbered("I", i);
+    for (int64_t i = 1; i <= nr; ++i) DIRECTIVES.NAME_R(i) = numbered("R", i);
+}
+
+// False when the line is misspelled or incomplete; the rest of it is dropped then.
+bool read_data_line(std::string_view rest) {
+    DIRECTIVES.data_format = format_of(cut_word(rest));
+    if (DIRECTIVES.data_format == kNoFormat || !read_shape(rest)) return false;
+    take_data_files(rest);
+    set_default_names();
+    for (int32_t k = 0; k < DIRECTIVES.n_data_files; ++k)
+        find_user_file(Keyword::DATA, DIRECTIVES.data_file[k]);
+    return true;
+}
+
+// The names of the columns in order: the integers, then the reals. Surplus names are counted only.
+class NameList {
+ public:
+    void add(std::string_view name) { set(++found_, name); }
+
+    // stem + first, ..., stem + last. The bounds are the user's: only what fits is run through.
+    void add_range(std::string_view stem, int64_t first, int64_t last) {
+        int64_t stored = std::min(last - first + 1, std::max<int64_t>(columns() - found_, 0));
+        for (int64_t k = 0; k < stored; ++k) set(found_ + 1 + k, numbered(stem, first + k));
+        found_ += last - first + 1;
+    }
+
+    int64_t found() const { return found_; }
+
+ private:
+    // No names exist when $DATA is missing or faulty.
+    static int64_t integers() { return std::max<int64_t>(DIRECTIVES.NAME_I.size() - 1, 0); }
+    static int64_t columns() { return integers() + DIRECTIVES.NAME_R.size(); }
+
+    static void set(int64_t column, std::string_view name) {
+        if (column <= integers())
+            DIRECTIVES.NAME_I(column) = name;
+        else if (column <= columns())
+            DIRECTIVES.NAME_R(column - integers()) = name;
+    }
+
+    int64_t found_ = 0;
+};
+
+// XX[i:j]
+void add_bracketed(NameList& names, std::string_view token, std::size_t bracket) {
+    constexpr Keyword k = Keyword::VARIABLE;
+    std::string_view inside = token.substr(bracket + 1);
+    std::size_t end = inside.find(']');
+    if (end == std::string_view::npos) directive_error(DirectiveError::open_bracket, k);
+    inside = inside.substr(0, end);
+    std::size_t colon = inside.find(':');
+    bool complete = colon != std::string_view::npos && colon > 0 && colon + 1 < inside.size();
+    if (!complete) directive_error(DirectiveError::bracket_range, k);
+    int64_t first =
+        must_read<int32_t>(k, "the first number in the brackets", inside.substr(0, colon));
+    int64_t last =
+        must_read<int32_t>(k, "the last number in the brackets", inside.substr(colon + 1));
+    if (last < first) directive_error(DirectiveError::bracket_range, k);
+    names.add_range(token.substr(0, bracket), first, last);
+}
+
+}  // namespace
+
+int32_t format_of(std::string_view word) {
+    return word == "ASCII" ? kAscii : word == "BINARY" ? kBinaryFile : kNoFormat;
+}
+
+Keyword read_data_section() {
+    Keyword next;
+    std::string text = join_section(keyword_text(Keyword::DATA), next);
+    clear_data();
+    if (text.empty())
+        directive_error(DirectiveError::no_data, Keyword::DATA);
+    else if (!read_data_line(text))
+        directive_error(DirectiveError::incomplete_line, Keyword::DATA);
+    return next;
+}
+
+Keyword read_variable_section() {
+    constexpr Keyword k = Keyword::VARIABLE;
+    Keyword next;
+    std::string text = join_section({}, next);
+    DIRECTIVES.names_from_user = true;
+    NameList names;
+    for (std::string_view rest = left_adjusted(text); !rest.empty();) {
+        std::string_view token = cut_word(rest);
+        if (std::size_t bracket = token.find('['); bracket != std::string_view::npos)
+            add_bracketed(names, token, bracket);
+        else
+            names.add(token);
+    }
+    int64_t integers = DIRECTIVES.NI, reals = DIRECTIVES.NR;
+    if (names.found() > integers + reals)
+        directive_error(DirectiveError::too_many_names, k, {}, integers, reals, names.found());
+    if (names.found() < integers + reals)
+        directive_error(DirectiveError::too_few_names, k, {}, integers, reals, names.found());
+    return next;
+}
+
+Keyword read_mixture_section() {
+    constexpr Keyword k = Keyword::MIXTURE;
+    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::mixture_task, k);
+    Keyword next;
+    std::string text = join_section(keyword_text(k), next);
+    int32_t variable = must_read<int32_t>(k, "a real variable number", text);
+    if (variable < 1 || variable > DIRECTIVES.NR)
+        directive_error(DirectiveError::mixture_variable, k, {}, DIRECTIVES.NR, variable);
+    else if (variable <= DIRECTIVES.IS_MIXTURE.size())
+        DIRECTIVES.IS_MIXTURE(variable) = 1;
+    return next;
+}
+
+}  // namespace kve

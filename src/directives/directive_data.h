@@ -1,0 +1,19 @@
+// The keyword lines on the raw data: what a record holds, the names of its columns, which of them
+// are mixture variables. Numbers that cannot be read stop the run.
+//
+// Each procedure reads the section that begins with the keyword line in `cinp` and returns the kind
+// of the line behind it.
+#pragma once
+
+#include "directives/catalogue.h"
+
+namespace kve {
+
+Keyword read_data_section();      // $DATA
+Keyword read_variable_section();  // $VARIABLE, behind $DATA
+Keyword read_mixture_section();   // $MIXTURE, behind $ANALYSE and $DATA
+
+// ASCII or BINARY as a format number, kNoFormat for any other word.
+int32_t format_of(std::string_view word);
+
+}  // namespace kve

@@ -1,0 +1,240 @@
+#include "directives/directive_options.h"
+
+#include <algorithm>
+#include <string>
+
+#include "directives/directive_data.h"
+#include "directives/directive_errors.h"
+#include "directives/directive_lines.h"
+#include "listing/stop.h"
+
+namespace kve {
+
+WRITES(DIRECTIVES);
+
+namespace {
+
+// Into a list in ascending trait order, behind those of the same trait.
+template <class Node>
+void insert_by_trait(std::vector<Node>& list, const Node& node) {
+    auto later = [](const Node& a, const Node& b) { return a.trait < b.trait; };
+    list.insert(std::upper_bound(list.begin(), list.end(), node, later), node);
+}
+
+// Single blanks, none beside "=", capitals: neither case nor spacing matters in a $GLMM section.
+std::string normalized(std::string_view text) {
+    std::string out;
+    for (char c : text) {
+        if (c == ' ' && (out.empty() || out.back() == ' ' || out.back() == '=')) continue;
+        if (c == '=' && !out.empty() && out.back() == ' ') out.pop_back();
+        out += c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    }
+    return out;
+}
+
+// The value behind " NAME=", up to a blank. Without the blank in front a name is part of another
+// value, such as a function's text. False when it is not there.
+bool find_value(std::string_view text, std::string_view name, std::string_view& value) {
+    std::size_t at = text.find(name);
+    if (at == std::string_view::npos) return false;
+    value = text.substr(at + name.size());
+    value = cut_word(value);
+    return true;
+}
+
+// ---- $SOL_COV
+
+bool all_integers(std::string_view numbers, int64_t count) {
+    int32_t ignored;
+    for (; count > 0 && !numbers.empty(); --count)
+        if (!parse_number(cut_word(numbers), ignored)) return false;
+    return true;
+}
+
+int64_t count_words(std::string_view text) {
+    int64_t words = 0;
+    for (; !text.empty(); ++words) cut_word(text);
+    return words;
+}
+
+std::string_view behind_words(std::string_view text, int64_t words) {
+    for (; words > 0; --words) cut_word(text);
+    return text;
+}
+
+// The numbers behind the count `n`, as many as it says.
+void read_equation_numbers(std::string_view numbers, int32_t n) {
+    constexpr Keyword k = Keyword::SOL_COV;
+    int64_t given = count_words(numbers);
+    bool readable = all_integers(numbers, n);
+    if (!readable || given < n) directive_error(DirectiveError::sol_cov_numbers, k, numbers, n);
+    if (given > n) directive_error(DirectiveError::sol_cov_surplus, k, behind_words(numbers, n), n);
+    if (!readable || given < n) return;
+    check_allocated(DIRECTIVES.sol_cov.allocate(n), "read_directives", "SOL_COV", n);
+    for (int32_t& equation : DIRECTIVES.sol_cov)
+        static_cast<void>(parse_number(cut_word(numbers), equation));
+}
+
+void read_sol_cov(std::string_view text) {
+    constexpr Keyword k = Keyword::SOL_COV;
+    if (count_words(text) < 2) {
+        int32_t lone = 0;
+        static_cast<void>(parse_number(text, lone));
+        if (DIRECTIVES.ITASK == kVarianceComponents)
+            directive_error(DirectiveError::sol_cov_few, k, {}, lone);
+        if (DIRECTIVES.ITASK == kSampling) DIRECTIVES.n_sol_cov = -1;
+        return;
+    }
+    std::string_view count = cut_word(text);
+    int32_t n = 0;
+    if (!parse_number(count, n)) return directive_error(DirectiveError::sol_cov_count, k, count);
+    if (n < 2) return directive_error(DirectiveError::sol_cov_few, k, {}, n);
+    DIRECTIVES.n_sol_cov = n;
+    read_equation_numbers(text, n);
+}
+
+// ---- $CENS
+
+// Moves `rest` behind "=" and the number there. False without "=".
+bool read_assigned(std::string_view& rest, std::string_view expected, int32_t& value) {
+    rest = left_adjusted(rest);
+    if (!rest.starts_with('=')) return false;
+    rest = left_adjusted(rest.substr(1));
+    value = must_read<int32_t>(Keyword::CENS, expected, cut_word(rest));
+    return true;
+}
+
+// Moves `rest` behind `word`, which may stand anywhere in it.
+bool skip_behind(std::string_view& rest, std::string_view word) {
+    std::size_t at = rest.find(word);
+    if (at == std::string_view::npos) return false;
+    rest = rest.substr(at + word.size());
+    return true;
+}
+
+void read_cens(std::string_view rest) {
+    constexpr Keyword k = Keyword::CENS;
+    CENS_NODE node;
+    node.trait = must_read<int32_t>(k, "a trait number", cut_word(rest));
+    if (!skip_behind(rest, "CENS"))
+        return directive_error(DirectiveError::cens_word, k, {}, node.trait);
+    if (!read_assigned(rest, "a value behind CENS", node.censoring_code))
+        return directive_error(DirectiveError::cens_equals, k, "CENS", node.trait);
+    node.has_upper_limit = !rest.empty();
+    if (node.has_upper_limit && !skip_behind(rest, "INT_MAX"))
+        return directive_error(DirectiveError::cens_int_max, k, {}, node.trait);
+    if (node.has_upper_limit && !read_assigned(rest, "a value behind INT_MAX", node.upper_limit))
+        return directive_error(DirectiveError::cens_equals, k, "INT_MAX", node.trait);
+    insert_by_trait(DIRECTIVES.cens, node);
+}
+
+void read_td_ptd(std::string_view rest) {
+    constexpr Keyword k = Keyword::TD_PTD;
+    TrendRequest& request = DIRECTIVES.td_ptd;
+    if (read_free(cut_word(rest), request.factor) != Read::ok)
+        directive_error(DirectiveError::td_factor, k);
+    if (rest.size() < 2) return directive_error(DirectiveError::td_model_type, k);
+    request.model_type = rest.substr(0, 2);
+    // Kept: a wrong type is told in the words of a wrong parameter, and a wrong second parameter in
+    // those of another keyword.
+    if (request.model_type != "AM" && request.model_type != "SM")
+        return directive_error(DirectiveError::td_parameter, k);
+    FreeList options(rest.substr(2));
+    Read first = options.next(request.option_1);
+    if (first == Read::bad) return directive_error(DirectiveError::td_parameter, k);
+    if (first == Read::ok && options.next(request.option_2) == Read::bad)
+        directive_error(DirectiveError::glmm_pred_task, k);
+}
+
+}  // namespace
+
+Keyword read_glmm_section() {
+    constexpr Keyword k = Keyword::GLMM;
+    if (DIRECTIVES.ITASK != kVarianceComponents && DIRECTIVES.ITASK != kSolveByKve4)
+        directive_error(DirectiveError::glmm_task, k);
+    Keyword next;
+    std::string text = normalized(join_section(keyword_text(k), next));
+    std::string_view rest = text, value;
+    GLMM_NODE node;
+    node.trait = must_read<int32_t>(k, "a trait number", rest.substr(0, rest.find(' ')));
+    if (find_value(text, " VARF=", value)) node.varf = value;
+    if (find_value(text, " LINK=", value)) node.link = value;
+    if (find_value(text, " CF=", value))
+        node.corr_fact = must_read<float>(k, "a value behind CF=", value);
+    if (find_value(text, " OFFSET=", value))
+        node.offset_column = must_read<int32_t>(k, "a column behind OFFSET=", value);
+    insert_by_trait(DIRECTIVES.glmm, node);
+    return next;
+}
+
+Keyword read_cure_section() {
+    constexpr Keyword k = Keyword::CURE;
+    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::mixture_task, k);
+    Keyword next;
+    std::string text = join_section(keyword_text(k), next);
+    CURE_SPEC spec;
+    if (read_free(text, spec.trait_column, spec.mixture_column, spec.subject, spec.sequence) !=
+        Read::ok)
+        stop_unreadable("$CURE", "four integers", text);
+    if (DIRECTIVES.cure.size() < kMostCureSpecs)
+        DIRECTIVES.cure.push_back(spec);
+    else
+        unnumbered_error("ERROR - $CURE: more than 31 specifications");
+    return next;
+}
+
+Keyword read_residuals_line() {
+    constexpr Keyword k = Keyword::RESIDUALS;
+    bool direct_solver = false;
+    for (int32_t method : {8, 9, 10, 30, 31}) direct_solver |= DIRECTIVES.IMETHOD == method;
+    if (DIRECTIVES.ITASK != kVarianceComponents &&
+        !(DIRECTIVES.ITASK == kSolveByKve4 && direct_solver))
+        directive_error(DirectiveError::residuals_task, k);
+    std::string_view text = keyword_text(k);
+    DIRECTIVES.residual_format = format_of(cut_word(text));
+    if (DIRECTIVES.residual_format == kNoFormat)
+        directive_error(DirectiveError::incomplete_line, k);
+    return read_directive_line();
+}
+
+Keyword read_td_ptd_line() {
+    if (DIRECTIVES.ITASK == kVarianceComponents)
+        directive_error(DirectiveError::td_task, Keyword::TD_PTD);
+    DIRECTIVES.td_ptd = TrendRequest{};
+    DIRECTIVES.td_ptd.asked = true;
+    read_td_ptd(keyword_text(Keyword::TD_PTD));
+    return read_directive_line();
+}
+
+Keyword read_glmm_pred_line() {
+    constexpr Keyword k = Keyword::GLMM_PRED;
+    if (DIRECTIVES.ITASK != kSolveByKve4) directive_error(DirectiveError::glmm_pred_task, k);
+    FreeList list(keyword_text(k));
+    int32_t iterations = 0;
+    double criterion = 0.0;
+    if (list.next(iterations) != Read::ok || iterations <= 0)
+        directive_error(DirectiveError::glmm_iterations, k);
+    if (list.next(criterion) != Read::ok || !(criterion < 1.0))
+        directive_error(DirectiveError::glmm_criterion, k);
+    DIRECTIVES.glmm_iterations = iterations;
+    DIRECTIVES.glmm_criterion = criterion;
+    return read_directive_line();
+}
+
+Keyword read_sol_cov_line() {
+    if (DIRECTIVES.ITASK > kSampling)
+        directive_error(DirectiveError::sol_cov_task, Keyword::SOL_COV);
+    DIRECTIVES.sol_cov_asked = true;
+    DIRECTIVES.n_sol_cov = 0;
+    DIRECTIVES.sol_cov.release();
+    read_sol_cov(keyword_text(Keyword::SOL_COV));
+    return read_directive_line();
+}
+
+Keyword read_cens_line() {
+    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::cens_task, Keyword::CENS);
+    read_cens(keyword_text(Keyword::CENS));
+    return read_directive_line();
+}
+
+}  // namespace kve

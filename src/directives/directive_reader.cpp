@@ -1,0 +1,183 @@
+#include "directives/directive_reader.h"
+
+#include <utility>
+
+#include "directives/directive_data.h"
+#include "directives/directive_echo.h"
+#include "directives/directive_errors.h"
+#include "directives/directive_lines.h"
+#include "directives/directive_options.h"
+#include "directives/directive_structures.h"
+#include "directives/section_files.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+
+namespace kve {
+
+WRITES(DIRECTIVES);
+WRITES(DIRECTIVE_ERROR_FLAG);
+
+namespace {
+
+struct KeywordState {
+    bool seen = false;
+    bool required = false;
+};
+
+constinit KeywordState KEYWORDS[kKeywords + 1];
+
+KeywordState& state_of(Keyword keyword) { return KEYWORDS[static_cast<int32_t>(keyword)]; }
+
+// A second line of these is told; of the others the last one wins, or all count.
+bool only_once(Keyword keyword) {
+    switch (keyword) {
+        case Keyword::COMMENT:
+        case Keyword::ANALYSE:
+        case Keyword::VARIABLE:
+        case Keyword::MODEL:
+        case Keyword::REDUCE:
+        case Keyword::MIXTURE:
+        case Keyword::TD_PTD:
+        case Keyword::GLMM_PRED:
+        case Keyword::SOL_COV:
+            return true;
+        default:
+            return false;
+    }
+}
+
+void clear_directives() {
+    Text<1024> submission_directory = DIRECTIVES.ST_DIR;
+    DIRECTIVES = Directives{};
+    DIRECTIVES.ST_DIR = submission_directory;
+    DIRECTIVE_ERROR_FLAG = false;
+    for (KeywordState& state : KEYWORDS) state = KeywordState{};
+    for (Keyword keyword : {Keyword::ANALYSE, Keyword::DATA, Keyword::MODEL})
+        state_of(keyword).required = true;
+}
+
+Keyword read_first_line() {
+    Keyword first = read_directive_line();
+    if (first == Keyword::end_of_file) {
+        say("ERROR - Unexpected EOF for file with directives");
+        blank();
+        stop_run();
+    }
+    if (first == Keyword::text) {
+        say("ERROR - No lines with key words found in the file with directives");
+        blank();
+        stop_run();
+    }
+    return first;
+}
+
+void check_task_and_method() {
+    constexpr Keyword k = Keyword::ANALYSE;
+    int32_t task = DIRECTIVES.ITASK, method = DIRECTIVES.IMETHOD;
+    if (!task_is_legal(task))
+        directive_error(DirectiveError::unknown_task, k, {}, task);
+    else if (!method_is_legal(task, method))
+        directive_error(DirectiveError::unknown_method, k, {}, task, method);
+}
+
+Keyword read_analyse_section() {
+    std::string_view text = keyword_text(Keyword::ANALYSE);
+    int32_t task = 0, method = 0, scaling = 0, test = 0;
+    bool readable = read_free(text, task, method, scaling, test) == Read::ok;
+    DIRECTIVES.ITASK = readable ? task : 0;
+    DIRECTIVES.IMETHOD = readable ? method : 0;
+    DIRECTIVES.ISCALE = readable ? scaling : 0;
+    DIRECTIVES.ITEST = readable ? test : 0;
+    if (readable)
+        check_task_and_method();
+    else
+        directive_error(DirectiveError::wrong_analyse_line, Keyword::ANALYSE, text);
+    // The solvers of the mixed model equations take the (co)variances as known.
+    if (solves_with_priors(DIRECTIVES.ITASK)) state_of(Keyword::PRIOR).required = true;
+    return skip_text_lines();
+}
+
+// One section, from its keyword line on; the kind of the line behind it.
+Keyword read_section(Keyword keyword) {
+    switch (keyword) {
+        case Keyword::COMMENT:
+            return read_comments();
+        case Keyword::ANALYSE:
+            return read_analyse_section();
+        case Keyword::DATA:
+            return read_data_section();
+        case Keyword::VARIABLE:
+            return read_variable_section();
+        case Keyword::REDUCE:
+            return read_reduce_section();
+        case Keyword::VAR_STR:
+            return read_structures();
+        case Keyword::MODEL:
+        case Keyword::PRIOR:
+        case Keyword::KVE4:
+        case Keyword::KVE5:
+        case Keyword::KVEAI:
+        case Keyword::KVEMGP:
+        case Keyword::KVEGS:
+            return read_file_or_text(keyword);
+        case Keyword::OLDSOL:
+        case Keyword::FINFO:
+            return read_file_name(keyword);
+        case Keyword::MIXTURE:
+            return read_mixture_section();
+        case Keyword::VAR_REST:
+            return read_restrictions();
+        case Keyword::GLMM:
+            return read_glmm_section();
+        case Keyword::CURE:
+            return read_cure_section();
+        case Keyword::RESIDUALS:
+            return read_residuals_line();
+        case Keyword::TD_PTD:
+            return read_td_ptd_line();
+        case Keyword::GLMM_PRED:
+            return read_glmm_pred_line();
+        case Keyword::SOL_COV:
+            return read_sol_cov_line();
+        case Keyword::CENS:
+            return read_cens_line();
+        default:
+            return Keyword::end_of_file;
+    }
+}
+
+void enter_section(Keyword keyword) {
+    KeywordState& state = state_of(keyword);
+    if (state.seen && only_once(keyword))
+        directive_error(DirectiveError::repeated_keyword, keyword);
+    state.seen = true;
+}
+
+void check_required_keywords() {
+    for (int32_t number = 1; number <= kKeywords; ++number) {
+        Keyword keyword = keyword_number(number);
+        if (state_of(keyword).required && !state_of(keyword).seen)
+            directive_error(DirectiveError::keyword_missing, keyword);
+    }
+}
+
+}  // namespace
+
+void read_directives() {
+    clear_directives();
+    open_directives();
+    Keyword line = read_first_line();
+    // Kept: a text line where no section expects one ends the reading, like the end of the file;
+    // the check of the required keywords then tells what was not reached.
+    while (line != Keyword::text && line != Keyword::end_of_file) {
+        enter_section(line);
+        line = read_section(line);
+    }
+    close_restrictions();
+    echo_directives();
+    check_repeated_factors();
+    check_required_keywords();
+    if (DIRECTIVE_ERROR_FLAG) directive_error(DirectiveError::refused, Keyword::end_of_file);
+}
+
+}  // namespace kve

@@ -1,0 +1,114 @@
+#include "directives/open_files.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+WRITES(UNITS);
+
+namespace {
+
+[[noreturn]] void refuse(std::string_view file) {
+    say("ERROR OPENING FILES");
+    say("        File: %.*s", KVE_SV(file));
+    stop_run();
+}
+
+template <class Unit>
+void open_unit(Unit& unit, std::string_view file) {
+    if (unit.open(std::string(file)) != 0) refuse(file);
+}
+
+std::vector<FileName> input_files() {
+    const Directives& d = DIRECTIVES;
+    std::vector<FileName> files(d.data_file, d.data_file + 2);
+    for (const SectionFile* section :
+         {&d.model, &d.prior, &d.oldsol, &d.finfo, &d.kve4, &d.kve5, &d.kveai, &d.kvemgp, &d.kvegs})
+        files.push_back(section->name);
+    for (const VAR_STR_SPEC& spec : d.var_str) files.insert(files.end(), spec.file, spec.file + 3);
+    return files;
+}
+
+// Opening an output empties it.
+void refuse_input(const char* output) {
+    std::error_code absent;
+    for (const FileName& input : input_files()) {
+        if (input.blank() || !std::filesystem::equivalent(input.string(), output, absent)) continue;
+        say("ERROR OPENING FILES");
+        say("        File: %s is input and output of this run", output);
+        stop_run();
+    }
+}
+
+// Files of a factor that later stages open, by the structure that makes them.
+struct FactorOutput {
+    Structure structure;
+    const char* prefix;
+};
+constexpr FactorOutput kFactorOutputs[] = {
+    {Structure::PED, "AINV"},        {Structure::PED, "AINV_RAM"}, {Structure::PED, "PEDFILE"},
+    {Structure::PGMIX, "PGMIX"},     {Structure::COR, "COR"},      {Structure::COR, "MISS_ID"},
+    {Structure::DOM, "DOM"},         {Structure::DOM, "MISS_ID"},  {Structure::ABS_QTL, "IBD"},
+    {Structure::ABS_QTL, "MISS_ID"}, {Structure::GREL, "GINV"},    {Structure::GREL, "MISS_ID"},
+};
+
+void refuse_factor_inputs() {
+    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
+        for (const FactorOutput& output : kFactorOutputs)
+            if (output.structure == spec.structure)
+                refuse_input(factor_file_name(output.prefix, spec.factor).c_str());
+}
+
+template <class Unit>
+void open_output(Unit& unit, const char* file) {
+    refuse_input(file);
+    open_unit(unit, file);
+}
+
+void open_data() {
+    bool ascii = DIRECTIVES.data_format == kAscii;
+    bool two = DIRECTIVES.n_data_files == 2;
+    std::string_view first = DIRECTIVES.data_file[0].view();
+    std::string_view second = DIRECTIVES.data_file[1].view();
+    if (ascii) {
+        open_unit(UNITS.text_1, first);
+        if (two) open_unit(UNITS.text_3, second);
+    } else {
+        open_unit(UNITS.records_1, first);
+        if (two) open_unit(UNITS.records_3, second);
+    }
+}
+
+}  // namespace
+
+void open_files() {
+    open_data();
+    refuse_input("KVE_LOG");  // the model parser opens it
+    refuse_factor_inputs();
+    open_unit(UNITS.unit_15, DIRECTIVES.model.name.view());
+    if (!DIRECTIVES.reduce_file.blank()) open_unit(UNITS.unit_16, DIRECTIVES.reduce_file.view());
+    open_output(UNITS.unit_10, "PEDDATA");
+    open_output(UNITS.unit_11, "INBREED");
+    open_output(UNITS.unit_53, "MODINF");
+    open_output(UNITS.unit_54, "CODE_TABLE");
+    if (!DIRECTIVES.finfo.name.blank()) {
+        open_unit(UNITS.unit_9, DIRECTIVES.finfo.name.view());
+        open_output(UNITS.unit_59, "RC_F_INFO");
+    }
+    if (!DIRECTIVES.oldsol.name.blank()) {
+        open_unit(UNITS.unit_2, DIRECTIVES.oldsol.name.view());
+        open_output(UNITS.unit_58, "oldsol");
+    }
+    open_output(UNITS.unit_50, "RCDATA_I");
+    open_output(UNITS.unit_51, "RCDATA_R");
+}
+
+}  // namespace kve

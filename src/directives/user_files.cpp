@@ -1,0 +1,52 @@
+#include "directives/user_files.h"
+
+#include <filesystem>
+
+#include "directives/directive_errors.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+
+namespace {
+
+bool exists(const FileName& name) {
+    std::error_code ignored;
+    return !name.blank() && std::filesystem::exists(name.string(), ignored);
+}
+
+void tell_missing(Keyword keyword, const FileName& name) {
+    directive_error(DirectiveError::file_not_found, keyword, name.view());
+}
+
+}  // namespace
+
+bool add_submission_directory(FileName& name) {
+    if (name.blank() || name.c[0] == '/' || DIRECTIVES.ST_DIR.blank()) return true;
+    std::string whole = DIRECTIVES.ST_DIR.string() + "/" + name.string();
+    name = whole;
+    return whole.size() <= sizeof name.c;
+}
+
+void require_file(Keyword keyword, const FileName& name) {
+    if (!exists(name)) tell_missing(keyword, name);
+}
+
+void find_user_file(Keyword keyword, FileName& name) {
+    // A name cut short might be that of another file.
+    if (add_submission_directory(name))
+        require_file(keyword, name);
+    else
+        tell_missing(keyword, name);
+}
+
+void stop_pedigree_not_opened(int32_t factor, const FileName& name) {
+    say("%9sERROR - The pedigree file for random factor%12d cannot be opened: %s", "", factor,
+        name.string().c_str());
+    stop_run();
+}
+
+}  // namespace kve

@@ -1,0 +1,24 @@
+// Files that the user names in the directives.
+#pragma once
+
+#include <cstdint>
+
+#include "base/text.h"
+#include "directives/catalogue.h"
+
+namespace kve {
+
+// Puts the submission directory, if there is one, in front of a name that does not begin with "/".
+// False when the result is too long for a file name; it is cut then.
+bool add_submission_directory(FileName& name);
+
+// Error 7 for keyword line `keyword` when nothing of that name exists, whatever it is.
+void require_file(Keyword keyword, const FileName& name);
+
+// Both, one after the other.
+void find_user_file(Keyword keyword, FileName& name);
+
+// The pedigree file of a random factor cannot be opened.
+[[noreturn]] void stop_pedigree_not_opened(int32_t factor, const FileName& name);
+
+}  // namespace kve

@@ -1,0 +1,180 @@
+#include "handover/old_solutions.h"
+
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <string_view>
+
+#include "base/arrays.h"
+#include "base/records.h"
+#include "data/factors.h"
+#include "data/input_record.h"
+#include "data/intake.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+READS(FACTORS);
+READS(KVEINT);
+READS(MODEL);
+WRITES(IDL);
+WRITES(IFL);
+WRITES(NMDL);
+WRITES(NMFL);
+WRITES(OLDSOL_H2);
+WRITES(UNITS);
+
+namespace {
+
+using Number = TextInput::Number;
+
+constexpr const char* kRoutine = "oldsol";
+constexpr int32_t kFewestIntegers = 7;
+constexpr std::size_t kLongestText = 100;  // of a header that cannot be read
+
+// Positions in ivar. What an entry holds at the other ones is handed on.
+enum Position { kKind = 1, kTrait = 2, kEffect = 4, kIdentity = 5, kLevel = 7 };
+
+enum Kind : int32_t { kFixedEffect = 2, kRandomEffect = 3, kAnimal = 4, kSkipped = 5 };
+
+struct OldSolutions {
+    int32_t head[4] = {};  // H1, H2, integers and reals of an entry
+    Vec<int32_t> ivar;
+    Vec<double> e;
+    int64_t n_read = 0, n_not_used = 0;
+};
+
+[[noreturn]] void stop_no_header() {
+    std::string_view line;
+    if (UNITS.unit_2.rewind() == 0)
+        while (UNITS.unit_2.read_line(line, kLongestText) == TextInput::Line::ok)
+            if (!trimmed(line).empty()) break;
+    stop_unreadable("$OLDSOL", "the header of four integers", trimmed(line));
+}
+
+void read_header(OldSolutions& old) {
+    if (read_record_of(UNITS.unit_2, std::span(old.head), std::span<int32_t>()) != Number::ok)
+        stop_no_header();
+    OLDSOL_H2 = old.head[1];
+    if (old.head[2] >= kFewestIntegers && old.head[3] >= 0) return;
+    say("ERROR - $OLDSOL: the header must tell at least %d integers and 0 reals an entry, it "
+        "tells: "
+        "%12d%12d",
+        kFewestIntegers, old.head[2], old.head[3]);
+    stop_run();
+}
+
+void allocate_entry(OldSolutions& old) {
+    const int64_t niv = old.head[2], nrv = old.head[3];
+    const int64_t bytes = 4 * niv + 8 * nrv;
+    if (bytes > std::numeric_limits<int32_t>::max())
+        alloc_error(kRoutine, "oldsol", niv + nrv, kNoMemory);
+    check_allocated(old.ivar.allocate(niv), kRoutine, "ivar", niv);
+    check_allocated(old.e.allocate(nrv), kRoutine, "e", nrv);
+}
+
+// Of the length of all records; what the entries do not need is 0.
+void write_header(const OldSolutions& old) {
+    write_record(UNITS.unit_58, std::span(old.head),
+                 std::span(old.ivar.begin() + std::size(old.head), old.ivar.end()), old.e);
+}
+
+// False at the end of the file, also inside an entry. An entry that cannot be read has what came
+// ahead of the unreadable item, and the rest from the entry before.
+bool read_entry(OldSolutions& old) {
+    TextInput& file = UNITS.unit_2;
+    const Number status = read_record_of(file, std::span(old.ivar.begin(), old.ivar.end()),
+                                         std::span(old.e.begin(), old.e.end()));
+    if (status == Number::bad) stop_if_failed(file, "$OLDSOL");
+    return status != Number::end;
+}
+
+[[noreturn]] void stop_table_full(const char* message, int64_t capacity, int32_t row) {
+    say("%s%12lld%12d", message, static_cast<long long>(capacity), row);
+    stop_run();
+}
+
+// The level of an identity in this run, 0 when it has none. Kept: the root is a copy, so that the
+// row of a new identity hangs on the tree, unless the tree is empty.
+template <class Row>
+int32_t level_in(Vec<Row>& table, int32_t root, int32_t& used, int32_t key,
+                 const char* full_message) {
+    const LevelPlace place = level_code(key, root, 0, table, true, used);
+    if (place.row == kTableFull || (place.not_found && place.row >= table.size()))
+        stop_table_full(full_message, table.size(), place.row);
+    return table(place.row).level;
+}
+
+int32_t level_in_data(int32_t root, int32_t key) {
+    return level_in(IFL, root, NMFL, key, "Oldsol Max no of effects reached ");
+}
+
+// The level of the entry's identity, 0 when this run has no such trait, effect, matrix or level.
+int32_t level_of(const Vec<int32_t>& ivar) {
+    const int32_t trait = ivar(kTrait), effect = ivar(kEffect), key = ivar(kIdentity);
+    switch (ivar(kKind)) {
+        case kFixedEffect:
+            if (trait < 1 || trait > KVEINT.nt) return 0;
+            if (effect < 1 || effect > MODEL(trait).n_fixed) return 0;
+            return level_in_data(FACTORS.ROOT_EF(trait, effect), key);
+        case kRandomEffect:
+            if (effect < 1 || effect > KVEINT.NRAMAT) return 0;
+            return level_in_data(FACTORS.ITOPR(effect), key);
+        default:
+            if (KVEINT.NRAMAT == 0) return 0;
+            // Kept: always the last factor, whichever has the pedigree.
+            return level_in(IDL, FACTORS.ITOPA(KVEINT.NRAMAT), NMDL, key,
+                            "OLDSOL Max no of animals reached ");
+    }
+}
+
+bool has_level(int32_t kind) {
+    return kind == kFixedEffect || kind == kRandomEffect || kind == kAnimal;
+}
+
+void translate_entry(OldSolutions& old) {
+    const int32_t kind = old.ivar(kKind);
+    if (kind == kSkipped) return;
+    if (has_level(kind)) {
+        const int32_t level = level_of(old.ivar);
+        if (level == 0) {
+            ++old.n_not_used;
+            return;
+        }
+        old.ivar(kLevel) = level;
+    }
+    write_record(UNITS.unit_58, old.ivar, old.e);
+}
+
+void report_counts(const OldSolutions& old) {
+    page_above(75);
+    blank_lines();
+    say_line("No of old solutions read ........................%12lld",
+             static_cast<long long>(old.n_read));
+    say_line("No of old solutions not used ....................%12lld",
+             static_cast<long long>(old.n_not_used));
+    blank_lines();
+}
+
+}  // namespace
+
+void translate_old_solutions() {
+    if (DIRECTIVES.oldsol.name.blank() || !solves_with_priors(DIRECTIVES.ITASK)) return;
+    OldSolutions old;
+    read_header(old);
+    allocate_entry(old);
+    write_header(old);
+    for (; read_entry(old); ++old.n_read) translate_entry(old);
+    UNITS.unit_2.close();
+    if (UNITS.unit_58.close() != 0) stop_not_written("oldsol");
+    report_counts(old);
+}
+
+}  // namespace kve

@@ -1,0 +1,121 @@
+#include "handover/pedfile.h"
+
+#include <algorithm>
+#include <string>
+
+#include "base/records.h"
+#include "data/factors.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/sorting.h"
+
+namespace kve {
+
+READS(FACTORS);
+READS(IDL);
+READS(KVEINT);
+READS(RMAT);
+
+namespace {
+
+constexpr const char* kRoutine = "KVEPFL";
+constexpr int32_t kLastFactor = 999;
+constexpr int32_t kLongestRecord = 100000;  // pairs
+constexpr int64_t kAhead = 16;              // animals by which memory is fetched ahead
+
+[[noreturn]] void stop_factor_number(int32_t k) {
+    blank();
+    say("ERROR in KVEPFL");
+    say("called with i_raf= %12d", k);
+    say("Legal values for i_raf is between 1 and 999");
+    blank();
+    stop_run("Computations terminated");
+}
+
+// The rows by level, where each level from `lowest` on is there once. False when one is missing or
+// met twice.
+bool place_by_level(Vec<int32_t>& order, int32_t lowest) {
+    const int32_t n = static_cast<int32_t>(order.size());
+    for (int32_t row = 1; row <= n; ++row) {
+        const int64_t at = int64_t{IDL(row).level} - lowest + 1;
+        if (at < 1 || at > n || order(at) != 0) return false;
+        order(at) = row;
+    }
+    return true;
+}
+
+// Kept: rows 1..n of the table, whoever owns them. With inserted relatives and no extra group the
+// sentinel's row is among them and the last relative's is not; behind an earlier factor, levels can
+// repeat, and the heap sort decides their order.
+void order_by_level(Vec<int32_t>& order) {
+    const int32_t n = static_cast<int32_t>(order.size());
+    int32_t lowest = IDL(1).level;
+    for (int32_t row = 2; row <= n; ++row) lowest = std::min(lowest, IDL(row).level);
+    if (place_by_level(order, lowest)) return;
+    Vec<int32_t> levels;
+    check_allocated(levels.allocate(n), kRoutine, "LEVELS", n);
+    for (int32_t row = 1; row <= n; ++row) {
+        levels(row) = IDL(row).level;
+        order(row) = row;
+    }
+    heap_sort_pairs(n, levels.data(), order.data());
+}
+
+// The level of a parent; negative for a code below 0, a phantom group. Rows without links (a
+// sentinel behind an extra group, identities met by later stages) have the parent 0.
+int32_t signed_level(int32_t parent_row, int32_t code) {
+    const int32_t level = parent_row != 0 ? IDL(parent_row).level : 0;
+    return code < 0 ? -level : level;
+}
+
+KVE_FETCH void expect_parents(const Vec<int32_t>& order, int64_t j) {
+    if (j + 2 * kAhead <= order.size()) expect_row(IDL(order(j + 2 * kAhead)));
+    if (j + kAhead > order.size()) return;
+    const AnimalRow& later = IDL(order(j + kAhead));
+    if (later.sire_row != 0) expect_row(IDL(later.sire_row));
+    if (later.dam_row != 0) expect_row(IDL(later.dam_row));
+}
+
+// Kept: the last record is written whole, with pairs of the one before it behind its own.
+void write_pairs(const Vec<int32_t>& order, RecordOutput& file) {
+    const int64_t most = std::min<int64_t>(order.size(), kLongestRecord);
+    Vec<int32_t> PEDMAT;
+    check_allocated(PEDMAT.allocate(2 * most), kRoutine, "PEDMAT", 2 * most);
+    int64_t held = 0;
+    for (int64_t j = 1; j <= order.size(); ++j) {
+        expect_parents(order, j);
+        const AnimalRow& animal = IDL(order(j));
+        ++held;
+        PEDMAT(2 * held - 1) = signed_level(animal.sire_row, animal.sire);
+        PEDMAT(2 * held) = signed_level(animal.dam_row, animal.dam);
+        if (held < kLongestRecord) continue;
+        write_record(file, PEDMAT);
+        held = 0;
+    }
+    if (held > 0) write_record(file, PEDMAT);
+}
+
+void write_pedigree_file(int32_t k) {
+    if (k > kLastFactor) stop_factor_number(k);
+    const std::string name = factor_file_name("PEDFILE", k);
+    RecordOutput file;
+    if (file.open(name) != 0) stop_not_written(name);
+    const int64_t n = FACTORS.NRALEV(k);
+    Vec<int32_t> order;
+    check_allocated(order.allocate(n), kRoutine, "ORDER", n);
+    order_by_level(order);
+    write_pairs(order, file);
+    if (file.close() != 0) stop_not_written(name);
+}
+
+}  // namespace
+
+void write_pedigree_files() {
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
+        if (RMAT(k).is("PED")) write_pedigree_file(k);
+}
+
+}  // namespace kve

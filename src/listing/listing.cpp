@@ -1,0 +1,130 @@
+#include "listing/listing.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+
+#include "base/input.h"
+
+namespace kve {
+
+WRITES(PROGRAM_ID);
+WRITES(RUN_DATE);
+WRITES(LINES_ON_PAGE);
+
+namespace {
+
+constexpr std::size_t kLogColumnsShown = 98;
+constexpr std::size_t kLongestLogLine = 32768;
+
+std::FILE* KVE_LOG = nullptr;
+
+void print_line(std::FILE* to, const char* format, std::va_list items) {
+    std::vfprintf(to, format, items);
+    std::fputc('\n', to);
+}
+
+}  // namespace
+
+void start_listing() {
+    PROGRAM_ID = "KVE1V6";
+    std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[32];
+    std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    RUN_DATE = std::string_view(text, length);
+    LINES_ON_PAGE = 0;
+    page_header();
+}
+
+void say(const char* format, ...) {
+    std::va_list items;
+    va_start(items, format);
+    print_line(stdout, format, items);
+    va_end(items);
+}
+
+void blank(int lines) {
+    for (int k = 0; k < lines; ++k) std::fputc('\n', stdout);
+}
+
+void count_lines(int lines) { LINES_ON_PAGE += lines; }
+
+void say_line(const char* format, ...) {
+    std::va_list items;
+    va_start(items, format);
+    print_line(stdout, format, items);
+    va_end(items);
+    count_lines(1);
+}
+
+void say_row(const char* format, ...) {
+    page_if(1);
+    std::va_list items;
+    va_start(items, format);
+    print_line(stdout, format, items);
+    va_end(items);
+    count_lines(1);
+}
+
+void blank_lines(int lines) {
+    blank(lines);
+    count_lines(lines);
+}
+
+void page_header() {
+    // "1" in column 1 tells a line printer to begin a new page.
+    say("%c%-28.8s%-47s%.*s", LINES_ON_PAGE == 0 ? ' ' : '1', PROGRAM_ID.string().c_str(),
+        "Multivariate Mixed Model Package", KVE_SV(RUN_DATE.view()));
+    LINES_ON_PAGE = 2;
+}
+
+void page_if(int lines) {
+    if (LINES_ON_PAGE + lines >= kLinesOnPage) page_header();
+}
+
+void page_above(int limit) {
+    if (LINES_ON_PAGE > limit) page_header();
+}
+
+int flush_listing() { return std::fflush(stdout) != 0 || std::ferror(stdout) ? EIO : 0; }
+
+int open_log() {
+    if (KVE_LOG != nullptr) std::fclose(KVE_LOG);
+    KVE_LOG = std::fopen("KVE_LOG", "w");
+    return KVE_LOG != nullptr ? 0 : errno;
+}
+
+void log_say(const char* format, ...) {
+    if (KVE_LOG == nullptr) return;
+    std::va_list items;
+    va_start(items, format);
+    print_line(KVE_LOG, format, items);
+    va_end(items);
+}
+
+void log_blank() {
+    if (KVE_LOG != nullptr) std::fputc('\n', KVE_LOG);
+}
+
+int flush_log() {
+    if (KVE_LOG == nullptr) return 0;
+    return std::fflush(KVE_LOG) != 0 || std::ferror(KVE_LOG) ? EIO : 0;
+}
+
+bool log_is_open() { return KVE_LOG != nullptr; }
+
+void copy_log_to_listing() {
+    static_cast<void>(flush_log());
+    TextInput log;
+    std::string_view line;
+    if (log.open("KVE_LOG") == 0)
+        while (log.read_line(line, kLongestLogLine) == TextInput::Line::ok)
+            say("%.*s", KVE_SV(line.substr(0, kLogColumnsShown)));
+    std::fclose(KVE_LOG);
+    KVE_LOG = nullptr;
+}
+
+}  // namespace kve

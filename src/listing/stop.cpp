@@ -1,0 +1,112 @@
+#include "listing/stop.h"
+
+#include <cstdlib>
+
+#include "listing/listing.h"
+#include "listing/units.h"
+
+namespace kve {
+namespace {
+
+std::string cut_file;  // the first one noted
+
+// Brings the outputs to disk. Empty, or the name of one that could not be written.
+std::string flush_outputs() {
+    std::string failed = flush_units();
+    if (flush_log() != 0 && failed.empty()) failed = "KVE_LOG";
+    return failed;
+}
+
+void tell_not_written(std::string_view file) {
+    say("ERROR - writing the file %.*s failed", KVE_SV(file));
+}
+
+// What else went wrong stands ahead of the last lines of a stop.
+void flush_and_tell() {
+    std::string failed = flush_outputs();
+    if (!failed.empty()) tell_not_written(failed);
+}
+
+[[noreturn]] void leave_with_error() {
+    static_cast<void>(flush_listing());
+    std::_Exit(kErrorStatus);
+}
+
+}  // namespace
+
+void stop_run(const char* last_line) {
+    flush_and_tell();
+    say("%s", last_line);
+    leave_with_error();
+}
+
+void terminate_run() {
+    flush_and_tell();
+    blank();
+    say("Program terminates");
+    blank();
+    if (log_is_open()) {
+        page_header();
+        blank();
+        say("ERROR(S) found in model directives / prior (co)variance");
+        blank(2);
+        say("A listing of information in the directive file follows.");
+        blank();
+        say("------------------------------------------------------------- ");
+        copy_log_to_listing();
+        blank();
+        say("Program terminated");
+    }
+    leave_with_error();
+}
+
+void note_cut_file(std::string_view file) {
+    if (cut_file.empty()) cut_file = file;
+}
+
+void end_run() {
+    std::string failed = flush_outputs();
+    if (!failed.empty()) stop_not_written(failed);
+    if (!cut_file.empty()) {
+        say("ERROR - writing the file %s failed, the file is not complete", cut_file.c_str());
+        stop_run();
+    }
+    blank(3);
+    say(" END OF %.*s", KVE_SV(state::PROGRAM_ID.padded()));
+    std::_Exit(flush_listing() == 0 ? 0 : kErrorStatus);
+}
+
+void alloc_error(std::string_view routine, std::string_view array, int64_t elements, int status) {
+    say("ERROR");
+    blank();
+    say("Trying to allocate                    : %.*s", KVE_SV(array));
+    say("With elements                         : %12lld", static_cast<long long>(elements));
+    say("Retur status from allocate            : %12d", status);
+    say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
+    terminate_run();
+}
+
+void dealloc_error(std::string_view routine, std::string_view array, int status) {
+    say("ERROR");
+    blank();
+    say("Trying to deallocate                  : %.*s", KVE_SV(array));
+    say("Retur status from deallocate          : %12d", status);
+    say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
+    terminate_run();
+}
+
+void stop_unreadable(std::string_view where, std::string_view expected, std::string_view text,
+                     std::string_view remark) {
+    say("ERROR - %.*s: cannot read %.*s from: %.*s", KVE_SV(where), KVE_SV(expected), KVE_SV(text));
+    if (!remark.empty()) say("%.*s", KVE_SV(remark));
+    stop_run();
+}
+
+void stop_not_written(std::string_view file) {
+    tell_not_written(file);
+    static_cast<void>(flush_outputs());
+    say("Program terminates");
+    leave_with_error();
+}
+
+}  // namespace kve

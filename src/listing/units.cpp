@@ -1,0 +1,72 @@
+#include "listing/units.h"
+
+#include <cerrno>
+#include <cstdarg>
+
+namespace kve {
+
+WRITES(UNITS);
+
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+constexpr std::size_t kLongestFactorFileName = 12;
+
+}  // namespace
+
+int TextOutput::open(const std::string& path) {
+    static_cast<void>(close());
+    path_ = path;
+    error_ = 0;
+    file_ = std::fopen(path.c_str(), "w");
+    if (file_ == nullptr) return errno;
+    // INBREED has a line for each animal; without the larger buffer it is only slower.
+    static_cast<void>(std::setvbuf(file_, nullptr, _IOFBF, kBufferBytes));
+    return 0;
+}
+
+void TextOutput::print(const char* format, ...) {
+    if (file_ == nullptr) return;
+    std::va_list items;
+    va_start(items, format);
+    if (std::vfprintf(file_, format, items) < 0) error_ = errno;
+    va_end(items);
+    std::fputc('\n', file_);
+}
+
+void TextOutput::print_line(std::string_view line) {
+    if (file_ == nullptr) return;
+    std::fwrite(line.data(), 1, line.size(), file_);
+    std::fputc('\n', file_);
+}
+
+int TextOutput::flush() {
+    if (file_ == nullptr) return error_;
+    if (std::fflush(file_) != 0 && error_ == 0) error_ = errno;
+    if (std::ferror(file_) && error_ == 0) error_ = EIO;
+    return error_;
+}
+
+int TextOutput::close() {
+    if (file_ == nullptr) return error_;
+    int status = flush();
+    if (std::fclose(file_) != 0 && status == 0) status = error_ = errno;
+    file_ = nullptr;
+    return status;
+}
+
+std::string factor_file_name(std::string_view prefix, int32_t k) {
+    return (std::string(prefix) + std::to_string(k)).substr(0, kLongestFactorFileName);
+}
+
+std::string flush_units() {
+    std::string failed;
+    for (TextOutput* unit : {&UNITS.unit_9_section, &UNITS.unit_10, &UNITS.unit_11, &UNITS.unit_98})
+        if (unit->is_open() && unit->flush() != 0) failed = unit->path();
+    for (RecordOutput* unit : {&UNITS.unit_50, &UNITS.unit_51, &UNITS.unit_53, &UNITS.unit_54,
+                               &UNITS.unit_58, &UNITS.unit_59})
+        if (unit->is_open() && unit->flush() != 0) failed = unit->path();
+    return failed;
+}
+
+}  // namespace kve

@@ -1,0 +1,111 @@
+#include "matrices/blended_genomic.h"
+
+#include <algorithm>
+
+#include "data/factors.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+#include "store/level_index.h"
+
+namespace kve {
+
+READS(RMAT);
+WRITES(FACTORS);
+WRITES(IDL);
+
+namespace {
+
+constexpr int32_t kNotTyped = 0;
+constexpr int32_t kUnknown = -1;
+
+// Where the animals of the file stand in G.
+struct Positions {
+    int32_t factor;
+    LevelIndex index;  // by ID; animals that are not typed are entered as they come
+    UnknownAnimals unknown{"The following random ID are in the file with 'genomic' relationship"};
+};
+
+void enter(Positions& positions, int32_t id, int32_t t) {
+    check_allocated(positions.index.enter(id, t), "PGMIX", "G_MAT_CN", t);
+}
+
+void fill_positions(const ReducedPedigree& ped, Positions& positions) {
+    const int32_t n = ped.n_typed();
+    check_allocated(positions.index.allocate(n), "PGMIX", "G_MAT_CN", n);
+    for (int32_t t = 1; t <= n; ++t) enter(positions, ped.ID(t), t);
+}
+
+void report_unknown(UnknownAnimals& unknown, int32_t id) {
+    if (unknown.report(id)) return;
+    say("More than 20 errors of this type");
+    stop_run("Program terminated");
+}
+
+int32_t find_position(Positions& positions, int32_t id) {
+    if (const LevelIndex::Slot* slot = positions.index.find(id)) return slot->value();
+    if (find_level(id, FACTORS.ITOPA(positions.factor), IDL) == 0) return kUnknown;
+    enter(positions, id, kNotTyped);
+    return kNotTyped;
+}
+
+void warn_of_missing_diagonals(const ReducedPedigree& ped, const Vec<int8_t>& has_diagonal) {
+    constexpr int kMostListed = 20;
+    const auto n = std::count(has_diagonal.begin(), has_diagonal.end(), int8_t{0});
+    if (n == 0) return;
+    say_row("WARNING - typed animals without a diagonal element in the genomic matrix: %12lld",
+            static_cast<long long>(n));
+    int listed = 0;
+    for (int32_t t = 1; t <= ped.n_typed() && listed < kMostListed; ++t) {
+        if (has_diagonal(t) != 0) continue;
+        say_row("%12d", ped.ID(t));
+        ++listed;
+    }
+}
+
+}  // namespace
+
+void open_genomic_file(GenomicFile& genomic) {
+    const RMatrix& r = RMAT(genomic.factor);
+    const auto format = static_cast<DataFormat>(r.rel_format);
+    genomic.opened = genomic.file.open(r.rel_file3.string(), format) == 0;
+    if (genomic.opened) genomic.answer = genomic.file.read(genomic.element);
+}
+
+void require_genomic_file(const GenomicFile& genomic) {
+    if (!genomic.opened)
+        stop_blended_file(
+            "ERROR opening file with the Genomic relationship matrix for random effect",
+            genomic.factor);
+    if (genomic.answer != FileAnswer::record)
+        stop_blended_file(
+            "ERROR reading first record of the Genomic relationship matrix for random effect",
+            genomic.factor);
+}
+
+void read_genomic_matrix(GenomicFile& genomic, const ReducedPedigree& ped, TypedMatrices& both) {
+    Positions positions{.factor = genomic.factor, .index{}};
+    fill_positions(ped, positions);
+    Vec<int8_t> has_diagonal;
+    check_allocated(has_diagonal.allocate(ped.n_typed()), "PGMIX", "G_MAT", ped.n_typed());
+    const MatrixElement& element = genomic.element;
+    int32_t last_id = element.id_1, i = find_position(positions, last_id);
+    while (genomic.answer == FileAnswer::record) {
+        // As a rule row by row, so the first ID often stays the same.
+        if (element.id_1 != last_id) i = find_position(positions, last_id = element.id_1);
+        if (i == kUnknown) report_unknown(positions.unknown, element.id_1);
+        const int32_t j = find_position(positions, element.id_2);
+        if (j == kUnknown) report_unknown(positions.unknown, element.id_2);
+        if (i > 0 && j > 0) both.G(std::max(i, j), std::min(i, j)) = element.value;
+        if (i > 0 && i == j) has_diagonal(i) = 1;
+        genomic.answer = genomic.file.read(genomic.element);
+    }
+    if (genomic.answer == FileAnswer::failure)
+        stop_unreadable_item("an element", RMAT(genomic.factor).rel_file3.string().c_str(),
+                             genomic.file.offending().c_str());
+    warn_of_missing_diagonals(ped, has_diagonal);
+}
+
+}  // namespace kve

@@ -1,0 +1,235 @@
+#include "matrices/blended_pedigree.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <span>
+
+#include "data/factors.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "matrices/element_file.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+
+namespace kve {
+
+READS(AD);
+READS(DIRECTIVES);
+READS(RMAT);
+WRITES(FACTORS);
+WRITES(IDL);
+
+namespace {
+
+constexpr const char* kRoutine = "PGMIX";
+constexpr int32_t kGenerations = 50;
+constexpr int64_t kMostReports = 20;
+constexpr int32_t kListed = 250;
+constexpr int32_t kAncestor = -1;  // marks until the animals are numbered
+constexpr int32_t kTyped = 1;
+
+// Kept: depth first, and a marked row is never entered again. So an animal that is met first on a
+// road of 50 generations does not lead on to its parents, even where a shorter road leads to it.
+void mark_line(int32_t row, int32_t generation) {
+    if (generation > kGenerations || row <= 0 || IDL(row).mark != 0) return;
+    IDL(row).mark = kAncestor;
+    mark_line(IDL(row).sire_row, generation + 1);
+    mark_line(IDL(row).dam_row, generation + 1);
+}
+
+struct TypedAnimals {
+    int32_t factor;
+    int64_t n = 0;
+    int64_t duplicates = 0;
+    UnknownAnimals unknown{"The following ID's are in the file with 'typed' animals"};
+};
+
+void report_duplicate(TypedAnimals& typed, int32_t id) {
+    if (++typed.duplicates > kMostReports) return;
+    say_row("WARNING - typed animal occurs more than one time, first record used: %12d", id);
+}
+
+void take_typed_animal(TypedAnimals& typed, int32_t id) {
+    const int32_t row = find_level(id, FACTORS.ITOPA(typed.factor), IDL);
+    if (row != 0 && IDL(row).mark == kTyped) return report_duplicate(typed, id);
+    ++typed.n;
+    if (row == 0) {
+        if (!typed.unknown.report(id)) {
+            blank();
+            say("More than 20 errors of this type");
+            blank();
+        }
+        return;
+    }
+    mark_line(row, 0);
+    IDL(row).mark = kTyped;
+}
+
+void read_typed_animals(TypedAnimals& typed) {
+    const RMatrix& r = RMAT(typed.factor);
+    const std::string name = r.rel_file2.string();
+    ElementFile file;
+    if (file.open(name, static_cast<DataFormat>(r.rel_format)) != 0)
+        stop_blended_file("ERROR opening file with ID's of typed animals for random effect",
+                          typed.factor);
+    int32_t id;
+    FileAnswer answer = file.read(std::span(&id, 1));
+    if (answer != FileAnswer::record)
+        stop_blended_file(
+            "ERROR reading the first record of the file with ID's of typed animals for random "
+            "effect",
+            typed.factor);
+    for (; answer == FileAnswer::record; answer = file.read(std::span(&id, 1)))
+        take_typed_animal(typed, id);
+    if (answer == FileAnswer::failure)
+        stop_unreadable_item("an ID", name.c_str(), file.offending().c_str());
+}
+
+int32_t count_marked(int32_t k) {
+    int32_t n = 0;
+    const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        expect_ahead(rows, j, rows.size());
+        n += IDL(rows(j)).mark != 0;
+    }
+    return n;
+}
+
+void report_typed_animals(const TypedAnimals& typed, int32_t n_reduced) {
+    page_if(3);
+    say_line("%-59s%9lld", "Number of typed animals", static_cast<long long>(typed.n));
+    if (typed.unknown.n > 0) {
+        say("%-59s%9lld", "thereof not in pedigree", static_cast<long long>(typed.unknown.n));
+        blank();
+        say("All typed animals must be in the total pedigree file");
+        blank();
+        stop_run("Program terminated");
+    }
+    say_line("%-59s%9d", "Number of animals in pedigree for typed anim.", n_reduced);
+    blank_lines();
+}
+
+// Gives the marked animals their positions, and the typed ones their numbers.
+Vec<double, 0> number_animals(int32_t k, ReducedPedigree& ped) {
+    const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
+    Vec<double, 0> F;
+    check_allocated(F.allocate(ped.share.size()), kRoutine, "PEDMAT1", ped.share.size());
+    int32_t p = 0, t = 0;
+    bool in_level_order = true;
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        expect_ahead(rows, j, rows.size());
+        AnimalRow& animal = IDL(rows(j));
+        if (animal.mark == 0) continue;
+        ++p;
+        // Kept: by the level number, although `ad` goes by the row.
+        const double diagonal = RMAT(k).ad(animal.level);
+        in_level_order = in_level_order && diagonal == AD(j);
+        F(p) = diagonal - 1.0;
+        if (animal.mark == kTyped) {
+            ped.position(++t) = p;
+            ped.ID(t) = animal.key;
+            ped.G_MAT_CN(t) = animal.level;
+        }
+        animal.mark = animal.mark == kTyped ? p : -p;
+    }
+    if (!in_level_order)
+        say_row(
+            "WARNING - inbreeding of the typed animals and their ancestors is taken in level order,"
+            " the pedigree file is in another order: sort it by Sort_Var, parents first, with a "
+            "record for every parent");
+    return F;
+}
+
+// 0 for the unknown parent and for one whom the search has not reached.
+int32_t position_of(int32_t row) { return IDL(row).key > 0 ? std::abs(IDL(row).mark) : 0; }
+
+// Told from left to right: with the factors in another order the last bits differ.
+double sampling_share(KnownParents p, const Vec<double, 0>& F) {
+    const double c = 4.0 - (p.sire != 0 ? 1.0 : 0.0) - (p.dam != 0 ? 1.0 : 0.0);
+    return ((c - F(p.sire)) - F(p.dam)) * 0.25;
+}
+
+void list_heading() {
+    page_if(6);
+    say_line("             Pos. in   Pos. in   Pos. in  Sire pos. Dam pos.      Sire         dam");
+    say_line("        ID  full ped  red. ped         G  red. ped  red. ped        ID          ID");
+    say_line("---------- --------- --------- --------- --------- --------- ---------- ----------");
+}
+
+void list_animal(const AnimalRow& animal, KnownParents parents, int32_t t) {
+    say_row("%10d%10d%10d%10d%10d%10d%11d%11d", animal.key, animal.level, std::abs(animal.mark),
+            animal.mark > 0 ? t : 0, parents.sire, parents.dam, IDL(animal.sire_row).key,
+            IDL(animal.dam_row).key);
+}
+
+}  // namespace
+
+void require_pgmix(int32_t k) {
+    if (!RMAT(k).is("PGMIX")) stop_blended_file("ERROR - Var_str /= PGMIX for random effect", k);
+}
+
+void stop_blended_file(const char* words, int32_t k) {
+    blank();
+    say("%s%12d", words, k);
+    blank();
+    stop_run();
+}
+
+void stop_unreadable_item(const char* what, const char* file, const char* offending) {
+    say("ERROR - %s: cannot read %s from: %s", file, what, offending);
+    stop_run();
+}
+
+bool UnknownAnimals::report(int32_t id) {
+    if (++n == 1) {
+        blank(2);
+        say("ERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR");
+        blank();
+        say("%s", which);
+        say("but not in the 'full' pedigree file");
+        blank(2);
+    }
+    if (n <= kMostReports) say("%12d", id);
+    return n != kMostReports + 1;
+}
+
+BlendedCounts mark_typed_animals(int32_t k) {
+    require_pgmix(k);
+    TypedAnimals typed{.factor = k};
+    read_typed_animals(typed);
+    const int32_t n_reduced = count_marked(k);
+    report_typed_animals(typed, n_reduced);
+    return {static_cast<int32_t>(typed.n), n_reduced};
+}
+
+void allocate(ReducedPedigree& ped, BlendedCounts counts) {
+    const int64_t n = counts.N_TYPED, n_rows = int64_t{counts.N_RPED} + 1;
+    check_allocated(ped.parents.allocate(n_rows), kRoutine, "PEDMAT1", n_rows);
+    check_allocated(ped.share.allocate(n_rows), kRoutine, "PEDMAT1", n_rows);
+    check_allocated(ped.position.allocate(n), kRoutine, "RPED_ID", 2 * n);
+    check_allocated(ped.ID.allocate(n), kRoutine, "RPED_ID", 2 * n);
+    check_allocated(ped.G_MAT_CN.allocate(n), kRoutine, "G_MAT_CN", n);
+}
+
+void number_reduced_pedigree(int32_t k, ReducedPedigree& ped) {
+    const Vec<double, 0> F = number_animals(k, ped);
+    const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
+    const bool lists = DIRECTIVES.ITEST > 1;
+    if (lists) list_heading();
+    int32_t p = 0, t = 0;
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        expect_ahead(rows, j, rows.size());
+        const AnimalRow& animal = IDL(rows(j));
+        if (animal.mark == 0) continue;
+        ++p;
+        if (animal.mark > 0) ++t;
+        const KnownParents parents{position_of(animal.sire_row), position_of(animal.dam_row)};
+        ped.parents(p) = parents;
+        ped.share(p) = sampling_share(parents, F);
+        if (lists && p <= kListed) list_animal(animal, parents, t);
+    }
+}
+
+}  // namespace kve

@@ -1,0 +1,63 @@
+// Files of matrix elements and of IDs: records of ID1, ID2 and value, or of IDs alone, as free-form
+// text or as framed binary records. Reads the file it is given; nothing here prints or stops.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "base/input.h"
+#include "base/records.h"
+#include "directives/directives.h"
+
+namespace kve {
+
+struct MatrixElement {
+    int32_t id_1, id_2;
+    double value;
+
+    // Of the first record of a file: its value is the log determinant of the matrix.
+    bool is_determinant() const { return id_1 == 0 && id_2 == 0; }
+};
+static_assert(sizeof(MatrixElement) == 16);  // as in the binary file
+
+enum class FileAnswer {
+    record,
+    end,
+    failure,  // not to be read on; `offending` tells
+};
+
+// A record of a text is a list of numbers, across lines if need be; what follows the last of them
+// on its line is skipped. A failure is an item that is left empty or is no number of its kind, a
+// list ended by "/", an ID outside 32 bits, and a record that the end of the file cuts. A value
+// takes E and D exponents, "nan" and "inf"; beyond the range of a double it is infinite.
+// A binary record that is too short, cut, or framed by different lengths is a failure; of a longer
+// one the front counts.
+class ElementFile {
+ public:
+    // 0 or the system's error number.
+    [[nodiscard]] int open(const std::string& path, DataFormat format);
+    void close();
+
+    [[nodiscard]] FileAnswer read(MatrixElement& element);
+    // A record of as many IDs as there is room for.
+    [[nodiscard]] FileAnswer read(std::span<int32_t> ids);
+
+    // After a failure: of a text the item that could not be read with the rest of its line, at most
+    // 60 characters of it; of a binary file the number of the record. A read that the system
+    // refused gives the system's words.
+    std::string offending();
+
+ private:
+    FileAnswer read_id(int32_t& id, bool is_first);
+    FileAnswer read_text_ids(std::span<int32_t> ids);
+    FileAnswer read_framed(std::span<std::byte> body);
+
+    TextInput text_;
+    RecordInput framed_;
+    DataFormat format_ = kNoFormat;
+    int64_t n_read_ = 0;       // binary records, the one that fails among them
+    std::string too_large_{};  // an ID outside 32 bits, which has been passed
+};
+
+}  // namespace kve

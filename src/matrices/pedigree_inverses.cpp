@@ -1,0 +1,161 @@
+#include "matrices/pedigree_inverses.h"
+
+#include <utility>
+
+#include "data/factors.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "matrices/blended_matrix.h"
+#include "matrices/blended_pedigree.h"
+#include "matrices/matrix_writer.h"
+#include "model/model_records.h"
+#include "pedigree/a_inverse.h"
+#include "pedigree/inbreeding.h"
+#include "pedigree/inbreeding_listing.h"
+#include "pedigree/pedigree_order.h"
+#include "store/big_tables.h"
+#include "store/sorting.h"
+#include "store/sparse_store.h"
+
+namespace kve {
+
+READS(DIRECTIVES);
+READS(KVEINT);
+READS(IFL);
+READS(IDL);
+READS(AD);
+WRITES(FACTORS);
+WRITES(RMAT);
+
+namespace {
+
+constexpr int32_t kMostGroupsListed = 100;
+
+bool has_groups(int32_t k) { return RMAT(k).method >= 5; }
+
+void list_groups(int32_t k) {
+    page_if(5);
+    blank_lines();
+    say_line("Levels for phantom parent groups");
+    say_line("for random factor%12d", k);
+    say_line("         Code    N-obs");
+    int32_t n = 0;
+    for (int32_t row = FACTORS.ITPHGS(k); row != 0 && n < kMostGroupsListed;
+         row = IFL(row).next, ++n)
+        say_row("%13d%9d", IFL(row).key, IFL(row).n_obs);
+}
+
+void number_groups(int32_t k) {
+    FACTORS.NPHG(k) = sort_level_list(FACTORS.ITPPHG(k), FACTORS.ITPHGS(k), 0);
+    RMAT(k).n_phg = FACTORS.NPHG(k);
+    if (DIRECTIVES.ITEST > 0 && FACTORS.ITPHGS(k) != 0) list_groups(k);
+}
+
+// Kept: n_phg counts the codes of the file, the 0 among them, and not the extra group that inserted
+// relatives alone bring about; the code of the extra group is that of the row which took its place
+// as the unknown parent, always 0.
+void report_pedigree(int32_t k) {
+    page_if(5);
+    blank_lines();
+    say_line("%60s%8d", "Number of animals in pedigree              ",
+             FACTORS.NRALEV(k) - RMAT(k).n_phg);
+    if (has_groups(k)) {
+        say_line("%60s%8d", "Number of phantom parent groups            ", RMAT(k).n_phg);
+        if (FACTORS.NPHNUL(k) > 0) {
+            FACTORS.IEQNEP(k) = IDL(FACTORS.ITOPAS(k)).level;
+            say_line("%60s%8d", "Code used for extra phantom parent group   ", FACTORS.IEQNEP(k));
+        }
+    }
+    say_line("%60s%8d", "Number of animals with data                ", FACTORS.N_AWD(k));
+}
+
+void write_reduced_inverse(int32_t k, const Vec<Parentage>& parentage) {
+    clear_sparse();
+    add_reduced_a_inverse(FACTORS.ANIMAL_LIST(k), parentage);
+    RMAT(k).n_ram_rows = count_sparse_rows(FACTORS.NRALEV(k));
+    kvewai(k, FACTORS.NRALEV(k), MatrixFile::AINV_RAM);
+}
+
+[[noreturn]] void stop_method(const char* message) {
+    say("%s", message);
+    stop_run();
+}
+
+// The diagonal of A by the factor's own rows of IDL; 1 where inbreeding is left out of account, and
+// for a row without a value. Made when the parentage is gone, since both are long.
+void keep_diagonal(int32_t k) {
+    RMatrix& r = RMAT(k);
+    const int64_t n = int64_t{FACTORS.NRALEV(k)} + 1;
+    check_allocated(r.ad.allocate(n), "AINVERSE", "RMAT(K)%AD", n);
+    r.ad.fill(1.0);
+    if (r.method != 1) return;
+    const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
+    for (int64_t j = 1; j <= rows.size(); ++j) {
+        const int64_t at = rows(j) - FACTORS.FIRST_ANIMAL(k) + 1;
+        if (at >= 1 && at <= n) r.ad(at) = AD(j);
+    }
+}
+
+double add_inverse(int32_t k, const Vec<Parentage>& parentage) {
+    const RMatrix& r = RMAT(k);
+    switch (r.method) {
+        case 1: {
+            const double log_det = find_inbreeding(parentage);
+            FACTORS.INBREED_LINES += write_inbreeding(k, FACTORS.ANIMAL_LIST(k));
+            add_a_inverse_with_inbreeding(parentage);
+            return log_det;
+        }
+        case 2:
+        case 4:  // the same coefficients, on purpose
+            return KVEA24(parentage, ParentRule::parents, 0.0);
+        case 6:
+            return KVEA24(parentage, ParentRule::phantom_groups, r.ran_factor);
+        case 3:
+            stop_method("ERROR: AINMET=(3) NOT YET IMPLEMENTED");
+        case 5:
+            stop_method("ERROR: AINMET=(5) NOT YET IMPLEMENTED");
+        default:
+            stop_method("ERROR: ILLEGAL A-INVERSE METHOD");
+    }
+}
+
+void form_inverse(int32_t k, Vec<Parentage> parentage) {
+    RMatrix& r = RMAT(k);
+    const int32_t levels = FACTORS.NRALEV(k);
+    if (r.l_ram) write_reduced_inverse(k, parentage);
+    // KVE5 makes its own inverse from the pedigree file where no inbreeding is asked for.
+    const bool needed = DIRECTIVES.ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
+    if (!needed) return;
+    clear_sparse();
+    const bool blended = r.is("PGMIX");
+    BlendedCounts counts;
+    if (blended) counts = mark_typed_animals(k);
+    r.log_det = add_inverse(k, parentage);
+    parentage.release();
+    keep_diagonal(k);
+    r.l_log_det = true;
+    if (blended) return write_blended_inverse(k, counts);
+    r.n_ainv_rows = count_sparse_rows(levels);
+    kvewai(k, levels, MatrixFile::AINV);
+}
+
+void process_pedigree(int32_t k) {
+    page_if(2);
+    blank_lines();
+    say_line("%60s%8d", "Pedigree information for random matrix     ", k);
+    FACTORS.IEQNEP(k) = 0;
+    if (has_groups(k)) number_groups(k);
+    Vec<Parentage> parentage = order_pedigree(k);
+    report_pedigree(k);
+    form_inverse(k, std::move(parentage));
+}
+
+}  // namespace
+
+void process_pedigrees() {
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
+        if (RMAT(k).is("PED") || RMAT(k).is("PGMIX")) process_pedigree(k);
+}
+
+}  // namespace kve

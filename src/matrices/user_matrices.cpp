@@ -1,0 +1,142 @@
+#include "matrices/user_matrices.h"
+
+#include "data/factors.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "matrices/grel_matrix.h"
+#include "matrices/matrix_writer.h"
+#include "matrices/user_matrix_ids.h"
+#include "model/model_records.h"
+#include "store/sorting.h"
+#include "store/sparse_store.h"
+
+namespace kve {
+
+READS(KVEINT);
+READS(RMAT);
+WRITES(FACTORS);
+
+namespace {
+
+constexpr int32_t kMostErrors = 50;
+
+struct Kind {
+    const char* type;
+    const char* report;
+    MatrixFile file;
+};
+
+constexpr Kind kKinds[] = {
+    {"COR", "Processing C**(-1) for random factor", MatrixFile::COR},
+    {"DOM", "Processing D**(-1) for random factor", MatrixFile::DOM},
+    {"ABS_QTL", "Processing IBD for random factor", MatrixFile::IBD},
+};
+
+const Kind* kind_of(const RMatrix& r) {
+    for (const Kind& kind : kKinds)
+        if (r.is(kind.type)) return &kind;
+    return nullptr;
+}
+
+[[noreturn]] void stop_wrong_type(const RMatrix& r) {
+    blank();
+    say("ERROR - Subroutine cor_check called with VAR_STR type %.*s", KVE_SV(r.type.view()));
+    blank();
+    say("The subroutine only works for VAR_STR type = COR, DOM and ABS_QTL");
+    blank();
+    stop_run();
+}
+
+[[noreturn]] void stop_many_errors() {
+    blank();
+    say("More than 50 errors in this DOM/COR/IBD matrix");
+    blank();
+    stop_run("Program terminated");
+}
+
+void report_unknown_pair(int32_t k, const MatrixElement& e, bool is_unknown_1, bool is_unknown_2,
+                         int32_t n_errors) {
+    if (n_errors > kMostErrors) stop_many_errors();
+    if (n_errors == 1) {
+        page_if(5);
+        say_line("ERROR in VAR_STR matrix for random effect%12d", k);
+        blank_lines();
+        say_line("The random ID marked with x is not in the data file for the associated with");
+        blank_lines();
+    }
+    say_row("%12d %c%12d %c", e.id_1, is_unknown_1 ? 'x' : ' ', e.id_2, is_unknown_2 ? 'x' : ' ');
+}
+
+void add_elements(int32_t k, StructureFile& from) {
+    constexpr int32_t kUnknown = ElementLevels::kUnknown;
+    ElementLevels levels(k);
+    int32_t n_errors = 0;
+    for (; from.has_element(); from.next()) {
+        const MatrixElement& e = from.element;
+        const int32_t i = levels.level_of(e.id_1);
+        const int32_t j = e.id_2 == e.id_1 ? i : levels.level_of(e.id_2);
+        if (i == kUnknown || j == kUnknown)
+            report_unknown_pair(k, e, i == kUnknown, j == kUnknown, ++n_errors);
+        else
+            insert_sparse(i, j, e.value);
+    }
+}
+
+void COR_RECODE(int32_t k, MatrixFile kind) {
+    const RMatrix& r = RMAT(k);
+    clear_sparse();
+    StructureFile from;
+    open_structure_file(k, from);
+    // Kept: of an ABS_QTL matrix the first pass has taken the determinant, and here its record is
+    // an element of two unknown IDs.
+    if (kind != MatrixFile::IBD) take_determinant(k, from);
+    check_factor_number(k);
+    add_elements(k, from);
+    if (r.ass_rf != 0) FACTORS.NRALEV(k) = FACTORS.NRALEV(r.ass_rf);
+    kvewai(k, FACTORS.NRALEV(k), kind);
+    clear_sparse();
+}
+
+}  // namespace
+
+void cor_check(int32_t k, int32_t& status) {
+    const RMatrix& r = RMAT(k);
+    const Kind* kind = kind_of(r);
+    if (kind == nullptr) stop_wrong_type(r);
+    page_if(3);
+    blank_lines();
+    say_line("%-59s%9d", kind->report, k);
+    blank_lines();
+    if (kind->file == MatrixFile::COR) {
+        enter_ids(k, FACTORS.ITOPR(k));
+        FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);
+        return report_missing_ids(k, FACTORS.ITOPRS(k), status);
+    }
+    enter_ids(k, FACTORS.ITOPR(r.ass_rf));
+    FACTORS.NRALEV(k) = FACTORS.NRALEV(r.ass_rf);
+    // Kept: the test begins at the animal that the data named first, so those with a lower ID are
+    // not tested.
+    report_missing_ids(k, FACTORS.ITOPR(r.ass_rf), status);
+}
+
+void check_structure_files() {
+    int32_t status = 0;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        if (kind_of(RMAT(k)) != nullptr) cor_check(k, status);
+        if (RMAT(k).is("GREL")) grel_check(k, status);
+    }
+    if (status == 0) return;
+    blank();
+    say("ERROR(s) found in variance structure file(s)");
+    blank();
+    stop_run("Program terminated");
+}
+
+void recode_structure_files() {
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        if (const Kind* kind = kind_of(RMAT(k)); kind != nullptr) COR_RECODE(k, kind->file);
+        if (RMAT(k).is("GREL")) GREL_RECODE(k);
+    }
+}
+
+}  // namespace kve

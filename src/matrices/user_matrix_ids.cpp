@@ -1,0 +1,167 @@
+#include "matrices/user_matrix_ids.h"
+
+#include <string>
+
+#include "data/factors.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
+#include "listing/units.h"
+#include "model/model_records.h"
+#include "store/big_tables.h"
+#include "store/level_code.h"
+
+namespace kve {
+
+READS(FACTORS);
+WRITES(IDL);
+WRITES(IFL);
+WRITES(NMFL);
+WRITES(RMAT);
+
+namespace {
+
+constexpr const char* kRoutine = "cor_check";
+constexpr int32_t kLastFactor = 999;
+constexpr int32_t kMostMissingListed = 50;
+
+[[noreturn]] void stop_not_opened(int32_t k) {
+    blank();
+    say("ERROR opening file with the %.*s matrix for random effect%4d",
+        KVE_SV(RMAT(k).type.padded()), k);
+    blank();
+    stop_run();
+}
+
+[[noreturn]] void stop_first_record(int32_t k) {
+    blank();
+    say("ERROR reading the first record of the file with the %.*s matrix for random effect%4d",
+        KVE_SV(RMAT(k).type.padded()), k);
+    blank();
+    stop_run();
+}
+
+void start_index(LevelIndex& index) {
+    check_allocated(index.allocate(), kRoutine, "LEVEL INDEX", 1);
+}
+
+void remember(LevelIndex& index, int32_t id, int32_t value) {
+    check_allocated(index.enter(id, value), kRoutine, "LEVEL INDEX", NMFL);
+}
+
+// `rows` are those that were found before.
+int32_t row_of(int32_t id, int32_t& root, LevelIndex& rows) {
+    if (const LevelIndex::Slot* met = rows.find(id); met != nullptr) return met->value();
+    const int32_t row = enter_level(id, root, 0, IFL, NMFL).row;
+    remember(rows, id, row);
+    return row;
+}
+
+void say_missing_heading(int32_t k) {
+    page_if(5);
+    say_line("ERROR ERROR ERROR");
+    say_line("ID's in data, but not in the variance structure file");
+    say_line("The missing ID's are stored in a file named MISS_ID%d", k);
+    blank_lines();
+}
+
+void say_missing_count(int32_t n_missing) {
+    page_if(3);
+    blank_lines();
+    say_line("%-55s%18d", "No. of missing ID's: ", n_missing);
+    if (n_missing > kMostMissingListed) say_line("Only the first 50 printed above");
+}
+
+}  // namespace
+
+void open_structure_file(int32_t k, StructureFile& from) {
+    const RMatrix& r = RMAT(k);
+    const auto format = static_cast<DataFormat>(r.rel_format);
+    if (from.file.open(r.rel_file.string(), format) != 0) stop_not_opened(k);
+    from.next();
+    if (!from.has_element()) stop_first_record(k);
+}
+
+void take_determinant(int32_t k, StructureFile& from) {
+    if (!from.element.is_determinant()) return;
+    RMAT(k).log_det = from.element.value;
+    RMAT(k).l_log_det = true;
+    from.next();
+}
+
+void check_factor_number(int32_t k) {
+    if (k >= 1 && k <= kLastFactor) return;
+    blank();
+    say("ERROR in COR_RECODE");
+    say("called with i_raf= %12d", k);
+    say("Legal values for i_raf is between 1 and 999");
+    blank();
+    stop_run("Computations terminated");
+}
+
+void enter_ids(int32_t k, int32_t& root) {
+    StructureFile from;
+    open_structure_file(k, from);
+    take_determinant(k, from);
+    // Two structures can share a tree, and each has to have all the diagonal elements.
+    for (int32_t row = 1; row <= NMFL; ++row) IFL(row).mark = 0;
+    LevelIndex rows;
+    start_index(rows);
+    int64_t n_records = 0, n_diagonal = 0;
+    for (; from.has_element(); from.next()) {
+        ++n_records;
+        const int32_t row = row_of(from.element.id_1, root, rows);
+        if (from.element.id_1 == from.element.id_2) {
+            ++n_diagonal;
+            IFL(row).mark = 1;
+        } else {
+            row_of(from.element.id_2, root, rows);
+        }
+    }
+    page_if(3);
+    say_line("%-59s%9lld", "No. of records processed", static_cast<long long>(n_records));
+    say_line("%-59s%9lld", "No. of diagonal elements", static_cast<long long>(n_diagonal));
+    blank_lines();
+}
+
+void report_missing_ids(int32_t k, int32_t row, int32_t& status) {
+    const std::string name = factor_file_name("MISS_ID", k);
+    TextOutput file;
+    int32_t n_missing = 0;
+    for (; row != 0; row = IFL(row).next) {
+        if (IFL(row).mark != 0) continue;
+        if (++n_missing == 1) {
+            say_missing_heading(k);
+            if (file.open(name) != 0) stop_not_written(name);
+        }
+        if (n_missing <= kMostMissingListed) say_row("%17s%18d", "", IFL(row).key);
+        file.print("%d", IFL(row).key);
+    }
+    if (n_missing == 0) return;
+    say_missing_count(n_missing);
+    if (file.close() != 0) stop_not_written(name);
+    status = 1;
+}
+
+ElementLevels::ElementLevels(int32_t k)
+    : root_(RMAT(k).ass_rf != 0 ? FACTORS.ITOPA(RMAT(k).ass_rf) : FACTORS.ITOPR(k)),
+      are_animals_(RMAT(k).ass_rf != 0) {
+    start_index(met_);
+}
+
+int32_t ElementLevels::look_up(int32_t id) const {
+    if (are_animals_) {
+        const int32_t row = find_level(id, root_, IDL);
+        return row != 0 ? IDL(row).level : kUnknown;
+    }
+    const int32_t row = find_level(id, root_, IFL);
+    return row != 0 ? IFL(row).level : 0;
+}
+
+int32_t ElementLevels::level_of(int32_t id) {
+    if (const LevelIndex::Slot* met = met_.find(id); met != nullptr) return met->value();
+    const int32_t level = look_up(id);
+    if (level >= 0) remember(met_, id, level);
+    return level;
+}
+
+}  // namespace kve

@@ -1,0 +1,60 @@
+// What the relationship matrices have in common that users give in files of their own (COR, DOM,
+// ABS_QTL and GREL): the elements of a factor's file, the first pass over them, which learns and
+// tests the IDs, and words that stop a run.
+#pragma once
+
+#include <cstdint>
+
+#include "matrices/element_file.h"
+#include "store/level_index.h"
+
+namespace kve {
+
+// The file of a random factor, one element after the other.
+struct StructureFile {
+    ElementFile file;
+    MatrixElement element;  // as long as there is one
+    FileAnswer answer = FileAnswer::end;
+
+    bool has_element() const { return answer == FileAnswer::record; }
+    // Kept: a record that cannot be read ends the file without a word.
+    void next() { answer = file.read(element); }
+};
+
+// Opens the file of factor k and reads its first record; stops the run when either fails.
+void open_structure_file(int32_t k, StructureFile& from);
+// When the first record holds the log determinant: stores it in RMAT(k) and goes on to the next.
+void take_determinant(int32_t k, StructureFile& from);
+
+// Stops on a number of a random factor for which there are no file names.
+void check_factor_number(int32_t k);
+
+// First pass. Reads the whole file of factor k, with its log determinant, enters its IDs into the
+// tree of IFL rows at `root`, and prints the counts. Column `mark` of IFL is 1 then for levels with
+// a diagonal element and 0 for all others.
+void enter_ids(int32_t k, int32_t& root);
+// Behind it. The levels of the list from `row` on that have no diagonal element go to the listing
+// and to the file MISS_IDk; `status` becomes 1 when there is one, and stays otherwise.
+void report_missing_ids(int32_t k, int32_t row, int32_t& status);
+
+// Second pass: the level numbers of the IDs of a matrix.
+class ElementLevels {
+ public:
+    static constexpr int32_t kUnknown = -1;
+
+    // Of factor k itself, or of its associated pedigree for a factor that has one.
+    explicit ElementLevels(int32_t k);
+
+    // `kUnknown` for an ID that the pedigree lacks. Without a pedigree 0 for an ID that the first
+    // pass did not meet: the file has changed since.
+    int32_t level_of(int32_t id);
+
+ private:
+    int32_t look_up(int32_t id) const;
+
+    int32_t root_;
+    bool are_animals_;
+    LevelIndex met_;  // levels by ID: those of a matrix come many times
+};
+
+}  // namespace kve

@@ -1,0 +1,19 @@
+#include "store/level_code.h"
+
+#include "listing/listing.h"
+#include "listing/stop.h"
+
+namespace kve {
+
+void stop_bitstr_error(int32_t key) {
+    char bits[32] = {};
+    int64_t remainder = key < 0 ? -int64_t{key} : int64_t{key};
+    for (int k = 0; k < 31; ++k) {
+        bits[k] = static_cast<char>('0' + remainder % 2);
+        remainder /= 2;
+    }
+    say("BITSTR ERROR%12d%12lld %s", key, static_cast<long long>(remainder), bits);
+    stop_run();
+}
+
+}  // namespace kve

@@ -1,0 +1,78 @@
+// Search and insertion in the digital search trees that hold the levels of a factor (rows of IFL)
+// and the animals of a pedigree (rows of IDL). All trees of a table share its rows; each factor has
+// a root.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+#include "base/arrays.h"
+#include "store/big_tables.h"
+#include "store/growth.h"
+
+namespace kve {
+
+struct LevelPlace {
+    int32_t row;     // 0 absent, kTableFull no row left
+    bool not_found;  // the key was not in the tree before; false with kTableFull
+};
+
+inline constexpr int32_t kTableFull = -9;
+
+// A key whose absolute value has no 31-bit string.
+[[noreturn]] void stop_bitstr_error(int32_t key);
+
+// Looks `key` up in the tree at `root`, adds `increment` to the n_obs of its row, and with `insert`
+// enters it in a new row behind the `used` ones when it is absent. The road through the tree is the
+// absolute value of the key, least significant bit first, so a key and its negative share a road
+// and are told apart by comparison; behind the 31st bit every bit is 0. When the table is full
+// nothing changes. Stops on the one key without a bit string.
+template <class Row>
+[[nodiscard]] inline LevelPlace level_code(int32_t key, int32_t& root, int32_t increment,
+                                           Vec<Row>& table, bool insert, int32_t& used) {
+    if (key == std::numeric_limits<int32_t>::min()) [[unlikely]]
+        stop_bitstr_error(key);
+    uint32_t bits = static_cast<uint32_t>(key < 0 ? -key : key);
+    int32_t* link = &root;
+    while (*link != 0) {
+        Row& row = table(*link);
+        if (row.key == key) {
+            row.n_obs += increment;
+            return {*link, false};
+        }
+        link = (bits & 1U) != 0 ? &row.child_1 : &row.child_0;
+        bits >>= 1;
+    }
+    if (!insert) return {0, true};
+    if (used >= table.size()) return {kTableFull, false};
+    Row& row = table(++used);
+    row = Row{};
+    row.key = key;
+    row.n_obs = increment;
+    *link = used;
+    return {used, true};
+}
+
+// The row of `key`, or 0, changing nothing.
+template <class Row>
+[[nodiscard]] inline int32_t find_level(int32_t key, int32_t root, Vec<Row>& table) {
+    int32_t used = 0;
+    return level_code(key, root, 0, table, false, used).row;
+}
+
+inline void grow_table_of(const Vec<LevelRow>&) { ALLOC_MFL(1); }
+inline void grow_table_of(const Vec<AnimalRow>&) { ALLOC_MDL(1); }
+
+// level_code with insertion into IFL (`used` is NMFL) or IDL (NMDL); a full table grows. References
+// to rows do not survive the call.
+template <class Row>
+inline LevelPlace enter_level(int32_t key, int32_t& root, int32_t increment, Vec<Row>& table,
+                              int32_t& used) {
+    LevelPlace place = level_code(key, root, increment, table, true, used);
+    if (place.row != kTableFull) [[likely]]
+        return place;
+    grow_table_of(table);
+    return level_code(key, root, increment, table, true, used);
+}
+
+}  // namespace kve

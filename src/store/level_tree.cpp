@@ -1,0 +1,199 @@
+#include "store/level_tree.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "listing/stop.h"
+
+namespace kve {
+
+namespace {
+
+constexpr const char* kRoutine = "LEVEL TREE";
+constexpr int kStepBits = 8;  // bits that a step takes at once
+constexpr int kKeyBits = 31;  // behind them every bit is 0, and the keys differ before
+constexpr int32_t kFew = 64;  // arrivals that are entered one by one
+constexpr int32_t kNone = -1;
+
+struct Arrival {
+    uint32_t key;
+    int32_t number;  // from 0, in the order of arrival
+};
+
+struct Children {
+    int32_t bit_0, bit_1;  // numbers of arrival; the first arrival is nobody's child, so 0 is none
+};
+
+// Arrivals begin..end-1 in their order, which share the bits below `bit`. They belong below arrival
+// `parent`, kNone at the root, on the branch of the bit before.
+struct Subtree {
+    int32_t begin, end, parent;
+    int bit;
+};
+
+struct Forest {
+    Vec<Arrival, 0> arrivals, sorted;
+    Vec<Children, 0> children;
+};
+
+void link(Forest& f, int32_t parent, bool branch, int32_t number) {
+    if (parent == kNone) return;
+    (branch ? f.children(parent).bit_1 : f.children(parent).bit_0) = number;
+}
+
+bool bit_of(uint32_t key, int bit) { return (key >> bit & 1U) != 0; }
+
+// The first arrival becomes the top, and the others descend from it.
+void enter_few(Forest& f, const Subtree& tree) {
+    const Arrival top = f.arrivals(tree.begin);
+    link(f, tree.parent, tree.bit > 0 && bit_of(top.key, tree.bit - 1), top.number);
+    for (int32_t k = tree.begin + 1; k < tree.end; ++k) {
+        const Arrival arrival = f.arrivals(k);
+        int32_t at = top.number;
+        for (int bit = tree.bit;; ++bit) {
+            Children& children = f.children(at);
+            int32_t& child = bit_of(arrival.key, bit) ? children.bit_1 : children.bit_0;
+            if (child == 0) {
+                child = arrival.number;
+                break;
+            }
+            at = child;
+        }
+    }
+}
+
+// The uppermost nodes of a subtree: node 1 is its top, nodes 2n and 2n + 1 are the children of node
+// n. An arrival takes the first free node of its road.
+struct Crown {
+    int32_t number[1 << kStepBits];
+
+    Crown() { std::fill(std::begin(number), std::end(number), kNone); }
+
+    // The node at the end of a road, which is taken when all nodes before it are. `bits` are those
+    // of the key, the lowest first.
+    static uint32_t last_node(uint32_t bits) {
+        uint32_t node = 1;
+        for (int k = 0; k < kStepBits - 1; ++k) node = 2 * node + (bits >> k & 1U);
+        return node;
+    }
+};
+
+// Takes a step: the arrivals that find a place in the crown are linked, and the others follow each
+// other in buckets by the bits of the step. The subtrees that the buckets are go to `below`.
+template <class Push>
+void take_step(Forest& f, const Subtree& tree, const Push& below) {
+    constexpr uint32_t kBuckets = 1U << kStepBits;
+    static const auto last_node = [] {
+        std::array<uint32_t, kBuckets> all;
+        for (uint32_t bits = 0; bits < kBuckets; ++bits) all[bits] = Crown::last_node(bits);
+        return all;
+    }();
+    Crown crown;
+    int32_t size[kBuckets] = {};
+    int32_t kept = tree.begin;
+    for (int32_t k = tree.begin; k < tree.end; ++k) {
+        const Arrival arrival = f.arrivals(k);
+        const uint32_t bits = arrival.key >> tree.bit & (kBuckets - 1);
+        if (crown.number[last_node[bits]] != kNone) {
+            ++size[bits];
+            f.arrivals(kept++) = arrival;
+            continue;
+        }
+        uint32_t node = 1;
+        int depth = 0;
+        int32_t parent = tree.parent;
+        for (; crown.number[node] != kNone; ++depth) {
+            parent = crown.number[node];
+            node = 2 * node + (bits >> depth & 1U);
+        }
+        crown.number[node] = arrival.number;
+        const int bit = tree.bit + depth;
+        link(f, parent, bit > 0 && bit_of(arrival.key, bit - 1), arrival.number);
+    }
+    int32_t place[kBuckets];
+    int32_t behind = tree.begin;
+    for (uint32_t b = 0; b < kBuckets; ++b) {
+        place[b] = behind;
+        if (size[b] > 0)
+            below(Subtree{behind, behind + size[b], crown.number[last_node[b]],
+                          tree.bit + kStepBits});
+        behind += size[b];
+    }
+    for (int32_t k = tree.begin; k < kept; ++k) {
+        const Arrival arrival = f.arrivals(k);
+        f.sorted(place[arrival.key >> tree.bit & (kBuckets - 1)]++) = arrival;
+    }
+    std::copy(f.sorted.begin() + tree.begin, f.sorted.begin() + kept,
+              f.arrivals.begin() + tree.begin);
+}
+
+void link_arrivals(Forest& f) {
+    // Each step leaves at most a bucket for each value of its bits, one of them taken at once.
+    Subtree pending[(kKeyBits / kStepBits + 1) << kStepBits];
+    int n_pending = 0;
+    const auto push = [&](const Subtree& tree) { pending[n_pending++] = tree; };
+    push({0, static_cast<int32_t>(f.arrivals.size()), kNone, 0});
+    while (n_pending > 0) {
+        const Subtree tree = pending[--n_pending];
+        if (tree.end - tree.begin <= kFew)
+            enter_few(f, tree);
+        else
+            take_step(f, tree, push);
+    }
+}
+
+// Numbers of arrival in the order of the walk.
+void walk_tree(const Forest& f, Vec<int32_t, 0>& walk) {
+    int32_t pending[64];  // both children of the rows of a path
+    int n_pending = 0;
+    int32_t walked = 0;
+    pending[n_pending++] = 0;
+    while (n_pending > 0) {
+        const int32_t at = pending[--n_pending];
+        walk(walked++) = at;
+        for (int32_t child : {f.children(at).bit_0, f.children(at).bit_1}) {
+            if (child == 0) continue;
+            __builtin_prefetch(&f.children(child));
+            pending[n_pending++] = child;
+        }
+    }
+}
+
+template <class Row>
+void build(Vec<Row>& table, Vec<int32_t>& rows, int32_t& root) {
+    const int32_t n = static_cast<int32_t>(rows.size());
+    root = 0;
+    if (n == 0) return;
+    Forest f;
+    check_allocated(f.arrivals.allocate(n), kRoutine, "ARRIVALS", n);
+    check_allocated(f.sorted.allocate(n), kRoutine, "ARRIVALS", n);
+    check_allocated(f.children.allocate(n), kRoutine, "CHILDREN", n);
+    for (int32_t k = 0; k < n; ++k)
+        f.arrivals(k) = {static_cast<uint32_t>(table(rows(k + 1)).key), k};
+    link_arrivals(f);
+    f.arrivals.release();
+    f.sorted.release();
+    Vec<int32_t, 0> walk;
+    check_allocated(walk.allocate(n), kRoutine, "WALK", n);
+    walk_tree(f, walk);
+    const auto row_of = [&](int32_t number) { return number != 0 ? rows(number + 1) : 0; };
+    for (int32_t k = 0; k < n; ++k) {
+        table(rows(k + 1)).child_0 = row_of(f.children(k).bit_0);
+        table(rows(k + 1)).child_1 = row_of(f.children(k).bit_1);
+    }
+    root = rows(1);
+    for (int32_t& number : walk) number = rows(number + 1);
+    std::copy(walk.begin(), walk.end(), rows.begin());
+}
+
+}  // namespace
+
+void build_tree(Vec<LevelRow>& table, Vec<int32_t>& rows, int32_t& root) {
+    build(table, rows, root);
+}
+void build_tree(Vec<AnimalRow>& table, Vec<int32_t>& rows, int32_t& root) {
+    build(table, rows, root);
+}
+
+}  // namespace kve
