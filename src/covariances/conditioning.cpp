@@ -153,7 +153,7 @@ void KVEGRI(int32_t I_CODE, double tol_se, int32_t& FAIL, int32_t VERBOSE) {
 
 void invert_residual_patterns(int32_t group, std::span<ResidualPattern> patterns, double tol_se,
                               int32_t& FAIL, int32_t VERBOSE) {
-    const Triangle<double> all = packed_covariances(RMAT(KVEINT.NRAMAT + 1), group, "KVEGRI");
+    const Triangle<double> all = packed_covariances(residual_of(RMAT), group, "KVEGRI");
     for (ResidualPattern& pattern : patterns) {
         Triangle<double> part = rows_of_pattern(all, pattern.present);
         const PinvResult found = PINV(part, kInverse, tol_se, 0.0);

@@ -18,8 +18,6 @@ namespace {
 
 constexpr char kParameterFile[] = "Latest_parm";
 
-const RMatrix& residual() { return RMAT(KVEINT.NRAMAT + 1); }
-
 // Lines of a block beside its triangle: empty lines and title.
 constexpr int kLinesOfTitle = 5;
 
@@ -47,7 +45,7 @@ void print_random_matrices(TriangleOf mode, Sheet& sheet) {
 
 // One matrix: of the only group, or common to all groups.
 void print_residual_matrix(TriangleOf mode, Sheet& sheet) {
-    const RMatrix& r = residual();
+    const RMatrix& r = residual_of(RMAT);
     const bool covariances = mode == TriangleOf::covariances;
     begin_block(r.rank, sheet);
     if (r.grp_nlev <= 1) {
@@ -63,7 +61,7 @@ void print_residual_matrix(TriangleOf mode, Sheet& sheet) {
 }
 
 void print_group_matrices(TriangleOf mode, Sheet& sheet) {
-    const RMatrix& r = residual();
+    const RMatrix& r = residual_of(RMAT);
     for (int32_t g = 1; g <= r.grp_nlev; ++g) {
         begin_block(r.rank, sheet);
         if (mode == TriangleOf::covariances)
@@ -76,7 +74,7 @@ void print_group_matrices(TriangleOf mode, Sheet& sheet) {
 
 void print_matrices(TriangleOf mode, Sheet& sheet) {
     print_random_matrices(mode, sheet);
-    if (residual().grp_nlev > 1 && residual().l_grp_prior)
+    if (residual_of(RMAT).grp_nlev > 1 && residual_of(RMAT).l_grp_prior)
         print_group_matrices(mode, sheet);
     else
         print_residual_matrix(mode, sheet);
@@ -90,8 +88,8 @@ bool has_nested_regression(const Model& m) {
 }
 
 bool phenotype_is_simple() {
-    return KVEINT.NRAMAT == 1 && RMAT(1).rank == KVEINT.nt && residual().grp_nlev <= 1 &&
-           RMAT(1).rank == residual().rank &&
+    return KVEINT.NRAMAT == 1 && RMAT(1).rank == KVEINT.nt && residual_of(RMAT).grp_nlev <= 1 &&
+           RMAT(1).rank == residual_of(RMAT).rank &&
            std::none_of(MODEL.begin(), MODEL.end(), has_nested_regression);
 }
 
@@ -126,7 +124,7 @@ void print_phenotypic_section(Sheet& sheet) {
     }
     Triangle<double> P = packed_covariances(RMAT(1), 0, "KVEGR");
     for (int32_t i = 1; i <= nt; ++i)
-        for (int32_t j = 1; j <= i; ++j) P(i, j) += residual().cov_mat(i, j);
+        for (int32_t j = 1; j <= i; ++j) P(i, j) += residual_of(RMAT).cov_mat(i, j);
     Triangle<double> correlations;
     check_allocated(correlations.allocate(nt), "KVEGR", "A", P.size());
     std::copy_n(P.data(), P.size(), correlations.data());

@@ -40,9 +40,7 @@ std::string_view behind_separators(std::string_view text) {
 
 // --- The matrices behind the numbers of the file: 1..NRAMAT random, then one per residual group.
 
-int32_t residual_groups() {
-    return static_cast<int32_t>(RMAT(KVEINT.NRAMAT + 1).h_cov_mat.layers());
-}
+int32_t residual_groups() { return static_cast<int32_t>(residual_of(RMAT).h_cov_mat.layers()); }
 
 bool exists(int64_t matrix) { return matrix >= 1 && matrix <= KVEINT.NRAMAT + residual_groups(); }
 
@@ -175,7 +173,7 @@ void repeat_matrix(PriorFile& file, std::size_t word) {
 
 // A prior for the first of several groups alone is meant for all of them.
 void settle_common_prior() {
-    RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
+    RMatrix& residual = residual_of(RMAT);
     if (residual.l_grp_pr.size() > 1 && residual.l_grp_pr(1) &&
         std::count(residual.l_grp_pr.begin(), residual.l_grp_pr.end(), true) == 1)
         residual.l_grp_pr(1) = false;

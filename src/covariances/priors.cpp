@@ -29,10 +29,8 @@ constexpr double kSingular = 1.0e-18;  // an eigenvalue or pivot not above it co
 constexpr int32_t kTestAndRepair = 1;
 constexpr int32_t kVerbose = 1;
 
-RMatrix& residual() { return RMAT(KVEINT.NRAMAT + 1); }
-
 void allocate_groups_and_clear() {
-    RMAT_ALLOC6(residual());
+    allocate_residual_groups(residual_of(RMAT));
     for (RMatrix& r : RMAT) {
         r.cov_mat.fill(0.0);
         r.h_cov_mat.fill(0.0);
@@ -83,7 +81,7 @@ void count_missing_variances(int32_t& errors) {
 
 // With several groups every one needs its matrix: the common one, or a prior of its own.
 void complete_groups() {
-    RMatrix& r = residual();
+    RMatrix& r = residual_of(RMAT);
     if (r.grp_nlev <= 1) return;
     const auto with_prior = std::count(r.l_grp_pr.begin(), r.l_grp_pr.end(), true);
     if (with_prior == 0) {
@@ -114,7 +112,7 @@ bool positive_definite(Triangle<double>& a) {
 }
 
 void count_indefinite_groups(int32_t& errors) {
-    const RMatrix& r = residual();
+    const RMatrix& r = residual_of(RMAT);
     for (int32_t g = 1; r.grp_nlev > 1 && g <= r.grp_nlev; ++g) {
         Triangle<double> PARM = packed_covariances(r, g, "KVE1");
         if (positive_definite(PARM)) continue;
@@ -142,7 +140,7 @@ void KVE_PRIORS() {
     int32_t errors = 0;
     allocate_groups_and_clear();
     if (read_priors(errors)) judge_priors(errors);
-    for (int32_t i = 1; i <= KVEINT.nt; ++i) RSD(i) = std::sqrt(residual().cov_mat(i, i));
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) RSD(i) = std::sqrt(residual_of(RMAT).cov_mat(i, i));
     place_effects_in_record();
 }
 

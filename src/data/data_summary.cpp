@@ -64,7 +64,7 @@ void say_records() {
 void say_phantom_parents() {
     bool any = false;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        if (!RMAT(k).is("PED") || FACTORS.NPHNUL(k) <= 0) continue;
+        if (RMAT(k).structure != Structure::PED || FACTORS.NPHNUL(k) <= 0) continue;
         if (!any) {
             page_if(6);
             say_line("Phantom parents assigned to extra group");

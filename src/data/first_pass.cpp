@@ -121,8 +121,8 @@ void add_tree(FirstPass& pass, int32_t tree, int32_t& root) {
 }
 
 void plan_levels(FirstPass& pass) {
-    const RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
-    const bool grouped = residual.is("GROUP");
+    const RMatrix& residual = residual_of(RMAT);
+    const bool grouped = residual.structure == Structure::GROUP;
     int64_t n_fixed = grouped ? 1 : 0, n_random = 0;
     for (const Model& m : MODEL) n_fixed += m.n_fixed;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) n_random += RMAT(k).n_random_id;
@@ -224,7 +224,7 @@ void register_level(FirstPass& pass, int32_t tree_number, int32_t key) {
         ++met->n_met;
         return;
     }
-    if (NMFL >= IFL.size()) ALLOC_MFL(1);
+    if (NMFL >= IFL.size()) grow_levels();
     const int32_t row = ++NMFL;
     IFL(row) = LevelRow{};
     IFL(row).key = key;

@@ -35,12 +35,13 @@ int32_t most_regressions(int32_t k) {
 
 void sort_level_lists() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
-        if (RMAT(k).is("I") || RMAT(k).is("GROUP")) sort_levels(k);
+        if (RMAT(k).structure == Structure::I || RMAT(k).structure == Structure::GROUP)
+            sort_levels(k);
 }
 
 void count_one_level_factors() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        if (!RMAT(k).is("I") || FACTORS.NRALEV(k) != 1) continue;
+        if (RMAT(k).structure != Structure::I || FACTORS.NRALEV(k) != 1) continue;
         int32_t regressions = most_regressions(k);
         if (regressions == 0) continue;
         // Kept: the code met in the data stays a level beside the codes 1, 2, ... when it is none

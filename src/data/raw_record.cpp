@@ -23,7 +23,7 @@ constexpr int64_t kFirstTooLarge = int64_t{1} << 31;
 constexpr double kLargestReal = std::numeric_limits<float>::max();
 
 int32_t read_one_text() {
-    TextInput& file = UNITS.text_1;
+    TextInput& file = UNITS.data_text_1;
     file.begin_record();
     int32_t status = read_list(file, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, true);
     if (status == kRecordRead)
@@ -33,22 +33,22 @@ int32_t read_one_text() {
 }
 
 int32_t read_two_texts() {
-    UNITS.text_1.begin_record();
-    int32_t status = read_list(UNITS.text_1, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, true);
+    UNITS.data_text_1.begin_record();
+    int32_t status = read_list(UNITS.data_text_1, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, true);
     if (status != kRecordRead) return status;
-    if (DIRECTIVES.NI > 0) UNITS.text_1.skip_line();
-    UNITS.text_3.begin_record();
-    status = read_list(UNITS.text_3, RECORD.L_FINP.data(), DIRECTIVES.NR, true);
-    if (status == kRecordRead && DIRECTIVES.NR > 0) UNITS.text_3.skip_line();
+    if (DIRECTIVES.NI > 0) UNITS.data_text_1.skip_line();
+    UNITS.data_text_2.begin_record();
+    status = read_list(UNITS.data_text_2, RECORD.L_FINP.data(), DIRECTIVES.NR, true);
+    if (status == kRecordRead && DIRECTIVES.NR > 0) UNITS.data_text_2.skip_line();
     return status;
 }
 
 int32_t read_binary(bool two_files) {
     std::span<int32_t> integers(&RECORD.IINP(0) + 1, static_cast<std::size_t>(DIRECTIVES.NI));
     std::span<float> reals(RECORD.FINP.data(), static_cast<std::size_t>(DIRECTIVES.NR));
-    if (!two_files) return read_framed(UNITS.records_1, integers, reals);
-    int32_t status = read_framed(UNITS.records_1, integers, {});
-    return status == kRecordRead ? read_framed(UNITS.records_3, {}, reals) : status;
+    if (!two_files) return read_framed(UNITS.data_records_1, integers, reals);
+    int32_t status = read_framed(UNITS.data_records_1, integers, {});
+    return status == kRecordRead ? read_framed(UNITS.data_records_2, {}, reals) : status;
 }
 
 // Kept: integers have no lower test, so a number below -2**31 is cut without being counted.
@@ -104,9 +104,9 @@ int32_t read_raw_record(ReadMode mode, bool count_out_of_range) {
 
 void rewind_data() {
     int status = 0;
-    for (TextInput* file : {&UNITS.text_1, &UNITS.text_3})
+    for (TextInput* file : {&UNITS.data_text_1, &UNITS.data_text_2})
         if (file->is_open() && status == 0) status = file->rewind();
-    for (RecordInput* file : {&UNITS.records_1, &UNITS.records_3})
+    for (RecordInput* file : {&UNITS.data_records_1, &UNITS.data_records_2})
         if (file->is_open() && status == 0) status = file->rewind();
     if (status == 0) return;
     say("ERROR - The data file cannot be read a second time, status:%12d", status);

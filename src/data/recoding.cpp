@@ -273,8 +273,8 @@ void list_record(const RecodingPass& pass) {
 }
 
 void write_recoded_record(RecodingPass& pass) {
-    write_record(UNITS.unit_50, std::span(pass.IOUT.begin() + 1, pass.IOUT.end()));
-    write_record(UNITS.unit_51, pass.FOUT);
+    write_record(UNITS.RCDATA_I, std::span(pass.IOUT.begin() + 1, pass.IOUT.end()));
+    write_record(UNITS.RCDATA_R, pass.FOUT);
     ++RECODED.n_records;
     if (pass.lists_records() && RECODED.n_records <= kListedRecords) list_record(pass);
 }
@@ -314,8 +314,8 @@ void finish_pass(RecodingPass& pass) {
         blank_lines(2);
     }
     // Both files must be complete on disk whatever stops the run later.
-    if (UNITS.unit_50.flush() != 0) stop_not_written(UNITS.unit_50.path());
-    if (UNITS.unit_51.flush() != 0) stop_not_written(UNITS.unit_51.path());
+    if (UNITS.RCDATA_I.flush() != 0) stop_not_written(UNITS.RCDATA_I.path());
+    if (UNITS.RCDATA_R.flush() != 0) stop_not_written(UNITS.RCDATA_R.path());
     RECORD = DataRecord();
 }
 

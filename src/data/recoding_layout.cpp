@@ -3,6 +3,7 @@
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/raw_record.h"
+#include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"
@@ -71,7 +72,7 @@ void place_fixed_effects(RecodingLayout& layout) {
 }
 
 [[noreturn]] void stop_unknown_structure(const RMatrix& r) {
-    say("ERROR - Unknown variance structure type: %.*s", KVE_SV(r.type.view()));
+    say("ERROR - Unknown variance structure type: %.*s", KVE_SV(structure_name(r.structure)));
     say("        Known types are: I, PED, COR, DOM, ABS_QTL, PGMIX and GREL");
     stop_run("        Program terminates");
 }
@@ -80,16 +81,17 @@ void place_fixed_effects(RecodingLayout& layout) {
 void choose_table(LevelColumn& column, int32_t k) {
     const RMatrix& r = RMAT(k);
     column.traits = traits_of_matrix(k);
-    column.always = !r.is("I");
+    column.always = r.structure != Structure::I;
     column.enters_unknown = true;
     column.table = LevelColumn::levels;
     column.root = &FACTORS.ITOPR(k);
-    if (r.is("I") || r.is("COR") || r.is("GREL"))
+    if (r.structure == Structure::I || r.structure == Structure::COR ||
+        r.structure == Structure::GREL)
         return remember_levels(column, FACTORS.ITOPRS(k), FACTORS.NRALEV(k));
 
-    bool linked = r.is("DOM") || r.is("ABS_QTL");
+    bool linked = r.structure == Structure::DOM || r.structure == Structure::ABS_QTL;
     int32_t pedigree = linked ? r.ass_rf : k;
-    bool known = linked || r.is("PED") || r.is("PGMIX");
+    bool known = linked || has_pedigree(r.structure);
     if (!known || pedigree < 1 || pedigree > KVEINT.NRAMAT) stop_unknown_structure(r);
     column.table = LevelColumn::animals;
     column.root = &FACTORS.ITOPA(pedigree);
@@ -145,8 +147,8 @@ int32_t place_raw_columns(RecodingLayout& layout) {
 
     int32_t last = KVEINT.MAX_N_ABSORB + RECODED.n_fixed_positions;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) last += RMAT(k).n_random_id;
-    const RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
-    if (residual.is("GROUP")) {
+    const RMatrix& residual = residual_of(RMAT);
+    if (residual.structure == Structure::GROUP) {
         layout.group_place = integer_place(residual.grp_inp);
         layout.group_position = ++last;
     }

@@ -44,8 +44,8 @@ void place_effects_in_record() {
         shift(r.t_r_eff_rci, before_random);
         shift(r.cont_eff_rci, before_random);
     }
-    RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
-    if (residual.is("GROUP")) residual.grp_rci = before_random + random + 1;
+    RMatrix& residual = residual_of(RMAT);
+    if (residual.structure == Structure::GROUP) residual.grp_rci = before_random + random + 1;
 }
 
 }  // namespace kve

@@ -113,6 +113,7 @@ std::string_view method_label(int32_t task, int32_t method) {
 }
 
 std::string_view structure_name(Structure structure) {
+    if (structure == Structure::I) return "I";
     int32_t number = static_cast<int32_t>(structure);
     return number >= 1 && number <= kStructures ? STRUCT_TYPE[number - 1] : std::string_view();
 }
@@ -120,7 +121,7 @@ std::string_view structure_name(Structure structure) {
 Structure structure_of(std::string_view name) {
     for (int32_t number = 1; number <= kStructures; ++number)
         if (STRUCT_TYPE[number - 1] == name) return static_cast<Structure>(number);
-    return Structure::none;
+    return Structure::unknown;
 }
 
 std::string_view structure_method_label(Structure structure, int32_t method) {

@@ -61,7 +61,8 @@ inline bool method_is_legal(int32_t task, int32_t method) {
 
 inline constexpr int32_t kStructures = 7;
 
-// Name of a structure type, empty for `none`. The other way, `none` for an unknown name.
+// Name of a structure, empty for `unknown`. The other way, `unknown` for what $VAR_STR does not
+// know, "I" included.
 std::string_view structure_name(Structure structure);
 Structure structure_of(std::string_view name);
 

@@ -87,7 +87,7 @@ std::string structure_label(const char* text, int32_t factor) {
 
 void add_structure_rows(std::vector<FileRow>& rows) {
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str) {
-        if (spec.structure == Structure::none || spec.structure == Structure::GROUP) continue;
+        if (spec.structure == Structure::unknown || spec.structure == Structure::GROUP) continue;
         rows.push_back(
             {structure_label("VAR. STRUC. random factor", spec.factor), spec.file[0].string()});
         if (spec.structure == Structure::PGMIX)

@@ -28,10 +28,6 @@ Number must_read_here(std::string_view expected, std::string_view text) {
 
 void tell_incomplete() { directive_error(DirectiveError::incomplete_line, k); }
 
-bool has_inverse_method(Structure structure) {
-    return structure == Structure::PED || structure == Structure::PGMIX;
-}
-
 void read_method(VAR_STR_SPEC& spec, std::string_view& rest) {
     spec.method = must_read_here<int32_t>("an inverse method", cut_word(rest));
     if (spec.method < 1 || spec.method > kMostMethods)
@@ -101,10 +97,10 @@ void read_structure_line(std::string_view rest) {
     if (spec.factor < 1) directive_error(DirectiveError::factor_below_1, k);
     spec.type = cut_word(rest);
     spec.structure = structure_of(spec.type.view());
-    if (spec.structure == Structure::none)
+    if (spec.structure == Structure::unknown)
         return directive_error(DirectiveError::unknown_structure, k, spec.type.view(), spec.factor);
     if (spec.structure == Structure::GROUP) return read_group(spec, rest);
-    if (has_inverse_method(spec.structure)) read_method(spec, rest);
+    if (has_pedigree(spec.structure)) read_method(spec, rest);
     if (spec.structure == Structure::PED) {
         read_ram(spec, rest);
         if (!read_r(spec, rest)) return tell_incomplete();

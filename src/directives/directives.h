@@ -24,8 +24,10 @@ enum AnalysisTask : int32_t {
 // Tasks that solve with known (co)variances need $PRIOR and can start from old solutions.
 constexpr bool solves_with_priors(int32_t task) { return task > 10; }
 
-enum class Structure : int32_t {  // order of the catalogue; PED = 1
-    none = 0,
+// (Co)variance structures of random factors: the identity, then those of the catalogue.
+enum class Structure : int32_t {
+    unknown = -1,
+    I = 0,
     PED,
     GROUP,
     ABS_QTL,
@@ -34,6 +36,11 @@ enum class Structure : int32_t {  // order of the catalogue; PED = 1
     PGMIX,
     GREL,
 };
+
+// Structures with the animals of a pedigree file.
+constexpr bool has_pedigree(Structure structure) {
+    return structure == Structure::PED || structure == Structure::PGMIX;
+}
 
 // One $VAR_STR line.
 struct VAR_STR_SPEC {
@@ -47,7 +54,7 @@ struct VAR_STR_SPEC {
     bool has_prefix = false;    // file 1 carries the submission directory already
     double r_value = 0.0;
     double weight = 0.0;  // PGMIX, behind the third file name
-    Structure structure = Structure::none;
+    Structure structure = Structure::unknown;
     Text<10> type;  // its name, as on the line
     FileName file[3];
 };

@@ -79,11 +79,11 @@ void open_data() {
     std::string_view first = DIRECTIVES.data_file[0].view();
     std::string_view second = DIRECTIVES.data_file[1].view();
     if (ascii) {
-        open_unit(UNITS.text_1, first);
-        if (two) open_unit(UNITS.text_3, second);
+        open_unit(UNITS.data_text_1, first);
+        if (two) open_unit(UNITS.data_text_2, second);
     } else {
-        open_unit(UNITS.records_1, first);
-        if (two) open_unit(UNITS.records_3, second);
+        open_unit(UNITS.data_records_1, first);
+        if (two) open_unit(UNITS.data_records_2, second);
     }
 }
 
@@ -93,22 +93,23 @@ void open_files() {
     open_data();
     refuse_input("KVE_LOG");  // the model parser opens it
     refuse_factor_inputs();
-    open_unit(UNITS.unit_15, DIRECTIVES.model.name.view());
-    if (!DIRECTIVES.reduce_file.blank()) open_unit(UNITS.unit_16, DIRECTIVES.reduce_file.view());
-    open_output(UNITS.unit_10, "PEDDATA");
-    open_output(UNITS.unit_11, "INBREED");
-    open_output(UNITS.unit_53, "MODINF");
-    open_output(UNITS.unit_54, "CODE_TABLE");
+    open_unit(UNITS.model_text, DIRECTIVES.model.name.view());
+    if (!DIRECTIVES.reduce_file.blank())
+        open_unit(UNITS.reduced_ranks, DIRECTIVES.reduce_file.view());
+    open_output(UNITS.PEDDATA, "PEDDATA");
+    open_output(UNITS.INBREED, "INBREED");
+    open_output(UNITS.MODINF, "MODINF");
+    open_output(UNITS.CODE_TABLE, "CODE_TABLE");
     if (!DIRECTIVES.finfo.name.blank()) {
-        open_unit(UNITS.unit_9, DIRECTIVES.finfo.name.view());
-        open_output(UNITS.unit_59, "RC_F_INFO");
+        open_unit(UNITS.foreign_information, DIRECTIVES.finfo.name.view());
+        open_output(UNITS.RC_F_INFO, "RC_F_INFO");
     }
     if (!DIRECTIVES.oldsol.name.blank()) {
-        open_unit(UNITS.unit_2, DIRECTIVES.oldsol.name.view());
-        open_output(UNITS.unit_58, "oldsol");
+        open_unit(UNITS.old_solutions, DIRECTIVES.oldsol.name.view());
+        open_output(UNITS.oldsol, "oldsol");
     }
-    open_output(UNITS.unit_50, "RCDATA_I");
-    open_output(UNITS.unit_51, "RCDATA_R");
+    open_output(UNITS.RCDATA_I, "RCDATA_I");
+    open_output(UNITS.RCDATA_R, "RCDATA_R");
 }
 
 }  // namespace kve

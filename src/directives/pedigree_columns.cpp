@@ -48,7 +48,7 @@ void report_columns(const VAR_STR_SPEC& spec) {
 void check_pedigree_columns() {
     bool failed = false;
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str) {
-        bool pedigree = spec.structure == Structure::PED || spec.structure == Structure::PGMIX;
+        bool pedigree = has_pedigree(spec.structure);
         if (!pedigree || spec.format != kAscii || has_four_columns(spec)) continue;
         report_columns(spec);
         failed = true;

@@ -35,7 +35,7 @@ int64_t copy_text_lines(TextOutput& file, Keyword& next) {
 
 // Makes the file anew, also when no line follows: the text of an earlier run must not survive.
 int64_t write_section(Keyword keyword, std::string_view name, Keyword& next) {
-    TextOutput& file = UNITS.unit_9_section;
+    TextOutput& file = UNITS.section;
     next = read_directive_line();
     if (file.open(std::string(name)) != 0) stop_unwritable(keyword, name);
     int64_t lines = copy_text_lines(file, next);
@@ -113,7 +113,7 @@ Keyword read_restrictions() {
         directive_error(DirectiveError::restriction_task, Keyword::VAR_REST);
         return skip_text_lines();
     }
-    TextOutput& file = UNITS.unit_98;
+    TextOutput& file = UNITS.restrictions;
     if (!file.is_open() && file.open("CVREST.DIR") != 0)
         stop_unwritable(Keyword::VAR_REST, "CVREST.DIR");
     DIRECTIVES.cvrest_file = "CVREST.DIR";
@@ -125,7 +125,7 @@ Keyword read_restrictions() {
 }
 
 void close_restrictions() {
-    if (UNITS.unit_98.is_open() && UNITS.unit_98.close() != 0)
+    if (UNITS.restrictions.is_open() && UNITS.restrictions.close() != 0)
         stop_unwritable(Keyword::VAR_REST, "CVREST.DIR");
 }
 

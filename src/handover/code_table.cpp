@@ -21,7 +21,7 @@ WRITES(UNITS);
 
 namespace {
 
-constexpr RecordOutput& CODE_TABLE = UNITS.unit_54;
+constexpr RecordOutput& CODE_TABLE = UNITS.CODE_TABLE;
 
 void write_levels(int32_t head) {
     for (int32_t row = head; row != 0; row = IFL(row).next) {
@@ -42,9 +42,11 @@ void write_animals(const Vec<int32_t>& rows) {
 
 void write_random_factor(int32_t k) {
     const RMatrix& r = RMAT(k);
-    if (r.is("I") || r.is("COR") || r.is("GREL")) write_levels(FACTORS.ITOPRS(k));
-    if (r.is("PED") || r.is("PGMIX")) write_animals(FACTORS.ANIMAL_LIST(k));
-    if (r.is("DOM")) write_animals(FACTORS.ANIMAL_LIST(r.ass_rf));
+    if (r.structure == Structure::I || r.structure == Structure::COR ||
+        r.structure == Structure::GREL)
+        write_levels(FACTORS.ITOPRS(k));
+    if (has_pedigree(r.structure)) write_animals(FACTORS.ANIMAL_LIST(k));
+    if (r.structure == Structure::DOM) write_animals(FACTORS.ANIMAL_LIST(r.ass_rf));
     // ABS_QTL: its levels are those of the pedigree factor, which stand there.
 }
 
@@ -54,7 +56,7 @@ void write_code_table() {
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
         for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j) write_levels(FACTORS.HEAD_EF(i, j));
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) write_random_factor(k);
-    if (RMAT(KVEINT.NRAMAT + 1).is("GROUP")) write_levels(FACTORS.HEAD_GRP);
+    if (residual_of(RMAT).structure == Structure::GROUP) write_levels(FACTORS.HEAD_GRP);
     if (CODE_TABLE.close() != 0) stop_not_written("CODE_TABLE");
 }
 

@@ -25,8 +25,8 @@ void close_and_delete(TextOutput& unit) {
 void delete_empty_work_files() {
     int64_t parents_after_offspring = 0;
     for (int32_t lines : FACTORS.NBAFT) parents_after_offspring += lines;
-    if (parents_after_offspring == 0) close_and_delete(UNITS.unit_10);
-    if (FACTORS.INBREED_LINES == 0) close_and_delete(UNITS.unit_11);
+    if (parents_after_offspring == 0) close_and_delete(UNITS.PEDDATA);
+    if (FACTORS.INBREED_LINES == 0) close_and_delete(UNITS.INBREED);
 }
 
 }  // namespace kve

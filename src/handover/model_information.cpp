@@ -5,6 +5,7 @@
 
 #include "data/factors.h"
 #include "data/intake.h"
+#include "directives/catalogue.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -31,7 +32,7 @@ WRITES(UNITS);
 // stands there over the extent that an earlier record tells, so a change here needs one there.
 namespace {
 
-constexpr RecordOutput& MODINF = UNITS.unit_53;
+constexpr RecordOutput& MODINF = UNITS.MODINF;
 
 logical4 logical(bool value) { return logical4{value ? -1 : 0}; }
 
@@ -92,7 +93,7 @@ void write_zero_residual_covariances() {
 void write_foreign_information_count() {
     int32_t records = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
-        if (RMAT(k).is("PED")) records = FACTORS.NFINFO(k);
+        if (RMAT(k).structure == Structure::PED) records = FACTORS.NFINFO(k);
     write_record(MODINF, records);
 }
 
@@ -102,7 +103,7 @@ void write_head() {
     write_record(MODINF, KVEINT.NRAMAT, KVEINT.N_RAMAT_NOT_ABS);
     write_covariable_counts();
     write_record(MODINF, KVEINT.MAX_N_FIXED, RECODED.n_fixed_positions);
-    write_record(MODINF, FACTORS.NLEV, FACTORS.NRALEV, RMAT(KVEINT.NRAMAT + 1).grp_nlev);
+    write_record(MODINF, FACTORS.NLEV, FACTORS.NRALEV, residual_of(RMAT).grp_nlev);
     write_zero_residual_covariances();
     write_foreign_information_count();
     write_record(MODINF, logical(INTAKE.L_INTERVAL));
@@ -169,8 +170,9 @@ void write_trait(const Model& m) {
 void write_structure(const RMatrix& r) {
     constexpr Text<8> reserved;
     write_record(MODINF, r.n_cont, r.n_rc, r.rank, r.n_traits, r.n_r_eff, r.n_random_id);
-    write_record(MODINF, r.type, r.method, r.l_ram, r.ass_rf, reserved, r.n_phg, r.phg_random,
-                 r.ran_factor, r.rel_format, r.rel_file, r.log_det, r.l_log_det);
+    write_record(MODINF, Text<12>(structure_name(r.structure)), r.method, r.l_ram, r.ass_rf,
+                 reserved, r.n_phg, r.phg_random, r.ran_factor, r.rel_format, r.rel_file, r.log_det,
+                 r.l_log_det);
 }
 
 void write_contributions(const RMatrix& r) {
@@ -242,13 +244,13 @@ void write_places_of_equations() {
 
 void write_tail() {
     const Dimensions& d = DIMENSIONS;
-    const RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
+    const RMatrix& residual = residual_of(RMAT);
     write_places_of_equations();
     write_record(MODINF, RSD, KVEINT.SPRE);
     write_record(MODINF, DIRECTIVES.glmm_iterations, DIRECTIVES.glmm_criterion);
     write_record(MODINF, RECODED.NIOUT, RECODED.NFOUT);
     write_record(MODINF, d.MFL.now, d.MDL.now, d.MAXNRM.now, d.MAXZHZ.now, d.IFSPWSP.now);
-    if (residual.is("GROUP"))
+    if (residual.structure == Structure::GROUP)
         write_record(MODINF, first(residual.grp_code, residual.grp_nlev),
                      first(residual.niegr, residual.grp_nlev));
     write_options();

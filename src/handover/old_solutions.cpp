@@ -53,14 +53,15 @@ struct OldSolutions {
 
 [[noreturn]] void stop_no_header() {
     std::string_view line;
-    if (UNITS.unit_2.rewind() == 0)
-        while (UNITS.unit_2.read_line(line, kLongestText) == TextInput::Line::ok)
+    if (UNITS.old_solutions.rewind() == 0)
+        while (UNITS.old_solutions.read_line(line, kLongestText) == TextInput::Line::ok)
             if (!trimmed(line).empty()) break;
     stop_unreadable("$OLDSOL", "the header of four integers", trimmed(line));
 }
 
 void read_header(OldSolutions& old) {
-    if (read_record_of(UNITS.unit_2, std::span(old.head), std::span<int32_t>()) != Number::ok)
+    if (read_record_of(UNITS.old_solutions, std::span(old.head), std::span<int32_t>()) !=
+        Number::ok)
         stop_no_header();
     OLDSOL_H2 = old.head[1];
     if (old.head[2] >= kFewestIntegers && old.head[3] >= 0) return;
@@ -82,14 +83,14 @@ void allocate_entry(OldSolutions& old) {
 
 // Of the length of all records; what the entries do not need is 0.
 void write_header(const OldSolutions& old) {
-    write_record(UNITS.unit_58, std::span(old.head),
+    write_record(UNITS.oldsol, std::span(old.head),
                  std::span(old.ivar.begin() + std::size(old.head), old.ivar.end()), old.e);
 }
 
 // False at the end of the file, also inside an entry. An entry that cannot be read has what came
 // ahead of the unreadable item, and the rest from the entry before.
 bool read_entry(OldSolutions& old) {
-    TextInput& file = UNITS.unit_2;
+    TextInput& file = UNITS.old_solutions;
     const Number status = read_record_of(file, std::span(old.ivar.begin(), old.ivar.end()),
                                          std::span(old.e.begin(), old.e.end()));
     if (status == Number::bad) stop_if_failed(file, "$OLDSOL");
@@ -150,7 +151,7 @@ void translate_entry(OldSolutions& old) {
         }
         old.ivar(kLevel) = level;
     }
-    write_record(UNITS.unit_58, old.ivar, old.e);
+    write_record(UNITS.oldsol, old.ivar, old.e);
 }
 
 void report_counts(const OldSolutions& old) {
@@ -172,8 +173,8 @@ void translate_old_solutions() {
     allocate_entry(old);
     write_header(old);
     for (; read_entry(old); ++old.n_read) translate_entry(old);
-    UNITS.unit_2.close();
-    if (UNITS.unit_58.close() != 0) stop_not_written("oldsol");
+    UNITS.old_solutions.close();
+    if (UNITS.oldsol.close() != 0) stop_not_written("oldsol");
     report_counts(old);
 }
 

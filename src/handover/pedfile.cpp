@@ -115,7 +115,7 @@ void write_pedigree_file(int32_t k) {
 
 void write_pedigree_files() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
-        if (RMAT(k).is("PED")) write_pedigree_file(k);
+        if (RMAT(k).structure == Structure::PED) write_pedigree_file(k);
 }
 
 }  // namespace kve

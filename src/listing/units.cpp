@@ -61,10 +61,10 @@ std::string factor_file_name(std::string_view prefix, int32_t k) {
 
 std::string flush_units() {
     std::string failed;
-    for (TextOutput* unit : {&UNITS.unit_9_section, &UNITS.unit_10, &UNITS.unit_11, &UNITS.unit_98})
+    for (TextOutput* unit : {&UNITS.section, &UNITS.PEDDATA, &UNITS.INBREED, &UNITS.restrictions})
         if (unit->is_open() && unit->flush() != 0) failed = unit->path();
-    for (RecordOutput* unit : {&UNITS.unit_50, &UNITS.unit_51, &UNITS.unit_53, &UNITS.unit_54,
-                               &UNITS.unit_58, &UNITS.unit_59})
+    for (RecordOutput* unit : {&UNITS.RCDATA_I, &UNITS.RCDATA_R, &UNITS.MODINF, &UNITS.CODE_TABLE,
+                               &UNITS.oldsol, &UNITS.RC_F_INFO})
         if (unit->is_open() && unit->flush() != 0) failed = unit->path();
     return failed;
 }

@@ -40,22 +40,22 @@ class TextOutput {
 namespace state {
 
 struct Units {
-    TextInput text_1, text_3;          // data files, ASCII
-    RecordInput records_1, records_3;  // data files, BINARY
-    TextInput unit_2;                  // old solutions
-    TextInput unit_9;                  // foreign information
-    TextOutput unit_9_section;         // an inline section while the directives are read
-    TextOutput unit_10;                // PEDDATA
-    TextOutput unit_11;                // INBREED
-    TextInput unit_15;                 // the model description
-    TextInput unit_16;                 // KVE1.reduce
-    RecordOutput unit_50;              // RCDATA_I
-    RecordOutput unit_51;              // RCDATA_R
-    RecordOutput unit_53;              // MODINF
-    RecordOutput unit_54;              // CODE_TABLE
-    RecordOutput unit_58;              // oldsol
-    RecordOutput unit_59;              // RC_F_INFO
-    TextOutput unit_98;                // CVREST.DIR while the directives are read
+    TextInput data_text_1, data_text_2;          // data files, ASCII
+    RecordInput data_records_1, data_records_2;  // data files, BINARY
+    TextInput old_solutions;                     // old solutions
+    TextInput foreign_information;               // foreign information
+    TextOutput section;                          // an inline section while the directives are read
+    TextOutput PEDDATA;                          // PEDDATA
+    TextOutput INBREED;                          // INBREED
+    TextInput model_text;                        // the model description
+    TextInput reduced_ranks;                     // KVE1.reduce
+    RecordOutput RCDATA_I;                       // RCDATA_I
+    RecordOutput RCDATA_R;                       // RCDATA_R
+    RecordOutput MODINF;                         // MODINF
+    RecordOutput CODE_TABLE;                     // CODE_TABLE
+    RecordOutput oldsol;                         // oldsol
+    RecordOutput RC_F_INFO;                      // RC_F_INFO
+    TextOutput restrictions;                     // CVREST.DIR while the directives are read
 };
 
 inline constinit Units UNITS;

@@ -167,7 +167,8 @@ void list_animal(const AnimalRow& animal, KnownParents parents, int32_t t) {
 }  // namespace
 
 void require_pgmix(int32_t k) {
-    if (!RMAT(k).is("PGMIX")) stop_blended_file("ERROR - Var_str /= PGMIX for random effect", k);
+    if (RMAT(k).structure != Structure::PGMIX)
+        stop_blended_file("ERROR - Var_str /= PGMIX for random effect", k);
 }
 
 void stop_blended_file(const char* words, int32_t k) {

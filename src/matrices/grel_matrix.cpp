@@ -5,6 +5,7 @@
 #include "base/arrays.h"
 #include "base/records.h"
 #include "data/factors.h"
+#include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
@@ -21,7 +22,8 @@ namespace {
 
 [[noreturn]] void stop_wrong_type(const RMatrix& r) {
     blank();
-    say("ERROR - Subroutine grel_check called with VAR_STR type %.*s", KVE_SV(r.type.view()));
+    say("ERROR - Subroutine grel_check called with VAR_STR type %.*s",
+        KVE_SV(structure_name(r.structure)));
     blank();
     say("The subroutine only works for VAR_STR type = GREL");
     blank();
@@ -53,7 +55,7 @@ bool write_triangle(const std::string& name, const Triangle<double>& G_INV) {
 }  // namespace
 
 void grel_check(int32_t k, int32_t& status) {
-    if (!RMAT(k).is("GREL")) stop_wrong_type(RMAT(k));
+    if (RMAT(k).structure != Structure::GREL) stop_wrong_type(RMAT(k));
     page_if(3);
     blank_lines();
     say_line("%-59s%9d", "Processing G**(-1) for random factor", k);

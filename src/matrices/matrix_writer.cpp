@@ -85,7 +85,7 @@ void write_matrix_file(int32_t k, int32_t n, MatrixFile i_code, const RowSource&
     if (to.lists) blank_lines(2);
     if (const int closed = to.file.close(); status == 0) status = closed;
     if (status == 0) return;
-    if (RMAT(k).is("PED")) stop_cut_inverse(k, to.n_written, status);
+    if (RMAT(k).structure == Structure::PED) stop_cut_inverse(k, to.n_written, status);
     note_cut_file(name);
 }
 

@@ -128,7 +128,7 @@ void form_inverse(int32_t k, Vec<Parentage> parentage) {
     const bool needed = DIRECTIVES.ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
     if (!needed) return;
     clear_sparse();
-    const bool blended = r.is("PGMIX");
+    const bool blended = r.structure == Structure::PGMIX;
     BlendedCounts counts;
     if (blended) counts = mark_typed_animals(k);
     r.log_det = add_inverse(k, parentage);
@@ -155,7 +155,7 @@ void process_pedigree(int32_t k) {
 
 void process_pedigrees() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
-        if (RMAT(k).is("PED") || RMAT(k).is("PGMIX")) process_pedigree(k);
+        if (has_pedigree(RMAT(k).structure)) process_pedigree(k);
 }
 
 }  // namespace kve

@@ -1,6 +1,7 @@
 #include "matrices/user_matrices.h"
 
 #include "data/factors.h"
+#include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "matrices/grel_matrix.h"
@@ -21,26 +22,27 @@ namespace {
 constexpr int32_t kMostErrors = 50;
 
 struct Kind {
-    const char* type;
+    Structure structure;
     const char* report;
     MatrixFile file;
 };
 
 constexpr Kind kKinds[] = {
-    {"COR", "Processing C**(-1) for random factor", MatrixFile::COR},
-    {"DOM", "Processing D**(-1) for random factor", MatrixFile::DOM},
-    {"ABS_QTL", "Processing IBD for random factor", MatrixFile::IBD},
+    {Structure::COR, "Processing C**(-1) for random factor", MatrixFile::COR},
+    {Structure::DOM, "Processing D**(-1) for random factor", MatrixFile::DOM},
+    {Structure::ABS_QTL, "Processing IBD for random factor", MatrixFile::IBD},
 };
 
 const Kind* kind_of(const RMatrix& r) {
     for (const Kind& kind : kKinds)
-        if (r.is(kind.type)) return &kind;
+        if (r.structure == kind.structure) return &kind;
     return nullptr;
 }
 
 [[noreturn]] void stop_wrong_type(const RMatrix& r) {
     blank();
-    say("ERROR - Subroutine cor_check called with VAR_STR type %.*s", KVE_SV(r.type.view()));
+    say("ERROR - Subroutine cor_check called with VAR_STR type %.*s",
+        KVE_SV(structure_name(r.structure)));
     blank();
     say("The subroutine only works for VAR_STR type = COR, DOM and ABS_QTL");
     blank();
@@ -123,7 +125,7 @@ void check_structure_files() {
     int32_t status = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         if (kind_of(RMAT(k)) != nullptr) cor_check(k, status);
-        if (RMAT(k).is("GREL")) grel_check(k, status);
+        if (RMAT(k).structure == Structure::GREL) grel_check(k, status);
     }
     if (status == 0) return;
     blank();
@@ -135,7 +137,7 @@ void check_structure_files() {
 void recode_structure_files() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         if (const Kind* kind = kind_of(RMAT(k)); kind != nullptr) COR_RECODE(k, kind->file);
-        if (RMAT(k).is("GREL")) GREL_RECODE(k);
+        if (RMAT(k).structure == Structure::GREL) GREL_RECODE(k);
     }
 }
 

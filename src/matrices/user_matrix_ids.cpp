@@ -3,6 +3,7 @@
 #include <string>
 
 #include "data/factors.h"
+#include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
@@ -26,16 +27,16 @@ constexpr int32_t kMostMissingListed = 50;
 
 [[noreturn]] void stop_not_opened(int32_t k) {
     blank();
-    say("ERROR opening file with the %.*s matrix for random effect%4d",
-        KVE_SV(RMAT(k).type.padded()), k);
+    say("ERROR opening file with the %-12.*s matrix for random effect%4d",
+        KVE_SV(structure_name(RMAT(k).structure)), k);
     blank();
     stop_run();
 }
 
 [[noreturn]] void stop_first_record(int32_t k) {
     blank();
-    say("ERROR reading the first record of the file with the %.*s matrix for random effect%4d",
-        KVE_SV(RMAT(k).type.padded()), k);
+    say("ERROR reading the first record of the file with the %-12.*s matrix for random effect%4d",
+        KVE_SV(structure_name(RMAT(k).structure)), k);
     blank();
     stop_run();
 }

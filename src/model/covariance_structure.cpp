@@ -65,7 +65,7 @@ void count_effects(RMatrix& r, const Effects& effects) {
 }
 
 void list_members(RMatrix& r, const Effects& effects) {
-    RMAT_ALLOC1(r);
+    allocate_members(r);
     int32_t member = 0;
     for (auto [i, j] : effects) {
         const Model& m = MODEL(i);
@@ -109,7 +109,7 @@ int32_t level_of_regression(const RMatrix& r, int32_t q, int32_t trait, int32_t 
 // A merged effect shares the row before it, a covariable of level 2 or higher the row of its
 // level 1. Row 0 means that there was no row to share.
 void list_contributions(RMatrix& r, const Effects& effects) {
-    RMAT_ALLOC2A(r);
+    allocate_contributions(r);
     int32_t q = 0, row = 0;
     for (RandomEffect effect : effects) {
         auto [i, j] = effect;
@@ -138,7 +138,7 @@ void list_identifiers(RMatrix& r, int32_t n_before) {
     std::sort(columns.begin(), columns.end());
     columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
     r.n_random_id = static_cast<int32_t>(columns.size());
-    RMAT_ALLOC2(r);
+    allocate_identifiers(r);
     std::copy(columns.begin(), columns.end(), r.random_id_inp.begin());
     for (int32_t p = 1; p <= r.n_random_id; ++p) r.r_id_rci(p) = n_before + p;
 }
@@ -202,7 +202,7 @@ void size_blocks(RMatrix& r, int32_t k) {
 
 void list_member_regressions(RMatrix& r, int32_t k) {
     if (r.m_n_rr == 0) return;
-    RMAT_ALLOC3(r);
+    allocate_random_regressions(r);
     r.l_rr = true;
     for (int32_t member = 1; member <= r.n_traits; ++member) {
         if (trait_met_before(r, member)) continue;
@@ -283,7 +283,7 @@ void derive_matrix(int32_t k, const Effects& effects, int32_t n_columns_before) 
     size_blocks(r, k);
     list_member_regressions(r, k);
     set_rank(r);
-    RMAT_ALLOC4(r);
+    allocate_rows(r);
     name_traits(r);
     name_rows(r);
 }
@@ -306,7 +306,7 @@ void mark_absorbed_effects() {
     for (Model& m : MODEL) {
         for (int32_t j = 1; j <= m.n_random; ++j) {
             const RMatrix& r = RMAT(m.r_ef_matno(j));
-            if (!r.is("ABS_QTL")) continue;
+            if (r.structure != Structure::ABS_QTL) continue;
             m.ass_rf(j) = r.ass_rf;
             if (r.ass_rf > 0) ++m.n_random_abs;
         }
@@ -337,11 +337,11 @@ void count_random_covariables() {
 // The residual has one row per trait and no contribution lists.
 void make_residual_record() {
     const int32_t nt = KVEINT.nt;
-    RMatrix& r = RMAT(KVEINT.NRAMAT + 1);
+    RMatrix& r = residual_of(RMAT);
     r.n_traits = r.n_rc = r.rank = nt;
-    RMAT_ALLOC1(r);
-    RMAT_ALLOC4(r);
-    RMAT_ALLOC5(r);
+    allocate_members(r);
+    allocate_rows(r);
+    allocate_zero_covariances(r);
     for (int32_t i = 1; i <= nt; ++i) {
         r.trait_no(i) = i;
         r.trait_inp(i) = MODEL(i).trait_inp_no;

@@ -21,7 +21,7 @@ void parse_model() {
         say("        File: KVE_LOG");
         stop_run();
     }
-    ModelLines lines(UNITS.unit_15);
+    ModelLines lines(UNITS.model_text);
     read_trait_counts(lines);
     read_absorption_lines(lines);
     read_model_lines(lines);
@@ -29,14 +29,14 @@ void parse_model() {
     read_random_lines(lines);
     // A KVE1.reduce that an earlier run left behind counts for nothing.
     if (!DIRECTIVES.reduce_file.blank()) {
-        ModelLines reduce_lines(UNITS.unit_16);
+        ModelLines reduce_lines(UNITS.reduced_ranks);
         read_reduced_rank(reduce_lines);
     }
     read_regression_lines(lines);
     number_real_columns();
     read_zero_covariances(lines);
-    UNITS.unit_15.close();
-    UNITS.unit_16.close();
+    UNITS.model_text.close();
+    UNITS.reduced_ranks.close();
 }
 
 }  // namespace kve

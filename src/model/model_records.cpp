@@ -38,15 +38,15 @@ void square(std::string_view routine, auto& array, int64_t n, std::string_view l
 
 }  // namespace
 
-void allocate_model_level_1(int64_t nt) { level(1, MODEL, nt, "MODEL"); }
+void allocate_trait_models(int64_t nt) { level(1, MODEL, nt, "MODEL"); }
 
-void allocate_model_level_2(Model& m) {
+void allocate_absorbed_effects(Model& m) {
     level(2, m.a_ef_inp, m.n_absorb, "MODEL%A_EF_INP");
     level(2, m.a_ef_name, m.n_absorb, "MODEL%A_EF_NAME");
     level(2, m.a_ef_rci, m.n_absorb, "MODEL%A_EF_RCI");
 }
 
-void allocate_model_level_3(Model& m) {
+void allocate_class_effects(Model& m) {
     level(3, m.ef_inp, m.n_ef, "MODEL(I)%EF_INP");
     level(3, m.ef_rci, m.n_ef, "MODEL(I)%EF_RCI");
     level(3, m.ef_coeff, m.n_ef, "MODEL(I)%EF_COEFF");
@@ -55,7 +55,7 @@ void allocate_model_level_3(Model& m) {
     m.intercept.fill(logical4{-1});
 }
 
-void allocate_model_level_4(Model& m) {
+void allocate_fixed_and_random_effects(Model& m) {
     level(4, m.f_ef_inp, m.n_fixed, "MODEL(:)%f_ef_inp");
     level(4, m.f_intercept, m.n_fixed, "MODEL(:)%f_intercept");
     level(4, m.f_ef_coeff, m.n_fixed, "MODEL(:)%f_ef_coeff_");
@@ -73,7 +73,7 @@ void allocate_model_level_4(Model& m) {
     level(4, m.reduce, m.n_ef, "MODEL(I)%REDUCE");
 }
 
-void allocate_model_level_5(Model& m) {
+void allocate_regressions(Model& m) {
     level(5, m.reg_inp, m.n_reg, "MODEL(i)%REG_INP");
     level(5, m.reg_mixture, m.n_reg, "MODEL(i)%REG_MIXTURE");
     level(5, m.reg_name, m.n_reg, "MODEL(i)%REG_NAME");
@@ -89,9 +89,11 @@ void allocate_model_level_5(Model& m) {
     level(5, m.reg_n_level, m.n_reg, "MODEL(i)%REG_N_LEVEL");
 }
 
-void allocate_model_level_6(Model& m) { level(6, m.n_times, m.n_dif_reg, "model(i)%n_times"); }
+void allocate_different_covariables(Model& m) {
+    level(6, m.n_times, m.n_dif_reg, "model(i)%n_times");
+}
 
-void RMAT_ALLOC1(RMatrix& r) {
+void allocate_members(RMatrix& r) {
     constexpr std::string_view routine = "RMAT_ALLOC1";
     row(routine, r.trait_no, r.n_traits, "RMAT%TRAIT_NO");
     row(routine, r.merge_prev, r.n_traits, "RMAT%MERGE_PREV");
@@ -104,7 +106,7 @@ void RMAT_ALLOC1(RMatrix& r) {
     row(routine, r.trait_blk_start, r.n_traits, "RMAT%TRAIT_BLK_STAERT");
 }
 
-void RMAT_ALLOC2A(RMatrix& r) {
+void allocate_contributions(RMatrix& r) {
     constexpr std::string_view routine = "RMAT_ALLOC2A";
     row(routine, r.cont_rc, r.n_cont, "RMAT%CONT_RC");
     row(routine, r.cont_rc1, r.n_cont, "RMAT%CONT_RC1");
@@ -123,7 +125,7 @@ void RMAT_ALLOC2A(RMatrix& r) {
     row(routine, r.cont_rr_eff, r.n_cont, "RMAT%CONT_RR_EFF");
 }
 
-void RMAT_ALLOC2(RMatrix& r) {
+void allocate_identifiers(RMatrix& r) {
     constexpr std::string_view routine = "RMAT_ALLOC2";
     row(routine, r.random_id_inp, r.n_random_id, "RMAT%RANDOM_ID_INP");
     row(routine, r.reduce, r.n_traits, "RMAT%REDUCE");
@@ -131,14 +133,14 @@ void RMAT_ALLOC2(RMatrix& r) {
     row(routine, r.r_id_rci, r.n_random_id, "RMAT%R_EFF_RCI");
 }
 
-void RMAT_ALLOC3(RMatrix& r) {
+void allocate_random_regressions(RMatrix& r) {
     constexpr std::string_view routine = "RMAT_ALLOC3";
     int64_t elements = int64_t{r.n_traits} * r.m_n_rr;
     check_allocated(r.rr_f_inp.allocate(r.n_traits, r.m_n_rr), routine, "RMAT%RR_F_INP", elements);
     check_allocated(r.rr_f_rcr.allocate(r.n_traits, r.m_n_rr), routine, "RMAT%RR_F_RCR", elements);
 }
 
-void RMAT_ALLOC4(RMatrix& r) {
+void allocate_rows(RMatrix& r) {
     constexpr std::string_view routine = "RMAT_ALLOC4";
     row(routine, r.t_no, r.n_traits, "RMAT%T_NO");
     row(routine, r.t_name, r.n_traits, "RMAT%T_NAME");
@@ -155,9 +157,11 @@ void RMAT_ALLOC4(RMatrix& r) {
     row(routine, r.p_ratio, r.rank, "RMAT%P_RATIO");
 }
 
-void RMAT_ALLOC5(RMatrix& r) { square("RMAT_ALLOC5", r.l_rcov_zero, r.n_rc, "RMAT%L_RCOV_ZERO"); }
+void allocate_zero_covariances(RMatrix& r) {
+    square("RMAT_ALLOC5", r.l_rcov_zero, r.n_rc, "RMAT%L_RCOV_ZERO");
+}
 
-void RMAT_ALLOC6(RMatrix& r) {
+void allocate_residual_groups(RMatrix& r) {
     constexpr std::string_view routine = "RMAT_ALLOC6";
     // A GROUP residual without a usable record has no group; the arrays keep one entry.
     int64_t groups = r.grp_nlev > 0 ? r.grp_nlev : 1;

@@ -8,6 +8,7 @@
 #include "base/arrays.h"
 #include "base/state.h"
 #include "base/text.h"
+#include "directives/directives.h"
 
 namespace kve {
 
@@ -124,12 +125,12 @@ struct Model {
 
 // One (co)variance matrix. A member is a (trait, random effect) pair that is not merged.
 struct RMatrix {
-    int32_t n_cont = 0;       // rows of the contribution lists
-    int32_t n_rc = 0;         // equal to rank
-    int32_t n_traits = 0;     // members
-    int32_t n_random_id = 0;  // different integer columns that identify levels
-    int32_t n_r_eff = 0;      // members and merged effects
-    Text<12> type{"I"};       // I PED PGMIX ABS_QTL DOM COR GREL; residual: I or GROUP
+    int32_t n_cont = 0;                  // rows of the contribution lists
+    int32_t n_rc = 0;                    // equal to rank
+    int32_t n_traits = 0;                // members
+    int32_t n_random_id = 0;             // different integer columns that identify levels
+    int32_t n_r_eff = 0;                 // members and merged effects
+    Structure structure = Structure::I;  // MODINF has its name; residual: I or GROUP
     int32_t method = 0;
     logical4 l_ram{};
     int32_t n_phg = 0;
@@ -195,8 +196,6 @@ struct RMatrix {
     double log_det = 0.0;
     logical4 l_log_det{};
     int32_t n_ainv_rows = 0, n_ram_rows = 0;
-
-    bool is(std::string_view structure) const { return type == structure; }
 };
 
 // Counters of the model that all stages share.
@@ -231,22 +230,27 @@ inline constinit ModelCounts KVEINT;
 
 }  // namespace state
 
-// The allocations of a Model record, by level. A failure shows the level's text and stops the run.
-void allocate_model_level_1(int64_t nt);  // MODEL itself
-void allocate_model_level_2(Model& m);    // absorbed effects
-void allocate_model_level_3(Model& m);    // class effects
-void allocate_model_level_4(Model& m);    // fixed and random effects
-void allocate_model_level_5(Model& m);    // regressions
-void allocate_model_level_6(Model& m);    // different covariables
+// The residual, the last of the (co)variance matrices.
+inline RMatrix& residual_of(Vec<RMatrix>& RMAT) { return RMAT(RMAT.size()); }
+inline const RMatrix& residual_of(const Vec<RMatrix>& RMAT) { return RMAT(RMAT.size()); }
+
+// The allocations of the Model records, in the order in which their counts become known. A failure
+// shows its level, 1 to 6, and stops the run.
+void allocate_trait_models(int64_t nt);  // MODEL itself
+void allocate_absorbed_effects(Model& m);
+void allocate_class_effects(Model& m);
+void allocate_fixed_and_random_effects(Model& m);
+void allocate_regressions(Model& m);
+void allocate_different_covariables(Model& m);
 
 // The allocations of an RMatrix record; the extents come from its counters. A failure stops the run
 // with the name of the array.
-void RMAT_ALLOC1(RMatrix& r);   // members: n_traits, n_r_eff
-void RMAT_ALLOC2A(RMatrix& r);  // contributions: n_cont
-void RMAT_ALLOC2(RMatrix& r);   // identifiers: n_random_id, n_traits, n_r_eff
-void RMAT_ALLOC3(RMatrix& r);   // random regressions: n_traits x m_n_rr
-void RMAT_ALLOC4(RMatrix& r);   // rows: n_traits, rank, and cov_mat with its companions
-void RMAT_ALLOC5(RMatrix& r);   // l_rcov_zero: n_rc
-void RMAT_ALLOC6(RMatrix& r);   // residual groups: rank, grp_nlev
+void allocate_members(RMatrix& r);             // n_traits, n_r_eff
+void allocate_contributions(RMatrix& r);       // n_cont
+void allocate_identifiers(RMatrix& r);         // n_random_id, n_traits, n_r_eff
+void allocate_random_regressions(RMatrix& r);  // n_traits x m_n_rr
+void allocate_rows(RMatrix& r);                // n_traits, rank, and cov_mat with its companions
+void allocate_zero_covariances(RMatrix& r);    // l_rcov_zero: n_rc
+void allocate_residual_groups(RMatrix& r);     // rank, grp_nlev
 
 }  // namespace kve

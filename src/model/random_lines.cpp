@@ -166,7 +166,7 @@ void read_random_items(RandomLine& at, bool& merge_repeated) {
 
 void split_effects(Model& m) {
     m.n_fixed = m.n_ef - m.n_random;
-    allocate_model_level_4(m);
+    allocate_fixed_and_random_effects(m);
     for (int32_t j = 1; j <= m.n_fixed; ++j) {
         m.f_ef_inp(j) = m.ef_inp(j);
         m.f_ef_name(j) = integer_name(m.ef_inp(j));

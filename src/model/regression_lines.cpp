@@ -233,7 +233,7 @@ std::string_view read_whole_line(ModelLines& lines, int32_t i, std::string& echo
 }
 
 void store_regressions(Model& m, const std::vector<RegressionRun>& runs) {
-    allocate_model_level_5(m);
+    allocate_regressions(m);
     int32_t l = 0;
     for (const RegressionRun& run : runs) {
         for (int32_t column = run.first; column <= run.last; ++column) {
@@ -365,7 +365,7 @@ void list_columns(const Vec<int8_t>& in_any_trait, Vec<int32_t>& rank) {
 // A group is an unbroken row of regressions on one column. Columns that do not stand together make
 // more groups than n_times holds.
 void set_groups(Model& m, const Vec<int32_t>& rank) {
-    allocate_model_level_6(m);
+    allocate_different_covariables(m);
     int32_t group = 0;
     for (int32_t l = 1; l <= m.n_reg; ++l) {
         m.reg_rci(l) = rank(m.reg_inp(l));

@@ -19,7 +19,7 @@ namespace {
 
 void check_pgmix_methods() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        if (!RMAT(k).is("PGMIX") || RMAT(k).method == 1) continue;
+        if (RMAT(k).structure != Structure::PGMIX || RMAT(k).method == 1) continue;
         page_if(2);
         say("  ERROR - Relationship method PGMIX requiers");
         say("          method 1 for computing A**(-1)");
@@ -75,7 +75,7 @@ void check_trait_deviations() {
         say("          Must be between 1 and %12d", KVEINT.NRAMAT);
         terminate_run();
     }
-    request.pedigree_exists = RMAT(request.factor).is("PED");
+    request.pedigree_exists = RMAT(request.factor).structure == Structure::PED;
     if (deviations_are_defined()) return;
     page_if(5);
     say("  ERROR - Calculation of Trait Deviations and Progeny Trait Deviations");

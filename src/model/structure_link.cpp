@@ -48,7 +48,7 @@ void link_residual(const VAR_STR_SPEC& spec) {
     if (spec.structure != Structure::GROUP) refuse_residual_structure(spec);
     if (DIRECTIVES.ITASK != kSampling) refuse_group_of_task(spec.factor);
     RMatrix& residual = RMAT(spec.factor);
-    residual.type = spec.type.view();
+    residual.structure = spec.structure;
     residual.grp_inp = spec.integer_input;
     residual.grp_name = integer_name(spec.integer_input);
 }
@@ -74,7 +74,8 @@ void link_associated_factor(const VAR_STR_SPEC& spec, RMatrix& r) {
 void link_random_factor(const VAR_STR_SPEC& spec) {
     RMatrix& r = RMAT(spec.factor);
     switch (spec.structure) {
-        case Structure::none:
+        case Structure::unknown:
+        case Structure::I:
             return;
         case Structure::GROUP:
             refuse_group_of_factor(spec.factor);
@@ -90,7 +91,7 @@ void link_random_factor(const VAR_STR_SPEC& spec) {
         case Structure::GREL:
             break;
     }
-    r.type = spec.type.view();
+    r.structure = spec.structure;
     r.rel_format = spec.format;
     r.rel_file = spec.file[0];
 }
@@ -98,7 +99,7 @@ void link_random_factor(const VAR_STR_SPEC& spec) {
 // Dominance and IBD matrices are rows of animals: the animals of the associated factor.
 void check_associated_factor(int32_t factor) {
     int32_t associated = RMAT(factor).ass_rf;
-    if (associated == 0 || RMAT(associated).is("PED") || RMAT(associated).is("PGMIX")) return;
+    if (associated == 0 || has_pedigree(RMAT(associated).structure)) return;
     // Narrow numbers: the listing shows the first 98 characters of a line of the log.
     log_say(
         "ERROR - Associated factor must be PED or PGMIX; random factor: %d associated factor: %d",

@@ -65,7 +65,7 @@ void check_class_counts() {
 }
 
 void allocate_traits() {
-    allocate_model_level_1(KVEINT.nt);
+    allocate_trait_models(KVEINT.nt);
     int64_t nt = KVEINT.nt;
     check_allocated(KVEINT.H2.allocate(nt), "KVEINT", "H2", nt);
     check_allocated(KVEINT.SPRE.allocate(nt), "KVEINT", "SPRE", nt);
@@ -107,7 +107,7 @@ void read_absorption_line(ModelLines& lines, Model& m) {
     lines.step_back();
     std::vector<int32_t> effects;
     if (lines.read_counted_record(m.n_absorb, effects) != Read::ok) refuse_absorption();
-    allocate_model_level_2(m);
+    allocate_absorbed_effects(m);
     for (int32_t j = 1; j <= m.n_absorb; ++j) {
         int32_t effect = effects[static_cast<std::size_t>(j - 1)];
         if (effect < 0 || effect > DIRECTIVES.NI) refuse_absorption();
@@ -249,7 +249,7 @@ std::vector<EffectItem> read_effect_items(ModelLine& at, int32_t n_ef) {
 }
 
 void store_effects(Model& m, const std::vector<EffectItem>& items) {
-    allocate_model_level_3(m);
+    allocate_class_effects(m);
     int32_t j = 0;
     for (const EffectItem& item : items) {
         for (int32_t k = 1; k <= item.count; ++k) {

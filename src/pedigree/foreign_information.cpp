@@ -81,9 +81,9 @@ struct Conversion {
 
 Number read_foreign_record(ForeignRecord& record) {
     record = ForeignRecord();
-    const Number status =
-        read_record_of(UNITS.unit_9, std::span<int32_t>(record.id), std::span<float>(record.value));
-    if (status == Number::bad) stop_if_failed(UNITS.unit_9, "$FINFO");
+    const Number status = read_record_of(UNITS.foreign_information, std::span<int32_t>(record.id),
+                                         std::span<float>(record.value));
+    if (status == Number::bad) stop_if_failed(UNITS.foreign_information, "$FINFO");
     return status;
 }
 
@@ -97,7 +97,7 @@ double variance_of(const RMatrix& r, int32_t trait) {
 // Kept: the variance is that of the last factor, also where another one has the pedigree.
 TraitWeights weights_of(int32_t trait) {
     const double sa = variance_of(RMAT(KVEINT.NRAMAT), trait);
-    const double se = RMAT(KVEINT.NRAMAT + 1).cov_mat(trait, trait);
+    const double se = residual_of(RMAT).cov_mat(trait, trait);
     if (sa == 0.0 || se == 0.0) return {};
     const double D = MODEL(trait).n_random == 1
                          ? 3.0 * sa + 4.0 * se
@@ -196,7 +196,7 @@ void write_converted(const Conversion& c, const ForeignRecord& record, Levels le
     const float n = (own / (1.0F - own) - rp / (1.0F - rp)) * LAMDA;
     const float z1 = C * n;
     const float z2 = n * 2.0F * (pa + (e - pa) * ((W / n) * LAMDA + 1.0F)) * 0.5F * C;
-    write_record(UNITS.unit_59, levels.animal, levels.group, r.trait(), z1, z2);
+    write_record(UNITS.RC_F_INFO, levels.animal, levels.group, r.trait(), z1, z2);
 }
 
 void convert_all_records(Conversion& c) {
@@ -279,7 +279,7 @@ bool KVE_FINFO2(int32_t k) {
 
 int32_t last_pedigree_factor() {
     int32_t k = KVEINT.NRAMAT;
-    while (k > 0 && !RMAT(k).is("PED")) --k;
+    while (k > 0 && RMAT(k).structure != Structure::PED) --k;
     return k;
 }
 
@@ -287,7 +287,7 @@ int32_t last_pedigree_factor() {
 
 void count_foreign_records() {
     const int32_t k = last_pedigree_factor();
-    if (!UNITS.unit_9.is_open() || k == 0) return;
+    if (!UNITS.foreign_information.is_open() || k == 0) return;
     int64_t n_read = 0;
     ForeignRecord r;
     Number status;
@@ -299,7 +299,7 @@ void count_foreign_records() {
     constexpr int64_t most = std::numeric_limits<int32_t>::max();
     FACTORS.NFINFO(k) = static_cast<int32_t>(std::min(n_read, most));
     FACTORS.NFPHG(k) = sort_level_list(FACTORS.ITP_FPHG(k), FACTORS.ITP_FPHGS(k), 0);
-    if (UNITS.unit_9.rewind() == 0) return;
+    if (UNITS.foreign_information.rewind() == 0) return;
     say("ERROR - $FINFO: the file cannot be read a second time");
     stop_run();
 }
@@ -308,8 +308,8 @@ void convert_foreign_records() {
     const int32_t k = last_pedigree_factor();
     if (k == 0 || FACTORS.NFINFO(k) == 0) return;
     const bool good = KVE_FINFO2(k);
-    UNITS.unit_9.close();
-    if (UNITS.unit_59.close() != 0) stop_not_written("RC_F_INFO");
+    UNITS.foreign_information.close();
+    if (UNITS.RC_F_INFO.close() != 0) stop_not_written("RC_F_INFO");
     if (good) return;
     say("KVE_FINFO2 terminated with an error");
     stop_run();

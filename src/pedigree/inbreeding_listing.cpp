@@ -52,7 +52,7 @@ int64_t write_inbreeding(int32_t k, const Vec<int32_t>& rows) {
         expect_ahead(rows, j, rows.size());
         put_animal(line, IDL(rows(j)), AD(j), LD(j));
         if (lists && j <= kListed) say_row("%.*s", KVE_SV(line.view()));
-        UNITS.unit_11.print_line(line.view());
+        UNITS.INBREED.print_line(line.view());
     }
     return rows.size();
 }

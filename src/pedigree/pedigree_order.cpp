@@ -68,7 +68,7 @@ void sort_animals(const Vec<int32_t>& walk) {
 }
 
 int32_t take_sentinel_row() {
-    if (NMDL + 1 >= IDL.size()) ALLOC_MDL(1);
+    if (NMDL + 1 >= IDL.size()) grow_animals();
     IDL(++NMDL) = AnimalRow{};
     return NMDL;
 }
@@ -76,7 +76,7 @@ int32_t take_sentinel_row() {
 void write_born_after(int32_t row, int32_t parent, ParentColumns which) {
     const AnimalRow& r = IDL(row);
     const AnimalRow& p = IDL(parent);
-    UNITS.unit_10.print(" %10d%11d%11d%11d%11d%11d%11d", which.number, r.*which.code, r.key, r.sort,
+    UNITS.PEDDATA.print(" %10d%11d%11d%11d%11d%11d%11d", which.number, r.*which.code, r.key, r.sort,
                         parent, p.key, p.sort);
 }
 

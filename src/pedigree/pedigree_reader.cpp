@@ -268,7 +268,7 @@ void read_pedigrees() {
     const int32_t n = KVEINT.NRAMAT;
     check_allocated(ANIMAL_INDEX.allocate(n), "PEDIGREE", "ANIMAL INDEX", n);
     for (int32_t k = 1; k <= n; ++k) {
-        if (!RMAT(k).is("PED") && !RMAT(k).is("PGMIX")) continue;
+        if (!has_pedigree(RMAT(k).structure)) continue;
         read_pedigree(k);
     }
 }

@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "model/model_records.h"
 
@@ -56,6 +57,7 @@ std::string word(double value) {
     append(text, "%.9g", value);
     return text;
 }
+std::string word(Structure value) { return joined({"'", structure_name(value), "'"}); }
 template <int N>
 std::string word(const Text<N>& value) {
     return joined({"'", value.view(), "'"});
@@ -150,11 +152,12 @@ constexpr Field<Model> kModelFields[] = {
 constexpr Field<RMatrix> kRmatFields[] = {
     // the structure
     RMAT_FIELD(n_cont), RMAT_FIELD(n_rc), RMAT_FIELD(n_traits), RMAT_FIELD(n_random_id),
-    RMAT_FIELD(n_r_eff), RMAT_FIELD(type), RMAT_FIELD(method), RMAT_FIELD(l_ram), RMAT_FIELD(n_phg),
-    RMAT_FIELD(phg_random), RMAT_FIELD(ran_factor), RMAT_FIELD(pgmix_weight),
-    RMAT_FIELD(pgmix_g_adjust), RMAT_FIELD(rel_format), RMAT_FIELD(rel_file), RMAT_FIELD(rel_file2),
-    RMAT_FIELD(rel_file3), RMAT_FIELD(grp_inp), RMAT_FIELD(grp_rci), RMAT_FIELD(grp_name),
-    RMAT_FIELD(grp_nlev), RMAT_FIELD(m_n_rr), RMAT_FIELD(l_rr),
+    RMAT_FIELD(n_r_eff), field<RMatrix, &RMatrix::structure>("type"), RMAT_FIELD(method),
+    RMAT_FIELD(l_ram), RMAT_FIELD(n_phg), RMAT_FIELD(phg_random), RMAT_FIELD(ran_factor),
+    RMAT_FIELD(pgmix_weight), RMAT_FIELD(pgmix_g_adjust), RMAT_FIELD(rel_format),
+    RMAT_FIELD(rel_file), RMAT_FIELD(rel_file2), RMAT_FIELD(rel_file3), RMAT_FIELD(grp_inp),
+    RMAT_FIELD(grp_rci), RMAT_FIELD(grp_name), RMAT_FIELD(grp_nlev), RMAT_FIELD(m_n_rr),
+    RMAT_FIELD(l_rr),
     // members
     RMAT_FIELD(trait_no), RMAT_FIELD(trait_inp), RMAT_FIELD(r_eff), RMAT_FIELD(r_eff_inp),
     RMAT_FIELD(random_id_inp),

@@ -62,14 +62,14 @@ void list_fixed_levels() {
 
 void list_random_levels() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        if (!RMAT(k).is("I")) continue;
+        if (RMAT(k).structure != Structure::I) continue;
         page_if(5);
         blank_lines();
         say_line("%60s%12d", "     Max first 100 levels for random effect ", k);
         list_levels(FACTORS.ITOPRS(k), "         Code    N-obs    R-C-No     ");
     }
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        if (!RMAT(k).is("PED")) continue;
+        if (RMAT(k).structure != Structure::PED) continue;
         page_if(6);
         blank_lines();
         say_line("%60s%12d", "     Random effect ", k);

@@ -189,25 +189,24 @@ void list_fixed_effects() {
 
 // The tables of random factors, in their order.
 struct FactorTable {
-    const char* type;
+    Structure structure;
     const char* heading;
     const char* determinant;  // of its last column, nullptr without one
 };
 constexpr FactorTable kFactorTables[] = {
-    {"I", "Random Factors with variance structure = I(x)G0", nullptr},
-    {"DOM", "Random Factors with variance structure = D(x)G0", "|D|"},
-    {"COR", "Random Factors with variance structure = C(x)G0", "|C|"},
-    {"GREL", "Random Factors with variance structure = G(x)G0", "|G|"},
-    {"ABS_QTL", "Random Factors with variance structure = IBD(x)G0", nullptr},
-    {"PED", "Random Factors with variance structure = A(x)G0", "|A|"},
+    {Structure::I, "Random Factors with variance structure = I(x)G0", nullptr},
+    {Structure::DOM, "Random Factors with variance structure = D(x)G0", "|D|"},
+    {Structure::COR, "Random Factors with variance structure = C(x)G0", "|C|"},
+    {Structure::GREL, "Random Factors with variance structure = G(x)G0", "|G|"},
+    {Structure::ABS_QTL, "Random Factors with variance structure = IBD(x)G0", nullptr},
+    {Structure::PED, "Random Factors with variance structure = A(x)G0", "|A|"},
     // Kept: it is the determinant of the blended matrix.
-    {"PGMIX", "Random Factors with variance structure = PGMIX(x)G0", "|A|"},
+    {Structure::PGMIX, "Random Factors with variance structure = PGMIX(x)G0", "|A|"},
 };
 
 // Solving by iteration on the data needs no determinant of a pedigree.
 bool has_determinant(const FactorTable& table) {
-    const std::string_view type = table.type;
-    if (DIRECTIVES.ITASK == kSolveByKve5 && (type == "PED" || type == "PGMIX")) return false;
+    if (DIRECTIVES.ITASK == kSolveByKve5 && has_pedigree(table.structure)) return false;
     return table.determinant != nullptr;
 }
 
@@ -231,7 +230,7 @@ void list_factors(const FactorTable& table) {
     int64_t all_levels = 0, all_equations = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         const RMatrix& r = RMAT(k);
-        if (!r.is(table.type)) continue;
+        if (r.structure != table.structure) continue;
         if (++n == 1) say_factor_heading(table);
         const int64_t equations = int64_t{FACTORS.NRALEV(k)} * r.rank;
         std::string row(20, ' ');
@@ -249,7 +248,7 @@ void list_factors(const FactorTable& table) {
 }
 
 void check_groups_of_mixture() {
-    if (RMAT(KVEINT.NRAMAT + 1).grp_nlev <= 2) return;
+    if (residual_of(RMAT).grp_nlev <= 2) return;
     for (const Model& m : MODEL) {
         if (!is_mixture_variable(m.trait_inp_no) && !is_mixture_variable(m.wgt_inp_no) &&
             std::none_of(m.reg_inp.begin(), m.reg_inp.end(), is_mixture_variable))

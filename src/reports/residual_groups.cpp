@@ -22,14 +22,15 @@ constexpr int32_t kFewestRecords = 10;  // of a group with a residual matrix of 
 }  // namespace
 
 void count_residual_groups() {
-    RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
-    residual.grp_nlev =
-        residual.is("GROUP") ? sort_level_list(FACTORS.ROOT_GRP, FACTORS.HEAD_GRP, 0) : 1;
+    RMatrix& residual = residual_of(RMAT);
+    residual.grp_nlev = residual.structure == Structure::GROUP
+                            ? sort_level_list(FACTORS.ROOT_GRP, FACTORS.HEAD_GRP, 0)
+                            : 1;
 }
 
 void report_residual_groups() {
-    RMatrix& residual = RMAT(KVEINT.NRAMAT + 1);
-    if (!residual.is("GROUP")) return;
+    RMatrix& residual = residual_of(RMAT);
+    if (residual.structure != Structure::GROUP) return;
     page_if(7);
     blank_lines();
     say_line("%60s%12d",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "directives/catalogue.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "model/model_records.h"
@@ -81,13 +82,13 @@ void say_blended(const RMatrix& r) {
 }
 
 void say_structure(const RMatrix& r) {
-    if (r.is("I")) return say_line("Variance structure I(x)G0");
-    if (r.is("PED")) return say_pedigree(r);
-    if (r.is("PGMIX")) return say_blended(r);
-    if (r.is("GREL")) say_line("Variance structure G(x)G0");
-    if (r.is("COR")) say_line("Variance structure C(x)G0");
-    if (r.is("DOM")) say_line("Variance structure D(x)G0");
-    if (r.is("ABS_QTL")) say_line("Variance structure IBD - Effect absorbed");
+    if (r.structure == Structure::I) return say_line("Variance structure I(x)G0");
+    if (r.structure == Structure::PED) return say_pedigree(r);
+    if (r.structure == Structure::PGMIX) return say_blended(r);
+    if (r.structure == Structure::GREL) say_line("Variance structure G(x)G0");
+    if (r.structure == Structure::COR) say_line("Variance structure C(x)G0");
+    if (r.structure == Structure::DOM) say_line("Variance structure D(x)G0");
+    if (r.structure == Structure::ABS_QTL) say_line("Variance structure IBD - Effect absorbed");
     say_line("File name : %.*s", KVE_SV(r.rel_file.view()));
 }
 
@@ -154,11 +155,11 @@ void say_matrix(int32_t k) {
 }
 
 void say_residual() {
-    const RMatrix& r = RMAT(KVEINT.NRAMAT + 1);
+    const RMatrix& r = residual_of(RMAT);
     begin_matrix(r.n_traits);
     say_line("Matrix no. %12d (Residual)", KVEINT.NRAMAT + 1);
-    say_line("Variance structure %.*s", KVE_SV(r.type.view()));
-    if (r.is("GROUP")) {
+    say_line("Variance structure %.*s", KVE_SV(structure_name(r.structure)));
+    if (r.structure == Structure::GROUP) {
         say_line("Integer variable used for grouping : %.*s", KVE_SV(r.grp_name.view()));
         say_line("Integer input no.                  : %12d", r.grp_inp);
     }

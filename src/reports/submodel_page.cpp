@@ -95,7 +95,7 @@ Column trait_column(const Model& m) {
 Column random_column(const Model& m, int32_t j) {
     const int32_t k = m.r_ef_matno(j);
     return {m.r_ef_name(j).string(),
-            RMAT(k).is("ABS_QTL") ? "R_A" : "R",
+            RMAT(k).structure == Structure::ABS_QTL ? "R_A" : "R",
             std::to_string(m.r_ef_inp(j)),
             std::to_string(k),
             {}};

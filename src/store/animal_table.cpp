@@ -10,7 +10,7 @@ WRITES(IDL);
 WRITES(NMDL);
 
 int32_t append_animal(LevelIndex& index, int32_t id) {
-    if (NMDL >= IDL.size()) ALLOC_MDL(1);
+    if (NMDL >= IDL.size()) grow_animals();
     const int32_t row = ++NMDL;
     IDL(row) = AnimalRow{};
     IDL(row).key = id;

@@ -32,6 +32,11 @@ namespace {
 
 constexpr float kGrowthFactor = 1.1F;
 
+// The names that messages about these tables give to what asked for them.
+constexpr std::string_view kLevelsRoutine = "ALLOC_MFL";
+constexpr std::string_view kAnimalsRoutine = "ALLOC_MDL";
+constexpr std::string_view kElementsRoutine = "ALLOC_MAXNRM";
+
 // A nameless file in the working directory, since that is where the room is. It is removed from
 // the folder at once, so that nothing is left behind however the run ends.
 class ScratchFile {
@@ -159,56 +164,53 @@ int32_t work_length() { return std::max(DIMENSIONS.MAXNRM.now, DIMENSIONS.MDL.no
 
 }  // namespace
 
-void ALLOC_MFL(int mode) {
-    constexpr std::string_view routine = "ALLOC_MFL";
-    if (mode == 0) {
-        begin(DIMENSIONS.MFL);
-        allocate(routine, IFL, DIMENSIONS.MFL.now, "IFL");
-        NMFL = 0;
-        return;
-    }
-    grow(DIMENSIONS.MFL, routine, IFL, "IFL");
-    lengthen(routine, Lengthening(IFL, DIMENSIONS.MFL.now, "IFL"));
+void allocate_levels() {
+    begin(DIMENSIONS.MFL);
+    allocate(kLevelsRoutine, IFL, DIMENSIONS.MFL.now, "IFL");
+    NMFL = 0;
 }
 
-void ALLOC_MDL(int mode) {
-    constexpr std::string_view routine = "ALLOC_MDL";
-    if (mode == 0) {
-        begin(DIMENSIONS.MDL);
-        int32_t rows = DIMENSIONS.MDL.now;
-        allocate(routine, IDL, rows, "IDL");
-        allocate(routine, IF, rows, "IF");
-        allocate(routine, AD, rows, "AD");
-        allocate(routine, LD, rows, "LD");
-        NMDL = 0;
-        return;
-    }
-    grow(DIMENSIONS.MDL, routine, IDL, "IDL");
+void grow_levels() {
+    grow(DIMENSIONS.MFL, kLevelsRoutine, IFL, "IFL");
+    lengthen(kLevelsRoutine, Lengthening(IFL, DIMENSIONS.MFL.now, "IFL"));
+}
+
+void allocate_animals() {
+    begin(DIMENSIONS.MDL);
     int32_t rows = DIMENSIONS.MDL.now;
-    lengthen(routine, Lengthening(IDL, rows, "IDL"), Lengthening(IF, rows, "IF"),
+    allocate(kAnimalsRoutine, IDL, rows, "IDL");
+    allocate(kAnimalsRoutine, IF, rows, "IF");
+    allocate(kAnimalsRoutine, AD, rows, "AD");
+    allocate(kAnimalsRoutine, LD, rows, "LD");
+    NMDL = 0;
+}
+
+void grow_animals() {
+    grow(DIMENSIONS.MDL, kAnimalsRoutine, IDL, "IDL");
+    int32_t rows = DIMENSIONS.MDL.now;
+    lengthen(kAnimalsRoutine, Lengthening(IDL, rows, "IDL"), Lengthening(IF, rows, "IF"),
              Lengthening(AD, rows, "AD"), Lengthening(LD, rows, "LD"),
              Lengthening(IN, work_length(), "IN"), Lengthening(IV, work_length(), "IV"));
 }
 
-void ALLOC_MAXNRM(int mode) {
-    constexpr std::string_view routine = "ALLOC_MAXNRM";
-    if (mode == 0) {
-        begin(DIMENSIONS.MAXNRM);
-        allocate(routine, AI, DIMENSIONS.MAXNRM.now, "AI");
-        allocate(routine, IN, work_length(), "IN");
-        allocate(routine, IV, work_length(), "IV");
-        N_SPARSE = 0;
-        return;
-    }
-    grow(DIMENSIONS.MAXNRM, routine, AI, "AI");
-    lengthen(routine, Lengthening(AI, DIMENSIONS.MAXNRM.now, "AI"),
+void allocate_elements() {
+    begin(DIMENSIONS.MAXNRM);
+    allocate(kElementsRoutine, AI, DIMENSIONS.MAXNRM.now, "AI");
+    allocate(kElementsRoutine, IN, work_length(), "IN");
+    allocate(kElementsRoutine, IV, work_length(), "IV");
+    N_SPARSE = 0;
+}
+
+void grow_elements() {
+    grow(DIMENSIONS.MAXNRM, kElementsRoutine, AI, "AI");
+    lengthen(kElementsRoutine, Lengthening(AI, DIMENSIONS.MAXNRM.now, "AI"),
              Lengthening(IN, work_length(), "IN"), Lengthening(IV, work_length(), "IV"));
 }
 
 void allocate_tables() {
-    ALLOC_MFL(0);
-    ALLOC_MDL(0);
-    ALLOC_MAXNRM(0);
+    allocate_levels();
+    allocate_animals();
+    allocate_elements();
 }
 
 void note_used_dimensions() {
@@ -220,7 +222,7 @@ void note_used_dimensions() {
 void lengthen_row_heads(int32_t row) {
     // Rows come in ascending order more often than not: lengthen ahead of them.
     int64_t length = std::max(int64_t{row}, grown(static_cast<int32_t>(IF.size())));
-    lengthen("ALLOC_MDL", Lengthening(IF, length, "IF"));
+    lengthen(kAnimalsRoutine, Lengthening(IF, length, "IF"));
 }
 
 }  // namespace kve

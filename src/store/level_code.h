@@ -60,8 +60,8 @@ template <class Row>
     return level_code(key, root, 0, table, false, used).row;
 }
 
-inline void grow_table_of(const Vec<LevelRow>&) { ALLOC_MFL(1); }
-inline void grow_table_of(const Vec<AnimalRow>&) { ALLOC_MDL(1); }
+inline void grow_table_of(const Vec<LevelRow>&) { grow_levels(); }
+inline void grow_table_of(const Vec<AnimalRow>&) { grow_animals(); }
 
 // level_code with insertion into IFL (`used` is NMFL) or IDL (NMDL); a full table grows. References
 // to rows do not survive the call.

@@ -91,7 +91,7 @@ int32_t list_tree_rows(int32_t root) {
     IN(++pending) = root;
     while (pending > 0) {
         // A growth of MAXNRM lengthens neither array as long as MDL is above it.
-        while (std::max(listed, pending) + 2 >= IN.size()) ALLOC_MAXNRM(1);
+        while (std::max(listed, pending) + 2 >= IN.size()) grow_elements();
         if (listed + 1 > IV.size() || pending + 2 > IN.size())
             stop_outside_work_arrays(listed, pending);
         int32_t row = IN(pending--);

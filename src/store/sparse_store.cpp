@@ -106,7 +106,7 @@ void sort_by_column(std::vector<SparseElement>& elements) {
 }
 
 int32_t new_element(int32_t column, double value) {
-    if (N_SPARSE >= DIMENSIONS.MAXNRM.now) ALLOC_MAXNRM(1);
+    if (N_SPARSE >= DIMENSIONS.MAXNRM.now) grow_elements();
     const int32_t element = ++N_SPARSE;
     AI(element) = value;
     IV(element) = column;

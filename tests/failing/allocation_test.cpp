@@ -28,20 +28,20 @@ static void expect_failure(int allowed, void (*call)(), const std::string& array
 
 TEST(FailedAllocation, NamesTheTable) {
     expect_failure(
-        0, [] { ALLOC_MFL(0); }, "IFL", 700000, "ALLOC_MFL");
+        0, [] { allocate_levels(); }, "IFL", 700000, "ALLOC_MFL");
     expect_failure(
-        0, [] { ALLOC_MDL(0); }, "IDL", 3900000, "ALLOC_MDL");
+        0, [] { allocate_animals(); }, "IDL", 3900000, "ALLOC_MDL");
     expect_failure(
-        0, [] { ALLOC_MAXNRM(0); }, "AI", 300000, "ALLOC_MAXNRM");
+        0, [] { allocate_elements(); }, "AI", 300000, "ALLOC_MAXNRM");
     expect_failure(
-        1, [] { ALLOC_MDL(0); }, "IF", 300000, "ALLOC_MDL");
+        1, [] { allocate_animals(); }, "IF", 300000, "ALLOC_MDL");
     allocations_left = 100;
     DIMENSIONS.MDL.now = DIMENSIONS.MAXNRM.now = 100;
     allocate_tables();
     expect_failure(
-        2, [] { ALLOC_MDL(1); }, "AD", 110, "ALLOC_MDL");
+        2, [] { grow_animals(); }, "AD", 110, "ALLOC_MDL");
     expect_failure(
-        2, [] { ALLOC_MAXNRM(1); }, "IV", 110, "ALLOC_MAXNRM");
+        2, [] { grow_elements(); }, "IV", 110, "ALLOC_MAXNRM");
     allocations_left = 100;
     KVEINT.nt = 2;
     KVEINT.NRAMAT = 3;

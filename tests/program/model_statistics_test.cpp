@@ -236,14 +236,14 @@ TEST(ModelStatistics, TellsTheSequencesOfABinaryTrait) {
 namespace {
 
 // One trait without class effects of its own and a factor of each type.
-void build_factors(const std::vector<const char*>& types) {
+void build_factors(const std::vector<kve::Structure>& structures) {
     KVEINT.nt = 1;
-    KVEINT.NRAMAT = static_cast<int32_t>(types.size());
+    KVEINT.NRAMAT = static_cast<int32_t>(structures.size());
     ASSERT_EQ(MODEL.allocate(1) + RMAT.allocate(KVEINT.NRAMAT + 1), 0);
     kve::allocate_factors();
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         kve::RMatrix& r = RMAT(k);
-        r.type = types[static_cast<std::size_t>(k - 1)];
+        r.structure = structures[static_cast<std::size_t>(k - 1)];
         r.rank = 2;
         r.log_det = -1000.0 * k - 0.0625;
         r.l_log_det = k % 2 == 0;
@@ -264,7 +264,8 @@ Outcome report() {
 }  // namespace
 
 TEST(ModelStatistics, EachStructureHasItsTable) {
-    build_factors({"PGMIX", "PED", "ABS_QTL", "GREL", "COR", "DOM", "I", "PED"});
+    using enum kve::Structure;
+    build_factors({PGMIX, PED, ABS_QTL, GREL, COR, DOM, I, PED});
     FACTORS.NRALEV(8) = 2000000000;
     DIRECTIVES.ITASK = kve::kSolveByKve4;
     const Outcome all = report();
@@ -298,7 +299,7 @@ TEST(ModelStatistics, EachStructureHasItsTable) {
 }
 
 TEST(ModelStatistics, AnimalsAreListedInTheOrderOfTheirChain) {
-    build_factors({"PED", "PGMIX"});
+    build_factors({kve::Structure::PED, kve::Structure::PGMIX});
     ASSERT_EQ(IDL.allocate(120), 0);
     // Row 110 is the sentinel; the chain runs through rows 109, 108 and so on.
     for (int32_t row = 1; row <= 110; ++row)

@@ -12,6 +12,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "directives/catalogue.h"
+
 using Ints = std::vector<int32_t>;
 using Floats = std::vector<float>;
 
@@ -38,6 +40,8 @@ std::string printed(const Item& item) {
     } else if constexpr (std::is_arithmetic_v<Item>) {
         char digits[40];
         return {digits, std::to_chars(digits, std::end(digits), item).ptr};
+    } else if constexpr (std::is_same_v<Item, kve::Structure>) {
+        return printed(kve::Text<12>(kve::structure_name(item)));
     } else if constexpr (requires { item.raw; }) {
         return printed(item.raw == -1);
     } else if constexpr (requires { item.padded(); }) {

@@ -44,6 +44,8 @@ struct Distinct {
             item = std::to_string(n);
         else if constexpr (std::is_floating_point_v<Item>)
             item = static_cast<Item>(n + 0.1);
+        else if constexpr (std::is_same_v<Item, Structure>)
+            item = static_cast<Structure>(n % (kStructures + 1));
         else
             item = static_cast<Item>(sizeof item == 8 ? int64_t{n} << 32 : n);
     }
@@ -91,8 +93,8 @@ void visit(RMatrix& r, auto&& extents, auto&& others) {
     extents(NAMED(r.n_cont, r.n_rc, r.rank, r.n_traits, r.n_r_eff, r.n_random_id, r.m_n_rr,
                   r.grp_nlev));
     others(NAMED(
-        r.type, r.method, r.l_ram, r.ass_rf, r.n_phg, r.phg_random, r.ran_factor, r.rel_format,
-        r.rel_file, r.log_det, r.l_log_det, r.l_rr, r.trait_no, r.trait_inp, r.r_eff, r.r_eff_inp,
+        r.method, r.l_ram, r.ass_rf, r.n_phg, r.phg_random, r.ran_factor, r.rel_format, r.rel_file,
+        r.log_det, r.l_log_det, r.l_rr, r.trait_no, r.trait_inp, r.r_eff, r.r_eff_inp,
         r.random_id_inp, r.cont_rc, r.cont_rc1, r.cont_t_no, r.cont_t_inp, r.cont_t_rci, r.cont_eff,
         r.cont_eff_inp, r.cont_eff_rci, r.cont_rr_inp, r.cont_rr_rci, r.cont_coeff, r.cont_id_name,
         r.cont_t_name, r.cont_rr_name, r.cont_rr_eff, r.reduce, r.trait_blk_size, r.trait_blk_start,
@@ -100,6 +102,7 @@ void visit(RMatrix& r, auto&& extents, auto&& others) {
         r.rank_tn, r.rank_ndt, r.cov_mat, r.p_cov_mat, r.grp_inp, r.grp_rci, r.grp_name, r.grp_code,
         r.niegr, r.h_cov_mat, r.l_rcov_zero, r.l_grp_prior, r.l_grp_pr, r.l_cv_rest, r.l_cor_rest,
         r.l_vratio_nom, r.l_vratio_denon, r.l_vratio_mat_rest, r.l_vratio_elem, r.p_ratio));
+    others("type", r.structure);
 }
 
 // Head and tail.
@@ -130,13 +133,15 @@ void visit_run(auto&& given, auto&& others) {
 constexpr auto nothing = [](auto&&...) {};
 
 void allocate_arrays(Model& m) {
-    for (auto* allocate : {allocate_model_level_2, allocate_model_level_3, allocate_model_level_4,
-                           allocate_model_level_5, allocate_model_level_6})
+    for (auto* allocate :
+         {allocate_absorbed_effects, allocate_class_effects, allocate_fixed_and_random_effects,
+          allocate_regressions, allocate_different_covariables})
         allocate(m);
 }
 void allocate_arrays(RMatrix& r) {
-    for (auto* allocate : {RMAT_ALLOC1, RMAT_ALLOC2, RMAT_ALLOC2A, RMAT_ALLOC3, RMAT_ALLOC4,
-                           RMAT_ALLOC5, RMAT_ALLOC6})
+    for (auto* allocate : {allocate_members, allocate_identifiers, allocate_contributions,
+                           allocate_random_regressions, allocate_rows, allocate_zero_covariances,
+                           allocate_residual_groups})
         allocate(r);
 }
 
@@ -184,8 +189,8 @@ void build_rich_model() {
                  {1, 1, 1, 1, 1, 1, 0, 0},
                  {0, 0, 0, 0, 0, 0, 0, 0},
                  {0, 2, 2, 2, 0, 0, 0, 3}});
-    RMAT(1).type = "PED";
-    RMAT(4).type = "GROUP";
+    RMAT(1).structure = Structure::PED;
+    RMAT(4).structure = Structure::GROUP;
     ASSERT_EQ(KVEINT.NORCOV.allocate(2, 7), 0);  // more room than there are pairs of traits
     INTAKE.L_INTERVAL = true;
     DIRECTIVES.td_ptd.factor = 9;
@@ -200,7 +205,7 @@ void build_smallest_model(int members = 1, int groups = 1) {
     build(MODEL, {{0, 0, 1, 1, 0, 0}});
     build(RMAT,
           {{members, members, members, members, 1, members, 0, 0}, {0, 1, 1, 1, 0, 0, 0, groups}});
-    RMAT(1).type = "I";
+    RMAT(1).structure = Structure::I;
     build_run();
 }
 
@@ -213,7 +218,7 @@ void expect_file(Expected special) {
     special("version, release, reserved", Text<1>("6"), Text<3>("5.1"), Text<8>());
     special("zero, zero_8, group_size", 0, 0, 200);
     Scratch scratch;
-    ASSERT_EQ(UNITS.unit_53.open(scratch.folder() / "MODINF"), 0);
+    ASSERT_EQ(UNITS.MODINF.open(scratch.folder() / "MODINF"), 0);
     KVEPFL();
     const Modinf file = decode_modinf(scratch.read("MODINF"));
     Expected run = special;
@@ -264,7 +269,7 @@ TEST(ModelInformation, LeavesOutWhatTheSmallestModelDoesNotHave) {
 // its arrays have room for one.
 TEST(ModelInformation, WritesNoMemberAndNoGroupWhereThereIsNone) {
     build_smallest_model(0, 0);
-    RMAT(2).type = "GROUP";
+    RMAT(2).structure = Structure::GROUP;
     Expected special;
     for (const char* empty : {"NBEGRAT", "grp_code", "niegr", "h_cov_mat", "l_grp_pr"})
         special(empty, Ints());
@@ -276,8 +281,9 @@ TEST(ModelInformation, WritesNoMemberAndNoGroupWhereThereIsNone) {
 TEST(CodeTable, FollowsTheListOfEveryFactor) {
     build(MODEL, {{0, 2, 0, 2, 0, 0}});
     build(RMAT, std::vector(6, Ints{0, 1, 1, 1, 0, 0, 0, 3}));
-    const char* types[] = {"DOM", "PED", "I", "ABS_QTL", "COR", "GROUP"};
-    for (int k = 1; k <= 6; ++k) RMAT(k).type = types[k - 1];
+    using enum Structure;
+    const Structure structures[] = {DOM, PED, I, ABS_QTL, COR, GROUP};
+    for (int k = 1; k <= 6; ++k) RMAT(k).structure = structures[k - 1];
     RMAT(1).ass_rf = RMAT(4).ass_rf = 2;
     build_run();
     ASSERT_EQ(IFL.allocate(10) + IDL.allocate(3), 0);
@@ -305,7 +311,7 @@ TEST(CodeTable, FollowsTheListOfEveryFactor) {
     FACTORS.ITOPRS(5) = 1;
     FACTORS.HEAD_GRP = 9;
     Scratch scratch;
-    ASSERT_EQ(UNITS.unit_54.open(scratch.folder() / "CODE_TABLE"), 0);
+    ASSERT_EQ(UNITS.CODE_TABLE.open(scratch.folder() / "CODE_TABLE"), 0);
     write_code_table();
     std::vector<Ints> found;
     for (const std::string& record : framed_records(scratch.read("CODE_TABLE")))
@@ -315,7 +321,7 @@ TEST(CodeTable, FollowsTheListOfEveryFactor) {
 
 TEST(HandOver, AFullDiskStopsTheRun) {
     build_smallest_model();
-    ASSERT_EQ(UNITS.unit_53.open("/dev/full") + UNITS.unit_54.open("/dev/full"), 0);
+    ASSERT_EQ(UNITS.MODINF.open("/dev/full") + UNITS.CODE_TABLE.open("/dev/full"), 0);
     EXPECT_STOP(KVEPFL(), "ERROR - writing the file MODINF failed\nProgram terminates");
     ASSERT_EQ(IFL.allocate(1), 0);
     FACTORS.ITOPRS(1) = 1;
@@ -329,8 +335,8 @@ TEST(WorkFiles, StayOnlyWhenALineWasWritten) {
     for (int used : {0, 1, 2}) {
         FACTORS.NBAFT(2) = used == 1;
         FACTORS.INBREED_LINES = used == 2;
-        ASSERT_EQ(UNITS.unit_10.open(scratch.folder() / "PEDDATA"), 0);
-        ASSERT_EQ(UNITS.unit_11.open(scratch.folder() / "INBREED"), 0);
+        ASSERT_EQ(UNITS.PEDDATA.open(scratch.folder() / "PEDDATA"), 0);
+        ASSERT_EQ(UNITS.INBREED.open(scratch.folder() / "INBREED"), 0);
         delete_empty_work_files();
         EXPECT_EQ(scratch.has("PEDDATA"), used == 1);
         EXPECT_EQ(scratch.has("INBREED"), used == 2);

@@ -204,7 +204,7 @@ TEST_F(AInverse, AFullDiskStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
                 "ERROR writing A\\*\\*\\(-1\\) for random factor +1\n      Elements written:" +
                     count + "      Elements in A\\*\\*\\(-1\\):" + count +
                     "      IOSTAT             : +[1-9][0-9]*\n\nComputations terminates\n");
-    RMAT(1).type = "COR";
+    RMAT(1).structure = Structure::COR;
     kvewai(1, FACTORS.NRALEV(1), MatrixFile::COR);
     EXPECT_STOP(end_run(),
                 "ERROR - writing the file COR1 failed, the file is not complete\n"

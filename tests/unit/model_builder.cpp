@@ -50,7 +50,7 @@ void build_model(const std::vector<Submodel>& traits) {
     std::ofstream("model.txt") << trait << "\n"
                                << absorbed << models << random << regressions << "0\n";
     std::ofstream("KVE1.reduce") << reduce;
-    ASSERT_EQ(UNITS.unit_15.open("model.txt") + UNITS.unit_16.open("KVE1.reduce"), 0);
+    ASSERT_EQ(UNITS.model_text.open("model.txt") + UNITS.reduced_ranks.open("KVE1.reduce"), 0);
     const int32_t task = std::exchange(DIRECTIVES.ITASK, kVarianceComponents);
     parse_model();
     DIRECTIVES.ITASK = task;

@@ -29,7 +29,7 @@ bool report_says(const std::string& words) {
 
 TEST_F(ModelChecks, PgmixNeedsMethodOne) {
     derive_model({{"2 1 2", "2 1 2"}});
-    RMAT(2).type = "PGMIX";
+    RMAT(2).structure = Structure::PGMIX;
     RMAT(2).method = 1;
     check_structures();
     RMAT(2).method = 7;
@@ -43,7 +43,7 @@ TEST_F(ModelChecks, DeviationsNeedAPlainModelAndKnowTheirPedigree) {
     const std::vector<Submodel> plain = {{"3 1 2 3", "2 1 2", "1 3(1)"}, {"2 1 2", "2 1 2"}};
     check(plain);
     EXPECT_FALSE(DIRECTIVES.td_ptd.pedigree_exists);
-    RMAT(2).type = "PED";
+    RMAT(2).structure = Structure::PED;
     check_structures();
     EXPECT_TRUE(DIRECTIVES.td_ptd.pedigree_exists);
     for (int factor : {0, 3}) {
@@ -134,7 +134,7 @@ TEST_F(ModelChecks, StructuresTellTheirMethodAndNameTheirFiles) {
     r.pgmix_weight = 0.25;
     r.ran_factor = 2.5;
     struct Case {
-        const char* type;
+        Structure structure;
         int method;
         bool options;
         std::string words;
@@ -147,31 +147,31 @@ TEST_F(ModelChecks, StructuresTellTheirMethodAndNameTheirFiles) {
         "Pedigree         : one\nTyped animals    : two\nGenomic rel.     : three\n";
     const std::string weight = "Weight used in G(w) = (1-w)G + wA11:             0.25\n";
     const Case cases[] = {
-        {"PED", 1, false, pedigree + "1 (Sire, Dam - inbreeding)         " + file},
-        {"PED", 12, false, pedigree + "2 (Sire, Dam - no inbreeding)      " + also + file},
-        {"PED", 3, false, pedigree + "3 (Sire, MGS - inbreeding)         " + file},
-        {"PED", 4, false, pedigree + "4 (Sire, MGS - no inbreeding)      " + file},
-        {"PED", 5, false, pedigree + "5 (Sire, Dam - PHG - inbreeding)   " + file},
-        {"PED", 6, false, pedigree + "6 (Sire, Dam - PHG - no inbreeding)" + file},
-        {"PED", 10, false, pedigree + nothing + file},
-        {"PED", 7, true,
+        {Structure::PED, 1, false, pedigree + "1 (Sire, Dam - inbreeding)         " + file},
+        {Structure::PED, 12, false, pedigree + "2 (Sire, Dam - no inbreeding)      " + also + file},
+        {Structure::PED, 3, false, pedigree + "3 (Sire, MGS - inbreeding)         " + file},
+        {Structure::PED, 4, false, pedigree + "4 (Sire, MGS - no inbreeding)      " + file},
+        {Structure::PED, 5, false, pedigree + "5 (Sire, Dam - PHG - inbreeding)   " + file},
+        {Structure::PED, 6, false, pedigree + "6 (Sire, Dam - PHG - no inbreeding)" + file},
+        {Structure::PED, 10, false, pedigree + nothing + file},
+        {Structure::PED, 7, true,
          pedigree + nothing + also +
              "\nPhantom Parent Groups Random - Factor added:              2.5" + file},
-        {"GREL", 0, false, "G(x)G0\nFile name : one\n\n"},
-        {"COR", 0, false, "C(x)G0\nFile name : one\n\n"},
-        {"DOM", 0, false, "D(x)G0\nFile name : one\n\n"},
-        {"ABS_QTL", 0, false, "IBD - Effect absorbed\nFile name : one\n\n"},
-        {"PGMIX", 1, false, mixed + weight},
-        {"PGMIX", 1, true,
+        {Structure::GREL, 0, false, "G(x)G0\nFile name : one\n\n"},
+        {Structure::COR, 0, false, "C(x)G0\nFile name : one\n\n"},
+        {Structure::DOM, 0, false, "D(x)G0\nFile name : one\n\n"},
+        {Structure::ABS_QTL, 0, false, "IBD - Effect absorbed\nFile name : one\n\n"},
+        {Structure::PGMIX, 1, false, mixed + weight},
+        {Structure::PGMIX, 1, true,
          mixed + "G-matrix adjusted: ave(diag(G)) == ave(diag(A11))\n" +
              "                   ave(off-diag(G)) == ave(off-diag(A11)\n" + weight},
     };
     for (const Case& c : cases) {
-        r.type = c.type;
+        r.structure = c.structure;
         r.method = c.method;
         r.l_ram = r.phg_random = r.pgmix_g_adjust = c.options;
         EXPECT_TRUE(report_says("Variance structure " + c.words)) << c.words;
-        EXPECT_EQ(report_says(" R_A\n"), r.is("ABS_QTL"));
+        EXPECT_EQ(report_says(" R_A\n"), r.structure == Structure::ABS_QTL);
     }
 }
 

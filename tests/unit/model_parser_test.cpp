@@ -36,7 +36,7 @@ class ModelParser : public ModelTest {
 
     static void parse_text(const std::string& text) {
         std::ofstream("model.txt") << text;
-        ASSERT_EQ(UNITS.unit_15.open("model.txt"), 0);
+        ASSERT_EQ(UNITS.model_text.open("model.txt"), 0);
         state::KVEINT = ModelCounts();
         parse_model();
         ASSERT_EQ(flush_log(), 0);
@@ -221,7 +221,7 @@ TEST_F(ModelParser, RefusedRandomLines) {
 TEST_F(ModelParser, ReducedRank) {
     auto reduce = [](const std::string& text, const Replaced& lines) {
         std::ofstream("KVE1.reduce") << text;
-        ASSERT_EQ(UNITS.unit_16.open("KVE1.reduce"), 0);
+        ASSERT_EQ(UNITS.reduced_ranks.open("KVE1.reduce"), 0);
         parse(lines);
     };
     // Without $REDUCE a file left in the folder counts for nothing.

@@ -97,7 +97,7 @@ TEST_F(Passes, AgreeWithASlowCount) {
     MODEL(3).wgt_inp_no = 8;
     for (int32_t i : {1, 3}) {
         MODEL(i).n_absorb = 2;
-        allocate_model_level_2(MODEL(i));
+        allocate_absorbed_effects(MODEL(i));
         MODEL(i).a_ef_inp(1) = 6;
         MODEL(i).a_ef_inp(2) = 7;
     }
@@ -106,7 +106,7 @@ TEST_F(Passes, AgreeWithASlowCount) {
     DIRECTIVES.n_data_files = 1;
     DIMENSIONS.MFL.now = 3;  // the level table grows on the way
     allocate_tables();
-    RMAT(3).type = "GROUP";
+    RMAT(3).structure = Structure::GROUP;
     RMAT(3).grp_inp = 9;
     allocate_record();
     const UsabilityPlan second = plan_usability(kSecondPassRules, "TEST");
@@ -147,7 +147,7 @@ TEST_F(Passes, AgreeWithASlowCount) {
             if ((usable & traits) != 0 && row.i[column] > 0) ++trees[tree][row.i[column]];
     }
     data.close();
-    ASSERT_EQ(UNITS.text_1.open("data"), 0);
+    ASSERT_EQ(UNITS.data_text_1.open("data"), 0);
     KVEFP1();
 
     EXPECT_EQ(INTAKE.NREC, 4000);

@@ -57,11 +57,11 @@ void process(const std::vector<Factor>& factors, int32_t task) {
     KVEINT.NRAMAT = static_cast<int32_t>(factors.size());
     ASSERT_EQ(RMAT.allocate(KVEINT.NRAMAT + 1), 0);
     allocate_factors();
-    ASSERT_EQ(UNITS.unit_10.open("PEDDATA") + UNITS.unit_11.open("INBREED"), 0);
+    ASSERT_EQ(UNITS.PEDDATA.open("PEDDATA") + UNITS.INBREED.open("INBREED"), 0);
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         const Factor& factor = factors[k - 1];
         RMatrix& r = RMAT(k);
-        r.type = factor.blended ? "PGMIX" : "PED";
+        r.structure = factor.blended ? Structure::PGMIX : Structure::PED;
         r.method = factor.method;
         r.l_ram = factor.method % 2 == 0;
         r.ran_factor = kRatio;

@@ -26,7 +26,7 @@ class Priors : public ModelTest {
         derive_model(traits);
         RMatrix& residual = RMAT(RMAT.size());
         residual.grp_nlev = groups;
-        if (groups > 1) residual.type = "GROUP";
+        if (groups > 1) residual.structure = Structure::GROUP;
     }
 
     static void run_on(const std::string& content) {
@@ -239,7 +239,7 @@ TEST_F(Priors, PatternsOfPresentTraits) {
 TEST_F(Priors, EveryListOfRecordPositionsMovesOnce) {
     derive_model({{"4 1 2 3 4(0)", "2 1 1", "2 5(2) 6(3)"}, {"2 1 5", "1 1"}});
     state::KVEINT.MAX_N_ABSORB = 1;
-    RMAT(2).type = "GROUP";
+    RMAT(2).structure = Structure::GROUP;
     place_effects_in_record();
     EXPECT_EQ(state::RECODED.n_fixed_positions, 3);
     // The place of a regression in a fixed effect is set with the equation numbers.
@@ -278,7 +278,7 @@ TEST_F(Priors, PhenotypicSectionOnlyWhereItMakesSense) {
                       "\nCOMPUTATION OF PHENOTYPIC CO-VARIANCE MATRIX TRIED\n"
                       "CHECK MODEL AND RESULTS CAREFULLY!\n\n"));
     state::MODEL(2).n_reg = 1;
-    allocate_model_level_5(state::MODEL(2));
+    allocate_regressions(state::MODEL(2));
     EXPECT_TRUE(holds(listing(), "Phenotypic"));  // a general regression changes nothing
     state::MODEL(2).reg_type(1) = kNestedInFixed;
     EXPECT_FALSE(holds(listing(), "Phenotypic"));

@@ -50,7 +50,8 @@ void write_file(const char* name, const std::string& bytes) {
 ReadBack read(DataFormat format, const std::string& bytes, int32_t ni = 1, int32_t nr = 1) {
     begin_data(ni, nr, format, 1);
     write_file("data", bytes);
-    EXPECT_EQ(format == kAscii ? UNITS.text_1.open("data") : UNITS.records_1.open("data"), 0);
+    EXPECT_EQ(format == kAscii ? UNITS.data_text_1.open("data") : UNITS.data_records_1.open("data"),
+              0);
     return read_to_end();
 }
 ReadBack read_text(const std::string& text) { return read(kAscii, text); }
@@ -144,7 +145,7 @@ TEST_F(RawRecord, TwoFilesHoldIntegersAndReals) {
     begin_data(2, 1, kAscii, 2);
     write_file("integers", "1 2 x\n3\n4\n5 6\n");
     write_file("reals", "7 x\n8\n");
-    ASSERT_EQ(UNITS.text_1.open("integers") + UNITS.text_3.open("reals"), 0);
+    ASSERT_EQ(UNITS.data_text_1.open("integers") + UNITS.data_text_2.open("reals"), 0);
     const ReadBack back = read_to_end();
     EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
     EXPECT_EQ(back.status, kEndOfData) << "also when only the second file ends";

@@ -61,7 +61,7 @@ void grow_on_a_full_disk() {
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit few_bytes{100, 100};
     setrlimit(RLIMIT_FSIZE, &few_bytes);
-    ALLOC_MFL(1);
+    grow_levels();
 }
 
 }  // namespace
@@ -140,9 +140,9 @@ TEST(Growth, KeepsContentAndZeroesTheTail) {
     for (int32_t k = 1; k <= 25; ++k)
         IDL(k).mark = IDL(k).n_desc = IF(k) = IN(k) = IV(k) = k, AD(k) = LD(k) = k;
     std::iota(AI.begin(), AI.end(), 1.0);
-    ALLOC_MFL(1);
-    ALLOC_MDL(1);
-    ALLOC_MAXNRM(1);
+    grow_levels();
+    grow_animals();
+    grow_elements();
     EXPECT_EQ(DIMENSIONS.MFL.now, 20);    // 20.9
     EXPECT_EQ(DIMENSIONS.MDL.now, 27);    // 27.5
     EXPECT_EQ(DIMENSIONS.MAXNRM.now, 6);  // one more at least
@@ -159,7 +159,7 @@ TEST(Growth, KeepsContentAndZeroesTheTail) {
     // In more than 32 bits the last product is 22000001.6.
     for (auto [old, next] : {std::pair{10, 11}, {100000, 110000}, {20000001, 22000000}}) {
         DIMENSIONS.MFL.now = old;
-        ALLOC_MFL(1);
+        grow_levels();
         EXPECT_EQ(DIMENSIONS.MFL.now, next);
     }
     // Nothing is left behind in the folder.
@@ -168,7 +168,7 @@ TEST(Growth, KeepsContentAndZeroesTheTail) {
     EXPECT_STOP(grow_on_a_full_disk(),
                 "ERROR - ALLOC_MFL: the scratch file cannot be written\nProgram terminates\n");
     DIMENSIONS.MFL.now = 2000000000;
-    EXPECT_STOP(ALLOC_MFL(1), "allocate +: IFL\nWith elements +: +15400000000\n");
+    EXPECT_STOP(grow_levels(), "allocate +: IFL\nWith elements +: +15400000000\n");
 }
 
 TEST(IntToText, WritesLeftAdjustedAndStopsWhenItDoesNotFit) {
