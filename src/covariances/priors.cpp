@@ -7,7 +7,6 @@
 #include "covariances/covariance_triangle.h"
 #include "covariances/prior_lines.h"
 #include "data/intake.h"
-#include "data/record_positions.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -141,7 +140,6 @@ void KVE_PRIORS() {
     allocate_groups_and_clear();
     if (read_priors(errors)) judge_priors(errors);
     for (int32_t i = 1; i <= KVEINT.nt; ++i) RSD(i) = std::sqrt(residual_of(RMAT).cov_mat(i, i));
-    place_effects_in_record();
 }
 
 }  // namespace kve

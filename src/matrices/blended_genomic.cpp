@@ -14,7 +14,7 @@ namespace kve {
 
 READS(RMAT);
 WRITES(FACTORS);
-WRITES(IDL);
+READS(IDL);
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include "data/first_pass.h"
 #include "data/level_counts.h"
 #include "data/recoding.h"
+#include "data/record_positions.h"
 #include "directives/dimensions.h"
 #include "directives/directive_reader.h"
 #include "directives/directives.h"
@@ -62,11 +63,12 @@ void run() {
     settle_trait_classes();          // final trait_type
     report_model();
     if (status != 0) terminate_run();
-    apply_restrictions();     // flags of restriction in RMAT
-    allocate_tables();        // IFL, IDL, the sparse store
-    KVEFP1();                 // levels in IFL, counts in INTAKE
-    count_residual_groups();  // grp_nlev
-    KVE_PRIORS();             // cov_mat, h_cov_mat, RSD, positions in the recoded record
+    apply_restrictions();       // flags of restriction in RMAT
+    allocate_tables();          // IFL, IDL, the sparse store
+    KVEFP1();                   // levels in IFL, counts in INTAKE
+    count_residual_groups();    // grp_nlev
+    place_effects_in_record();  // positions in the recoded record
+    KVE_PRIORS();               // cov_mat, h_cov_mat, RSD
     list_starting_values();
     scale_starting_values();    // cov_mat, h_cov_mat
     summarise_data();           // n_obs

@@ -22,17 +22,22 @@ inline constexpr int32_t kTableFull = -9;
 // A key whose absolute value has no 31-bit string.
 [[noreturn]] void stop_bitstr_error(int32_t key);
 
+// The road of a key through a tree: its absolute value, least significant bit first. So a key and
+// its negative share a road and are told apart by comparison; after the 31st bit every bit is 0.
+// Stops on the one key without a bit string.
+inline uint32_t road_bits(int32_t key) {
+    if (key == std::numeric_limits<int32_t>::min()) [[unlikely]]
+        stop_bitstr_error(key);
+    return static_cast<uint32_t>(key < 0 ? -key : key);
+}
+
 // Looks `key` up in the tree at `root`, adds `increment` to the n_obs of its row, and with `insert`
-// enters it in a new row behind the `used` ones when it is absent. The road through the tree is the
-// absolute value of the key, least significant bit first, so a key and its negative share a road
-// and are told apart by comparison; behind the 31st bit every bit is 0. When the table is full
-// nothing changes. Stops on the one key without a bit string.
+// enters it in a new row after the `used` ones when it is absent. When the table is full nothing
+// changes.
 template <class Row>
 [[nodiscard]] inline LevelPlace level_code(int32_t key, int32_t& root, int32_t increment,
                                            Vec<Row>& table, bool insert, int32_t& used) {
-    if (key == std::numeric_limits<int32_t>::min()) [[unlikely]]
-        stop_bitstr_error(key);
-    uint32_t bits = static_cast<uint32_t>(key < 0 ? -key : key);
+    uint32_t bits = road_bits(key);
     int32_t* link = &root;
     while (*link != 0) {
         Row& row = table(*link);
@@ -53,11 +58,16 @@ template <class Row>
     return {used, true};
 }
 
-// The row of `key`, or 0, changing nothing.
+// The row of `key`, or 0.
 template <class Row>
-[[nodiscard]] inline int32_t find_level(int32_t key, int32_t root, Vec<Row>& table) {
-    int32_t used = 0;
-    return level_code(key, root, 0, table, false, used).row;
+[[nodiscard]] inline int32_t find_level(int32_t key, int32_t root, const Vec<Row>& table) {
+    uint32_t bits = road_bits(key);
+    int32_t row = root;
+    while (row != 0 && table(row).key != key) {
+        row = (bits & 1U) != 0 ? table(row).child_1 : table(row).child_0;
+        bits >>= 1;
+    }
+    return row;
 }
 
 inline void grow_table_of(const Vec<LevelRow>&) { grow_levels(); }

@@ -4,13 +4,16 @@
 #include <limits>
 
 #include "data/factors.h"
+#include "data/intake.h"
 #include "data/level_counts.h"
+#include "data/record_positions.h"
 #include "model_builder.h"
 #include "stops.h"
 #include "store/level_code.h"
 
 using namespace kve;
 
+WRITES(KVEINT);
 WRITES(MODEL);
 WRITES(RMAT);
 WRITES(FACTORS);
@@ -100,4 +103,19 @@ TEST_F(EquationNumbers, OneLevelFactorTakesALevelPerRandomRegression) {
     for (int32_t row = FACTORS.ITOPRS(1); row != 0; row = IFL(row).next)
         levels.insert(levels.end(), {IFL(row).key, IFL(row).level, IFL(row).n_obs});
     EXPECT_EQ(levels, (Numbers{1, 1, 0, 2, 2, 0, 7, 3, 1}));
+}
+
+// Trait 1 has one absorbed, two fixed and two random effects, one of them without a column, and
+// nested regressions; trait 2 one fixed and one random effect.
+TEST_F(ModelTest, EveryListOfRecordPositionsMovesOnce) {
+    derive_model({{"4 1 2 3 4(0)", "2 1 1", "2 5(2) 6(3)"}, {"2 1 5", "1 1"}});
+    KVEINT.MAX_N_ABSORB = 1;
+    RMAT(2).structure = Structure::GROUP;
+    place_effects_in_record();
+    EXPECT_EQ(state::RECODED.n_fixed_positions, 3);
+    // The place of a regression in a fixed effect is set with the equation numbers.
+    expect_fields({"MODEL(1): ef_rci 2 3 5 0; f_ef_rci 2 3; r_ef_rci 5 0; reg_n_rci 0 5",
+                   "MODEL(2): ef_rci 4 6; f_ef_rci 4; r_ef_rci 6",
+                   "RMAT(1): grp_rci 0; cont_eff_rci 5 5 6; t_r_id_rci 5 0 6; r_id_rci 5 6",
+                   "RMAT(2): grp_rci 7"});
 }

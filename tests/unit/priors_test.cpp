@@ -8,7 +8,6 @@
 #include "covariances/covariance_listing.h"
 #include "covariances/scaling.h"
 #include "data/intake.h"
-#include "data/record_positions.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/triangle_listing.h"
@@ -232,21 +231,6 @@ TEST_F(Priors, PatternsOfPresentTraits) {
                       " singularity found in r-inverse for"));
     EXPECT_EQ(FAIL, 1);
     EXPECT_STOP(KVEGRI(3, 1e-18, FAIL, 1), "KVEGRI called with illegel I_CODE :  *3\n");
-}
-
-// Trait 1 has one absorbed, two fixed and two random effects, one of them without a column, and
-// nested regressions; trait 2 one fixed and one random effect.
-TEST_F(Priors, EveryListOfRecordPositionsMovesOnce) {
-    derive_model({{"4 1 2 3 4(0)", "2 1 1", "2 5(2) 6(3)"}, {"2 1 5", "1 1"}});
-    state::KVEINT.MAX_N_ABSORB = 1;
-    RMAT(2).structure = Structure::GROUP;
-    place_effects_in_record();
-    EXPECT_EQ(state::RECODED.n_fixed_positions, 3);
-    // The place of a regression in a fixed effect is set with the equation numbers.
-    expect_fields({"MODEL(1): ef_rci 2 3 5 0; f_ef_rci 2 3; r_ef_rci 5 0; reg_n_rci 0 5",
-                   "MODEL(2): ef_rci 4 6; f_ef_rci 4; r_ef_rci 6",
-                   "RMAT(1): grp_rci 0; cont_eff_rci 5 5 6; t_r_id_rci 5 0 6; r_id_rci 5 6",
-                   "RMAT(2): grp_rci 7"});
 }
 
 TEST_F(Priors, ListingOfTheSimplestModel) {
