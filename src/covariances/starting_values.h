@@ -1,6 +1,7 @@
-// Shows the starting (co)variances and, when the directives ask for it, scales them by the residual
-// standard deviations and shows them again. Reads and scales RMAT. Stopped by scaling without
-// priors.
+// Stage list_starting_values, scale_starting_values: shows the starting (co)variances and, when the
+// directives ask for it, scales them by the residual standard deviations and shows them again.
+//
+// Reads RMAT, RSD, ISCALE. Scales cov_mat and h_cov_mat of RMAT. Stopped by scaling without priors.
 #pragma once
 
 namespace kve {

@@ -112,7 +112,7 @@ void mark_used_variables() {
 
 bool is_zero_one_trait(const Model& m) {
     return m.trait_type == kBinary || m.trait_type == kMixtureLinear ||
-           (m.trait_type == kGeneralized && m.var_fn == "BINOMIAL");
+           (m.trait_type == kGeneralized && m.family == VarianceFamily::BINOMIAL);
 }
 
 void add_tree(FirstPass& pass, int32_t tree, int32_t& root) {

@@ -39,10 +39,11 @@ bool columns_exist(const CENS_NODE& node) {
 
 }  // namespace
 
-void mark_censored_traits(int& status) {
+int mark_censored_traits() {
+    int faults = 0;
     for (const CENS_NODE& node : DIRECTIVES.cens) {
         if (!trait_is_free(node) || !columns_exist(node)) {
-            ++status;
+            ++faults;
             continue;
         }
         Model& m = MODEL(node.trait);
@@ -50,6 +51,7 @@ void mark_censored_traits(int& status) {
         m.cens_inp = node.censoring_code;
         m.int_max_inp = node.has_upper_limit ? node.upper_limit : 0;
     }
+    return faults;
 }
 
 }  // namespace kve

@@ -1,11 +1,13 @@
-// The $CENS lines, applied to the submodels.
+// Stage mark_censored_traits: the $CENS lines, applied to the submodels.
+//
+// Reads the $CENS list of DIRECTIVES, NI, NR. Writes l_cens, cens_inp and int_max_inp of the
+// censored traits in MODEL. Stops nothing itself.
 #pragma once
 
 namespace kve {
 
-// Marks the censored traits in MODEL with the columns of their censoring code and upper limit.
-// A line for a trait that does not exist, a second one for a trait, and a column outside
-// the data are told on the listing, add 1 each to `status` and change nothing.
-void mark_censored_traits(int& status);
+// The number of faulty lines, each told on the listing and without effect: for a trait that does
+// not exist, a second one for a trait, a column outside the data.
+[[nodiscard]] int mark_censored_traits();
 
 }  // namespace kve

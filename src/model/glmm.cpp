@@ -19,6 +19,7 @@ namespace {
 constexpr std::string_view kUser = "USER";
 
 struct Family {
+    VarianceFamily family;
     std::string_view word, var_f, deviance;
 };
 
@@ -27,11 +28,11 @@ struct Link {
 };
 
 constexpr Family kFamilies[] = {
-    {"NORMAL", "1", "(Y-MU)**2"},
-    {"POISSON", "MU", "2*(Y*LOG(Y/MU)-(Y-MU))"},
-    {"BINOMIAL", "MU*(1-MU)", "2*(Y*LOG(Y/MU)+(1-Y)*LOG((1-Y)/(1-MU)))"},
-    {"GAMMA", "MU**2", "2*(Y/MU-1+LOG(MU/Y))"},
-    {"INVGAUSSIAN", "MU**3", "((Y-MU)**2)/((MU**2)*Y)"},
+    {VarianceFamily::NORMAL, "NORMAL", "1", "(Y-MU)**2"},
+    {VarianceFamily::POISSON, "POISSON", "MU", "2*(Y*LOG(Y/MU)-(Y-MU))"},
+    {VarianceFamily::BINOMIAL, "BINOMIAL", "MU*(1-MU)", "2*(Y*LOG(Y/MU)+(1-Y)*LOG((1-Y)/(1-MU)))"},
+    {VarianceFamily::GAMMA, "GAMMA", "MU**2", "2*(Y/MU-1+LOG(MU/Y))"},
+    {VarianceFamily::INVGAUSSIAN, "INVGAUSSIAN", "MU**3", "((Y-MU)**2)/((MU**2)*Y)"},
 };
 
 // Kept: the bracket that is missing behind the second PROBIT, and the inverse of COMPLOG and
@@ -84,10 +85,10 @@ void say_function_error(const char* head, int32_t trait, const FunctionMessages&
 }
 
 // `arguments` is what stands behind USER, in brackets. All commas behind the last part but one
-// belong to the last part.
-void take_user_functions(int32_t trait, std::string_view arguments,
-                         std::span<const UserFunction> parts, FunctionTable& functions,
-                         int& status) {
+// belong to the last part. The number of functions with errors.
+int take_user_functions(int32_t trait, std::string_view arguments,
+                        std::span<const UserFunction> parts, FunctionTable& functions) {
+    int faults = 0;
     std::string_view rest = arguments.size() < 2 ? "" : arguments.substr(1, arguments.size() - 2);
     for (const UserFunction& part : parts) {
         const bool is_last = &part == &parts.back();
@@ -97,18 +98,20 @@ void take_user_functions(int32_t trait, std::string_view arguments,
         FunctionMessages messages;
         const int32_t number = (trait - 1) * kFunctionsOfTrait + part.number;
         if (parse_function(functions, number, text, part.variables, messages) == 0) continue;
-        ++status;
+        ++faults;
         say_function_error(part.error, trait, messages);
     }
+    return faults;
 }
 
-// The word USER, whose functions are taken, or the word of the table of families or links.
-void take_word(Text<256>& word, int32_t trait, const Text<256>& given,
-               std::span<const UserFunction> parts, FunctionTable& functions, int& status) {
+// The word USER, whose functions are taken, or the word of the table of families or links. The
+// number of functions with errors.
+int take_word(Text<256>& word, int32_t trait, const Text<256>& given,
+              std::span<const UserFunction> parts, FunctionTable& functions) {
     word = given;
-    if (!given.view().starts_with(kUser)) return;
+    if (!given.view().starts_with(kUser)) return 0;
     word = kUser;
-    take_user_functions(trait, given.view().substr(kUser.size()), parts, functions, status);
+    return take_user_functions(trait, given.view().substr(kUser.size()), parts, functions);
 }
 
 bool trait_is_free(const GLMM_NODE& node) {
@@ -128,19 +131,21 @@ bool trait_is_free(const GLMM_NODE& node) {
     return true;
 }
 
-void take_line(const GLMM_NODE& node, FunctionTable& functions, int& status) {
+// The number of faults in the line.
+int take_line(const GLMM_NODE& node, FunctionTable& functions) {
+    if (!trait_is_free(node)) return 1;
     Model& m = MODEL(node.trait);
     m.l_glmm = true;
-    take_word(m.var_fn, node.trait, node.varf, kVarianceParts, functions, status);
-    take_word(m.link_fn, node.trait, node.link, kLinkParts, functions, status);
+    int faults = take_word(m.var_fn, node.trait, node.varf, kVarianceParts, functions);
+    faults += take_word(m.link_fn, node.trait, node.link, kLinkParts, functions);
     m.corr_fact = node.corr_fact;
     m.offset_inp = node.offset_column;
-    if (node.offset_column >= 0 && node.offset_column <= DIRECTIVES.NR) return;
-    ++status;
+    if (node.offset_column >= 0 && node.offset_column <= DIRECTIVES.NR) return faults;
     page_if(2);
     blank_lines();
     say_line("ERROR - Illegal OFFSET real variable for trait no.: %12d value: %12d", node.trait,
              node.offset_column);
+    return faults + 1;
 }
 
 // Null for an unknown word.
@@ -151,15 +156,16 @@ const Entry* find_word(const Entry (&table)[N], const Text<256>& word) {
     return nullptr;
 }
 
-void settle_variance(Model& m, int32_t trait, int& status) {
-    if (m.l_glmm && m.var_fn == kUser) return;
+// 0, or 1 for an unknown word.
+int settle_variance(Model& m, int32_t trait) {
+    if (m.l_glmm && m.var_fn == kUser) return 0;
     const Family* family = m.l_glmm ? find_word(kFamilies, m.var_fn) : &kNormal;
     if (family != nullptr) {
+        m.family = family->family;
         m.var_f = family->var_f;
         m.deviance = family->deviance;
-        return;
+        return 0;
     }
-    ++status;
     page_if(3);
     blank_lines();
     say_line(
@@ -167,41 +173,39 @@ void settle_variance(Model& m, int32_t trait, int& status) {
         "Try to specify the variance function as a",
         KVE_SV(m.var_fn.view()), trait);
     say_line(" USER defined function");
+    return 1;
 }
 
-void settle_link(Model& m, int32_t trait, int& status) {
-    if (m.l_glmm && m.link_fn == kUser) return;
+int settle_link(Model& m, int32_t trait) {
+    if (m.l_glmm && m.link_fn == kUser) return 0;
     const Link* link = m.l_glmm ? find_word(kLinks, m.link_fn) : &kIdentity;
     if (link != nullptr) {
         m.link_f = link->link_f;
         m.dlink_f = link->dlink_f;
         m.invlink_f = link->invlink_f;
-        return;
+        return 0;
     }
-    ++status;
     page_if(3);
     say_line("ERROR - Specified link function %.*s for trait %12d is not implemented.",
              KVE_SV(m.link_fn.view()), trait);
     say_line(" Try to specify the link function as a");
     say_line(" USER defined function");
+    return 1;
 }
 
 }  // namespace
 
-void set_generalized_models(int& status) {
+int set_generalized_models() {
     const int64_t n_functions = int64_t{kFunctionsOfTrait} * KVEINT.nt;
     FunctionTable functions;
     check_allocated(functions.allocate(n_functions), "GLMM", "FUNCTIONS", n_functions);
-    for (const GLMM_NODE& node : DIRECTIVES.glmm) {
-        if (trait_is_free(node))
-            take_line(node, functions, status);
-        else
-            ++status;
-    }
+    int faults = 0;
+    for (const GLMM_NODE& node : DIRECTIVES.glmm) faults += take_line(node, functions);
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
-        settle_variance(MODEL(i), i, status);
-        settle_link(MODEL(i), i, status);
+        faults += settle_variance(MODEL(i), i);
+        faults += settle_link(MODEL(i), i);
     }
+    return faults;
 }
 
 }  // namespace kve

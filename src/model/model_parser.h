@@ -1,8 +1,9 @@
-// The model section: what stands in it decides by the place of its lines, without keywords.
+// Stage parse_model: the model section. What stands in it decides by the place of its lines,
+// without keywords.
 //
-// Reads the model text (unit 15), KVE1.reduce (unit 16, only with $REDUCE) and the directives.
-// Leaves MODEL and the model counters of KVEINT, and KVE_LOG with all that was understood. A fault
-// is told in KVE_LOG and ends the run.
+// Reads the model text and, with $REDUCE alone, KVE1.reduce of UNITS, and DIRECTIVES. Writes MODEL,
+// the model counters of KVEINT, and KVE_LOG with all that was understood; closes both files. Stops,
+// with the words in KVE_LOG: any fault in the text that its block does not let pass.
 #pragma once
 
 namespace kve {

@@ -31,6 +31,9 @@ enum RegressionType : int32_t {
     kNestedInRandom = 2,  // a random regression
 };
 
+// How the variance of a generalized trait follows from its mean: the words of VARF=.
+enum class VarianceFamily : int8_t { none, NORMAL, POISSON, BINOMIAL, GAMMA, INVGAUSSIAN };
+
 // The submodel of one trait.
 struct Model {
     int32_t trait_type = 0;
@@ -110,6 +113,7 @@ struct Model {
     logical4 l_glmm{};
     float corr_fact = 0.0F;
     int32_t offset_inp = 0, offset_rci = 0;
+    VarianceFamily family = VarianceFamily::none;  // none with functions of the user's
     Text<256> var_fn, link_fn, var_f, link_f, dlink_f, invlink_f, deviance;
 
     // Sequential binary and mixture pairs, censoring

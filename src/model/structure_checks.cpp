@@ -64,18 +64,16 @@ bool task_has_deviations(int32_t task) {
     return task == kSampling || task == kSolveByKve4 || task == kSolveByKve5;
 }
 
-// Trait deviations and progeny trait deviations.
-void check_trait_deviations() {
-    TrendRequest& request = DIRECTIVES.td_ptd;
-    if (!request.asked || !task_has_deviations(DIRECTIVES.ITASK)) return;
-    if (request.factor < 1 || request.factor > KVEINT.NRAMAT) {
-        page_if(2);
-        say("  ERROR - Random factor specified for computation of TD and PTD: %12d",
-            request.factor);
-        say("          Must be between 1 and %12d", KVEINT.NRAMAT);
-        terminate_run();
-    }
-    request.pedigree_exists = RMAT(request.factor).structure == Structure::PED;
+// Of trait deviations and progeny trait deviations.
+void check_factor_of_deviations(int32_t factor) {
+    if (factor >= 1 && factor <= KVEINT.NRAMAT) return;
+    page_if(2);
+    say("  ERROR - Random factor specified for computation of TD and PTD: %12d", factor);
+    say("          Must be between 1 and %12d", KVEINT.NRAMAT);
+    terminate_run();
+}
+
+void check_deviations_are_defined() {
     if (deviations_are_defined()) return;
     page_if(5);
     say("  ERROR - Calculation of Trait Deviations and Progeny Trait Deviations");
@@ -91,7 +89,11 @@ void check_trait_deviations() {
 void check_structures() {
     warn_of_unequal_blocks();
     check_pgmix_methods();
-    check_trait_deviations();
+    TrendRequest& request = DIRECTIVES.td_ptd;
+    if (!request.asked || !task_has_deviations(DIRECTIVES.ITASK)) return;
+    check_factor_of_deviations(request.factor);
+    request.pedigree_exists = RMAT(request.factor).structure == Structure::PED;
+    check_deviations_are_defined();
 }
 
 }  // namespace kve

@@ -57,12 +57,11 @@ void run() {
     derive_covariance_structure();  // RMAT
     write_log_tables();             // KVE_LOG
     check_structures();
-    int status = 0;
-    set_generalized_models(status);  // functions, offset columns
-    mark_censored_traits(status);    // columns of censoring codes
-    settle_trait_classes();          // final trait_type
+    int faults = set_generalized_models();  // functions, offset columns
+    faults += mark_censored_traits();       // columns of censoring codes
+    settle_trait_classes();                 // final trait_type
     report_model();
-    if (status != 0) terminate_run();
+    if (faults > 0) terminate_run();
     apply_restrictions();       // flags of restriction in RMAT
     allocate_tables();          // IFL, IDL, the sparse store
     KVEFP1();                   // levels in IFL, counts in INTAKE

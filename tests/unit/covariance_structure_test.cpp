@@ -50,6 +50,11 @@ TEST_F(CovarianceStructure, FollowsFromTheEffectsOfTheTraits) {
         {"behind regressions the row of the last one, behind an earlier trait its last row",
          {{"2 1 2", "2 1 + 1", "1 3(1)"}, {"1 1", "1 + 1"}},
          {"RMAT(1): cont_rc 1 2 2 2; rank 2"}},
+        {"the matrix drawn in the header: a list with levels, a merged effect, a second trait",
+         {{"3 4 2 6", "2 1 + 1", "2 [3:4,2,L]"}, {"1 2", "1 1"}},
+         {"RMAT(1): n_cont 5; n_traits 2; cont_rc 1 2 2 2 3; cont_rc1 1 1 2 1 1; "
+          "cont_eff_inp 2 2 2 6 2; cont_rr_inp 0 3 4 0 0; trait_blk_size 2 1; "
+          "trait_blk_start 1 3; rank 3"}},
         {"alone in its matrix it has row 0, and the matrix no member",
          {{"2 1 2", "2 1 + 2"}},
          {"RMAT(2): n_traits 0; random_id_inp 2; cont_rc 0; rank 0"}},
