@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <string>
-#include <vector>
 
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -13,27 +12,20 @@ WRITES(DIRECTIVE_ERROR_FLAG);
 
 namespace {
 
-// The lines of one message, gathered first since the page rule asks for their number.
-class Message {
- public:
+// A message of the directive reader: a blank line, then its lines with a margin.
+struct Message {
+    Block block;
+
+    Message() { block.blank(); }
+
     [[gnu::format(printf, 2, 3)]] void line(const char* format, ...) {
+        std::string text;
         std::va_list items;
         va_start(items, format);
-        append_list(lines_.emplace_back(), format, items);
+        append_list(text, format, items);
         va_end(items);
+        block.line("%9s%s", "", text.c_str());
     }
-
-    void print() const {
-        int lines = static_cast<int>(lines_.size()) + 1;
-        page_if(lines);
-        blank();
-        for (const std::string& text : lines_)
-            say("%s%s", text.empty() ? "" : "         ", text.c_str());
-        count_lines(lines);
-    }
-
- private:
-    std::vector<std::string> lines_;
 };
 
 void tell_name_counts(Message& m, long long integers, long long reals, long long found) {
@@ -151,7 +143,7 @@ void tell_general(Message& m, DirectiveError error, std::string_view keyword, st
             break;
         case refused:
             m.line("ERROR(S) FOUND IN DIRECTIVE FILE");
-            m.line("%s", "");  // a blank line
+            m.block.blank();
             break;
         default:
             break;
@@ -335,7 +327,7 @@ void directive_error(DirectiveError error, Keyword keyword, std::string_view tex
     tell_general(message, error, keyword_name(keyword), text, value, value2, value3);
     tell_structure(message, error, text, value, value2, value3);
     tell_option(message, error, text, value, value2);
-    message.print();
+    message.block.print();
     if (error == refused) stop_run("         COMPUTATIONS TERMINATED");
     if (error == ram_task || error == open_bracket || error == bracket_range)
         stop_run("         Program terminates");
@@ -348,9 +340,10 @@ void unnumbered_error(const char* format, ...) {
     va_start(items, format);
     append_list(text, format, items);
     va_end(items);
-    page_if(2);
-    blank_lines();
-    say_line("%s", text.c_str());
+    Block block;
+    block.blank();
+    block.line("%s", text.c_str());
+    block.print();
     DIRECTIVE_ERROR_FLAG = true;
 }
 

@@ -89,6 +89,28 @@ void page_above(int limit) {
     if (LINES_ON_PAGE > limit) page_header();
 }
 
+void Block::line(const char* format, ...) {
+    std::va_list items;
+    va_start(items, format);
+    append_list(text_, format, items);
+    va_end(items);
+    text_ += '\n';
+    ++lines_;
+}
+
+void Block::blank(int lines) {
+    text_.append(static_cast<std::size_t>(lines), '\n');
+    lines_ += lines;
+}
+
+void Block::print() {
+    page_if(lines_);
+    std::fwrite(text_.data(), 1, text_.size(), stdout);
+    count_lines(lines_);
+    text_.clear();
+    lines_ = 0;
+}
+
 int flush_listing() { return std::fflush(stdout) != 0 || std::ferror(stdout) ? EIO : 0; }
 
 int open_log() {

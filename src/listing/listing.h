@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "base/state.h"
@@ -45,6 +46,26 @@ void page_header();
 // A new page when `lines` more would fill this one, or when more than `limit` lines stand on it.
 void page_if(int lines);
 void page_above(int limit);
+
+// Lines that stand together on one page. They are gathered first, so that the block knows their
+// number when it asks for room; then they are printed and counted.
+//
+//     Block block;
+//     block.blank();
+//     block.line("ERROR - Repeated GLMM specification for trait no.: %12d", trait);
+//     block.print();
+//
+// A report that asks for more or less room than it fills has page_if(n) and say_line instead.
+class Block {
+ public:
+    [[gnu::format(printf, 2, 3)]] void line(const char* format, ...);
+    void blank(int lines = 1);
+    void print();  // the block is empty then
+
+ private:
+    std::string text_;
+    int lines_ = 0;
+};
 
 // To the system. 0, or the error number when the listing cannot be written.
 [[nodiscard]] int flush_listing();
