@@ -1,6 +1,9 @@
 #include "pedigree/pedigree_order.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "data/factors.h"
@@ -33,7 +36,7 @@ namespace {
 constexpr const char* kRoutine = "PEDIGREE";
 constexpr int32_t kGroupRow = -999999999;      // sort variable of a phantom group
 constexpr int32_t kBeforeAnimals = -99999999;  // second sort key of groups
-constexpr int32_t kBlock = 64;                 // animals whose parents are looked up together
+constexpr std::size_t kBlock = 64;             // animals whose parents are looked up together
 
 // The two parents of a row: its columns for the code and the row, and the number in PEDDATA.
 struct ParentColumns {
@@ -55,16 +58,15 @@ struct Linking {
 // Whether level numbers follow the list: the methods with inbreeding need parents before progeny.
 bool numbers_follow_list(int32_t method) { return method == 1 || method == 3; }
 
-// The animals of the tree, as the reader has walked it, into IN, by the sort variable. That walk
-// decides how animals with equal sort variables fall.
-void sort_animals(const Vec<int32_t>& walk) {
-    const int32_t n = static_cast<int32_t>(walk.size());
+// The animals of the tree, as the reader has walked it, by the sort variable. That walk decides how
+// animals with equal sort variables fall.
+void sort_animals(Vec<int32_t>& rows) {
+    const int32_t n = static_cast<int32_t>(rows.size());
     for (int32_t j = 1; j <= n; ++j) {
-        expect_ahead(walk, j, n);
-        IN(j) = walk(j);
-        IV(j) = IDL(walk(j)).sort;
+        expect_ahead(rows, j, n);
+        IV(j) = IDL(rows(j)).sort;
     }
-    heap_sort_pairs(n, IV.data(), IN.data());
+    heap_sort_pairs(n, IV.data(), rows.data());
 }
 
 int32_t take_sentinel_row() {
@@ -119,15 +121,15 @@ void link_parent(Linking& at, int32_t row, ParentColumns which, int32_t parent) 
     write_born_after(row, parent, which);
 }
 
-// Rows of the parents of a block of animals, IN(first..), as far as they have one.
+// Rows of the parents of a block of animals, as far as they have one.
 struct ParentRows {
     int32_t sire[kBlock], dam[kBlock];
 };
 
 // Step by step for a block, so that what the next step needs comes from the memory meanwhile.
-void find_parents(Linking& at, int32_t first, int32_t n_block, ParentRows& found) {
-    for (int32_t j = 0; j < n_block; ++j) {
-        const AnimalRow& animal = IDL(IN(first + j));
+void find_parents(Linking& at, std::span<const int32_t> block, ParentRows& found) {
+    for (const int32_t row : block) {
+        const AnimalRow& animal = IDL(row);
         at.index.expect(animal.sire);
         at.index.expect(animal.dam);
     }
@@ -136,25 +138,27 @@ void find_parents(Linking& at, int32_t first, int32_t n_block, ParentRows& found
         if (row != 0) expect_row(IDL(row));
         return row;
     };
-    for (int32_t j = 0; j < n_block; ++j) {
-        const AnimalRow& animal = IDL(IN(first + j));
+    for (std::size_t j = 0; j < block.size(); ++j) {
+        const AnimalRow& animal = IDL(block[j]);
         found.sire[j] = find(animal.sire);
         found.dam[j] = find(animal.dam);
     }
 }
 
-// Links the sentinel, which is its own parent, and the rows IN(1..n) to their parents.
-void link_parents(Linking& at, int32_t n) {
+// Links the sentinel, which is its own parent, and the animals to their parents.
+void link_parents(Linking& at, const Vec<int32_t>& rows) {
     link_parent(at, at.sentinel, kSire, 0);
     link_parent(at, at.sentinel, kDam, 0);
     ParentRows found;
-    for (int32_t first = 1; first <= n; first += kBlock) {
-        const int32_t n_block = std::min(kBlock, n - first + 1);
-        find_parents(at, first, n_block, found);
-        for (int32_t j = 0; j < n_block; ++j) {
-            link_parent(at, IN(first + j), kSire, found.sire[j]);
-            link_parent(at, IN(first + j), kDam, found.dam[j]);
-            if (first + j + kBlock <= n) expect_row(IDL(IN(first + j + kBlock)));
+    const std::span<const int32_t> all(rows.begin(), rows.end());
+    for (std::size_t first = 0; first < all.size(); first += kBlock) {
+        const std::span<const int32_t> block =
+            all.subspan(first, std::min(kBlock, all.size() - first));
+        find_parents(at, block, found);
+        for (std::size_t j = 0; j < block.size(); ++j) {
+            link_parent(at, block[j], kSire, found.sire[j]);
+            link_parent(at, block[j], kDam, found.dam[j]);
+            if (first + j + kBlock < all.size()) expect_row(IDL(all[first + j + kBlock]));
         }
     }
 }
@@ -177,22 +181,29 @@ void report_links(int32_t k) {
 int32_t make_extra_group(int32_t k, int32_t sentinel) {
     IDL(sentinel).key = 0;
     FACTORS.NPHNUL(k) += 2 * FACTORS.N_RIN(k);
+    return take_sentinel_row();
+}
+
+void report_extra_group() {
     page_if(3);
     blank_lines();
     say_line("%60s", "Extra phantom parent group created for     ");
     say_line("%60s", "animals with unspecified groups            ");
-    return take_sentinel_row();
 }
 
-// The list: the extra group (0 for none), relatives, the one inserted last first, and IN(1..n).
-void list_animals(int32_t extra_group, const Linking& linked, int32_t n, Vec<int32_t>& rows) {
-    const int64_t length = int64_t{n} + std::ssize(linked.relatives) + (extra_group != 0 ? 1 : 0);
-    check_allocated(rows.allocate(length), kRoutine, "ANIMAL LIST", length);
-    int32_t last = 0;
-    if (extra_group != 0) rows(++last) = extra_group;
-    for (auto row = linked.relatives.rbegin(); row != linked.relatives.rend(); ++row)
-        rows(++last) = *row;
-    for (int32_t j = 1; j <= n; ++j) rows(++last) = IN(j);
+// Puts the extra group (0 for none) and the relatives, the one inserted last first, at the front of
+// the list.
+void list_inserted_rows(int32_t extra_group, const Linking& linked, Vec<int32_t>& rows) {
+    const int64_t inserted = std::ssize(linked.relatives) + (extra_group != 0 ? 1 : 0);
+    if (inserted == 0) return;
+    const int64_t length = rows.size() + inserted;
+    Vec<int32_t> list;
+    check_allocated(list.allocate(length), kRoutine, "ANIMAL LIST", length);
+    int32_t* next = list.begin();
+    if (extra_group != 0) *next++ = extra_group;
+    next = std::copy(linked.relatives.rbegin(), linked.relatives.rend(), next);
+    std::copy(rows.begin(), rows.end(), next);
+    rows = std::move(list);
 }
 
 void chain_animals(int32_t sentinel, const Vec<int32_t>& rows) {
@@ -203,16 +214,18 @@ void chain_animals(int32_t sentinel, const Vec<int32_t>& rows) {
     }
 }
 
-// The level goes to IV, too: by row, it is a table that is small beside IDL.
-void set_level(int32_t row, int32_t level) {
+// Levels by row: small beside IDL, so more of them stay in the cache.
+using RowLevels = Vec<int32_t>;
+
+void set_level(RowLevels& levels, int32_t row, int32_t level) {
     IDL(row).level = level;
-    IV(row) = level;
+    levels(row) = level;
 }
 
-void number_along_list(const Vec<int32_t>& rows) {
+void number_along_list(const Vec<int32_t>& rows, RowLevels& levels) {
     for (int32_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
-        set_level(rows(j), j);
+        set_level(levels, rows(j), j);
     }
 }
 
@@ -224,7 +237,7 @@ void note_sort_keys(int32_t position, int32_t row, int32_t sort, int32_t second)
 
 // By the sort variable and, where it is equal, groups first and then animals with many progeny. The
 // extra group, first of the list, goes into the sort as the last position.
-void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows) {
+void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows, RowLevels& levels) {
     const int32_t n = static_cast<int32_t>(rows.size());
     int32_t position = 0;
     for (int32_t j = extra_group != 0 ? 2 : 1; j <= n; ++j) {
@@ -237,7 +250,7 @@ void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows) {
     heap_sort_pairs(n, IF.data(), IV.data(), IN.data());
     for (int32_t j = 1; j <= n; ++j) {
         expect_ahead(IN, j, n);
-        set_level(IN(j), j);
+        set_level(levels, IN(j), j);
     }
 }
 
@@ -256,24 +269,22 @@ void refuse_young_parents(int32_t k) {
 
 // Kept: along the list, so under methods that number by the sort variable the numbers are no mirror
 // image of those of the other tasks.
-void number_from_the_top(const Vec<int32_t>& rows) {
+void number_from_the_top(const Vec<int32_t>& rows, RowLevels& levels) {
     int32_t level = static_cast<int32_t>(rows.size());
-    for (int32_t row : rows) set_level(row, level--);
+    for (int32_t row : rows) set_level(levels, row, level--);
 }
 
 int32_t signed_level(int32_t level, bool is_group) { return is_group ? -level : level; }
 
-// Gathers what the inverse needs of each animal, so that it need not jump through IDL again. The
-// parents' levels come from IV.
-Vec<Parentage> gather_parentage(int32_t sentinel, const Vec<int32_t>& rows, bool groups) {
+// Gathers what the inverse needs of each animal, so that it need not jump through IDL again.
+Vec<Parentage> gather_parentage(const Vec<int32_t>& rows, const RowLevels& levels, bool groups) {
     Vec<Parentage> parentage;
     check_allocated(parentage.allocate(rows.size()), kRoutine, "PARENTAGE", rows.size());
-    IV(sentinel) = 0;
     for (int64_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
         const AnimalRow& animal = IDL(rows(j));
         Parentage& p = parentage(j);
-        p = {animal.level, IV(animal.sire_row), IV(animal.dam_row)};
+        p = {animal.level, levels(animal.sire_row), levels(animal.dam_row)};
         if (!groups) continue;
         p.animal = signed_level(p.animal, animal.key <= 0);
         p.sire = signed_level(p.sire, IDL(animal.sire_row).key < 0);
@@ -282,16 +293,31 @@ Vec<Parentage> gather_parentage(int32_t sentinel, const Vec<int32_t>& rows, bool
     return parentage;
 }
 
+// Levels, and what the inverse needs with them.
+Vec<Parentage> number_animals(int32_t k, int32_t extra_group, const Vec<int32_t>& rows) {
+    const int32_t method = RMAT(k).method;
+    RowLevels levels;  // 0 for the sentinel
+    check_allocated(levels.allocate(NMDL), kRoutine, "LEVELS", NMDL);
+    if (numbers_follow_list(method)) {
+        number_along_list(rows, levels);
+        refuse_young_parents(k);
+    } else {
+        number_by_sort_variable(extra_group, rows, levels);
+    }
+    if (DIRECTIVES.ITASK == kSolveByKve5 && DIRECTIVES.IMETHOD == 1)
+        number_from_the_top(rows, levels);
+    return gather_parentage(rows, levels, method > 4);
+}
+
 }  // namespace
 
 Vec<Parentage> order_pedigree(int32_t k) {
     const int32_t method = RMAT(k).method;
     Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
-    const int32_t n = static_cast<int32_t>(rows.size());
     sort_animals(rows);
     FACTORS.NBAFT(k) = FACTORS.N_RIN(k) = 0;
     Linking linking{k, take_sentinel_row(), numbers_follow_list(method), ANIMAL_INDEX(k), {}};
-    link_parents(linking, n);
+    link_parents(linking, rows);
     ANIMAL_INDEX(k) = LevelIndex();
     report_links(k);
 
@@ -300,18 +326,12 @@ Vec<Parentage> order_pedigree(int32_t k) {
     if (method == 6 && (FACTORS.N_RIN(k) > 0 || FACTORS.NPHNUL(k) > 0)) {
         extra_group = linking.sentinel;
         FACTORS.ITOPAS(k) = make_extra_group(k, extra_group);
+        report_extra_group();
     }
-    list_animals(extra_group, linking, n, rows);
+    list_inserted_rows(extra_group, linking, rows);
     chain_animals(FACTORS.ITOPAS(k), rows);
     FACTORS.NRALEV(k) = static_cast<int32_t>(rows.size());
-    if (numbers_follow_list(method)) {
-        number_along_list(rows);
-        refuse_young_parents(k);
-    } else {
-        number_by_sort_variable(extra_group, rows);
-    }
-    if (DIRECTIVES.ITASK == kSolveByKve5 && DIRECTIVES.IMETHOD == 1) number_from_the_top(rows);
-    return gather_parentage(FACTORS.ITOPAS(k), rows, method > 4);
+    return number_animals(k, extra_group, rows);
 }
 
 }  // namespace kve

@@ -20,12 +20,12 @@ struct Parentage {
 // Reads the rows and the tree of factor k as the pedigree reader has left them. Sorts them by the
 // sort variable; inserts parents without a record and phantom groups at the front; links every row
 // to its parents' rows (columns 9 and 10), counting its progeny (13); makes the extra phantom group
-// where method 6 needs one; makes the list and chains its rows behind the sentinel (8), whose row
-// is ITOPAS; and gives them their levels (4). Sets NRALEV, N_RIN, NBAFT and NPHNUL. Parents with a
-// sort variable that is not before their progeny's go to PEDDATA; under methods 1 and 3 they stop
-// the run. IN, IV and IF serve as workspace.
+// where method 6 needs one; makes the list, ANIMAL_LIST, and chains its rows behind the sentinel
+// (8), whose row is ITOPAS; and gives them their levels (4). Sets NRALEV, N_RIN, NBAFT and NPHNUL.
+// Parents with a sort variable that is not before their progeny's go to PEDDATA; under methods 1
+// and 3 they stop the run. IN, IV and IF serve as workspace of the sorts.
 //
-// Returns the parentage of the animals of the list, ANIMAL_LIST, in its order.
+// Returns the parentage of the animals of the list, in its order.
 Vec<Parentage> order_pedigree(int32_t k);
 
 }  // namespace kve

@@ -28,8 +28,7 @@ WRITES(ANIMAL_INDEX);
 WRITES(FACTORS);
 WRITES(IDL);
 WRITES(IFL);
-WRITES(IV);
-WRITES(NMDL);
+READS(NMDL);
 WRITES(NMFL);
 
 namespace {
@@ -112,15 +111,13 @@ bool is_valid(const PedigreeRecord& r) {
     return r.id > 0 && r.id != r.sire && r.id != r.dam && !(r.sire > 0 && r.sire == r.dam);
 }
 
-void report_invalid(PedigreeFile& file, const PedigreeRecord& r) {
-    ++file.errors;
+void report_invalid(const PedigreeFile& file, const PedigreeRecord& r) {
     if (!file.reports()) return;
     say_row("ERROR   : ID = %12d SIRE = %12d DAM/MGS = %12d S-var = %12d", r.id, r.sire, r.dam,
             r.sort);
 }
 
-void report_duplicate(PedigreeFile& file, int32_t id) {
-    ++file.duplicates;
+void report_duplicate(const PedigreeFile& file, int32_t id) {
     if (!file.reports()) return;
     say_row("WARNING  : ID = %12d occurs more than one time. First record used", id);
 }
@@ -133,8 +130,14 @@ void register_group(int32_t k, int32_t code) {
 
 void take_record(PedigreeFile& file, bool groups, const PedigreeRecord& record) {
     const int32_t k = file.factor;
-    if (!is_valid(record)) return report_invalid(file, record);
-    if (find_animal(ANIMAL_INDEX(k), record.id) != 0) return report_duplicate(file, record.id);
+    if (!is_valid(record)) {
+        ++file.errors;
+        return report_invalid(file, record);
+    }
+    if (find_animal(ANIMAL_INDEX(k), record.id) != 0) {
+        ++file.duplicates;
+        return report_duplicate(file, record.id);
+    }
     AnimalRow& row = IDL(append_animal(ANIMAL_INDEX(k), record.id));
     row.sort = record.sort;
     row.sire = record.sire;
@@ -198,19 +201,19 @@ void take_data_level(int32_t k, const LevelRow& level) {
     IDL(row).n_obs += level.n_obs;
 }
 
-// In the order of the list, which sort_level_list has left in IV, too: what a level will need is
-// fetched from the memory while those before it are taken.
-void count_animals_with_data(int32_t k) {
+// `levels` are the rows of the list ITOPRS in its order: what a level will need is fetched from the
+// memory while those before it are taken.
+void count_animals_with_data(int32_t k, const Vec<int32_t>& levels) {
     const int32_t n = FACTORS.NRALEV(k);
     LevelIndex& index = ANIMAL_INDEX(k);
     for (int32_t j = 1; j <= n; ++j) {
-        if (j + 3 * kBlock <= n) __builtin_prefetch(&IFL(IV(j + 3 * kBlock)));
-        if (j + 2 * kBlock <= n) index.expect(IFL(IV(j + 2 * kBlock)).key);
+        if (j + 3 * kBlock <= n) __builtin_prefetch(&IFL(levels(j + 3 * kBlock)));
+        if (j + 2 * kBlock <= n) index.expect(IFL(levels(j + 2 * kBlock)).key);
         if (j + kBlock <= n) {
-            const int32_t later = find_animal(index, IFL(IV(j + kBlock)).key);
+            const int32_t later = find_animal(index, IFL(levels(j + kBlock)).key);
             if (later != 0) expect_row(IDL(later));
         }
-        take_data_level(k, IFL(IV(j)));
+        take_data_level(k, IFL(levels(j)));
     }
     FACTORS.N_AWD(k) = n;
 }
@@ -239,7 +242,8 @@ void report_animals(const PedigreeFile& file) {
 }
 
 void read_pedigree(int32_t k) {
-    FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);
+    Vec<int32_t> levels;
+    FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0, levels);
     FACTORS.FIRST_ANIMAL(k) = NMDL + 1;
     PedigreeFile file{.factor = k, .ascii = RMAT(k).rel_format == kAscii, .text{}, .framed{}};
     open_pedigree(file);
@@ -253,7 +257,8 @@ void read_pedigree(int32_t k) {
         blank_lines();
         stop_run("                 Computations terminated                    ");
     }
-    count_animals_with_data(k);
+    count_animals_with_data(k, levels);
+    levels.release();
     FACTORS.LAST_ANIMAL(k) = NMDL;
     build_animal_tree(k);
     report_animals(file);

@@ -84,8 +84,10 @@ void heap_sort(Vec<Element>& a) {
     stop_run();
 }
 
-// The rows of the tree, into IV(1..); IN holds the rows still to be visited. Returns their number.
+// The rows of the tree, into IV(1..); IN holds the rows still to be visited. Returns their number,
+// 0 for an empty tree.
 int32_t list_tree_rows(int32_t root) {
+    if (root == 0) return 0;
     int32_t listed = 0;
     int32_t pending = 0;
     IN(++pending) = root;
@@ -140,17 +142,23 @@ void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* second_keys, int32_t* co
 }
 
 int32_t sort_level_list(int32_t root, int32_t& head, int32_t last_number) {
-    head = 0;
-    if (root == 0) return last_number;
-    int32_t n = list_tree_rows(root);
+    const int32_t n = list_tree_rows(root);
     sort_rows_by_key(n);
-    head = IV(1);
+    head = n > 0 ? IV(1) : 0;
     for (int32_t k = 1; k <= n; ++k) {
         LevelRow& row = IFL(IV(k));
         row.next = k < n ? IV(k + 1) : 0;
         row.level = ++last_number;
     }
     return last_number;
+}
+
+int32_t sort_level_list(int32_t root, int32_t& head, int32_t last_number, Vec<int32_t>& rows) {
+    const int32_t last = sort_level_list(root, head, last_number);
+    const int32_t n = last - last_number;
+    check_allocated(rows.allocate(n), "sort_level_list", "rows of the levels", n);
+    std::copy_n(IV.begin(), n, rows.begin());
+    return last;
 }
 
 }  // namespace kve

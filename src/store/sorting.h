@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "base/arrays.h"
+
 namespace kve {
 
 // Heap sort of keys[0..n-1], ascending, moving `companion` along. Equal keys end in a fixed order
@@ -15,8 +17,11 @@ void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* second_keys, int32_t* co
 // Chains the rows of the tree of IFL rows at `root` in ascending order of their keys (`head` is the
 // first row, 0 for an empty tree) and numbers them from `last_number` + 1 on. Returns the last
 // number given, `last_number` for an empty tree. IN and IV are the workspace, so what the sparse
-// store held is lost; they grow when the tree asks for it. IV(1..) holds the rows of the list in
-// its order then.
+// store held is lost; they grow when the tree asks for it.
 [[nodiscard]] int32_t sort_level_list(int32_t root, int32_t& head, int32_t last_number);
+// The same, and `rows` becomes the rows of the list in its order: a walk along it that can look
+// ahead.
+[[nodiscard]] int32_t sort_level_list(int32_t root, int32_t& head, int32_t last_number,
+                                      Vec<int32_t>& rows);
 
 }  // namespace kve
