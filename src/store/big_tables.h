@@ -65,11 +65,9 @@ struct Dimensions {
 
 namespace state {
 
-// Written by the reader of KVEDIM and by `growth`.
 inline constinit Dimensions DIMENSIONS;
 
-// The level table: trees of all factors, rows 1..NMFL in use. Written by the first pass,
-// `level_code` and `sort_level_list`.
+// The level table: trees of all factors, rows 1..NMFL in use.
 inline constinit Vec<LevelRow> IFL;
 inline constinit int32_t NMFL = 0;
 
@@ -82,8 +80,8 @@ inline constinit Vec<double> LD;
 
 // The sparse store: one symmetric matrix at a time, lower triangle, row by row. Row r starts at
 // element IF(r), 0 when empty, and is unsorted (`sparse_row` sorts); N_SPARSE elements are in use.
-// IF, IN and IV also serve as stack, list and sort keys where animals and levels are put in order.
-// Written by `insert_sparse` and by those.
+// Between two matrices IF, IN and IV are free, and `sort_level_list` and `order_pedigree` use them
+// as stack and sort keys: what they leave there is good for nothing, and `clear_sparse` ends it.
 inline constinit Vec<int32_t> IF;
 inline constinit Vec<int32_t> IN;  // next element of the row, 0 at its end
 inline constinit Vec<int32_t> IV;  // column

@@ -4,10 +4,28 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
+#include "base/state.h"
 #include "store/big_tables.h"
+#include "store/element_index.h"
 
 namespace kve {
+
+struct SparseElement {
+    int32_t column;
+    double value;
+};
+
+namespace state {
+
+// The elements that no walk along their row reaches: all but the first few of a long row.
+inline constinit ElementIndex FAR_ELEMENTS;
+
+// What sparse_row has returned last.
+inline constinit std::vector<SparseElement> ROW_COPY;
+
+}  // namespace state
 
 // Empties the store. Call it before the first addition to a matrix, and whenever IF, IN or IV have
 // served as workspace.
@@ -17,11 +35,6 @@ void clear_sparse();
 // to an unknown parent. Additions to one place sum up in the order of the calls. The tables grow
 // when they are full.
 void insert_sparse(int32_t i, int32_t j, double value);
-
-struct SparseElement {
-    int32_t column;
-    double value;
-};
 
 // The elements of a row with ascending columns, none for a row beyond IF. They are a copy, good
 // until the next call; the store may be added to afterwards.
