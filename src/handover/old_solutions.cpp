@@ -88,7 +88,7 @@ void write_header(const OldSolutions& old) {
 }
 
 // False at the end of the file, also inside an entry. An entry that cannot be read has what came
-// ahead of the unreadable item, and the rest from the entry before.
+// before the unreadable item, and the rest from the entry before.
 bool read_entry(OldSolutions& old) {
     TextInput& file = UNITS.old_solutions;
     const Number status = read_record_of(file, std::span(old.ivar.begin(), old.ivar.end()),

@@ -1,5 +1,5 @@
-// Stage: solutions of an earlier run, translated to the levels of this one, for a later program to
-// start from.
+// Stage translate_old_solutions: solutions of an earlier run, translated to the levels of this one,
+// for a later program to start from.
 //
 // Reads the user's old solutions (unit 2), the trees of levels and of animals. Writes oldsol (unit
 // 58) and closes it, and OLDSOL_H2. Identities that this run does not know get rows in IFL and IDL,

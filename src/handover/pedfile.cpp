@@ -48,7 +48,7 @@ bool place_by_level(Vec<int32_t>& order, int32_t lowest) {
 }
 
 // Kept: rows 1..n of the table, whoever owns them. With inserted relatives and no extra group the
-// sentinel's row is among them and the last relative's is not; behind an earlier factor, levels can
+// sentinel's row is among them and the last relative's is not; after an earlier factor, levels can
 // repeat, and the heap sort decides their order.
 void order_by_level(Vec<int32_t>& order) {
     const int32_t n = static_cast<int32_t>(order.size());
@@ -113,7 +113,7 @@ void write_pedigree_file(int32_t k) {
 
 }  // namespace
 
-void write_pedigree_files() {
+void write_pedfiles() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
         if (RMAT(k).structure == Structure::PED) write_pedigree_file(k);
 }

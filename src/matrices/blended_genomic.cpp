@@ -67,14 +67,14 @@ void warn_of_missing_diagonals(const ReducedPedigree& ped, const Vec<int8_t>& ha
 
 }  // namespace
 
-void open_genomic_file(GenomicFile& genomic) {
+void open_blended_genomic(BlendedGenomicFile& genomic) {
     const RMatrix& r = RMAT(genomic.factor);
     const auto format = static_cast<DataFormat>(r.rel_format);
     genomic.opened = genomic.file.open(r.rel_file3.string(), format) == 0;
     if (genomic.opened) genomic.answer = genomic.file.read(genomic.element);
 }
 
-void require_genomic_file(const GenomicFile& genomic) {
+void require_blended_genomic(const BlendedGenomicFile& genomic) {
     if (!genomic.opened)
         stop_blended_file(
             "ERROR opening file with the Genomic relationship matrix for random effect",
@@ -85,7 +85,8 @@ void require_genomic_file(const GenomicFile& genomic) {
             genomic.factor);
 }
 
-void read_genomic_matrix(GenomicFile& genomic, const ReducedPedigree& ped, TypedMatrices& both) {
+void read_blended_genomic(BlendedGenomicFile& genomic, const ReducedPedigree& ped,
+                          TypedMatrices& both) {
     Positions positions{.factor = genomic.factor, .index{}};
     fill_positions(ped, positions);
     Vec<int8_t> has_diagonal;

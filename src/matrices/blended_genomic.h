@@ -1,4 +1,4 @@
-// The genomic relationship matrix of a PGMIX factor from its file, `rel_file3`.
+// G, the genomic part of a blended matrix: read from the file of the PGMIX factor, `rel_file3`.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace kve {
 
-struct GenomicFile {
+struct BlendedGenomicFile {
     int32_t factor;
     ElementFile file{};
     MatrixElement element{};  // the one read last
@@ -17,15 +17,16 @@ struct GenomicFile {
 };
 
 // Opens the file and reads the first record, without a word about failures.
-void open_genomic_file(GenomicFile& genomic);
+void open_blended_genomic(BlendedGenomicFile& genomic);
 
 // Stops when the file was not opened, or its first record not read.
-void require_genomic_file(const GenomicFile& genomic);
+void require_blended_genomic(const BlendedGenomicFile& genomic);
 
 // The elements into G, in either triangle; of a repeated element the last one stands. A record with
 // an animal that is not typed is skipped, and so is one with an animal that the pedigree lacks, of
 // which up to 20 are reported; one more stops the run. Stops on a record that cannot be read. Warns
 // of typed animals without a diagonal element.
-void read_genomic_matrix(GenomicFile& genomic, const ReducedPedigree& ped, TypedMatrices& both);
+void read_blended_genomic(BlendedGenomicFile& genomic, const ReducedPedigree& ped,
+                          TypedMatrices& both);
 
 }  // namespace kve

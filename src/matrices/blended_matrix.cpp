@@ -142,7 +142,7 @@ void subtract(TypedMatrices& both) {
 
 bool is_added(double difference) { return std::abs(difference) > kSmallestAdded; }
 
-void list_differences(TypedMatrices& both, const ReducedPedigree& ped) {
+void list_differences(const TypedMatrices& both, const ReducedPedigree& ped) {
     page_if(3);
     say_line("        First 250 elements stored form Gw**(-1)");
     say_line("        Row     Col     element");
@@ -158,7 +158,7 @@ void list_differences(TypedMatrices& both, const ReducedPedigree& ped) {
 // The rows of the inverse of H: those of the sparse store, merged with the differences.
 class BlendedRows {
  public:
-    BlendedRows(TypedMatrices& differences, const ReducedPedigree& ped, int32_t n_levels)
+    BlendedRows(const TypedMatrices& differences, const ReducedPedigree& ped, int32_t n_levels)
         : differences_(differences), ped_(ped) {
         check_allocated(typed_.allocate(n_levels), kRoutine, "G_MAT_CN", n_levels);
         for (int32_t t = 1; t <= ped.n_typed(); ++t) typed_(ped.G_MAT_CN(t)) = t;
@@ -176,7 +176,7 @@ class BlendedRows {
 
  private:
     // Levels rise along the list, but fall where the equations are numbered from the top; then the
-    // lower levels are those of the animals behind t.
+    // lower levels are those of the animals after t.
     void merge(std::span<const SparseElement> of_a, int32_t t) {
         merged_.clear();
         auto next = of_a.begin();
@@ -195,14 +195,14 @@ class BlendedRows {
         merged_.insert(merged_.end(), next, of_a.end());
     }
 
-    TypedMatrices& differences_;
+    const TypedMatrices& differences_;
     const ReducedPedigree& ped_;
     Vec<int32_t> typed_;  // by level, 0 none
     std::vector<SparseElement> merged_;
     int32_t n_rows_ = 0;
 };
 
-void write_rows(int32_t k, TypedMatrices& differences, const ReducedPedigree& ped) {
+void write_rows(int32_t k, const TypedMatrices& differences, const ReducedPedigree& ped) {
     const int32_t n_levels = FACTORS.NRALEV(k);
     BlendedRows rows(differences, ped, n_levels);
     write_matrix_file(k, n_levels, MatrixFile::PGMIX,
@@ -223,12 +223,12 @@ void write_blended_inverse(int32_t k, BlendedCounts counts) {
     allocate(ped, counts);
     allocate(both, counts.N_TYPED);
     // Opened before the long work begins: a file that is missing is told at once.
-    GenomicFile genomic{.factor = k};
-    open_genomic_file(genomic);
+    BlendedGenomicFile genomic{.factor = k};
+    open_blended_genomic(genomic);
     number_reduced_pedigree(k, ped);
-    require_genomic_file(genomic);
+    require_blended_genomic(genomic);
     COLLEAU(ped, both);
-    read_genomic_matrix(genomic, ped, both);
+    read_blended_genomic(genomic, ped, both);
     const RMatrix& r = RMAT(k);
     if (r.pgmix_g_adjust) adjust_g(both);
     if (r.pgmix_weight > 0.0) blend(both, r.pgmix_weight);

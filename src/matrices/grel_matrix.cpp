@@ -31,7 +31,7 @@ namespace {
 }
 
 // The last one of repeated elements stands.
-void store_elements(StructureFile& from, int32_t k, Triangle<double>& G_INV) {
+void store_elements(UserMatrixFile& from, int32_t k, Triangle<double>& G_INV) {
     ElementLevels levels(k);
     for (; from.has_element(); from.next()) {
         const MatrixElement& e = from.element;
@@ -68,8 +68,8 @@ void grel_check(int32_t k, int32_t& status) {
 
 void GREL_RECODE(int32_t k) {
     check_factor_number(k);
-    StructureFile from;
-    open_structure_file(k, from);
+    UserMatrixFile from;
+    open_user_matrix(k, from);
     take_determinant(k, from);
     const int64_t n = FACTORS.NRALEV(k);
     Triangle<double> G_INV;

@@ -1,4 +1,4 @@
-// The files of inverse relationship matrices.
+// Writes inverse relationship matrices to their files, row after row.
 #pragma once
 
 #include <cstdint>

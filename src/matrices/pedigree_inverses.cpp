@@ -34,40 +34,43 @@ constexpr int32_t kMostGroupsListed = 100;
 
 bool has_groups(int32_t k) { return RMAT(k).method >= 5; }
 
-void list_groups(int32_t k) {
+void list_groups(int32_t k, int32_t head) {
     page_if(5);
     blank_lines();
     say_line("Levels for phantom parent groups");
     say_line("for random factor%12d", k);
     say_line("         Code    N-obs");
     int32_t n = 0;
-    for (int32_t row = FACTORS.ITPHGS(k); row != 0 && n < kMostGroupsListed;
-         row = IFL(row).next, ++n)
+    for (int32_t row = head; row != 0 && n < kMostGroupsListed; row = IFL(row).next, ++n)
         say_row("%13d%9d", IFL(row).key, IFL(row).n_obs);
 }
 
 void number_groups(int32_t k) {
     FACTORS.NPHG(k) = sort_level_list(FACTORS.ITPPHG(k), FACTORS.ITPHGS(k), 0);
     RMAT(k).n_phg = FACTORS.NPHG(k);
-    if (DIRECTIVES.ITEST > 0 && FACTORS.ITPHGS(k) != 0) list_groups(k);
+    if (DIRECTIVES.ITEST > 0 && FACTORS.ITPHGS(k) != 0) list_groups(k, FACTORS.ITPHGS(k));
+}
+
+// Kept: the code of the extra group is that of the row which took its place as the unknown parent,
+// always 0.
+void note_extra_group(int32_t k) {
+    const bool extra = has_groups(k) && FACTORS.NPHNUL(k) > 0;
+    FACTORS.IEQNEP(k) = extra ? IDL(FACTORS.ITOPAS(k)).level : 0;
 }
 
 // Kept: n_phg counts the codes of the file, the 0 among them, and not the extra group that inserted
-// relatives alone bring about; the code of the extra group is that of the row which took its place
-// as the unknown parent, always 0.
-void report_pedigree(int32_t k) {
+// relatives alone bring about.
+void report_pedigree(int32_t k, const Factors& counts) {
     page_if(5);
     blank_lines();
     say_line("%60s%8d", "Number of animals in pedigree              ",
-             FACTORS.NRALEV(k) - RMAT(k).n_phg);
+             counts.NRALEV(k) - RMAT(k).n_phg);
     if (has_groups(k)) {
         say_line("%60s%8d", "Number of phantom parent groups            ", RMAT(k).n_phg);
-        if (FACTORS.NPHNUL(k) > 0) {
-            FACTORS.IEQNEP(k) = IDL(FACTORS.ITOPAS(k)).level;
-            say_line("%60s%8d", "Code used for extra phantom parent group   ", FACTORS.IEQNEP(k));
-        }
+        if (counts.NPHNUL(k) > 0)
+            say_line("%60s%8d", "Code used for extra phantom parent group   ", counts.IEQNEP(k));
     }
-    say_line("%60s%8d", "Number of animals with data                ", FACTORS.N_AWD(k));
+    say_line("%60s%8d", "Number of animals with data                ", counts.N_AWD(k));
 }
 
 void write_reduced_inverse(int32_t k, const Vec<Parentage>& parentage) {
@@ -144,10 +147,10 @@ void process_pedigree(int32_t k) {
     page_if(2);
     blank_lines();
     say_line("%60s%8d", "Pedigree information for random matrix     ", k);
-    FACTORS.IEQNEP(k) = 0;
     if (has_groups(k)) number_groups(k);
     Vec<Parentage> parentage = order_pedigree(k);
-    report_pedigree(k);
+    note_extra_group(k);
+    report_pedigree(k, FACTORS);
     form_inverse(k, std::move(parentage));
 }
 

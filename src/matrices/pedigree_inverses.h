@@ -1,4 +1,5 @@
-// Stage: the pedigrees in order, and the inverse of the relationship matrix of each.
+// Stage process_pedigrees: the pedigrees in order, and the inverse of the relationship matrix of
+// each.
 //
 // Reads the rows of IDL that the pedigree reader has left, and the phantom group codes in IFL.
 // Factor by factor: writes the order, links and level numbers of the animals (order_pedigree), the

@@ -9,17 +9,28 @@
 
 namespace kve {
 
-// Two symmetric matrices of order n in one array of (n+1) x n, column after column: the upper
-// triangle holds A11, and G lies one row below its place in the lower one. The indices of both
-// stand the larger one first.
+// Two symmetric matrices of order n in one array of (n+1) x n, column after column. The upper
+// triangle holds A11; the lower one of G stands below it, moved down by one row. With n = 4:
+//
+//     row \ column   1    2    3    4
+//         1         a11  a21  a31  a41      a: element (t, u) of A11, t >= u, stands in row u,
+//         2         g11  a22  a32  a42         column t, so what t has with 1..t lies in one piece
+//         3         g21  g22  a33  a43
+//         4         g31  g32  g33  a44      g: element (i, j) of G, i >= j, stands in row i + 1,
+//         5         g41  g42  g43  g44         column j
+//
+// Both have the larger index first. To the linear algebra library each is a triangle of a matrix
+// with leading dimension n + 1, "U" from row 1 and "L" from row 2 on.
 struct TypedMatrices {
     Matrix<double> all;
 
     int32_t n() const { return static_cast<int32_t>(all.columns()); }
     double& A11(int64_t t, int64_t u) { return all(u, t); }
+    double A11(int64_t t, int64_t u) const { return all(u, t); }
     double& G(int64_t i, int64_t j) { return all(i + 1, j); }
+    double G(int64_t i, int64_t j) const { return all(i + 1, j); }
 
-    // For the linear algebra library; the leading dimension of both is n + 1.
+    // For the linear algebra library.
     double* A11_upper() { return all.data(); }
     double* G_lower() { return all.data() + 1; }
 };

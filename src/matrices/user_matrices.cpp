@@ -69,7 +69,7 @@ void report_unknown_pair(int32_t k, const MatrixElement& e, bool is_unknown_1, b
     say_row("%12d %c%12d %c", e.id_1, is_unknown_1 ? 'x' : ' ', e.id_2, is_unknown_2 ? 'x' : ' ');
 }
 
-void add_elements(int32_t k, StructureFile& from) {
+void add_elements(int32_t k, UserMatrixFile& from) {
     constexpr int32_t kUnknown = ElementLevels::kUnknown;
     ElementLevels levels(k);
     int32_t n_errors = 0;
@@ -87,8 +87,8 @@ void add_elements(int32_t k, StructureFile& from) {
 void COR_RECODE(int32_t k, MatrixFile kind) {
     const RMatrix& r = RMAT(k);
     clear_sparse();
-    StructureFile from;
-    open_structure_file(k, from);
+    UserMatrixFile from;
+    open_user_matrix(k, from);
     // Kept: of an ABS_QTL matrix the first pass has taken the determinant, and here its record is
     // an element of two unknown IDs.
     if (kind != MatrixFile::IBD) take_determinant(k, from);
@@ -121,7 +121,7 @@ void cor_check(int32_t k, int32_t& status) {
     report_missing_ids(k, FACTORS.ITOPR(r.ass_rf), status);
 }
 
-void check_structure_files() {
+void check_user_matrices() {
     int32_t status = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         if (kind_of(RMAT(k)) != nullptr) cor_check(k, status);
@@ -134,7 +134,7 @@ void check_structure_files() {
     stop_run("Program terminated");
 }
 
-void recode_structure_files() {
+void recode_user_matrices() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         if (const Kind* kind = kind_of(RMAT(k)); kind != nullptr) COR_RECODE(k, kind->file);
         if (RMAT(k).structure == Structure::GREL) GREL_RECODE(k);

@@ -1,4 +1,5 @@
-// Stages: the relationship matrices that the user gives in files, two passes over each.
+// Stages check_user_matrices, recode_user_matrices: the relationship matrices that the user gives
+// in files, two passes over each.
 //
 // Types COR, DOM, ABS_QTL and GREL. The first pass comes before the pedigrees get their order, the
 // second one when animals have their level numbers. Both stop on a file that cannot be opened or
@@ -11,14 +12,14 @@ namespace kve {
 
 // Reads the files and enters their IDs into trees of IFL. Writes NRALEV, ITOPRS of COR and GREL,
 // the log determinants in RMAT, and MISS_IDk for a factor with levels that have no diagonal
-// element. Stops behind the last file when there is such a factor.
-void check_structure_files();
+// element. Stops after the last file when there is such a factor.
+void check_user_matrices();
 
 // Reads the files again and writes the matrices by level numbers: CORk, DOMk, IBDk and GINVk.
 // Writes NRALEV of DOM and ABS_QTL, that of their pedigree. Uses the sparse store. Stops when 51
 // elements of a factor have IDs that its pedigree lacks, and when a GREL matrix does not fit into
 // memory.
-void recode_structure_files();
+void recode_user_matrices();
 
 // The first pass for one factor of type COR, DOM or ABS_QTL, another type stops the run; `status`
 // becomes 1 when levels have no diagonal element.

@@ -74,7 +74,7 @@ void say_missing_count(int32_t n_missing) {
 
 }  // namespace
 
-void open_structure_file(int32_t k, StructureFile& from) {
+void open_user_matrix(int32_t k, UserMatrixFile& from) {
     const RMatrix& r = RMAT(k);
     const auto format = static_cast<DataFormat>(r.rel_format);
     if (from.file.open(r.rel_file.string(), format) != 0) stop_not_opened(k);
@@ -82,7 +82,7 @@ void open_structure_file(int32_t k, StructureFile& from) {
     if (!from.has_element()) stop_first_record(k);
 }
 
-void take_determinant(int32_t k, StructureFile& from) {
+void take_determinant(int32_t k, UserMatrixFile& from) {
     if (!from.element.is_determinant()) return;
     RMAT(k).log_det = from.element.value;
     RMAT(k).l_log_det = true;
@@ -100,8 +100,8 @@ void check_factor_number(int32_t k) {
 }
 
 void enter_ids(int32_t k, int32_t& root) {
-    StructureFile from;
-    open_structure_file(k, from);
+    UserMatrixFile from;
+    open_user_matrix(k, from);
     take_determinant(k, from);
     // Two structures can share a tree, and each has to have all the diagonal elements.
     for (int32_t row = 1; row <= NMFL; ++row) IFL(row).mark = 0;

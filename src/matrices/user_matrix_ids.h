@@ -1,6 +1,6 @@
-// What the relationship matrices have in common that users give in files of their own (COR, DOM,
-// ABS_QTL and GREL): the elements of a factor's file, the first pass over them, which learns and
-// tests the IDs, and words that stop a run.
+// The IDs in the relationship matrices that users give in files of their own (COR, DOM, ABS_QTL and
+// GREL): the first pass over a factor's file learns and tests them, the second one asks for their
+// levels. Also what both passes have in common: the file, and words that stop a run.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace kve {
 
-// The file of a random factor, one element after the other.
-struct StructureFile {
+// The matrix file of a random factor, one element after the other.
+struct UserMatrixFile {
     ElementFile file;
     MatrixElement element;  // as long as there is one
     FileAnswer answer = FileAnswer::end;
@@ -22,9 +22,9 @@ struct StructureFile {
 };
 
 // Opens the file of factor k and reads its first record; stops the run when either fails.
-void open_structure_file(int32_t k, StructureFile& from);
+void open_user_matrix(int32_t k, UserMatrixFile& from);
 // When the first record holds the log determinant: stores it in RMAT(k) and goes on to the next.
-void take_determinant(int32_t k, StructureFile& from);
+void take_determinant(int32_t k, UserMatrixFile& from);
 
 // Stops on a number of a random factor for which there are no file names.
 void check_factor_number(int32_t k);
@@ -33,7 +33,7 @@ void check_factor_number(int32_t k);
 // tree of IFL rows at `root`, and prints the counts. Column `mark` of IFL is 1 then for levels with
 // a diagonal element and 0 for all others.
 void enter_ids(int32_t k, int32_t& root);
-// Behind it. The levels of the list from `row` on that have no diagonal element go to the listing
+// After it: the levels of the list from `row` on that have no diagonal element go to the listing
 // and to the file MISS_IDk; `status` becomes 1 when there is one, and stays otherwise.
 void report_missing_ids(int32_t k, int32_t row, int32_t& status);
 

@@ -97,7 +97,7 @@ double mean_of_parents(const Pedigree& ped, const Node& node) {
     return 0.5 * (ped.nodes(node.sire).share + ped.nodes(node.dam).share);
 }
 
-// Visits an animal and its ancestors, each behind its parents, but for those who are in the family
+// Visits an animal and its ancestors, each after its parents, but for those who are in the family
 // already; they are in it then. Nothing is known of how deep a pedigree goes, so there is a stack
 // and no recursion.
 template <class Visit>

@@ -1,4 +1,4 @@
-// Stage: the pedigree file of each PED and PGMIX factor into the animal table.
+// Stage read_pedigrees: the pedigree file of each PED and PGMIX factor into the animal table.
 //
 // Reads the pedigree files and the tree of the levels met in the data. Writes rows of IDL with ID,
 // parents' codes, sort variable and record counts, the tree of the factor, the tree of phantom

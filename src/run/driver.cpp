@@ -39,7 +39,7 @@
 #include "reports/model_report.h"
 #include "reports/model_statistics.h"
 #include "reports/residual_groups.h"
-#include "store/growth.h"
+#include "store/work_tables.h"
 
 namespace kve {
 
@@ -73,10 +73,10 @@ void run() {
     summarise_data();           // n_obs
     read_pedigrees();           // IDL
     sort_level_lists();         // NRALEV, level numbers in IFL
-    check_structure_files();    // NRALEV, level numbers in IFL; MISS_ID
+    check_user_matrices();      // NRALEV, level numbers in IFL; MISS_ID
     count_foreign_records();    // NFINFO, NFPHG, rows of IFL
     process_pedigrees();        // order, links and levels in IDL; AINV, AINV_RAM, PGMIX, INBREED
-    recode_structure_files();   // COR, DOM, IBD, GINV
+    recode_user_matrices();     // COR, DOM, IBD, GINV
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R
@@ -85,7 +85,7 @@ void run() {
     blank();
     KVEPFL();                   // MODINF
     write_code_table();         // CODE_TABLE
-    write_pedigree_files();     // PEDFILE
+    write_pedfiles();           // PEDFILE
     convert_foreign_records();  // RC_F_INFO
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();

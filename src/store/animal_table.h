@@ -23,7 +23,7 @@ inline int32_t find_animal(LevelIndex& index, int32_t id) {
     return slot != nullptr ? slot->value() : 0;
 }
 
-// A cleared row behind those in use, for an ID that has none; IDL grows when it is full. The row
+// A cleared row after those in use, for an ID that has none; IDL grows when it is full. The row
 // stands in no tree yet. References to rows do not survive the call.
 int32_t append_animal(LevelIndex& index, int32_t id);
 

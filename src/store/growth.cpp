@@ -207,18 +207,6 @@ void grow_elements() {
              Lengthening(IN, work_length(), "IN"), Lengthening(IV, work_length(), "IV"));
 }
 
-void allocate_tables() {
-    allocate_levels();
-    allocate_animals();
-    allocate_elements();
-}
-
-void note_used_dimensions() {
-    DIMENSIONS.MFL.used = NMFL;
-    DIMENSIONS.MDL.used = NMDL;
-    DIMENSIONS.MAXNRM.used = N_SPARSE;
-}
-
 void lengthen_row_heads(int32_t row) {
     // Rows come in ascending order more often than not: lengthen ahead of them.
     int64_t length = std::max(int64_t{row}, grown(static_cast<int32_t>(IF.size())));

@@ -16,15 +16,9 @@ void allocate_levels();    // IFL
 void allocate_animals();   // IDL, IF, AD, LD
 void allocate_elements();  // AI, IN, IV
 
-// All three, in the dimensions that KVEDIM has left.
-void allocate_tables();
-
 void grow_levels();    // IFL
 void grow_animals();   // IDL, IF, AD, LD; IN and IV when they are shorter than the new MDL
 void grow_elements();  // AI, IN, IV
-
-// How much of each table the run has needed, into DIMENSIONS.
-void note_used_dimensions();
 
 // IF so long that it has an entry for `row`, the tail zero. Its rows can be levels of any factor
 // and so pass MDL; no growth shortens it.

@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* kRoutine = "LEVEL TREE";
 constexpr int kStepBits = 8;  // bits that a step takes at once
-constexpr int kKeyBits = 31;  // behind them every bit is 0, and the keys differ before
+constexpr int kKeyBits = 31;  // after them every bit is 0, and the keys differ before
 constexpr int32_t kFew = 64;  // arrivals that are entered one by one
 constexpr int32_t kNone = -1;
 

@@ -5,6 +5,7 @@
 #include "stops.h"
 #include "store/big_tables.h"
 #include "store/growth.h"
+#include "store/work_tables.h"
 
 using namespace kve;
 

@@ -10,6 +10,7 @@
 #include "model_builder.h"
 #include "stops.h"
 #include "store/level_code.h"
+#include "store/work_tables.h"
 
 using namespace kve;
 

@@ -10,6 +10,7 @@
 
 #include "stops.h"
 #include "store/level_tree.h"
+#include "store/work_tables.h"
 
 using namespace kve;
 

@@ -12,7 +12,7 @@
 #include "listing/units.h"
 #include "model_builder.h"
 #include "store/big_tables.h"
-#include "store/growth.h"
+#include "store/work_tables.h"
 
 using namespace kve;
 using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IFL, state::INTAKE,

@@ -17,6 +17,7 @@
 #include "pedigree/pedigree_reader.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
+#include "store/work_tables.h"
 
 using namespace kve;
 using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IDL, state::IFL, state::KVEINT,

@@ -18,6 +18,7 @@
 #include "store/level_code.h"
 #include "store/sorting.h"
 #include "store/sparse_store.h"
+#include "store/work_tables.h"
 
 using namespace kve;
 
