@@ -6,7 +6,6 @@
 #include "covariances/conditioning.h"
 #include "covariances/covariance_triangle.h"
 #include "covariances/prior_lines.h"
-#include "data/intake.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

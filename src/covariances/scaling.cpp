@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "data/intake.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"

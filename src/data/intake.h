@@ -1,5 +1,4 @@
-// What the two data passes know of the data: the current record, the counters of the first pass,
-// the layout of the recoded record.
+// What the first pass has counted: records, values out of range, statistics of the variables.
 #pragma once
 
 #include <cstdint>
@@ -10,18 +9,9 @@
 
 namespace kve {
 
-// The data record under the reader.
-struct DataRecord {
-    Vec<int32_t, 0> IINP;    // 0..NI, IINP(0) is the constant 1, IINP(NI+1) always 0
-    Vec<float> FINP;         // 1..NR, FINP(NR+1) always RMISS
-    Vec<int64_t, 0> l_IINP;  // 0..NI, as read from text
-    Vec<double> L_FINP;      // 1..NR, as read from text
-    Vec<int8_t> L_FINP_MIS;  // 1..NR+1, not 0 when the value is present
-};
-
-// Sum, sum of squares and range of one variable; the summary turns sum and ssq into average and
-// standard deviation. Squares are of the distance from the first value: those of the values
-// themselves would lose the digits of a deviation that is small beside the average.
+// Sum, sum of squares and range of one variable. Squares are of the distance from the first value:
+// those of the values themselves would lose the digits of a deviation that is small beside the
+// average.
 struct Statistics {
     double origin = 0.0;  // the first value
     double sum = 0.0;
@@ -47,31 +37,11 @@ struct IntakeCounts {
     int32_t n_pedigree_errors = 0;  // told in the summary and nothing raises them before it
 };
 
-// Layout and outcome of the recoded data.
-struct RecodedData {
-    int32_t NIOUT = 0;              // words of a record of RCDATA_I
-    int32_t NFOUT = 0;              // words of a record of RCDATA_R
-    int32_t n_records = 0;          // records written
-    int32_t n_fixed_positions = 0;  // F: fixed class effects of all traits
-    int32_t n_subjects = 0;         // 0 without a sequential binary trait
-    int32_t largest_sequence = 0;
-    Vec<int32_t> NABGR;    // absorption groups per absorbed column
-    Vec<int32_t> MN_ABGR;  // largest group per absorbed column
-};
-
 namespace state {
 
-// Allocated by the first pass; filled by the record reader and the classifier.
-inline constinit DataRecord RECORD;
-// Written by the first pass.
+// Written by the first pass, with the record reader (values out of range) and the classifier
+// (L_INTERVAL).
 inline constinit IntakeCounts INTAKE;
-// Written by the priors (positions) and the recoding pass.
-inline constinit RecodedData RECODED;
-// Residual standard deviations, nt, before scaling. Written by the priors.
-inline constinit Vec<double> RSD;
-// Second number in the head of the user's old solutions, 0 when none were read. Written by the old
-// solutions.
-inline constinit int32_t OLDSOL_H2 = 0;
 
 }  // namespace state
 }  // namespace kve

@@ -8,9 +8,28 @@
 
 #include <cstdint>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "data/input_record.h"
 
 namespace kve {
+
+// The data record under the reader.
+struct DataRecord {
+    Vec<int32_t, 0> IINP;    // 0..NI, IINP(0) is the constant 1, IINP(NI+1) always 0
+    Vec<float> FINP;         // 1..NR, FINP(NR+1) always RMISS
+    Vec<int64_t, 0> l_IINP;  // 0..NI, as read from text
+    Vec<double> L_FINP;      // 1..NR, as read from text
+    Vec<int8_t> L_FINP_MIS;  // 1..NR+1, not 0 when the value is present
+};
+
+namespace state {
+
+// Allocated and filled here. The classifier marks what is present, the first pass makes a value
+// that is none of its trait missing, the second pass releases it.
+inline constinit DataRecord RECORD;
+
+}  // namespace state
 
 enum class ReadMode : int32_t { one_text = 1, one_binary = 2, two_text = 3, two_binary = 4 };
 

@@ -6,8 +6,8 @@
 #include <unordered_set>
 
 #include "data/factors.h"
-#include "data/intake.h"
 #include "data/raw_record.h"
+#include "data/recoded_data.h"
 #include "data/recoding_layout.h"
 #include "data/sequence_check.h"
 #include "data/usability.h"

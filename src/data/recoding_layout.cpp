@@ -1,8 +1,8 @@
 #include "data/recoding_layout.h"
 
 #include "data/factors.h"
-#include "data/intake.h"
 #include "data/raw_record.h"
+#include "data/recoded_data.h"
 #include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

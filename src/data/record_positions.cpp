@@ -1,6 +1,6 @@
 #include "data/record_positions.h"
 
-#include "data/intake.h"
+#include "data/recoded_data.h"
 #include "model/model_records.h"
 
 namespace kve {

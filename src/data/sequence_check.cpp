@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "data/intake.h"
+#include "data/raw_record.h"
+#include "data/recoded_data.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"

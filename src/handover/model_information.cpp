@@ -5,8 +5,10 @@
 
 #include "data/factors.h"
 #include "data/intake.h"
+#include "data/recoded_data.h"
 #include "directives/catalogue.h"
 #include "directives/directives.h"
+#include "handover/old_solution_head.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"

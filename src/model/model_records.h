@@ -232,6 +232,9 @@ inline constinit Vec<Model> MODEL;   // nt
 inline constinit Vec<RMatrix> RMAT;  // NRAMAT + 1, the residual last
 inline constinit ModelCounts KVEINT;
 
+// Residual standard deviations, nt, before scaling. Written by the priors.
+inline constinit Vec<double> RSD;
+
 }  // namespace state
 
 // The residual, the last of the (co)variance matrices.

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "data/factors.h"
-#include "data/intake.h"
+#include "data/recoded_data.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

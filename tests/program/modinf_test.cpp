@@ -11,10 +11,12 @@
 
 #include "data/factors.h"
 #include "data/intake.h"
+#include "data/recoded_data.h"
 #include "directives/directives.h"
 #include "handover/code_table.h"
 #include "handover/empty_work_files.h"
 #include "handover/model_information.h"
+#include "handover/old_solution_head.h"
 #include "listing/listing.h"
 #include "listing/units.h"
 #include "model/model_records.h"

@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "data/factors.h"
-#include "data/intake.h"
 #include "data/level_counts.h"
+#include "data/recoded_data.h"
 #include "data/record_positions.h"
 #include "model_builder.h"
 #include "stops.h"

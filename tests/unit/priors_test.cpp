@@ -7,10 +7,10 @@
 #include "covariances/conditioning.h"
 #include "covariances/covariance_listing.h"
 #include "covariances/scaling.h"
-#include "data/intake.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/triangle_listing.h"
+#include "model/model_records.h"
 #include "model_builder.h"
 #include "stops.h"
 
