@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "directives/directive_errors.h"
+#include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "directives/user_files.h"
 #include "listing/int_to_text.h"
@@ -42,7 +42,7 @@ bool cut_piece(std::string_view& rest, char separator, std::string_view& piece) 
 bool take_count(int32_t count, int32_t& columns) {
     columns = count;
     if (count > kMostVariables)
-        unnumbered_error("ERROR - $DATA: more than 10000000 variables of one kind: %12d", count);
+        tell_limit("ERROR - $DATA: more than 10000000 variables of one kind: %12d", count);
     if (count < 0 || count > kMostVariables) columns = 0;
     return count >= 0;
 }
@@ -127,21 +127,54 @@ class NameList {
     int64_t found_ = 0;
 };
 
+[[noreturn]] void stop_open_bracket() {
+    Fault fault;
+    fault.line("ERROR - Reading variable names");
+    fault.line("        The format XX[i:j] is used, but no closing brackets is found");
+    fault.stop();
+}
+
+[[noreturn]] void stop_bracket_range() {
+    Fault fault;
+    fault.line("ERROR - Reading variable names");
+    fault.line("        When the format XX[i:j] is used both \"i\" and \"j\" must be specified,");
+    fault.line("        and separated by \":\"");
+    fault.stop();
+}
+
+void tell_name_count(const char* first_line, int64_t found) {
+    Fault fault;
+    fault.line("%s", first_line);
+    fault.line("        The DATA line sayes:");
+    fault.line("        %12d integer variables and%12d real variables", DIRECTIVES.NI,
+               DIRECTIVES.NR);
+    fault.line("        A total of %12lld variable names found", static_cast<long long>(found));
+    fault.tell();
+}
+
+void tell_mixture_variable(int32_t variable) {
+    Fault fault;
+    fault.line("ERROR - Real variable no. specified for Mixture Model");
+    fault.line("        must be larger then 0 and less then %12d", DIRECTIVES.NR);
+    fault.line("        Specified value : %12d", variable);
+    fault.tell();
+}
+
 // XX[i:j]
 void add_bracketed(NameList& names, std::string_view token, std::size_t bracket) {
     constexpr Keyword k = Keyword::VARIABLE;
     std::string_view inside = token.substr(bracket + 1);
     std::size_t end = inside.find(']');
-    if (end == std::string_view::npos) directive_error(DirectiveError::open_bracket, k);
+    if (end == std::string_view::npos) stop_open_bracket();
     inside = inside.substr(0, end);
     std::size_t colon = inside.find(':');
     bool complete = colon != std::string_view::npos && colon > 0 && colon + 1 < inside.size();
-    if (!complete) directive_error(DirectiveError::bracket_range, k);
+    if (!complete) stop_bracket_range();
     int64_t first =
         must_read<int32_t>(k, "the first number in the brackets", inside.substr(0, colon));
     int64_t last =
         must_read<int32_t>(k, "the last number in the brackets", inside.substr(colon + 1));
-    if (last < first) directive_error(DirectiveError::bracket_range, k);
+    if (last < first) stop_bracket_range();
     names.add_range(token.substr(0, bracket), first, last);
 }
 
@@ -156,14 +189,13 @@ Keyword read_data_section() {
     std::string text = join_section(keyword_text(Keyword::DATA), next);
     clear_data();
     if (text.empty())
-        directive_error(DirectiveError::no_data, Keyword::DATA);
+        tell_fault("ERROR - No data description found in the file with directives");
     else if (!read_data_line(text))
-        directive_error(DirectiveError::incomplete_line, Keyword::DATA);
+        tell_incomplete_line(Keyword::DATA);
     return next;
 }
 
 Keyword read_variable_section() {
-    constexpr Keyword k = Keyword::VARIABLE;
     Keyword next;
     std::string text = join_section({}, next);
     DIRECTIVES.names_from_user = true;
@@ -175,22 +207,22 @@ Keyword read_variable_section() {
         else
             names.add(token);
     }
-    int64_t integers = DIRECTIVES.NI, reals = DIRECTIVES.NR;
-    if (names.found() > integers + reals)
-        directive_error(DirectiveError::too_many_names, k, {}, integers, reals, names.found());
-    if (names.found() < integers + reals)
-        directive_error(DirectiveError::too_few_names, k, {}, integers, reals, names.found());
+    int64_t columns = int64_t{DIRECTIVES.NI} + DIRECTIVES.NR;
+    if (names.found() > columns)
+        tell_name_count("ERROR - To many variable names specified.", names.found());
+    if (names.found() < columns)
+        tell_name_count("ERROR - To few variable names specified.", names.found());
     return next;
 }
 
 Keyword read_mixture_section() {
     constexpr Keyword k = Keyword::MIXTURE;
-    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::mixture_task, k);
+    if (DIRECTIVES.ITASK != kSampling) tell_mixture_task();
     Keyword next;
     std::string text = join_section(keyword_text(k), next);
     int32_t variable = must_read<int32_t>(k, "a real variable number", text);
     if (variable < 1 || variable > DIRECTIVES.NR)
-        directive_error(DirectiveError::mixture_variable, k, {}, DIRECTIVES.NR, variable);
+        tell_mixture_variable(variable);
     else if (variable <= DIRECTIVES.IS_MIXTURE.size())
         DIRECTIVES.IS_MIXTURE(variable) = 1;
     return next;

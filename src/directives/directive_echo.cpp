@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "directives/directive_errors.h"
+#include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
@@ -43,6 +43,19 @@ void print_box_top() {
 void print_box_bottom() {
     print_box_row("");
     say_line("         |%s|", kBoxBottom.c_str());
+}
+
+void warn_long_comment() {
+    Fault fault;
+    fault.line("WARNING - at least one line with user comments is longer than 80 characters.");
+    fault.line("           Only the first 80 characters printed");
+    fault.warn();
+}
+
+void warn_many_comments() {
+    Fault fault;
+    fault.line("WARNING - more then 10 lines with user comments. Only the first 10 lines printed");
+    fault.warn();
 }
 
 // ---- Analysis
@@ -191,9 +204,8 @@ Keyword read_comments() {
         print_box_row(cinp);
     }
     print_box_bottom();
-    if (longer) directive_error(DirectiveError::long_comment_line, Keyword::COMMENT);
-    if (lines > kCommentLines)
-        directive_error(DirectiveError::many_comment_lines, Keyword::COMMENT);
+    if (longer) warn_long_comment();
+    if (lines > kCommentLines) warn_many_comments();
     return next;
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "directives/directive_data.h"
-#include "directives/directive_errors.h"
+#include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "listing/stop.h"
 
@@ -62,13 +62,49 @@ std::string_view behind_words(std::string_view text, int64_t words) {
     return text;
 }
 
+void tell_unreadable_count(std::string_view count) {
+    Fault fault;
+    fault.line("ERROR - Reading number of equations on the $SOL_COV line");
+    fault.line("        The first non blank after the $SOL_COV keyword");
+    fault.line("        should be an integer number");
+    fault.line("        Here it is:");
+    fault.line("%.*s", KVE_SV(count));
+    fault.tell();
+}
+
+void tell_few_equations(int32_t n) {
+    Fault fault;
+    fault.line("ERROR - In itask=1, number of equations on the $SOL_COV must be >=2");
+    fault.line("        Here it is:%12d", n);
+    fault.tell();
+}
+
+void tell_equation_numbers(std::string_view numbers, int32_t n) {
+    Fault fault;
+    fault.line("ERROR - Reading equation numbers on the $SOL_COV line");
+    fault.line("        Here the specification numbers after number of equations is:");
+    fault.line("        %.*s", KVE_SV(numbers));
+    fault.line("        Expected equations numbers is:%12d", n);
+    fault.line("        (first integer on the $SOL_COV line)");
+    fault.tell();
+}
+
+void tell_surplus_numbers(std::string_view surplus, int32_t n) {
+    Fault fault;
+    fault.line("ERROR - Reading equation numbers on the $SOL_COV line");
+    fault.line("        Expected equations numbers is:%12d", n);
+    fault.line("        (first integer on the $SOL_COV line)");
+    fault.line("        Additional equation number specification is:");
+    fault.line("        %.*s", KVE_SV(surplus));
+    fault.tell();
+}
+
 // The numbers behind the count `n`, as many as it says.
 void read_equation_numbers(std::string_view numbers, int32_t n) {
-    constexpr Keyword k = Keyword::SOL_COV;
     int64_t given = count_words(numbers);
     bool readable = all_integers(numbers, n);
-    if (!readable || given < n) directive_error(DirectiveError::sol_cov_numbers, k, numbers, n);
-    if (given > n) directive_error(DirectiveError::sol_cov_surplus, k, behind_words(numbers, n), n);
+    if (!readable || given < n) tell_equation_numbers(numbers, n);
+    if (given > n) tell_surplus_numbers(behind_words(numbers, n), n);
     if (!readable || given < n) return;
     check_allocated(DIRECTIVES.sol_cov.allocate(n), "read_directives", "SOL_COV", n);
     for (int32_t& equation : DIRECTIVES.sol_cov)
@@ -76,24 +112,30 @@ void read_equation_numbers(std::string_view numbers, int32_t n) {
 }
 
 void read_sol_cov(std::string_view text) {
-    constexpr Keyword k = Keyword::SOL_COV;
     if (count_words(text) < 2) {
         int32_t lone = 0;
         static_cast<void>(parse_number(text, lone));
-        if (DIRECTIVES.ITASK == kVarianceComponents)
-            directive_error(DirectiveError::sol_cov_few, k, {}, lone);
+        if (DIRECTIVES.ITASK == kVarianceComponents) tell_few_equations(lone);
         if (DIRECTIVES.ITASK == kSampling) DIRECTIVES.n_sol_cov = -1;
         return;
     }
     std::string_view count = cut_word(text);
     int32_t n = 0;
-    if (!parse_number(count, n)) return directive_error(DirectiveError::sol_cov_count, k, count);
-    if (n < 2) return directive_error(DirectiveError::sol_cov_few, k, {}, n);
+    if (!parse_number(count, n)) return tell_unreadable_count(count);
+    if (n < 2) return tell_few_equations(n);
     DIRECTIVES.n_sol_cov = n;
     read_equation_numbers(text, n);
 }
 
 // ---- $CENS
+
+// The second line says what is wrong.
+void tell_cens(int32_t trait, const char* second_line) {
+    Fault fault;
+    fault.line("ERROR - On $CENS directive line for trait%12d", trait);
+    fault.line("%s", second_line);
+    fault.tell();
+}
 
 // Moves `rest` behind "=" and the number there. False without "=".
 bool read_assigned(std::string_view& rest, std::string_view expected, int32_t& value) {
@@ -113,37 +155,54 @@ bool skip_behind(std::string_view& rest, std::string_view word) {
 }
 
 void read_cens(std::string_view rest) {
-    constexpr Keyword k = Keyword::CENS;
     CENS_NODE node;
-    node.trait = must_read<int32_t>(k, "a trait number", cut_word(rest));
+    node.trait = must_read<int32_t>(Keyword::CENS, "a trait number", cut_word(rest));
     if (!skip_behind(rest, "CENS"))
-        return directive_error(DirectiveError::cens_word, k, {}, node.trait);
+        return tell_cens(node.trait, "        Positional parameter \"CENS\" not found");
     if (!read_assigned(rest, "a value behind CENS", node.censoring_code))
-        return directive_error(DirectiveError::cens_equals, k, "CENS", node.trait);
+        return tell_cens(node.trait, "        Expected \"=\" afterCENS not found");
     node.has_upper_limit = !rest.empty();
     if (node.has_upper_limit && !skip_behind(rest, "INT_MAX"))
-        return directive_error(DirectiveError::cens_int_max, k, {}, node.trait);
+        // Kept: these words stand in place of the text that was found.
+        return tell_cens(
+            node.trait, "        Expected postitional parameter \"INT_MAX\", but cinp(1:lng)found");
     if (node.has_upper_limit && !read_assigned(rest, "a value behind INT_MAX", node.upper_limit))
-        return directive_error(DirectiveError::cens_equals, k, "INT_MAX", node.trait);
+        return tell_cens(node.trait, "        Expected \"=\" afterINT_MAX not found");
     insert_by_trait(DIRECTIVES.cens, node);
 }
 
+// ---- $TD_PTD, $GLMM_PRED
+
+void tell_td_parameter() {
+    tell_fault("ERROR - Wrong value for optional parameter - must be an integer value");
+}
+
+void tell_glmm_pred_task() {
+    tell_fault("ERROR - Keyword GLMM_PRED is only legal for ITASK=11 (KVE4)");
+}
+
 void read_td_ptd(std::string_view rest) {
-    constexpr Keyword k = Keyword::TD_PTD;
     TrendRequest& request = DIRECTIVES.td_ptd;
     if (read_free(cut_word(rest), request.factor) != Read::ok)
-        directive_error(DirectiveError::td_factor, k);
-    if (rest.size() < 2) return directive_error(DirectiveError::td_model_type, k);
+        tell_fault("ERROR - Reading random factor number");
+    if (rest.size() < 2)
+        return tell_fault(
+            "ERROR - Wrong model type or model type not specified - legal types are AM or SM");
     request.model_type = rest.substr(0, 2);
     // Kept: a wrong type is told in the words of a wrong parameter, and a wrong second parameter in
     // those of another keyword.
-    if (request.model_type != "AM" && request.model_type != "SM")
-        return directive_error(DirectiveError::td_parameter, k);
+    if (request.model_type != "AM" && request.model_type != "SM") return tell_td_parameter();
     FreeList options(rest.substr(2));
     Read first = options.next(request.option_1);
-    if (first == Read::bad) return directive_error(DirectiveError::td_parameter, k);
-    if (first == Read::ok && options.next(request.option_2) == Read::bad)
-        directive_error(DirectiveError::glmm_pred_task, k);
+    if (first == Read::bad) return tell_td_parameter();
+    if (first == Read::ok && options.next(request.option_2) == Read::bad) tell_glmm_pred_task();
+}
+
+void tell_residuals_task() {
+    Fault fault;
+    fault.line("ERROR - Computation of residuals is only implemented for KVEAI (task = 1) and");
+    fault.line("        KVE4 (itaks = 11) using solver method 8, 9, 10, 30 or 31");
+    fault.tell();
 }
 
 }  // namespace
@@ -151,7 +210,7 @@ void read_td_ptd(std::string_view rest) {
 Keyword read_glmm_section() {
     constexpr Keyword k = Keyword::GLMM;
     if (DIRECTIVES.ITASK != kVarianceComponents && DIRECTIVES.ITASK != kSolveByKve4)
-        directive_error(DirectiveError::glmm_task, k);
+        tell_fault("ERROR - GLMM is only implemented for KVEAI (task = 1) and KVE4 (itaks = 11)");
     Keyword next;
     std::string text = normalized(join_section(keyword_text(k), next));
     std::string_view rest = text, value;
@@ -168,10 +227,9 @@ Keyword read_glmm_section() {
 }
 
 Keyword read_cure_section() {
-    constexpr Keyword k = Keyword::CURE;
-    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::mixture_task, k);
+    if (DIRECTIVES.ITASK != kSampling) tell_mixture_task();
     Keyword next;
-    std::string text = join_section(keyword_text(k), next);
+    std::string text = join_section(keyword_text(Keyword::CURE), next);
     CURE_SPEC spec;
     if (read_free(text, spec.trait_column, spec.mixture_column, spec.subject, spec.sequence) !=
         Read::ok)
@@ -179,7 +237,7 @@ Keyword read_cure_section() {
     if (DIRECTIVES.cure.size() < kMostCureSpecs)
         DIRECTIVES.cure.push_back(spec);
     else
-        unnumbered_error("ERROR - $CURE: more than 31 specifications");
+        tell_limit("ERROR - $CURE: more than 31 specifications");
     return next;
 }
 
@@ -189,17 +247,16 @@ Keyword read_residuals_line() {
     for (int32_t method : {8, 9, 10, 30, 31}) direct_solver |= DIRECTIVES.IMETHOD == method;
     if (DIRECTIVES.ITASK != kVarianceComponents &&
         !(DIRECTIVES.ITASK == kSolveByKve4 && direct_solver))
-        directive_error(DirectiveError::residuals_task, k);
+        tell_residuals_task();
     std::string_view text = keyword_text(k);
     DIRECTIVES.residual_format = format_of(cut_word(text));
-    if (DIRECTIVES.residual_format == kNoFormat)
-        directive_error(DirectiveError::incomplete_line, k);
+    if (DIRECTIVES.residual_format == kNoFormat) tell_incomplete_line(k);
     return read_directive_line();
 }
 
 Keyword read_td_ptd_line() {
     if (DIRECTIVES.ITASK == kVarianceComponents)
-        directive_error(DirectiveError::td_task, Keyword::TD_PTD);
+        tell_fault("ERROR - Computation of trait deviation is not implemented in KVEAI (task = 1)");
     DIRECTIVES.td_ptd = TrendRequest{};
     DIRECTIVES.td_ptd.asked = true;
     read_td_ptd(keyword_text(Keyword::TD_PTD));
@@ -207,15 +264,14 @@ Keyword read_td_ptd_line() {
 }
 
 Keyword read_glmm_pred_line() {
-    constexpr Keyword k = Keyword::GLMM_PRED;
-    if (DIRECTIVES.ITASK != kSolveByKve4) directive_error(DirectiveError::glmm_pred_task, k);
-    FreeList list(keyword_text(k));
+    if (DIRECTIVES.ITASK != kSolveByKve4) tell_glmm_pred_task();
+    FreeList list(keyword_text(Keyword::GLMM_PRED));
     int32_t iterations = 0;
     double criterion = 0.0;
     if (list.next(iterations) != Read::ok || iterations <= 0)
-        directive_error(DirectiveError::glmm_iterations, k);
+        tell_fault("ERROR - Reading max. no. of GLMM iterations - must be an integer > 0");
     if (list.next(criterion) != Read::ok || !(criterion < 1.0))
-        directive_error(DirectiveError::glmm_criterion, k);
+        tell_fault("ERROR - Reading GLMM convergence criterion - must be a real < 1.0");
     DIRECTIVES.glmm_iterations = iterations;
     DIRECTIVES.glmm_criterion = criterion;
     return read_directive_line();
@@ -223,7 +279,7 @@ Keyword read_glmm_pred_line() {
 
 Keyword read_sol_cov_line() {
     if (DIRECTIVES.ITASK > kSampling)
-        directive_error(DirectiveError::sol_cov_task, Keyword::SOL_COV);
+        tell_fault("ERROR - Keyword SOL_COV is only legal for ITASK=1 (KVEAI) and 2 /KVEGS)");
     DIRECTIVES.sol_cov_asked = true;
     DIRECTIVES.n_sol_cov = 0;
     DIRECTIVES.sol_cov.release();
@@ -232,7 +288,8 @@ Keyword read_sol_cov_line() {
 }
 
 Keyword read_cens_line() {
-    if (DIRECTIVES.ITASK != kSampling) directive_error(DirectiveError::cens_task, Keyword::CENS);
+    if (DIRECTIVES.ITASK != kSampling)
+        tell_fault("ERROR - Censoring is only implemented for KVEGS (task = 2)");
     read_cens(keyword_text(Keyword::CENS));
     return read_directive_line();
 }

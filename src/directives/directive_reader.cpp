@@ -4,7 +4,7 @@
 
 #include "directives/directive_data.h"
 #include "directives/directive_echo.h"
-#include "directives/directive_errors.h"
+#include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "directives/directive_options.h"
 #include "directives/directive_structures.h"
@@ -71,13 +71,46 @@ Keyword read_first_line() {
     return first;
 }
 
+// ---- $ANALYSE
+
+void tell_wrong_analyse_line(std::string_view text) {
+    Fault fault;
+    fault.line("ERROR - wrong format or missing informations on the $ANALYSE keyword line.");
+    fault.line("        Format for the $ANALYAE keyword line is:");
+    fault.line("        $ANAYLSE task method scaling testprint");
+    fault.line("        Specified keyword line:");
+    fault.line("        $ANAYLSE %.*s", KVE_SV(text));
+    fault.tell();
+}
+
+void tell_unknown_task(int32_t task) {
+    Fault fault;
+    fault.line("ERROR - On $ANALYSE keyword line: Task= %12d", task);
+    fault.line("        Legal tasks are:");
+    for (int32_t legal = 1; legal <= kMostTasks; ++legal)
+        if (task_is_legal(legal))
+            fault.line("        %12d: %.*s", legal, KVE_SV(task_label(legal)));
+    fault.tell();
+}
+
+void tell_unknown_method(int32_t task, int32_t method) {
+    Fault fault;
+    fault.line("ERROR - On $ANALYSE keyword line: Task   = %12d", task);
+    fault.line("                                  Method = %12d", method);
+    fault.line("        Legal methods for TASK %12d (%.*s) are:", task, KVE_SV(task_label(task)));
+    for (int32_t legal = 0; legal <= kMostMethods; ++legal)
+        if (method_is_legal(task, legal))
+            fault.line("                               %12d: %.*s", legal,
+                       KVE_SV(method_label(task, legal)));
+    fault.tell();
+}
+
 void check_task_and_method() {
-    constexpr Keyword k = Keyword::ANALYSE;
     int32_t task = DIRECTIVES.ITASK, method = DIRECTIVES.IMETHOD;
     if (!task_is_legal(task))
-        directive_error(DirectiveError::unknown_task, k, {}, task);
+        tell_unknown_task(task);
     else if (!method_is_legal(task, method))
-        directive_error(DirectiveError::unknown_method, k, {}, task, method);
+        tell_unknown_method(task, method);
 }
 
 Keyword read_analyse_section() {
@@ -91,7 +124,7 @@ Keyword read_analyse_section() {
     if (readable)
         check_task_and_method();
     else
-        directive_error(DirectiveError::wrong_analyse_line, Keyword::ANALYSE, text);
+        tell_wrong_analyse_line(text);
     // The solvers of the mixed model equations take the (co)variances as known.
     if (solves_with_priors(DIRECTIVES.ITASK)) state_of(Keyword::PRIOR).required = true;
     return skip_text_lines();
@@ -149,7 +182,7 @@ Keyword read_section(Keyword keyword) {
 void enter_section(Keyword keyword) {
     KeywordState& state = state_of(keyword);
     if (state.seen && only_once(keyword))
-        directive_error(DirectiveError::repeated_keyword, keyword);
+        tell_fault("ERROR - %.*s keyword must only appear once", KVE_SV(keyword_name(keyword)));
     state.seen = true;
 }
 
@@ -157,8 +190,16 @@ void check_required_keywords() {
     for (int32_t number = 1; number <= kKeywords; ++number) {
         Keyword keyword = keyword_number(number);
         if (state_of(keyword).required && !state_of(keyword).seen)
-            directive_error(DirectiveError::keyword_missing, keyword);
+            tell_fault("ERROR - Required KEYWORD line %.*s not found",
+                       KVE_SV(keyword_name(keyword)));
     }
+}
+
+[[noreturn]] void stop_refused() {
+    Fault fault;
+    fault.line("ERROR(S) FOUND IN DIRECTIVE FILE");
+    fault.blank();
+    fault.stop("         COMPUTATIONS TERMINATED");
 }
 
 }  // namespace
@@ -177,7 +218,7 @@ void read_directives() {
     echo_directives();
     check_repeated_factors();
     check_required_keywords();
-    if (DIRECTIVE_ERROR_FLAG) directive_error(DirectiveError::refused, Keyword::end_of_file);
+    if (DIRECTIVE_ERROR_FLAG) stop_refused();
 }
 
 }  // namespace kve

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "directives/directive_errors.h"
+#include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
@@ -20,6 +20,13 @@ namespace {
 [[noreturn]] void stop_unwritable(Keyword keyword, std::string_view file) {
     say("ERROR - %s: cannot write %.*s", keyword_as_written(keyword).c_str(), KVE_SV(file));
     stop_run();
+}
+
+void tell_empty_reduce() {
+    Fault fault;
+    fault.line("ERROR - No reduce description specified");
+    fault.line("        One description line per trait is expected");
+    fault.tell();
 }
 
 // Copies text lines from the one in `cinp` on until another line comes, which becomes `next`; the
@@ -86,8 +93,7 @@ bool take_file_name(Keyword keyword, SectionFile& file) {
 Keyword read_reduce_section() {
     DIRECTIVES.reduce_file = "KVE1.reduce";
     Keyword next;
-    if (write_section(Keyword::REDUCE, "KVE1.reduce", next) == 0)
-        directive_error(DirectiveError::empty_reduce, Keyword::REDUCE);
+    if (write_section(Keyword::REDUCE, "KVE1.reduce", next) == 0) tell_empty_reduce();
     return next;
 }
 
@@ -97,20 +103,23 @@ Keyword read_file_or_text(Keyword keyword) {
     section.file.name = section.inline_name;
     Keyword next;
     int64_t lines = write_section(keyword, section.inline_name, next);
-    if (keyword == Keyword::MODEL && lines == 0) directive_error(DirectiveError::no_model, keyword);
+    if (keyword == Keyword::MODEL && lines == 0)
+        tell_fault("ERROR - No model description or file name with model description specifiec");
     return next;
 }
 
 Keyword read_file_name(Keyword keyword) {
     if (!take_file_name(keyword, section_of(keyword).file))
-        directive_error(DirectiveError::no_file_name, keyword, keyword_name(keyword));
+        tell_fault("ERROR - %.*s keyword specified, but no file name given",
+                   KVE_SV(keyword_name(keyword)));
     return read_directive_line();
 }
 
 Keyword read_restrictions() {
     if (DIRECTIVES.ITASK != kVarianceComponents) {
         // No file is made: the next run in this folder would read it.
-        directive_error(DirectiveError::restriction_task, Keyword::VAR_REST);
+        tell_fault(
+            "ERROR - Restriction on co-variance components only implemented for KVEAI (task = 1)");
         return skip_text_lines();
     }
     TextOutput& file = UNITS.restrictions;

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "directives/directive_errors.h"
+#include "directives/directive_faults.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -19,7 +19,8 @@ bool exists(const FileName& name) {
 }
 
 void tell_missing(Keyword keyword, const FileName& name) {
-    directive_error(DirectiveError::file_not_found, keyword, name.view());
+    tell_fault("Error - %.*s file :%.*s not found", KVE_SV(keyword_name(keyword)),
+               KVE_SV(name.view()));
 }
 
 }  // namespace

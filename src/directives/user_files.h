@@ -12,7 +12,7 @@ namespace kve {
 // False when the result is too long for a file name; it is cut then.
 bool add_submission_directory(FileName& name);
 
-// Error 7 for keyword line `keyword` when nothing of that name exists, whatever it is.
+// A fault of keyword line `keyword` when nothing of that name exists, whatever it is.
 void require_file(Keyword keyword, const FileName& name);
 
 // Both, one after the other.
