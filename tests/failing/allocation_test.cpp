@@ -1,6 +1,7 @@
 #include <string>
 
 #include "data/factors.h"
+#include "doors.h"
 #include "model/model_records.h"
 #include "stops.h"
 #include "store/big_tables.h"
@@ -8,8 +9,6 @@
 #include "store/work_tables.h"
 
 using namespace kve;
-
-extern int allocations_left;
 
 WRITES(DIMENSIONS);
 WRITES(KVEINT);

@@ -1,0 +1,128 @@
+// Whole runs in which the system grants only so many allocations, reads or writes. However many it
+// grants, a run ends with status 16 and says why, or leaves the bytes of an undisturbed run.
+#include "../program/run.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+#include <regex>
+
+#include "doors.h"
+#include "run/driver.h"
+
+namespace {
+
+using Files = std::map<std::string, std::string>;
+
+// Twelve animals, the parents of each four and five before it. A has 3 levels, B the animals, C 4.
+Files input_files() {
+    Files files{{"old", "1 2 7 1\n2 1 0 1 1 0 0 1\n4 1 0 1 7 0 0 2\n"},
+                {"foreign", "3 -2 1 5 .5 -999999 0 -999999 0\n4 -2 9 5 .5 0 0 0 0\n"},
+                {"typed", "12\n7\n11\n"},
+                {"genomic", "7 7 1.1\n11 11 1\n12 12 0.9\n7 12 0.1\n7 11 0.2\n"},
+                {"four", "0 0 1\n1 1 2\n2 2 2\n3 3 2\n4 4 2\n1 3 .5\n"},
+                {"dom", "0 0 1\n"},
+                {"KVEDIM", "&kvedim MFL=40 MDL=15 MAXNRM=60 /"}};
+    for (int k = 0; k < 48; ++k)
+        files["data"] += text("%d %d %d 2 1 %d %d\n", 1 + k / 16, 1 + k % 12, 1 + k % 4, k % 5, k);
+    for (int k = 1; k <= 12; ++k) {
+        const int sire = std::max(k - 4, 0), dam = std::max(k - 5, 0);
+        files["ped"] += text("%d %d %d %d\n", k, sire, dam, k);
+        files["grouped"] += text("%d %d %d %d\n", k, sire > 0 ? sire : -1, dam > 0 ? dam : -2, k);
+        files["dom"] += text("%d %d 2\n", k, k);
+    }
+    return files;
+}
+
+std::string directives(const std::string& task, const std::string& structures,
+                       const std::string& model, const std::string& priors) {
+    return "$ANALYSE " + task + " 1 2\n$DATA ASCII (3,4,-9) data\n$VARIABLE\nA B C X W Y1 Y2\n" +
+           structures + "$MODEL\n2" + model + "$PRIOR\n1 1 1 1\n" + priors;
+}
+
+const std::string kRuns[] = {
+    // All structures, results of other evaluations, a function of the user, restrictions.
+    directives("1 1",
+               "$OLDSOL old\n$FINFO foreign\n$VAR_REST\nVAR 1 1\n$VAR_STR 1 COR ASCII four\n"
+               "$VAR_STR 2 PED 6 ASCII grouped\n$VAR_STR 3 PGMIX 1 ASCII ped typed genomic 0.25 "
+               "G-ADJUST\n$VAR_STR 4 GREL ASCII four\n$VAR_STR 5 DOM 2 ASCII dom\n"
+               "$GLMM 2 VARF=USER(MU,Y-MU) LINK=USER(MU,1,ETA)\n",
+               "\n0\n0\n3 2 6 1 3 2 2 3 2\n4 0 2 1 2\n5 1 2 3 4 5\n1 2\n2 1 1(3)\n0\n1\n1 2\n",
+               "2 1 1 1\n2 2 2 1\n2 3 3 1\n3 1 1 1\n4 1 1 1\n5 1 1 1\n6 1 1 4\n6 2 2 4\n"),
+    // Inbreeding, residual groups, reduced rank, the mixture pair of a sequential binary trait.
+    directives("2 0", "$REDUCE\n1\n1\n$VAR_STR 1 PED 1 ASCII ped\n$VAR_STR 2 GROUP 3\n",
+               " 2 0 0 0\n0\n0\n3 2 2 1 2\n4 0 2 1 2\n1 1\n1 1\n0\n1 1\n0\n", "2 1 1 4\n2 2 2 4\n"),
+    // Absorbed effects.
+    directives("12 1", "$VAR_STR 1 PED 2 ASCII ped\n",
+               "\n1 1\n1 1\n3 2 2 3 2\n4 0 1 2\n1 1\n1 1\n0\n0\n0\n",
+               "1 2 2 1\n2 1 1 4\n2 2 2 4\n")};
+
+// What a run leaves: after a stop the listing alone, else everything but the time.
+struct Ended {
+    int status;
+    Files files;
+};
+
+Ended run(const std::string& directives, int& left, int granted) {
+    static const Files inputs = input_files();
+    const Scratch scratch;
+    for (const auto& [name, content] : inputs) scratch.write(name, content);
+    scratch.write("directives.in", directives);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::filesystem::current_path(scratch.folder());
+        ::dup2(::open("directives.in", O_RDONLY), STDIN_FILENO);
+        ::dup2(::open("listing.out", O_WRONLY | O_CREAT, 0666), STDOUT_FILENO);
+        allocations_left = reads_left = writes_left = kUnlimited;
+        left = granted;
+        kve::run();
+    }
+    int raw = 0;
+    ::waitpid(child, &raw, 0);
+    if (raw != 0)
+        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : raw,
+                {{"listing", scratch.read("listing.out")}}};
+    Ended ended{0, {}};
+    const std::regex once("\\d{4}(-\\d\\d){2} \\d\\d(:\\d\\d){2}|kve1-test-.{6}");
+    for (const auto& file : std::filesystem::directory_iterator(scratch.folder())) {
+        const std::string name = file.path().filename().string();
+        ended.files[name] = std::regex_replace(scratch.read(name), once, "");
+    }
+    return ended;
+}
+
+struct Shortage {
+    const char* of;
+    int& left;
+    std::regex words;  // of the listing when it runs out
+};
+const Shortage kShortages[] = {
+    {"allocations", allocations_left,
+     std::regex("Trying to allocate +: \\w|Memmory allocation for byte code failed")},
+    {"reads", reads_left, std::regex("ERROR")},
+    {"writes", writes_left, std::regex("ERROR")}};
+
+class ShortRun : public testing::TestWithParam<std::tuple<int, int>> {};
+
+TEST_P(ShortRun, EndsInWordsOrInAllItsBytes) {
+    const auto [text, kind] = GetParam();
+    const Shortage& shortage = kShortages[kind];
+    const Ended whole = run(kRuns[text], shortage.left, kUnlimited);
+    ASSERT_EQ(whole.status, 0) << whole.files.at("listing");
+    for (int status = 16, granted = 0; status != 0; ++granted) {
+        const Ended cut = run(kRuns[text], shortage.left, granted);
+        status = cut.status;
+        if (status == 0)
+            EXPECT_EQ(cut.files, whole.files);
+        else
+            ASSERT_TRUE(status == 16 && std::regex_search(cut.files.at("listing"), shortage.words))
+                << status << " after " << granted << shortage.of << cut.files.at("listing");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, ShortRun, testing::Combine(testing::Range(0, 3), testing::Range(0, 3)));
+
+}  // namespace

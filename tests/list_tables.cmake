@@ -1,0 +1,16 @@
+# cmake -DSRC=<folder> -DOUT=<header> -P list_tables.cmake
+# The tables of kve::state where they are declared: includes and names for reset_tables.cpp.
+file(GLOB_RECURSE headers RELATIVE ${SRC} ${SRC}/*.h)
+foreach(header ${headers})
+  file(STRINGS ${SRC}/${header} tables REGEX "^(inline|extern) constinit ")
+  foreach(table ${tables})
+    string(REGEX REPLACE "( =|{|;).*" "" declared "${table}")
+    string(REGEX REPLACE ".* " "kve::state::" name "${declared}")
+    list(APPEND names ${name})
+  endforeach()
+  if(tables)
+    string(APPEND includes "#include \"${header}\"\n")
+  endif()
+endforeach()
+list(JOIN names ", " names)
+file(WRITE ${OUT} "${includes}#define ALL_TABLES ${names}\n")
