@@ -16,7 +16,7 @@ enum DataFormat : int32_t { kNoFormat = 0, kAscii = 1, kBinaryFile = 2 };
 enum AnalysisTask : int32_t {
     kVarianceComponents = 1,  // KVEAI
     kSampling = 2,            // KVEGS
-    kLiability = 8,           // not in the catalogue of tasks
+    kLiability = 8,           // Kept: no directive asks for it, the model section has rules for it
     kSolveByKve4 = 11,
     kSolveByKve5 = 12,
 };

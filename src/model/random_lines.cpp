@@ -39,15 +39,18 @@ struct RandomLine {
     refuse_input_read(at.line);
 }
 
+[[noreturn]] void refuse_matrix_number(const RandomLine& at) {
+    log_say("ERROR - Reading no. of random effect%12lld", static_cast<long long>(at.r));
+    log_say("                           for trait%12d", at.trait);
+    refuse_input_read(at.line);
+}
+
 // "m": the next effect, in matrix m.
 void read_matrix_number(RandomLine& at, std::size_t length) {
     int32_t number = 0;
     ++at.r;
-    if (read_free(cut_text(at.rest, length), number) != Read::ok || number < 1) {
-        log_say("ERROR - Reading no. of random effect%12lld", static_cast<long long>(at.r));
-        log_say("                           for trait%12d", at.trait);
-        refuse_input_read(at.line);
-    }
+    if (read_free(cut_text(at.rest, length), number) != Read::ok || number < 1)
+        refuse_matrix_number(at);
     if (at.r <= at.m.n_random) {
         at.m.r_ef_matno(at.r) = number;
         at.m.r_ef_coeff(at.r) = 1.0F;
@@ -56,50 +59,62 @@ void read_matrix_number(RandomLine& at, std::size_t length) {
     at.merge_next = false;
 }
 
+[[noreturn]] void refuse_open_coefficient(const RandomLine& at) {
+    log_say("ERROR - in specification of random effects for trait no.%12d", at.trait);
+    log_say("        Starting brackets '(' found, but no closing brackets ')' found");
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_coefficient(const RandomLine& at) {
+    log_say("ERROR - while readinig the coefficent specified between '(' and')' ");
+    log_say("        for trait%12d", at.trait);
+    log_say("         random effect%12lld", static_cast<long long>(at.r));
+    refuse_input_read(at.line);
+}
+
 // "(x)": the coefficient of the effect just read.
 void read_coefficient(RandomLine& at) {
     std::string_view text;
-    if (!cut_bracket(at.rest, ')', text)) {
-        log_say("ERROR - in specification of random effects for trait no.%12d", at.trait);
-        log_say("        Starting brackets '(' found, but no closing brackets ')' found");
-        refuse_input_read(at.line);
-    }
+    if (!cut_bracket(at.rest, ')', text)) refuse_open_coefficient(at);
     float coefficient = 0.0F;
-    if (at.r == 0 || read_free(text, coefficient) != Read::ok || !std::isfinite(coefficient)) {
-        log_say("ERROR - while readinig the coefficent specified between '(' and')' ");
-        log_say("        for trait%12d", at.trait);
-        log_say("         random effect%12lld", static_cast<long long>(at.r));
-        refuse_input_read(at.line);
-    }
+    if (at.r == 0 || read_free(text, coefficient) != Read::ok || !std::isfinite(coefficient))
+        refuse_coefficient(at);
     at.m.r_ef_coeff(at.r) = coefficient;
 }
 
+[[noreturn]] void refuse_open_repetition(const RandomLine& at) {
+    log_say("ERROR - in specification of multipl random effects for trait no. %12d", at.trait);
+    log_say("        Starting bracket '[' found, but no closing bracket ']' found");
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_merge_option(const RandomLine& at) {
+    log_say("ERROR - Reading merge option ('+') for multiple random effects");
+    log_say("        for trait%12d", at.trait);
+    log_say("        random factor%12d", at.last_matrix());
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_repetition(const RandomLine& at) {
+    log_say("ERROR - Reading number of random effects in factor");
+    log_say("        for trait%12d", at.trait);
+    log_say("        random factor%12d", at.last_matrix());
+    refuse_input_read(at.line);
+}
+
 // "[n]" or "[n,+]": n-1 further effects like the last one.
+//
+// Kept: once given, the "+" holds for every later "[n]", in later traits as well.
 void read_repetition(RandomLine& at, bool& merge_repeated) {
     std::string_view text;
-    if (!cut_bracket(at.rest, ']', text)) {
-        log_say("ERROR - in specification of multipl random effects for trait no. %12d", at.trait);
-        log_say("        Starting bracket '[' found, but no closing bracket ']' found");
-        refuse_input_read(at.line);
-    }
+    if (!cut_bracket(at.rest, ']', text)) refuse_open_repetition(at);
     std::size_t comma = text.find(',');
     if (comma != std::string_view::npos) {
-        if (text.find('+') == std::string_view::npos) {
-            log_say("ERROR - Reading merge option ('+') for multiple random effects");
-            log_say("        for trait%12d", at.trait);
-            log_say("        random factor%12d", at.last_matrix());
-            refuse_input_read(at.line);
-        }
-        // Kept: once given, the option holds for every later "[n]", in later traits as well.
+        if (text.find('+') == std::string_view::npos) refuse_merge_option(at);
         merge_repeated = true;
     }
     int32_t n = 0;
-    if (at.r == 0 || read_free(text.substr(0, comma), n) != Read::ok) {
-        log_say("ERROR - Reading number of random effects in factor");
-        log_say("        for trait%12d", at.trait);
-        log_say("        random factor%12d", at.last_matrix());
-        refuse_input_read(at.line);
-    }
+    if (at.r == 0 || read_free(text.substr(0, comma), n) != Read::ok) refuse_repetition(at);
     if (n <= 1) return;
     int64_t last = at.r + n - 1;
     for (int64_t k = at.r + 1; k <= std::min<int64_t>(last, at.m.n_random); ++k) {
@@ -110,34 +125,42 @@ void read_repetition(RandomLine& at, bool& merge_repeated) {
     at.r = last;
 }
 
+[[noreturn]] void refuse_open_list(const RandomLine& at) {
+    log_say("ERROR - in specification of multipl random effects for trait no. %12d", at.trait);
+    log_say("        Starting brackets '{' found, but no closing brackets '}' found");
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_list_without_colon(const RandomLine& at) {
+    log_say("ERROR - in specification of multiple random effects for trait no. %12d", at.trait);
+    log_say("        No ':' as separator in list specification");
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_first_of_list(const RandomLine& at) {
+    log_say("ERROR - Reading 1'st random effect no. in list");
+    log_say("        for trait%12d", at.trait);
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_last_of_list(const RandomLine& at) {
+    log_say("ERROR - Reading last random effect no. in list");
+    log_say("        for trait%12d", at.trait);
+    refuse_input_read(at.line);
+}
+
 // "{a:b}": matrices a to b, an effect each.
 //
 // Kept: the item is never taken off the line. It adds its effects again and again until there are
 // more than n_random, so a line that holds one is always refused.
 [[noreturn]] void refuse_list(RandomLine& at) {
     std::string_view text;
-    if (!cut_bracket(at.rest, '}', text)) {
-        log_say("ERROR - in specification of multipl random effects for trait no. %12d", at.trait);
-        log_say("        Starting brackets '{' found, but no closing brackets '}' found");
-        refuse_input_read(at.line);
-    }
+    if (!cut_bracket(at.rest, '}', text)) refuse_open_list(at);
     std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos) {
-        log_say("ERROR - in specification of multiple random effects for trait no. %12d", at.trait);
-        log_say("        No ':' as separator in list specification");
-        refuse_input_read(at.line);
-    }
+    if (colon == std::string_view::npos) refuse_list_without_colon(at);
     int32_t first = 0, last = 0;
-    if (read_free(text.substr(0, colon), first) != Read::ok) {
-        log_say("ERROR - Reading 1'st random effect no. in list");
-        log_say("        for trait%12d", at.trait);
-        refuse_input_read(at.line);
-    }
-    if (read_free(text.substr(colon + 1), last) != Read::ok) {
-        log_say("ERROR - Reading last random effect no. in list");
-        log_say("        for trait%12d", at.trait);
-        refuse_input_read(at.line);
-    }
+    if (read_free(text.substr(0, colon), first) != Read::ok) refuse_first_of_list(at);
+    if (read_free(text.substr(colon + 1), last) != Read::ok) refuse_last_of_list(at);
     int64_t length = int64_t{last} - first + 1;
     if (length > 0) at.r += (at.m.n_random - at.r) / length * length + length;
     refuse_count(at);
@@ -182,25 +205,31 @@ std::string_view without_comment(std::string_view text) {
     return right_trimmed(text.substr(0, text.find_first_of("#!")));
 }
 
+[[noreturn]] void refuse_missing_line(int32_t trait, std::string_view line) {
+    log_say("ERROR - Reading random line for trait%12d", trait);
+    refuse_line_read(line);
+}
+
+[[noreturn]] void refuse_unreadable_count(int32_t trait, std::string_view line) {
+    log_say("ERROR - Reading no. of random effects for trait%12d", trait);
+    refuse_input_read(line);
+}
+
+[[noreturn]] void refuse_more_than_effects(int32_t trait, std::string_view line) {
+    log_say("ERROR - reading specification of randomfactores for trait no.%12d", trait);
+    log_say("        0 <= No. of random effects <= No. of effects in total");
+    log_say("        specified no. of random effects:   %12d", MODEL(trait).n_random);
+    log_say("        specified no. of effects in total: %12d", MODEL(trait).n_ef);
+    refuse_input_read(line);
+}
+
 void read_random_line(ModelLines& lines, int32_t i, bool& merge_repeated) {
     Model& m = MODEL(i);
-    if (lines.next_line() != Read::ok) {
-        log_say("ERROR - Reading random line for trait%12d", i);
-        refuse_line_read(lines.line());
-    }
+    if (lines.next_line() != Read::ok) refuse_missing_line(i, lines.line());
     std::string_view line = left_adjusted(lines.line());
     log_say("%.*s", KVE_SV(line));
-    if (read_free(line, m.n_random) != Read::ok) {
-        log_say("ERROR - Reading no. of random effects for trait%12d", i);
-        refuse_input_read(line);
-    }
-    if (m.n_random < 0 || m.n_random > m.n_ef) {
-        log_say("ERROR - reading specification of randomfactores for trait no.%12d", i);
-        log_say("        0 <= No. of random effects <= No. of effects in total");
-        log_say("        specified no. of random effects:   %12d", m.n_random);
-        log_say("        specified no. of effects in total: %12d", m.n_ef);
-        refuse_input_read(line);
-    }
+    if (read_free(line, m.n_random) != Read::ok) refuse_unreadable_count(i, line);
+    if (m.n_random < 0 || m.n_random > m.n_ef) refuse_more_than_effects(i, line);
     split_effects(m);
     RandomLine at{.trait = i, .m = m, .line = line, .rest = line};
     cut_word(at.rest);
@@ -232,6 +261,14 @@ void hand_down_options() {
 
 // Reduced rank
 
+[[noreturn]] void refuse_rank_positions(int32_t trait) {
+    log_say("ERROR - reading description of rank reduction");
+    log_say("        for trait%12d", trait);
+    log_say("        expect%12d", MODEL(trait).n_random);
+    log_say(" integer input");
+    terminate_run();
+}
+
 // Without random effects the trait's line is passed over, and may be missing.
 void read_rank_positions(ModelLines& lines, int32_t i) {
     Model& m = MODEL(i);
@@ -240,16 +277,11 @@ void read_rank_positions(ModelLines& lines, int32_t i) {
         return;
     }
     std::span<int32_t> positions(&m.reduce(m.n_fixed + 1), static_cast<std::size_t>(m.n_random));
-    if (lines.read_record(positions) != Read::ok) {
-        log_say("ERROR - reading description of rank reduction");
-        log_say("        for trait%12d", i);
-        log_say("        expect%12d", m.n_random);
-        log_say(" integer input");
-        terminate_run();
-    }
+    if (lines.read_record(positions) != Read::ok) refuse_rank_positions(i);
     log_integers(positions);
 }
 
+// Kept: the positions of fixed effects are never read, so this is never said; it guards the reader.
 void check_fixed_not_reduced(const Model& m) {
     for (int32_t j = 1; j <= m.n_fixed; ++j) {
         if (m.reduce(j) == 0) continue;

@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t kNestingWidth = 100;
 
 // Each warning of the order tells all regressions of its trait. A trait with thousands of them gets
-// no further warning behind so many numbers, since the log would fill the disk.
+// no further warning after so many numbers, since the log would fill the disk.
 constexpr int64_t kMostNumbersTold = 1000000;
 
 // Neighbouring columns nested in one effect.
@@ -65,11 +65,6 @@ void log_covariable_error(const RegressionLine& at, int64_t regression) {
     terminate_run();
 }
 
-[[noreturn]] void refuse_list(const RegressionLine& at) {
-    log_say("        Trait%12d", at.trait);
-    refuse_input_read(at.line);
-}
-
 // Regressions beyond n_reg are counted and not looked at.
 void add_run(RegressionLine& at, const RegressionRun& run) {
     int64_t room = at.m.n_reg - at.q;
@@ -94,60 +89,94 @@ void read_general(RegressionLine& at, std::size_t length) {
     add_run(at, {.first = column, .last = column, .effect = 0, .level = 0, .level_step = 0});
 }
 
+[[noreturn]] void refuse_open_nesting(const RegressionLine& at) {
+    log_say("ERROR - Reading covariable input");
+    log_say("        Trait%12d", at.trait);
+    log_say("        No closing bracket ')' in specification of nesting");
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_nesting_effect(const RegressionLine& at) {
+    log_say("ERROR - Reading effect number for nesting");
+    log_say("        Trait%12d", at.trait);
+    log_say("        Regression no%12lld", static_cast<long long>(at.q + 1));
+    refuse_input_read(at.line);
+}
+
 // "x(e1 e2 ...)": a regression per effect. One blank between the numbers, since a second one leaves
 // an empty number.
 void read_nested(RegressionLine& at, std::size_t length) {
     std::string_view number = cut_text(at.rest, length);
     std::string_view effects;
-    if (!cut_bracket(at.rest, ')', effects)) {
-        log_say("ERROR - Reading covariable input");
-        log_say("        Trait%12d", at.trait);
-        log_say("        No closing bracket ')' in specification of nesting");
-        refuse_input_read(at.line);
-    }
+    if (!cut_bracket(at.rest, ')', effects)) refuse_open_nesting(at);
     int32_t column = 0;
     if (read_free(number, column) != Read::ok) refuse_covariable(at, at.q + 1);
     effects = right_trimmed(effects.substr(0, kNestingWidth));
     while (!effects.empty()) {
         std::size_t end = std::min(effects.find(' '), effects.size());
         int32_t effect = 0;
-        if (read_free(effects.substr(0, end), effect) != Read::ok) {
-            log_say("ERROR - Reading effect number for nesting");
-            log_say("        Trait%12d", at.trait);
-            log_say("        Regression no%12lld", static_cast<long long>(at.q + 1));
-            refuse_input_read(at.line);
-        }
+        if (read_free(effects.substr(0, end), effect) != Read::ok) refuse_nesting_effect(at);
         effects.remove_prefix(std::min(end + 1, effects.size()));
         add_run(at,
                 {.first = column, .last = column, .effect = effect, .level = 0, .level_step = 0});
     }
 }
 
+[[noreturn]] void refuse_list_without_colon(const RegressionLine& at) {
+    log_say("ERROR - Reading multiple specified covariable input");
+    log_say("        Trait%12d", at.trait);
+    log_say("        No ':' to separate 1'st and last covariable input no.");
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_first_of_list(const RegressionLine& at) {
+    log_say("ERROR - Reading 1'st covariable input no. within '[]'");
+    log_say("        Trait%12d", at.trait);
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_last_of_list(const RegressionLine& at) {
+    log_say("ERROR - Reading last covariable input no. within '[]'");
+    log_say("        Trait%12d", at.trait);
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_descending_list(const RegressionLine& at, int32_t first, int32_t last) {
+    log_say("ERROR - In specification of covariable input no. list within '[]'");
+    log_say("        Trait%12d", at.trait);
+    log_say("        1'st input no.%12d", first);
+    log_say(" > last input no.%12d", last);
+    refuse_input_read(at.line);
+}
+
 // The columns "a:b" of a list.
 void read_list_columns(RegressionLine& at, std::string_view text, RegressionRun& run) {
     std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos) {
-        log_say("ERROR - Reading multiple specified covariable input");
-        log_say("        Trait%12d", at.trait);
-        log_say("        No ':' to separate 1'st and last covariable input no.");
-        refuse_input_read(at.line);
-    }
-    if (read_free(text.substr(0, colon), run.first) != Read::ok) {
-        log_say("ERROR - Reading 1'st covariable input no. within '[]'");
-        refuse_list(at);
-    }
-    std::string_view behind = text.substr(colon + 1);
-    if (read_free(behind.substr(0, behind.find(',')), run.last) != Read::ok) {
-        log_say("ERROR - Reading last covariable input no. within '[]'");
-        refuse_list(at);
-    }
-    if (run.first > run.last) {
-        log_say("ERROR - In specification of covariable input no. list within '[]'");
-        log_say("        Trait%12d", at.trait);
-        log_say("        1'st input no.%12d", run.first);
-        log_say(" > last input no.%12d", run.last);
-        refuse_input_read(at.line);
-    }
+    if (colon == std::string_view::npos) refuse_list_without_colon(at);
+    if (read_free(text.substr(0, colon), run.first) != Read::ok) refuse_first_of_list(at);
+    std::string_view after = text.substr(colon + 1);
+    if (read_free(after.substr(0, after.find(',')), run.last) != Read::ok) refuse_last_of_list(at);
+    if (run.first > run.last) refuse_descending_list(at, run.first, run.last);
+}
+
+[[noreturn]] void refuse_open_list(const RegressionLine& at) {
+    log_say("ERROR - Reading multiple specified covariable input");
+    log_say("        Trait%12d", at.trait);
+    log_say("        No closing bracket ']' in specificatio");
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_effect_of_list(const RegressionLine& at) {
+    log_say("ERROR - Reading effect for nesting within '[]'");
+    log_say("        Trait%12d", at.trait);
+    refuse_input_read(at.line);
+}
+
+[[noreturn]] void refuse_option_of_list(const RegressionLine& at) {
+    log_say("ERROR - Reading additional options for specification");
+    log_say("        of nested regressions in '[]'");
+    log_say("        Trait%12d", at.trait);
+    refuse_input_read(at.line);
 }
 
 // "[a:b,e]" or "[a:b,e,L]". What stands ahead of the bracket is passed over, and so is a list
@@ -155,12 +184,7 @@ void read_list_columns(RegressionLine& at, std::string_view text, RegressionRun&
 void read_list(RegressionLine& at, std::size_t length) {
     cut_text(at.rest, length);
     std::string_view text;
-    if (!cut_bracket(at.rest, ']', text)) {
-        log_say("ERROR - Reading multiple specified covariable input");
-        log_say("        Trait%12d", at.trait);
-        log_say("        No closing bracket ']' in specificatio");
-        refuse_input_read(at.line);
-    }
+    if (!cut_bracket(at.rest, ']', text)) refuse_open_list(at);
     text = left_adjusted(text).substr(0, kNestingWidth);
     RegressionRun run{.first = 0, .last = 0, .effect = 0, .level = 1, .level_step = 0};
     read_list_columns(at, text, run);
@@ -168,16 +192,9 @@ void read_list(RegressionLine& at, std::size_t length) {
     if (comma == std::string_view::npos) return;
     std::string_view nesting = text.substr(comma + 1);
     comma = nesting.find(',');
-    if (read_free(nesting.substr(0, comma), run.effect) != Read::ok) {
-        log_say("ERROR - Reading effect for nesting within '[]'");
-        refuse_list(at);
-    }
+    if (read_free(nesting.substr(0, comma), run.effect) != Read::ok) refuse_effect_of_list(at);
     if (comma != std::string_view::npos) {
-        if (trimmed(nesting.substr(comma + 1)) != "L") {
-            log_say("ERROR - Reading additional options for specification");
-            log_say("        of nested regressions in '[]'");
-            refuse_list(at);
-        }
+        if (trimmed(nesting.substr(comma + 1)) != "L") refuse_option_of_list(at);
         run.level_step = 1;
     }
     add_run(at, run);
@@ -200,30 +217,34 @@ void read_regression_items(RegressionLine& at) {
 
 int iostat(Read status) { return status == Read::end ? -1 : 1; }
 
+[[noreturn]] void refuse_missing_line(int32_t trait, Read status) {
+    log_say("ERROR - reading line descriping regressions ");
+    log_say("for trait%12d", trait);
+    log_say("2       IOSTAT= %12d", iostat(status));
+    terminate_run();
+}
+
+[[noreturn]] void refuse_missing_continuation(int32_t trait, Read status) {
+    log_say("ERROR - reading line descriping regressions ");
+    log_say("for trait%12d", trait);
+    log_say("3      IOSTATUS= %12d", iostat(status));
+    terminate_run();
+}
+
 // The line of a trait, n_reg at its head; `echo` becomes the line as it is told.
 //
 // Kept: of a line that "/" continues in the next one, only the last physical line is taken apart,
-// behind its first word, while n_reg is that of the first; and whether another line follows is told
+// after its first word, while n_reg is that of the first; and whether another line follows is told
 // by the character of the echo at the length of the newest line, not by its last one.
 std::string_view read_whole_line(ModelLines& lines, int32_t i, std::string& echo) {
     Read status = lines.next_line();
-    if (status != Read::ok) {
-        log_say("ERROR - reading line descriping regressions ");
-        log_say("for trait%12d", i);
-        log_say("2       IOSTAT= %12d", iostat(status));
-        terminate_run();
-    }
+    if (status != Read::ok) refuse_missing_line(i, status);
     std::string_view line = left_adjusted(lines.line());
     echo = line;
     while (!line.empty() && echo[line.size() - 1] == '/') {
         echo[line.size() - 1] = ' ';
         status = lines.next_line();
-        if (status != Read::ok) {
-            log_say("ERROR - reading line descriping regressions ");
-            log_say("for trait%12d", i);
-            log_say("3      IOSTATUS= %12d", iostat(status));
-            terminate_run();
-        }
+        if (status != Read::ok) refuse_missing_continuation(i, status);
         line = left_adjusted(lines.line());
         echo.resize(right_trimmed(echo).size());
         echo.append(" ").append(line);
@@ -244,17 +265,19 @@ void store_regressions(Model& m, const std::vector<RegressionRun>& runs) {
     }
 }
 
+// Only told: the regression stays a general one that is not counted.
+void tell_nesting_out_of_range(int32_t submodel, int32_t effect) {
+    log_say(" ERROR : Submodel no. %12d", submodel);
+    log_say("     Nesting of a regression is not within a fixed or random effect");
+    log_say("     Specified effect no. for nesting : %12d", effect);
+}
+
 void set_nesting(int32_t i, Model& m, int32_t l) {
     Name covariable = real_name(m.reg_inp(l));
     m.reg_name(l) = covariable;
     m.reg_name_n(l) = covariable.view();
     int32_t effect = m.reg_n_ef_no(l);
-    if (effect < 0 || effect > m.n_ef) {
-        log_say(" ERROR : Submodel no. %12d", i);
-        log_say("     Nesting of a regression is not within a fixed or random effect");
-        log_say("     Specified effect no. for nesting : %12d", effect);
-        return;
-    }
+    if (effect < 0 || effect > m.n_ef) return tell_nesting_out_of_range(i, effect);
     if (effect == 0) {
         m.reg_type(l) = kGeneralRegression;
         ++m.n_f_o_reg;
@@ -274,15 +297,17 @@ void set_nesting(int32_t i, Model& m, int32_t l) {
     }
 }
 
+[[noreturn]] void refuse_unreadable_count(int32_t trait, Read status) {
+    log_say(" ERROR - reading line descriping regressions ");
+    log_say(" for trait%12d", trait);
+    log_say("1 IOSTATUS= %12d", iostat(status));
+    terminate_run();
+}
+
 void read_regression_line(ModelLines& lines, int32_t i) {
     Model& m = MODEL(i);
     Read status = lines.read_record(m.n_reg);
-    if (status != Read::ok) {
-        log_say(" ERROR - reading line descriping regressions ");
-        log_say(" for trait%12d", i);
-        log_say("1 IOSTATUS= %12d", iostat(status));
-        terminate_run();
-    }
+    if (status != Read::ok) refuse_unreadable_count(i, status);
     if (m.n_reg == 0) {
         log_integers({&m.n_reg, 1});
         return;
@@ -306,7 +331,7 @@ void log_nesting_effects(const Model& m) {
     log_count_and_list(m.n_reg, span_of(m.reg_n_ef_no));
 }
 
-void warn_general_behind_nested(int32_t i, const Model& m) {
+void warn_general_after_nested(int32_t i, const Model& m) {
     log_blank();
     log_say("  A general regression for a regression variable was not specified");
     log_say("  before nested regressions of trait i=%12d", i);
@@ -341,7 +366,7 @@ void mark_columns(int32_t i, Vec<int8_t>& in_trait, Vec<int8_t>& in_any_trait) {
         if (in_place || numbers_told >= kMostNumbersTold) continue;
         numbers_told += 2 * int64_t{m.n_reg};
         if (column == previous)
-            warn_general_behind_nested(i, m);
+            warn_general_after_nested(i, m);
         else
             warn_scattered(i, m);
     }

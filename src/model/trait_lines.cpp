@@ -41,10 +41,22 @@ void say_trait_count_header() {
     }
 }
 
-void check_trait_count() {
-    if (KVEINT.nt >= 1 && KVEINT.nt <= kMostTraits) return;
+[[noreturn]] void refuse_unreadable_counts() {
+    log_say("ERROR - Reading line with number of traits");
+    terminate_run();
+}
+
+[[noreturn]] void refuse_trait_count() {
     log_say("Problem:------> No of traits out of bounds.");
     log_say("                KVE can max handel 31 traits");
+    terminate_run();
+}
+
+[[noreturn]] void refuse_class_counts() {
+    if (DIRECTIVES.ITASK == kLiability)
+        log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTrai");
+    else
+        log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTraits");
     terminate_run();
 }
 
@@ -56,12 +68,7 @@ void check_class_counts() {
         total += n;
         negative = negative || n < 0;
     }
-    if (total == KVEINT.nt && !negative) return;
-    if (DIRECTIVES.ITASK == kLiability)
-        log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTrai");
-    else
-        log_say("Problem:------> nt /= NGaussTraits+NRightCensTraits+NCatTraits+NBinTraits");
-    terminate_run();
+    if (total != KVEINT.nt || negative) refuse_class_counts();
 }
 
 void allocate_traits() {
@@ -118,6 +125,17 @@ void read_absorption_line(ModelLines& lines, Model& m) {
     log_count_and_list(m.n_absorb, effects);
 }
 
+[[noreturn]] void refuse_different_absorption() {
+    log_say("ERROR - Effects to be absorbed (solved by GS) are");
+    log_say("        not consistent across traits");
+    terminate_run();
+}
+
+[[noreturn]] void refuse_absorption_of_task() {
+    log_say("ABSORPTION NOT ALLOWED FOR THIS TASK");
+    terminate_run();
+}
+
 // All traits that absorb an m'th effect must absorb the same one. A first effect 0, the mean,
 // counts as not yet seen.
 void check_absorption_agrees() {
@@ -126,10 +144,7 @@ void check_absorption_agrees() {
     for (const Model& trait : MODEL) {
         for (int32_t m = 1; m <= trait.n_absorb; ++m) {
             if (WORK1(m) == 0) WORK1(m) = trait.a_ef_inp(m);
-            if (WORK1(m) == trait.a_ef_inp(m)) continue;
-            log_say("ERROR - Effects to be absorbed (solved by GS) are");
-            log_say("        not consistent across traits");
-            terminate_run();
+            if (WORK1(m) != trait.a_ef_inp(m)) refuse_different_absorption();
         }
     }
 }
@@ -182,57 +197,65 @@ void say_class_header(int32_t trait_type) {
     terminate_run();
 }
 
+[[noreturn]] void refuse_count_before_option(const ModelLine& at) {
+    log_say("ERROR - Reading model line for trait%12d", at.trait);
+    log_say("        Integer input no. for effect: %12d", at.j);
+    log_say("        spefifications in '()' must come before '[]'");
+    terminate_run();
+}
+
+[[noreturn]] void refuse_illegal_column(const ModelLine& at, int32_t column) {
+    log_say("ERROR - Reading model line for trait: %12d", at.trait);
+    log_say("        Integer input no. for effect: %12d is: %12d", at.j, column);
+    log_say("        Legal value is 0 to no. of integers specified on the $DATA line");
+    terminate_run();
+}
+
 int32_t read_effect_number(ModelLine& at) {
     std::string_view word = at.rest.substr(0, at.rest.find(' '));
     std::size_t round = word.find('(');
     std::size_t square = word.find('[');
-    if (round != std::string_view::npos && square < round) {
-        log_say("ERROR - Reading model line for trait%12d", at.trait);
-        log_say("        Integer input no. for effect: %12d", at.j);
-        log_say("        spefifications in '()' must come before '[]'");
-        terminate_run();
-    }
+    if (round != std::string_view::npos && square < round) refuse_count_before_option(at);
     int32_t number = 0;
     std::string_view text = cut_text(at.rest, std::min({word.size(), round, square}));
     if (read_free(text, number) != Read::ok) refuse_effect_number(at);
-    if (number < 0 || number > DIRECTIVES.NI) {
-        log_say("ERROR - Reading model line for trait: %12d", at.trait);
-        log_say("        Integer input no. for effect: %12d is: %12d", at.j, number);
-        log_say("        Legal value is 0 to no. of integers specified on the $DATA line");
-        terminate_run();
-    }
+    if (number < 0 || number > DIRECTIVES.NI) refuse_illegal_column(at, number);
     return number;
 }
 
-// Behind an effect's number: "(NOINT)" or "(0)" takes the intercept away; other options mean
+[[noreturn]] void refuse_open_option(const ModelLine& at) {
+    log_say("ERROR - Reading model line for trait%12d", at.trait);
+    log_say("        Closing bracket not found for effect%12d", at.j);
+    terminate_run();
+}
+
+// After an effect's number: "(NOINT)" or "(0)" takes the intercept away; other options mean
 // nothing.
 bool read_intercept(ModelLine& at) {
     if (!at.rest.starts_with('(')) return true;
     std::string_view option;
-    if (!cut_bracket(at.rest, ')', option)) {
-        log_say("ERROR - Reading model line for trait%12d", at.trait);
-        log_say("        Closing bracket not found for effect%12d", at.j);
-        terminate_run();
-    }
+    if (!cut_bracket(at.rest, ')', option)) refuse_open_option(at);
     option = right_trimmed(left_adjusted(option).substr(0, kOptionWidth));
     return option != "NOINT" && option != "noint" && option != "0";
+}
+
+[[noreturn]] void refuse_open_count(const ModelLine& at) {
+    log_say("ERROR - Reading model line for trait: %12d", at.trait);
+    log_say("        \"[\" specified, but no \"]\" found");
+    terminate_run();
 }
 
 int32_t read_repeat_count(ModelLine& at, int32_t n_ef) {
     if (!at.rest.starts_with('[')) return 1;
     std::string_view text;
-    if (!cut_bracket(at.rest, ']', text)) {
-        log_say("ERROR - Reading model line for trait: %12d", at.trait);
-        log_say("        \"[\" specified, but no \"]\" found");
-        terminate_run();
-    }
+    if (!cut_bracket(at.rest, ']', text)) refuse_open_count(at);
     int32_t count = 0;
     if (read_free(text, count) != Read::ok) stop_unreadable("$MODEL", "the count in [ ]", text);
     if (int64_t{at.j} + count - 1 > n_ef) refuse_effect_number(at);
     return std::max(count, 1);
 }
 
-// Exactly n_ef effects; what stands behind the last one is not looked at.
+// Exactly n_ef effects; what stands after the last one is not looked at.
 std::vector<EffectItem> read_effect_items(ModelLine& at, int32_t n_ef) {
     std::vector<EffectItem> items;
     while (at.j <= n_ef) {
@@ -275,6 +298,16 @@ void read_model_line(ModelLines& lines, int32_t i) {
     store_effects(m, read_effect_items(at, m.n_ef));
 }
 
+[[noreturn]] void refuse_weight(int32_t trait) {
+    log_blank();
+    log_say("A weight variable has been assigned to trait%12d", trait);
+    log_say("Trait %12d", trait);
+    log_say(" is a Right censored Gaussian trait,");
+    log_say(" a categorical or binary threshold character.");
+    log_say(" A situation not handled!");
+    terminate_run();
+}
+
 }  // namespace
 
 void read_trait_counts(ModelLines& lines) {
@@ -282,10 +315,7 @@ void read_trait_counts(ModelLines& lines) {
     int32_t counts[5] = {};
     std::size_t n_wanted = classes_are_counted() ? 5 : 1;
     std::span<int32_t> wanted(counts, n_wanted);
-    if (lines.read_record(wanted) != Read::ok) {
-        log_say("ERROR - Reading line with number of traits");
-        terminate_run();
-    }
+    if (lines.read_record(wanted) != Read::ok) refuse_unreadable_counts();
     log_integers(wanted);
     if (!classes_are_counted()) counts[1] = counts[0];
     KVEINT.nt = counts[0];
@@ -293,7 +323,7 @@ void read_trait_counts(ModelLines& lines) {
     KVEINT.NRightCensTraits = counts[2];
     KVEINT.NCatTraits = counts[3];
     KVEINT.NBinTraits = counts[4];
-    check_trait_count();
+    if (KVEINT.nt < 1 || KVEINT.nt > kMostTraits) refuse_trait_count();
     if (classes_are_counted()) check_class_counts();
     allocate_traits();
     set_trait_types();
@@ -309,10 +339,7 @@ void read_absorption_lines(ModelLines& lines) {
     }
     if (KVEINT.MAX_N_ABSORB == 0) return;
     check_absorption_agrees();
-    if (DIRECTIVES.ITASK <= kSolveByKve4) {
-        log_say("ABSORPTION NOT ALLOWED FOR THIS TASK");
-        terminate_run();
-    }
+    if (DIRECTIVES.ITASK <= kSolveByKve4) refuse_absorption_of_task();
 }
 
 void read_model_lines(ModelLines& lines) {
@@ -336,15 +363,7 @@ void check_weights() {
     KVEINT.N_WGT_TRAITS = 0;
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         if (MODEL(i).wgt_inp_no == 0) continue;
-        if (i > KVEINT.NGaussTraits) {
-            log_blank();
-            log_say("A weight variable has been assigned to trait%12d", i);
-            log_say("Trait %12d", i);
-            log_say(" is a Right censored Gaussian trait,");
-            log_say(" a categorical or binary threshold character.");
-            log_say(" A situation not handled!");
-            terminate_run();
-        }
+        if (i > KVEINT.NGaussTraits) refuse_weight(i);
         KVEINT.TraitIdWithWeight(++KVEINT.N_WGT_TRAITS) = i;
     }
 }

@@ -11,7 +11,4 @@ class ModelLines;
 // The number of pairs, then a record with two trait numbers for each.
 void read_zero_covariances(ModelLines& lines);
 
-// For the task on the liability scale: the residuals of binary traits must be declared independent.
-void check_binary_residuals();
-
 }  // namespace kve
