@@ -85,36 +85,39 @@ void say_bent(const Subject& subject, Triangle<double>& bent) {
     KVEPRM(0, order, bent, TriangleOf::correlations, listing);
 }
 
-double determinant_of(const Subject& subject, double tol_se, int32_t VERBOSE) {
+double determinant_of(const Subject& subject, double tol_se, bool VERBOSE) {
     Triangle<double> work = packed_covariances(subject.record(), subject.group, "KVEGRI");
     const double det = PINV(work, kInverse, tol_se, 0.0).DET;
-    if (det < 0.0 && VERBOSE != 0) {
-        say_row("k,det(k) :%12d%16.7g", subject.matrix, det);
-    }
+    if (det < 0.0 && VERBOSE) say_row("k,det(k) :%12d%16.7g", subject.matrix, det);
     return det;
 }
 
-// Returns the determinant where one is formed, else 0.
-double condition(const Subject& subject, int32_t I_CODE, double tol_se, int32_t& FAIL,
-                 int32_t VERBOSE) {
+void store_bent(const Subject& subject, const Triangle<double>& bent) {
     RMatrix& record = subject.record();
-    if (record.rank == 0) return 0.0;
-    Triangle<double> work = packed_covariances(record, subject.group, "KVEGRI");
+    unpack_covariances(bent, record, subject.group);
+    // A single residual group has the common matrix as its own.
+    if (subject.residual() && subject.group == 0 && record.h_cov_mat.layers() == 1)
+        unpack_covariances(bent, record, 1);
+}
+
+// `det` becomes the determinant where one is formed, else 0. 0, or 1 when the matrix is refused.
+[[nodiscard]] int condition(const Subject& subject, int32_t I_CODE, double tol_se, bool VERBOSE,
+                            double& det) {
+    det = 0.0;
+    if (subject.record().rank == 0) return 0;
+    Triangle<double> work = packed_covariances(subject.record(), subject.group, "KVEGRI");
     const PinvResult found = PINV(work, kBend, tol_se, kLowestBendable);
     if (refused(found)) {
-        FAIL = 1;
-        if (VERBOSE != 0) say_refusal(subject, found);
-        return 0.0;
+        if (VERBOSE) say_refusal(subject, found);
+        return 1;
     }
-    if (found.EMIN < tol_se && VERBOSE != 0) say_near_singularity(subject, found, tol_se);
+    if (found.EMIN < tol_se && VERBOSE) say_near_singularity(subject, found, tol_se);
     if (found.bent) {
-        unpack_covariances(work, record, subject.group);
-        // A single residual group has the common matrix as its own.
-        if (subject.residual() && subject.group == 0 && record.h_cov_mat.layers() == 1)
-            unpack_covariances(work, record, 1);
-        if (VERBOSE != 0) say_bent(subject, work);
+        store_bent(subject, work);
+        if (VERBOSE) say_bent(subject, work);
     }
-    return found.bent || I_CODE == 2 ? determinant_of(subject, tol_se, VERBOSE) : 0.0;
+    if (found.bent || I_CODE == kFormDeterminants) det = determinant_of(subject, tol_se, VERBOSE);
+    return 0;
 }
 
 // The rows of the present traits.
@@ -135,36 +138,42 @@ Triangle<double> rows_of_pattern(const Triangle<double>& all, uint32_t present) 
 
 }  // namespace
 
-void KVEGRI(int32_t I_CODE, double tol_se, int32_t& FAIL, int32_t VERBOSE) {
-    if (I_CODE != 1 && I_CODE != 2) {
+int KVEGRI(int32_t I_CODE, double tol_se, bool VERBOSE) {
+    if (I_CODE != kTestAndRepair && I_CODE != kFormDeterminants) {
         page_if(2);
         say_line("KVEGRI called with illegel I_CODE : %12d", I_CODE);
         stop_run("Computations aborted");
     }
+    int FAIL = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
-        GDET(k) = condition({k, 0}, I_CODE, tol_se, FAIL, VERBOSE);
+        FAIL |= condition({k, 0}, I_CODE, tol_se, VERBOSE, GDET(k));
 
     const int32_t residual = KVEINT.NRAMAT + 1;
-    RDET(1) = condition({residual, 0}, I_CODE, tol_se, FAIL, VERBOSE);
+    FAIL |= condition({residual, 0}, I_CODE, tol_se, VERBOSE, RDET(1));
     const int32_t groups = RMAT(residual).grp_nlev;
+    double det_of_group = 0.0;
     for (int32_t g = 1; groups > 1 && g <= groups; ++g)
-        condition({residual, g}, I_CODE, tol_se, FAIL, VERBOSE);
+        FAIL |= condition({residual, g}, I_CODE, tol_se, VERBOSE, det_of_group);
+    return FAIL;
 }
 
-void invert_residual_patterns(int32_t group, std::span<ResidualPattern> patterns, double tol_se,
-                              int32_t& FAIL, int32_t VERBOSE) {
+int invert_residual_patterns(int32_t group, std::span<ResidualPattern> patterns, double tol_se,
+                             bool VERBOSE) {
+    int FAIL = 0;
     const Triangle<double> all = packed_covariances(residual_of(RMAT), group, "KVEGRI");
     for (ResidualPattern& pattern : patterns) {
         Triangle<double> part = rows_of_pattern(all, pattern.present);
         const PinvResult found = PINV(part, kInverse, tol_se, 0.0);
         pattern.det = found.DET;
         if (!(found.EMIN >= tol_se)) FAIL = 1;
-        if (found.RANK == part.order() || VERBOSE == 0) continue;
-        page_if(2);
-        say_line(" (near) singularity found in r-inverse for");
-        say_line("  ISIT= %12u rank= %12d smallest eigenvalue %16.7g", pattern.present, found.RANK,
-                 found.EMIN);
+        if (found.RANK == part.order() || !VERBOSE) continue;
+        Block block;
+        block.line(" (near) singularity found in r-inverse for");
+        block.line("  ISIT= %12u rank= %12d smallest eigenvalue %16.7g", pattern.present,
+                   found.RANK, found.EMIN);
+        block.print();
     }
+    return FAIL;
 }
 
 }  // namespace kve

@@ -12,17 +12,23 @@ namespace kve {
 
 namespace state {
 
-// Determinants, 0 for a healthy matrix that was only tested. Allocated by the priors.
+// Determinants, 0 for a healthy matrix that was only tested.
 inline constinit Vec<double> GDET;  // NRAMAT, cov_mat of each random matrix
 inline constinit Vec<double> RDET;  // 1, the residual matrix
 
 }  // namespace state
 
-// Code 1 tests and repairs cov_mat of every record of RMAT and, with several residual groups, every
-// h_cov_mat; determinants are formed after a bend. Code 2 forms them for all matrices. Any other
-// code stops the run. `tol_se` is the eigenvalue below which a matrix counts as singular. FAIL
-// becomes 1 when a matrix is refused and is left alone otherwise; VERBOSE 0 keeps silent.
-void KVEGRI(int32_t I_CODE, double tol_se, int32_t& FAIL, int32_t VERBOSE);
+// Kept: the priors ask for code 1 alone; code 2 and the patterns of residuals belong to the same
+// interface of the package.
+enum ConditioningCode : int32_t {
+    kTestAndRepair = 1,    // determinants only after a bend
+    kFormDeterminants = 2  // of all matrices
+};
+
+// Tests and repairs cov_mat of every record of RMAT and, with several residual groups, every
+// h_cov_mat. `tol_se` is the eigenvalue below which a matrix counts as singular. 0, or 1 when a
+// matrix is refused, which is told unless VERBOSE is false. Any other code stops the run.
+[[nodiscard]] int KVEGRI(int32_t I_CODE, double tol_se, bool VERBOSE);
 
 // A combination of present traits met in the data, trait 1 the highest of nt bits.
 struct ResidualPattern {
@@ -30,9 +36,9 @@ struct ResidualPattern {
     double det;
 };
 
-// The determinants of the residual matrix of `group` (0 the common matrix) for each pattern. FAIL
-// becomes 1 when one of them has an eigenvalue below `tol_se`.
-void invert_residual_patterns(int32_t group, std::span<ResidualPattern> patterns, double tol_se,
-                              int32_t& FAIL, int32_t VERBOSE);
+// The determinants of the residual matrix of `group` (0 the common matrix) for each pattern. 0, or
+// 1 when one of them has an eigenvalue below `tol_se`.
+[[nodiscard]] int invert_residual_patterns(int32_t group, std::span<ResidualPattern> patterns,
+                                           double tol_se, bool VERBOSE);
 
 }  // namespace kve

@@ -10,6 +10,8 @@ inline constexpr int32_t kListingUnit = 6;
 
 // Prints to the listing (kListingUnit), in pages, or, for any other unit, to the file
 // "Latest_parm", which it creates or empties and closes.
+//
+// Kept: the stages of this program print to the listing alone; the file belongs to the interface.
 void KVEGR(int32_t unit);
 
 }  // namespace kve

@@ -9,6 +9,9 @@
 namespace kve {
 
 // What PINV is asked for. A fit of rank r is asked for as kRankFitOf + r.
+//
+// Kept: the conditioning asks for kInverse and kBend alone; the others belong to the same interface
+// of the package.
 enum PinvCode : int32_t {
     kInverse = 0,
     kInverseAndSolve = 1,
@@ -31,14 +34,15 @@ struct PinvResult {
 };
 
 // Works on A in place, by INFO:
-//   0     A becomes its inverse; eigenvalues below TOL are left out, which makes it a generalized
-//         inverse of a singular matrix
-//   1     the same, and B (extent: the order of A) is multiplied by it
-//   3     an A that is not positive definite, its smallest eigenvalue above -BENDLIM and below TOL,
-//         is bent; any other A keeps its values
-//   8000+r  all but the r largest eigenvalues become 1.1 TOL
-//   9     lists eigenvalues and vectors; eigenvalues below TOL become BENDLIM
-// Codes 3, 8000+r and 9 look at the eigenvalues of A in correlation scale.
+//   kInverse          A becomes its inverse; eigenvalues below TOL are left out, which makes it a
+//                     generalized inverse of a singular matrix
+//   kInverseAndSolve  the same, and B (extent: the order of A) is multiplied by it
+//   kBend             an A that is not positive definite, its smallest eigenvalue above -BENDLIM
+//   and
+//                     below TOL, is bent; any other A keeps its values
+//   kRankFitOf + r    all but the r largest eigenvalues become 1.1 TOL
+//   kListedRankFit    lists eigenvalues and vectors; eigenvalues below TOL become BENDLIM
+// The last three look at the eigenvalues of A in correlation scale.
 // Any other INFO, and an eigen-solver that does not converge, stop the run.
 PinvResult PINV(Triangle<double>& A, int32_t INFO, double TOL, double BENDLIM,
                 Vec<double>* B = nullptr);

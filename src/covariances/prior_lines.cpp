@@ -34,11 +34,11 @@ struct PriorFile {
     int32_t errors = 0;
 };
 
-std::string_view behind_separators(std::string_view text) {
+std::string_view after_separators(std::string_view text) {
     return text.substr(std::min(text.find_first_not_of(kSeparators), text.size()));
 }
 
-// --- The matrices behind the numbers of the file: 1..NRAMAT random, then one per residual group.
+// --- The matrices of the numbers in the file: 1..NRAMAT random, then one per residual group.
 
 int32_t residual_groups() { return static_cast<int32_t>(residual_of(RMAT).h_cov_mat.layers()); }
 
@@ -92,11 +92,12 @@ void refuse_place(PriorFile& file, int32_t row, int32_t column, double value) {
 void refuse_if_fixed_at_zero(PriorFile& file, int64_t matrix, int32_t row, int32_t column,
                              double value) {
     if (matrix <= KVEINT.NRAMAT || !record_of(matrix).l_rcov_zero(row, column)) return;
-    page_if(4);
-    say_line("ERROR: Elsewhere it has been specified that");
-    say_line(" the residual covariance between trait%12d and %12d", row, column);
-    say_line("should be equal to 0.0 ");
-    say_line("(here specified as %16.7g)", value);
+    Block block;
+    block.line("ERROR: Elsewhere it has been specified that");
+    block.line(" the residual covariance between trait%12d and %12d", row, column);
+    block.line("should be equal to 0.0 ");
+    block.line("(here specified as %16.7g)", value);
+    block.print();
     ++file.errors;
 }
 
@@ -110,7 +111,7 @@ bool next_line(PriorFile& file) {
         if (status == TextInput::Line::end) return false;
         ++file.n_lines;
         if (status == TextInput::Line::failed) stop_at_line(file.n_lines, file.input.error());
-        file.line = behind_separators(line);
+        file.line = after_separators(line);
         if (!file.line.empty()) return true;
     }
 }
@@ -155,12 +156,12 @@ void copy_matrix(PriorFile& file, int64_t from, int64_t to) {
         }
 }
 
-// "REPEAT n": the last matrix stands for the n behind it too.
+// "REPEAT n": the last matrix stands for the n after it too.
 void repeat_matrix(PriorFile& file, std::size_t word) {
-    const std::string_view behind = file.line.substr(word + 6);
-    const std::size_t separator = std::min(behind.find_first_of(kSeparators), behind.size());
+    const std::string_view after = file.line.substr(word + 6);
+    const std::size_t separator = std::min(after.find_first_of(kSeparators), after.size());
     int32_t times = 0;
-    if (read_free(behind_separators(behind.substr(separator)), times) != Read::ok) {
+    if (read_free(after_separators(after.substr(separator)), times) != Read::ok) {
         say("ERROR -  Reading number of times to repeat a co-varaice matrices");
         stop_showing(file);
     }
@@ -181,10 +182,10 @@ void settle_common_prior() {
 
 }  // namespace
 
-bool read_prior_lines(int32_t& errors) {
+int read_prior_lines() {
     PriorFile file;
     const int status = file.input.open(DIRECTIVES.prior.name.string());
-    if (status == ENOENT || status == ENOTDIR) return false;
+    if (status == ENOENT || status == ENOTDIR) return kNoPriorFile;
     if (status != 0) stop_at_line(1, status);
 
     if (!next_line(file)) stop_at_line(1, kEndOfFile);
@@ -201,8 +202,7 @@ bool read_prior_lines(int32_t& errors) {
             repeat_matrix(file, word);
     }
     settle_common_prior();
-    errors += file.errors;
-    return true;
+    return file.errors;
 }
 
 }  // namespace kve

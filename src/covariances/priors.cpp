@@ -24,8 +24,6 @@ namespace {
 
 constexpr double kSmallestVariance = 1.0e-9;
 constexpr double kSingular = 1.0e-18;  // an eigenvalue or pivot not above it counts as 0
-constexpr int32_t kTestAndRepair = 1;
-constexpr int32_t kVerbose = 1;
 
 void allocate_groups_and_clear() {
     allocate_residual_groups(residual_of(RMAT));
@@ -44,37 +42,39 @@ void assume_identity() {
             r.cov_mat(i, i) = 1.0;
             for (int64_t g = 1; g <= r.h_cov_mat.layers(); ++g) r.h_cov_mat(i, i, g) = 1.0;
         }
-    page_if(2);
-    say_line("NO PRIORS FOR (CO)VARIANCE COMPONENTS SPECIFIED");
-    say_line("An identity matrix is assumed for all (co)variance matrices");
+    Block block;
+    block.line("NO PRIORS FOR (CO)VARIANCE COMPONENTS SPECIFIED");
+    block.line("An identity matrix is assumed for all (co)variance matrices");
+    block.print();
 }
 
 void say_priors_are_required() {
-    page_if(2);
-    say_line("No priors for (co)variance components specified");
-    say_line("This is required for ITASK = %12d", DIRECTIVES.ITASK);
+    Block block;
+    block.line("No priors for (co)variance components specified");
+    block.line("This is required for ITASK = %12d", DIRECTIVES.ITASK);
+    block.print();
 }
 
-// False when the matrices hold no values that a user gave, which need no checks.
-bool read_priors(int32_t& errors) {
-    if (!DIRECTIVES.prior.name.blank() && read_prior_lines(errors)) return true;
+// What no file gives needs no checks: identity, or zeros.
+void do_without_priors() {
     if (DIRECTIVES.prior.name.blank() && DIRECTIVES.ITASK == kVarianceComponents)
         assume_identity();
     else
         say_priors_are_required();
-    return false;
 }
 
-void count_missing_variances(int32_t& errors) {
+int count_missing_variances() {
+    int missing = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT + 1; ++k)
         for (int32_t i = 1; i <= RMAT(k).rank; ++i) {
             if (!(RMAT(k).cov_mat(i, i) < kSmallestVariance)) continue;
-            ++errors;
+            ++missing;
             if (k <= KVEINT.NRAMAT)
                 say_row(" VARIANCE IN RANDOM EFFECT %12d TRAIT %12d IS MISSING", k, i);
             else
                 say_row(" RESIDUAL VARIANCE (RANDOM EFFECT = %12d) TRAIT %12d IS MISSING", k, i);
         }
+    return missing;
 }
 
 // With several groups every one needs its matrix: the common one, or a prior of its own.
@@ -109,35 +109,39 @@ bool positive_definite(Triangle<double>& a) {
     return true;
 }
 
-void count_indefinite_groups(int32_t& errors) {
+int count_indefinite_groups() {
     const RMatrix& r = residual_of(RMAT);
+    int indefinite = 0;
     for (int32_t g = 1; r.grp_nlev > 1 && g <= r.grp_nlev; ++g) {
         Triangle<double> PARM = packed_covariances(r, g, "KVE1");
         if (positive_definite(PARM)) continue;
-        ++errors;
-        page_if(2);
-        say_line("Residual (co)-variance matrix not P.D. ");
-        say_line("in heterogen variance group%12d", g);
+        ++indefinite;
+        Block block;
+        block.line("Residual (co)-variance matrix not P.D. ");
+        block.line("in heterogen variance group%12d", g);
+        block.print();
     }
+    return indefinite;
 }
 
-void judge_priors(int32_t& errors) {
-    count_missing_variances(errors);
-    if (errors > 0) terminate_run();
+void judge_priors(int faults) {
+    faults += count_missing_variances();
+    if (faults > 0) terminate_run();
     complete_groups();
-    int32_t FAIL = 0;
-    KVEGRI(kTestAndRepair, kSingular, FAIL, kVerbose);
-    errors += FAIL;
-    count_indefinite_groups(errors);
-    if (errors > 0) terminate_run();
+    faults = KVEGRI(kTestAndRepair, kSingular, true);
+    faults += count_indefinite_groups();
+    if (faults > 0) terminate_run();
 }
 
 }  // namespace
 
 void KVE_PRIORS() {
-    int32_t errors = 0;
     allocate_groups_and_clear();
-    if (read_priors(errors)) judge_priors(errors);
+    const int faults = DIRECTIVES.prior.name.blank() ? kNoPriorFile : read_prior_lines();
+    if (faults == kNoPriorFile)
+        do_without_priors();
+    else
+        judge_priors(faults);
     for (int32_t i = 1; i <= KVEINT.nt; ++i) RSD(i) = std::sqrt(residual_of(RMAT).cov_mat(i, i));
 }
 

@@ -37,17 +37,17 @@ void scale_matrix(RMatrix& r, const Vec<double>& factor) {
 
 }  // namespace
 
-void KVE_SCALE(int32_t mode, int32_t& status) {
-    status = 1;
+int KVE_SCALE(int32_t mode) {
     if (mode != kScale && mode != kUnscale) {
-        page_if(2);
-        say_line(" Undefined scaling of (co)variance");
-        say_line(" parameters attempted");
-        return;
+        Block block;
+        block.line(" Undefined scaling of (co)variance");
+        block.line(" parameters attempted");
+        block.print();
+        return 1;
     }
     if (!std::all_of(RSD.begin(), RSD.end(), [](double deviation) { return deviation > 0.0; })) {
         say_row("ERROR - Scaling is not possible without prior (co)variance components");
-        return;
+        return 1;
     }
     Vec<double> s;
     check_allocated(s.allocate(KVEINT.nt), "KVE_SCALE", "S", KVEINT.nt);
@@ -55,7 +55,7 @@ void KVE_SCALE(int32_t mode, int32_t& status) {
     const int32_t residual = KVEINT.NRAMAT + 1;
     for (int32_t k = 1; k <= residual; ++k)
         scale_matrix(RMAT(k), factors_of_rows(RMAT(k), k == residual, s));
-    status = 0;
+    return 0;
 }
 
 }  // namespace kve

@@ -6,11 +6,11 @@
 
 namespace kve {
 
+// Kept: this program only scales; the way back belongs to the same interface of the package.
 enum ScalingMode : int32_t { kScale = 1, kUnscale = 2 };
 
-// Mode 1 scales, mode 2 unscales cov_mat of every record of RMAT and every residual group. Sets
-// status to 0, or to 1 with words on the listing and nothing changed for another mode and for a
-// residual standard deviation of 0.
-void KVE_SCALE(int32_t mode, int32_t& status);
+// Scales or unscales cov_mat of every record of RMAT and every residual group. 0, or 1 with words
+// on the listing and nothing changed for another mode and for a residual standard deviation of 0.
+[[nodiscard]] int KVE_SCALE(int32_t mode);
 
 }  // namespace kve

@@ -14,9 +14,10 @@ namespace {
 
 bool trait_is_free(const CENS_NODE& node) {
     if (node.trait < 1 || node.trait > KVEINT.nt) {
-        page_if(2);
-        say_line("ERROR - CENS specification for trait no.:          %12d", node.trait);
-        say_line("        Number of traits in this analysis:         %12d", KVEINT.nt);
+        Block block;
+        block.line("ERROR - CENS specification for trait no.:          %12d", node.trait);
+        block.line("        Number of traits in this analysis:         %12d", KVEINT.nt);
+        block.print();
         return false;
     }
     if (MODEL(node.trait).l_cens) {

@@ -35,7 +35,7 @@ constexpr Family kFamilies[] = {
     {VarianceFamily::INVGAUSSIAN, "INVGAUSSIAN", "MU**3", "((Y-MU)**2)/((MU**2)*Y)"},
 };
 
-// Kept: the bracket that is missing behind the second PROBIT, and the inverse of COMPLOG and
+// Kept: the bracket that is missing after the second PROBIT, and the inverse of COMPLOG and
 // LOGLOG, which is that of neither. The analysis programs know these texts as they stand.
 constexpr Link kLinks[] = {
     {"IDENTITY", "MU", "1", "ETA"},
@@ -78,13 +78,14 @@ constexpr UserFunction kLinkParts[] = {
 void say_function_error(const char* head, int32_t trait, const FunctionMessages& messages) {
     std::size_t n = messages.size();
     while (n > 0 && messages[n - 1].blank()) --n;
-    page_if(2 + static_cast<int>(n));
-    blank_lines();
-    say_line("%s%12d", head, trait);
-    for (std::size_t k = 0; k < n; ++k) say_line("%.*s", KVE_SV(messages[k].view()));
+    Block block;
+    block.blank();
+    block.line("%s%12d", head, trait);
+    for (std::size_t k = 0; k < n; ++k) block.line("%.*s", KVE_SV(messages[k].view()));
+    block.print();
 }
 
-// `arguments` is what stands behind USER, in brackets. All commas behind the last part but one
+// `arguments` is what stands after USER, in brackets. All commas after the last part but one
 // belong to the last part. The number of functions with errors.
 int take_user_functions(int32_t trait, std::string_view arguments,
                         std::span<const UserFunction> parts, FunctionTable& functions) {
@@ -116,16 +117,18 @@ int take_word(Text<256>& word, int32_t trait, const Text<256>& given,
 
 bool trait_is_free(const GLMM_NODE& node) {
     if (node.trait < 1 || node.trait > KVEINT.nt) {
-        page_if(3);
-        blank_lines();
-        say_line("ERROR - GLMM specification for trait no.:          %12d", node.trait);
-        say_line(" Number of traits in this analysis:                %12d", KVEINT.nt);
+        Block block;
+        block.blank();
+        block.line("ERROR - GLMM specification for trait no.:          %12d", node.trait);
+        block.line(" Number of traits in this analysis:                %12d", KVEINT.nt);
+        block.print();
         return false;
     }
     if (MODEL(node.trait).l_glmm) {
-        page_if(2);
-        blank_lines();
-        say_line("ERROR - Repeated GLMM specification for trait no.: %12d", node.trait);
+        Block block;
+        block.blank();
+        block.line("ERROR - Repeated GLMM specification for trait no.: %12d", node.trait);
+        block.print();
         return false;
     }
     return true;
@@ -141,10 +144,11 @@ int take_line(const GLMM_NODE& node, FunctionTable& functions) {
     m.corr_fact = node.corr_fact;
     m.offset_inp = node.offset_column;
     if (node.offset_column >= 0 && node.offset_column <= DIRECTIVES.NR) return faults;
-    page_if(2);
-    blank_lines();
-    say_line("ERROR - Illegal OFFSET real variable for trait no.: %12d value: %12d", node.trait,
-             node.offset_column);
+    Block block;
+    block.blank();
+    block.line("ERROR - Illegal OFFSET real variable for trait no.: %12d value: %12d", node.trait,
+               node.offset_column);
+    block.print();
     return faults + 1;
 }
 
@@ -166,13 +170,14 @@ int settle_variance(Model& m, int32_t trait) {
         m.deviance = family->deviance;
         return 0;
     }
-    page_if(3);
-    blank_lines();
-    say_line(
+    Block block;
+    block.blank();
+    block.line(
         "ERROR - Specified variance function %.*s for trait %12d is not implemented. "
         "Try to specify the variance function as a",
         KVE_SV(m.var_fn.view()), trait);
-    say_line(" USER defined function");
+    block.line(" USER defined function");
+    block.print();
     return 1;
 }
 
@@ -185,11 +190,12 @@ int settle_link(Model& m, int32_t trait) {
         m.invlink_f = link->invlink_f;
         return 0;
     }
-    page_if(3);
-    say_line("ERROR - Specified link function %.*s for trait %12d is not implemented.",
-             KVE_SV(m.link_fn.view()), trait);
-    say_line(" Try to specify the link function as a");
-    say_line(" USER defined function");
+    Block block;
+    block.line("ERROR - Specified link function %.*s for trait %12d is not implemented.",
+               KVE_SV(m.link_fn.view()), trait);
+    block.line(" Try to specify the link function as a");
+    block.line(" USER defined function");
+    block.print();
     return 1;
 }
 

@@ -35,6 +35,10 @@ enum RegressionType : int32_t {
 enum class VarianceFamily : int8_t { none, NORMAL, POISSON, BINOMIAL, GAMMA, INVGAUSSIAN };
 
 // The submodel of one trait.
+//
+// Kept: nothing computes idelta, l_mixture, mix_t_no, mix_inp_no, mix_rci, mix_name, n_cat,
+// reg_mixture, seq_trait, mix_trait, mix_t_rci and seq_t_rci; they belong to the record that later
+// programs read and stay 0 or blank.
 struct Model {
     int32_t trait_type = 0;
     int32_t trait_inp_no = 0;  // real column
@@ -128,6 +132,9 @@ struct Model {
 };
 
 // One (co)variance matrix. A member is a (trait, random effect) pair that is not merged.
+//
+// Kept: nothing computes rank_ndt, eigen_values, eigen_vectores, l_var_locked, p_cov_mat and
+// p_ratio; they belong to the package's record and stay 0.
 struct RMatrix {
     int32_t n_cont = 0;                  // rows of the contribution lists
     int32_t n_rc = 0;                    // equal to rank
@@ -221,13 +228,11 @@ struct ModelCounts {
     Matrix<int32_t> NORCOV;             // 2 x at least nt(nt+1)/2
     Matrix<logical4> LogicalZeroEltR0;  // nt x nt
     bool L_INDEP_BIN_RESIDUALS = false;
-    Vec<double> H2, SPRE;  // nt, 0
+    Vec<double> H2, SPRE;  // nt; Kept: never computed, 0 in the records of later programs
 };
 
 namespace state {
 
-// Written by the model parser and the derivation of the matrices; single fields later by the stages
-// that learn them.
 inline constinit Vec<Model> MODEL;   // nt
 inline constinit Vec<RMatrix> RMAT;  // NRAMAT + 1, the residual last
 inline constinit ModelCounts KVEINT;

@@ -65,9 +65,10 @@ void say_bounds(int32_t value) {
 }
 
 [[noreturn]] void stop_for_errors() {
-    page_if(2);
-    say_line("ERRORS - Processing of informations on restriction on (co)-variance components");
-    say_line("The program terminates");
+    Block block;
+    block.line("ERRORS - Processing of informations on restriction on (co)-variance components");
+    block.line("The program terminates");
+    block.print();
     terminate_run();
 }
 
@@ -391,10 +392,11 @@ void report_ratios() {
     if (errors > 0) stop_for_errors();
     for (int32_t k = 1; k <= matrices(); ++k) {
         if (!restricted(RMAT(k))) continue;
-        page_if(3);
-        say_line(" Restricted matrix no.: %12d", k);
-        say_line(" Nominator            : %s", matrices_of(kNumerator).c_str());
-        say_line(" Denumerator          : %s", matrices_of(kDenominator).c_str());
+        Block block;
+        block.line(" Restricted matrix no.: %12d", k);
+        block.line(" Nominator            : %s", matrices_of(kNumerator).c_str());
+        block.line(" Denumerator          : %s", matrices_of(kDenominator).c_str());
+        block.print();
     }
 }
 
@@ -417,9 +419,10 @@ void report_restrictions() {
 void apply_restrictions() {
     std::error_code ignored;
     if (!std::filesystem::exists(kFile, ignored)) return;
-    page_if(2);
-    blank_lines();
-    say_line("Restrictions are read from the file CVREST.DIR");
+    Block block;
+    block.blank();
+    block.line("Restrictions are read from the file CVREST.DIR");
+    block.print();
     int32_t errors = apply_lines();
     for (int32_t k = 1; k <= matrices(); ++k) errors += check_elements(k);
     if (errors > 0) stop_for_errors();
