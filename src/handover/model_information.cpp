@@ -36,11 +36,11 @@ namespace {
 
 constexpr RecordOutput& MODINF = UNITS.MODINF;
 
-logical4 logical(bool value) { return logical4{value ? -1 : 0}; }
+logical4 make_logical(bool value) { return logical4{value ? -1 : 0}; }
 
 // The first n elements of an array that may have room for more.
 template <class Array>
-auto first(const Array& array, int64_t n) {
+auto take_first(const Array& array, int64_t n) {
     return std::span(array.data(), static_cast<std::size_t>(n));
 }
 
@@ -77,7 +77,7 @@ void write_covariable_counts() {
         fixed += m.n_f_reg;
         random += m.n_r_n_reg;
     }
-    write_record(MODINF, logical(KVEINT.N_REG_TOTAL > 0), KVEINT.N_REG_TOTAL, fixed, random);
+    write_record(MODINF, make_logical(KVEINT.N_REG_TOTAL > 0), KVEINT.N_REG_TOTAL, fixed, random);
     write_record(MODINF, KVEINT.MAX_N_REG, KVEINT.N_REG_COLS);
 }
 
@@ -108,7 +108,7 @@ void write_head() {
     write_record(MODINF, FACTORS.NLEV, FACTORS.NRALEV, residual_of(RMAT).grp_nlev);
     write_zero_residual_covariances();
     write_foreign_information_count();
-    write_record(MODINF, logical(INTAKE.L_INTERVAL));
+    write_record(MODINF, make_logical(INTAKE.L_INTERVAL));
 }
 
 // Trait block
@@ -201,9 +201,9 @@ void write_members(const RMatrix& r, bool random) {
 void write_residual_groups(const RMatrix& r) {
     int64_t groups = r.grp_nlev;
     write_record(MODINF, r.grp_inp, r.grp_rci, r.grp_name, r.grp_nlev);
-    write_record(MODINF, first(r.grp_code, groups), first(r.niegr, groups));
-    write_record(MODINF, first(r.h_cov_mat, groups * r.rank * r.rank));
-    write_record(MODINF, r.l_rcov_zero, r.l_grp_prior, first(r.l_grp_pr, groups));
+    write_record(MODINF, take_first(r.grp_code, groups), take_first(r.niegr, groups));
+    write_record(MODINF, take_first(r.h_cov_mat, groups * r.rank * r.rank));
+    write_record(MODINF, r.l_rcov_zero, r.l_grp_prior, take_first(r.l_grp_pr, groups));
 }
 
 void write_restrictions(const RMatrix& r) {
@@ -230,8 +230,9 @@ void write_options() {
     const TrendRequest& t = DIRECTIVES.td_ptd;
     if (t.factor == 0 && DIRECTIVES.n_sol_cov == 0) return;
     int32_t equations = std::max(DIRECTIVES.n_sol_cov, 0);
-    write_record(MODINF, t.factor, t.model_type, t.option_1, t.option_2, logical(t.pedigree_exists),
-                 DIRECTIVES.n_sol_cov, first(DIRECTIVES.sol_cov, equations));
+    write_record(MODINF, t.factor, t.model_type, t.option_1, t.option_2,
+                 make_logical(t.pedigree_exists), DIRECTIVES.n_sol_cov,
+                 take_first(DIRECTIVES.sol_cov, equations));
 }
 
 // The table of the members has room for one where no matrix has a member; a reader takes its extent
@@ -241,7 +242,7 @@ void write_places_of_equations() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
         most_members = std::max<int64_t>(most_members, RMAT(k).n_traits);
     write_record(MODINF, FACTORS.NBEGREG, FACTORS.NBEGF, FACTORS.NBEGRA,
-                 first(FACTORS.NBEGRAT, most_members * KVEINT.NRAMAT));
+                 take_first(FACTORS.NBEGRAT, most_members * KVEINT.NRAMAT));
 }
 
 void write_tail() {
@@ -253,8 +254,8 @@ void write_tail() {
     write_record(MODINF, RECODED.NIOUT, RECODED.NFOUT);
     write_record(MODINF, d.MFL.now, d.MDL.now, d.MAXNRM.now, d.MAXZHZ.now, d.IFSPWSP.now);
     if (residual.structure == Structure::GROUP)
-        write_record(MODINF, first(residual.grp_code, residual.grp_nlev),
-                     first(residual.niegr, residual.grp_nlev));
+        write_record(MODINF, take_first(residual.grp_code, residual.grp_nlev),
+                     take_first(residual.niegr, residual.grp_nlev));
     write_options();
 }
 

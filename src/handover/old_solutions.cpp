@@ -105,34 +105,34 @@ bool read_entry(OldSolutions& old) {
 // The level of an identity in this run, 0 when it has none. Kept: the root is a copy, so that the
 // row of a new identity hangs on the tree, unless the tree is empty.
 template <class Row>
-int32_t level_in(Vec<Row>& table, int32_t root, int32_t& used, int32_t key,
-                 const char* full_message) {
+int32_t find_or_add_level(Vec<Row>& table, int32_t root, int32_t& used, int32_t key,
+                          const char* full_message) {
     const LevelPlace place = level_code(key, root, 0, table, true, used);
     if (place.row == kTableFull || (place.not_found && place.row >= table.size()))
         stop_table_full(full_message, table.size(), place.row);
     return table(place.row).level;
 }
 
-int32_t level_in_data(int32_t root, int32_t key) {
-    return level_in(IFL, root, NMFL, key, "Oldsol Max no of effects reached ");
+int32_t find_or_add_data_level(int32_t root, int32_t key) {
+    return find_or_add_level(IFL, root, NMFL, key, "Oldsol Max no of effects reached ");
 }
 
 // The level of the entry's identity, 0 when this run has no such trait, effect, matrix or level.
-int32_t level_of(const Vec<int32_t>& ivar) {
+int32_t find_entry_level(const Vec<int32_t>& ivar) {
     const int32_t trait = ivar(kTrait), effect = ivar(kEffect), key = ivar(kIdentity);
     switch (ivar(kKind)) {
         case kFixedEffect:
             if (trait < 1 || trait > KVEINT.nt) return 0;
             if (effect < 1 || effect > MODEL(trait).n_fixed) return 0;
-            return level_in_data(FACTORS.ROOT_EF(trait, effect), key);
+            return find_or_add_data_level(FACTORS.ROOT_EF(trait, effect), key);
         case kRandomEffect:
             if (effect < 1 || effect > KVEINT.NRAMAT) return 0;
-            return level_in_data(FACTORS.ITOPR(effect), key);
+            return find_or_add_data_level(FACTORS.ITOPR(effect), key);
         default:
             if (KVEINT.NRAMAT == 0) return 0;
             // Kept: always the last factor, whichever has the pedigree.
-            return level_in(IDL, FACTORS.ITOPA(KVEINT.NRAMAT), NMDL, key,
-                            "OLDSOL Max no of animals reached ");
+            return find_or_add_level(IDL, FACTORS.ITOPA(KVEINT.NRAMAT), NMDL, key,
+                                     "OLDSOL Max no of animals reached ");
     }
 }
 
@@ -144,7 +144,7 @@ void translate_entry(OldSolutions& old) {
     const int32_t kind = old.ivar(kKind);
     if (kind == kSkipped) return;
     if (has_level(kind)) {
-        const int32_t level = level_of(old.ivar);
+        const int32_t level = find_entry_level(old.ivar);
         if (level == 0) {
             ++old.n_not_used;
             return;

@@ -66,7 +66,7 @@ void order_by_level(Vec<int32_t>& order) {
 
 // The level of a parent; negative for a code below 0, a phantom group. Rows without links (a
 // sentinel behind an extra group, identities met by later stages) have the parent 0.
-int32_t signed_level(int32_t parent_row, int32_t code) {
+int32_t sign_level(int32_t parent_row, int32_t code) {
     const int32_t level = parent_row != 0 ? IDL(parent_row).level : 0;
     return code < 0 ? -level : level;
 }
@@ -89,8 +89,8 @@ void write_pairs(const Vec<int32_t>& order, RecordOutput& file) {
         expect_parents(order, j);
         const AnimalRow& animal = IDL(order(j));
         ++held;
-        PEDMAT(2 * held - 1) = signed_level(animal.sire_row, animal.sire);
-        PEDMAT(2 * held) = signed_level(animal.dam_row, animal.dam);
+        PEDMAT(2 * held - 1) = sign_level(animal.sire_row, animal.sire);
+        PEDMAT(2 * held) = sign_level(animal.dam_row, animal.dam);
         if (held < kLongestRecord) continue;
         write_record(file, PEDMAT);
         held = 0;
@@ -98,7 +98,7 @@ void write_pairs(const Vec<int32_t>& order, RecordOutput& file) {
     if (held > 0) write_record(file, PEDMAT);
 }
 
-void write_pedigree_file(int32_t k) {
+void write_pedfile(int32_t k) {
     if (k > kLastFactor) stop_factor_number(k);
     const std::string name = factor_file_name("PEDFILE", k);
     RecordOutput file;
@@ -115,7 +115,7 @@ void write_pedigree_file(int32_t k) {
 
 void write_pedfiles() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
-        if (RMAT(k).structure == Structure::PED) write_pedigree_file(k);
+        if (RMAT(k).structure == Structure::PED) write_pedfile(k);
 }
 
 }  // namespace kve

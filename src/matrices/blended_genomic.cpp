@@ -13,7 +13,7 @@
 namespace kve {
 
 READS(RMAT);
-WRITES(FACTORS);
+READS(FACTORS);
 READS(IDL);
 
 namespace {
@@ -28,14 +28,14 @@ struct Positions {
     UnknownAnimals unknown{"The following random ID are in the file with 'genomic' relationship"};
 };
 
-void enter(Positions& positions, int32_t id, int32_t t) {
+void enter_position(Positions& positions, int32_t id, int32_t t) {
     check_allocated(positions.index.enter(id, t), "PGMIX", "G_MAT_CN", t);
 }
 
 void fill_positions(const ReducedPedigree& ped, Positions& positions) {
     const int32_t n = ped.n_typed();
     check_allocated(positions.index.allocate(n), "PGMIX", "G_MAT_CN", n);
-    for (int32_t t = 1; t <= n; ++t) enter(positions, ped.ID(t), t);
+    for (int32_t t = 1; t <= n; ++t) enter_position(positions, ped.ID(t), t);
 }
 
 void report_unknown(UnknownAnimals& unknown, int32_t id) {
@@ -47,7 +47,7 @@ void report_unknown(UnknownAnimals& unknown, int32_t id) {
 int32_t find_position(Positions& positions, int32_t id) {
     if (const LevelIndex::Slot* slot = positions.index.find(id)) return slot->value();
     if (find_level(id, FACTORS.ITOPA(positions.factor), IDL) == 0) return kUnknown;
-    enter(positions, id, kNotTyped);
+    enter_position(positions, id, kNotTyped);
     return kNotTyped;
 }
 

@@ -54,16 +54,17 @@ Means means_of(int32_t n, Element element) {
 }
 
 void say_adjustment(Means a11, Means g, double Alfa, double Beta) {
-    page_if(9);
-    blank_lines();
-    say_line("Adjusting the G-matrix                       ");
-    say_line("%-62s%12.5f", "Average diagonal element in A11              ", a11.diagonal);
-    say_line("%-62s%12.5f", "Average off-diagonal element in A11          ", a11.off_diagonal);
-    say_line("%-62s%12.5f", "Average diagonal element in G                ", g.diagonal);
-    say_line("%-62s%12.5f", "Average off-diagonal element in G            ", g.off_diagonal);
-    say_line("%-62s%12.5f", "Alfa                                         ", Alfa);
-    say_line("%-62s%12.5f", "Beta                                         ", Beta);
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("Adjusting the G-matrix                       ");
+    block.line("%-62s%12.5f", "Average diagonal element in A11              ", a11.diagonal);
+    block.line("%-62s%12.5f", "Average off-diagonal element in A11          ", a11.off_diagonal);
+    block.line("%-62s%12.5f", "Average diagonal element in G                ", g.diagonal);
+    block.line("%-62s%12.5f", "Average off-diagonal element in G            ", g.off_diagonal);
+    block.line("%-62s%12.5f", "Alfa                                         ", Alfa);
+    block.line("%-62s%12.5f", "Beta                                         ", Beta);
+    block.blank();
+    block.print();
 }
 
 // Brings G to the scale of A11: ave(diag(G)) == ave(diag(A11)), and so the elements beside it.
@@ -79,7 +80,7 @@ void adjust_g(TypedMatrices& both) {
     say_adjustment(a11, g, Alfa, Beta);
 }
 
-void blend(TypedMatrices& both, double w) {
+void blend_g(TypedMatrices& both, double w) {
     visit_pairs(both.n(), [&](int64_t i, int64_t j) {
         both.G(i, j) = (1.0 - w) * both.G(i, j) + w * both.A11(i, j);
     });
@@ -101,7 +102,7 @@ double sum_of_logs(const double* factor, int32_t n, int32_t& failed_at) {
 }
 
 // In place of the matrix comes its inverse.
-Inversion invert(const char* triangle, double* matrix, int32_t n) {
+Inversion invert_matrix(const char* triangle, double* matrix, int32_t n) {
     const int lda = n + 1;
     Inversion result;
     dpotrf_(triangle, &n, matrix, &lda, &result.failed_at, 1);
@@ -125,17 +126,17 @@ Inversion invert(const char* triangle, double* matrix, int32_t n) {
 // Inverts both and carries their determinants into that of H.
 void invert_both(int32_t k, TypedMatrices& both, const ReducedPedigree& ped) {
     find_library_workspace(kRoutine, library_threads());
-    const Inversion a11 = invert("U", both.A11_upper(), both.n());
+    const Inversion a11 = invert_matrix("U", both.A11_upper(), both.n());
     if (a11.failed_at != 0)
         stop_indefinite("pedigree matrix A11 of the typed animals", k, a11.failed_at, ped);
     RMAT(k).log_det -= a11.log_det;
-    const Inversion g = invert("L", both.G_lower(), both.n());
+    const Inversion g = invert_matrix("L", both.G_lower(), both.n());
     if (g.failed_at != 0) stop_indefinite("genomic matrix Gw", k, g.failed_at, ped);
     RMAT(k).log_det += g.log_det;
 }
 
 // In the place of A11, where a row lies in one piece.
-void subtract(TypedMatrices& both) {
+void subtract_inverses(TypedMatrices& both) {
     visit_pairs(both.n(),
                 [&](int64_t i, int64_t j) { both.A11(i, j) = both.G(i, j) - both.A11(i, j); });
 }
@@ -210,7 +211,7 @@ void write_rows(int32_t k, const TypedMatrices& differences, const ReducedPedigr
     RMAT(k).n_ainv_rows = rows.n_rows();
 }
 
-void allocate(TypedMatrices& both, int64_t n) {
+void allocate_typed_matrices(TypedMatrices& both, int64_t n) {
     check_allocated(both.all.allocate(n + 1, n), kRoutine, "A11", (n + 1) * n);
 }
 
@@ -220,8 +221,8 @@ void write_blended_inverse(int32_t k, BlendedCounts counts) {
     require_pgmix(k);
     ReducedPedigree ped;
     TypedMatrices both;
-    allocate(ped, counts);
-    allocate(both, counts.N_TYPED);
+    allocate_reduced_pedigree(ped, counts);
+    allocate_typed_matrices(both, counts.N_TYPED);
     // Opened before the long work begins: a file that is missing is told at once.
     BlendedGenomicFile genomic{.factor = k};
     open_blended_genomic(genomic);
@@ -231,9 +232,9 @@ void write_blended_inverse(int32_t k, BlendedCounts counts) {
     read_blended_genomic(genomic, ped, both);
     const RMatrix& r = RMAT(k);
     if (r.pgmix_g_adjust) adjust_g(both);
-    if (r.pgmix_weight > 0.0) blend(both, r.pgmix_weight);
+    if (r.pgmix_weight > 0.0) blend_g(both, r.pgmix_weight);
     invert_both(k, both, ped);
-    subtract(both);
+    subtract_inverses(both);
     if (DIRECTIVES.ITEST > 1) list_differences(both, ped);
     write_rows(k, both, ped);
 }

@@ -18,7 +18,7 @@ namespace kve {
 READS(AD);
 READS(DIRECTIVES);
 READS(RMAT);
-WRITES(FACTORS);
+READS(FACTORS);
 WRITES(IDL);
 
 namespace {
@@ -205,7 +205,7 @@ BlendedCounts mark_typed_animals(int32_t k) {
     return {static_cast<int32_t>(typed.n), n_reduced};
 }
 
-void allocate(ReducedPedigree& ped, BlendedCounts counts) {
+void allocate_reduced_pedigree(ReducedPedigree& ped, BlendedCounts counts) {
     const int64_t n = counts.N_TYPED, n_rows = int64_t{counts.N_RPED} + 1;
     check_allocated(ped.parents.allocate(n_rows), kRoutine, "PEDMAT1", n_rows);
     check_allocated(ped.share.allocate(n_rows), kRoutine, "PEDMAT1", n_rows);

@@ -36,7 +36,7 @@ struct ReducedPedigree {
     int32_t n_animals() const { return static_cast<int32_t>(share.size()) - 1; }
 };
 
-void allocate(ReducedPedigree& ped, BlendedCounts counts);
+void allocate_reduced_pedigree(ReducedPedigree& ped, BlendedCounts counts);
 
 // Numbers the marked animals: their marks become -p, and +p for a typed one. Reads AD, and `ad` of
 // RMAT(k). At test print 2 lists the first animals. Warns when the inbreeding used, that in `ad` at
@@ -57,7 +57,7 @@ struct UnknownAnimals {
 
 [[noreturn]] void stop_unreadable_item(const char* what, const char* file, const char* offending);
 
-// Stops when factor k is no PGMIX.
+// Kept: stops when factor k is no PGMIX, though no caller has another one.
 void require_pgmix(int32_t k);
 
 }  // namespace kve

@@ -20,6 +20,7 @@ WRITES(FACTORS);
 
 namespace {
 
+// Kept: as in `cor_check`.
 [[noreturn]] void stop_wrong_type(const RMatrix& r) {
     blank();
     say("ERROR - Subroutine grel_check called with VAR_STR type %.*s",
@@ -56,10 +57,11 @@ bool write_triangle(const std::string& name, const Triangle<double>& G_INV) {
 
 void grel_check(int32_t k, int32_t& status) {
     if (RMAT(k).structure != Structure::GREL) stop_wrong_type(RMAT(k));
-    page_if(3);
-    blank_lines();
-    say_line("%-59s%9d", "Processing G**(-1) for random factor", k);
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("%-59s%9d", "Processing G**(-1) for random factor", k);
+    block.blank();
+    block.print();
     enter_ids(k, FACTORS.ITOPR(k));
     FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);
     // Kept: the test begins at the level that was met first, so those below it are not tested.

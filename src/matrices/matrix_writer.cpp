@@ -22,6 +22,7 @@ namespace {
 constexpr int32_t kAhead = 16;    // rows by which memory is fetched ahead
 constexpr int64_t kListed = 250;  // one element fewer is listed
 
+// Kept: no caller has another code; the message is part of the interface.
 const char* prefix_of(MatrixFile i_code) {
     constexpr const char* kPrefixes[] = {"AINV", "AINV_RAM", "PGMIX", "COR", "DOM", "IBD"};
     const auto code = static_cast<std::size_t>(i_code);

@@ -144,9 +144,10 @@ void form_inverse(int32_t k, Vec<Parentage> parentage) {
 }
 
 void process_pedigree(int32_t k) {
-    page_if(2);
-    blank_lines();
-    say_line("%60s%8d", "Pedigree information for random matrix     ", k);
+    Block block;
+    block.blank();
+    block.line("%60s%8d", "Pedigree information for random matrix     ", k);
+    block.print();
     if (has_groups(k)) number_groups(k);
     Vec<Parentage> parentage = order_pedigree(k);
     note_extra_group(k);

@@ -25,7 +25,7 @@ struct Products {
     void set_reached(int32_t p) { bits(p / kWordBits) |= uint64_t{1} << (p % kWordBits); }
 };
 
-void allocate(Products& products, int32_t n_animals) {
+void allocate_products(Products& products, int32_t n_animals) {
     const int64_t n = (int64_t{n_animals} + 2) * kVectors;
     const int64_t n_words = n_animals / kWordBits + 1;
     check_allocated(products.rows.allocate(n), "A_TIMES_X", "Y", n);
@@ -104,7 +104,7 @@ void A_TIMES_X(const ReducedPedigree& ped, int32_t last, Products& products) {
 
 void COLLEAU(const ReducedPedigree& ped, TypedMatrices& both) {
     Products products;
-    allocate(products, ped.n_animals());
+    allocate_products(products, ped.n_animals());
     for (int32_t t = 1; t <= ped.n_typed(); t += kVectors) {
         const int32_t n = std::min(kVectors, ped.n_typed() - t + 1);
         start_vectors(ped, t, n, products);

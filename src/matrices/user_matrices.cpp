@@ -39,6 +39,8 @@ const Kind* kind_of(const RMatrix& r) {
     return nullptr;
 }
 
+// Kept: the stages call `cor_check` and `grel_check` for their own types alone;
+// that they refuse another one is part of the interface.
 [[noreturn]] void stop_wrong_type(const RMatrix& r) {
     blank();
     say("ERROR - Subroutine cor_check called with VAR_STR type %.*s",
@@ -105,10 +107,11 @@ void cor_check(int32_t k, int32_t& status) {
     const RMatrix& r = RMAT(k);
     const Kind* kind = kind_of(r);
     if (kind == nullptr) stop_wrong_type(r);
-    page_if(3);
-    blank_lines();
-    say_line("%-59s%9d", kind->report, k);
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("%-59s%9d", kind->report, k);
+    block.blank();
+    block.print();
     if (kind->file == MatrixFile::COR) {
         enter_ids(k, FACTORS.ITOPR(k));
         FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);

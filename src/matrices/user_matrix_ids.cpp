@@ -45,7 +45,7 @@ void start_index(LevelIndex& index) {
     check_allocated(index.allocate(), kRoutine, "LEVEL INDEX", 1);
 }
 
-void remember(LevelIndex& index, int32_t id, int32_t value) {
+void remember_value(LevelIndex& index, int32_t id, int32_t value) {
     check_allocated(index.enter(id, value), kRoutine, "LEVEL INDEX", NMFL);
 }
 
@@ -53,7 +53,7 @@ void remember(LevelIndex& index, int32_t id, int32_t value) {
 int32_t row_of(int32_t id, int32_t& root, LevelIndex& rows) {
     if (const LevelIndex::Slot* met = rows.find(id); met != nullptr) return met->value();
     const int32_t row = enter_level(id, root, 0, IFL, NMFL).row;
-    remember(rows, id, row);
+    remember_value(rows, id, row);
     return row;
 }
 
@@ -118,10 +118,11 @@ void enter_ids(int32_t k, int32_t& root) {
             row_of(from.element.id_2, root, rows);
         }
     }
-    page_if(3);
-    say_line("%-59s%9lld", "No. of records processed", static_cast<long long>(n_records));
-    say_line("%-59s%9lld", "No. of diagonal elements", static_cast<long long>(n_diagonal));
-    blank_lines();
+    Block block;
+    block.line("%-59s%9lld", "No. of records processed", static_cast<long long>(n_records));
+    block.line("%-59s%9lld", "No. of diagonal elements", static_cast<long long>(n_diagonal));
+    block.blank();
+    block.print();
 }
 
 void report_missing_ids(int32_t k, int32_t row, int32_t& status) {
@@ -161,7 +162,7 @@ int32_t ElementLevels::look_up(int32_t id) const {
 int32_t ElementLevels::level_of(int32_t id) {
     if (const LevelIndex::Slot* met = met_.find(id); met != nullptr) return met->value();
     const int32_t level = look_up(id);
-    if (level >= 0) remember(met_, id, level);
+    if (level >= 0) remember_value(met_, id, level);
     return level;
 }
 

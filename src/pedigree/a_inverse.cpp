@@ -42,6 +42,7 @@ constexpr Coefficients kParents{
     .var_sire = 0.75,
     .var_dam = 0.75,
 };
+// Kept: no method asks for these; that of sire and maternal grandsire takes the ones above.
 constexpr Coefficients kGrandsire{
     .dd = 1.0 / 11,
     .ds = 2.0 / 11,
@@ -126,6 +127,7 @@ double add_animal_or_group(const Parentage& p, double ran_factor) {
     return kVariances[groups];
 }
 
+// Kept: no caller has another rule; the codes are those of the interface.
 [[noreturn]] void stop_unknown_rule(ParentRule code) {
     say("KVEA24-ERROR ICODE=%12d", static_cast<int32_t>(code));
     stop_run();

@@ -130,7 +130,8 @@ std::string marks_of(const Conversion& c, const ForeignRecord& r, Levels levels)
     return marks;
 }
 
-void say_dashes() { say_line("%s", std::string(kTableWidth, '-').c_str()); }
+std::string make_dashes() { return std::string(kTableWidth, '-'); }
+void say_dashes() { say_line("%s", make_dashes().c_str()); }
 
 void say_table_head() {
     const char* individual = "-------------------";
@@ -218,15 +219,16 @@ void convert_all_records(Conversion& c) {
 }
 
 void say_error_codes() {
-    page_if(8);
-    say_dashes();
-    say_line("ERROR CODES : 1 = Animal not in data");
-    say_line("              2 = EBV missing or R**2 null or missing for Animal");
-    say_line("              3 = Either EBV missing or R**2 null or missing for Relative 1");
-    say_line("              4 = Either EBV missing or R**2 null or missing for Relative 2");
-    say_line("              5 = At least one R**2 > .99");
-    say_line("              6 = R**2 < (sum of R**2 for parents)/4");
-    say_dashes();
+    Block block;
+    block.line("%s", make_dashes().c_str());
+    block.line("ERROR CODES : 1 = Animal not in data");
+    block.line("              2 = EBV missing or R**2 null or missing for Animal");
+    block.line("              3 = Either EBV missing or R**2 null or missing for Relative 1");
+    block.line("              4 = Either EBV missing or R**2 null or missing for Relative 2");
+    block.line("              5 = At least one R**2 > .99");
+    block.line("              6 = R**2 < (sum of R**2 for parents)/4");
+    block.line("%s", make_dashes().c_str());
+    block.print();
 }
 
 void say_counts(const Conversion& c) {
@@ -252,20 +254,22 @@ void say_groups(int32_t k) {
 }
 
 void say_too_many() {
-    page_if(4);
-    blank_lines();
-    say_line("More than 1000 records with foreign information deleted due to errors");
-    say_line("CHECK YOUR INPUT DATA");
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("More than 1000 records with foreign information deleted due to errors");
+    block.line("CHECK YOUR INPUT DATA");
+    block.blank();
+    block.print();
 }
 
 // False when more than 1000 records were deleted.
 bool KVE_FINFO2(int32_t k) {
-    page_if(4);
-    blank_lines();
-    say_line("INCORPORATING FOREIGN INFORMATION");
-    say_line("(expressed as converted EBV's)");
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("INCORPORATING FOREIGN INFORMATION");
+    block.line("(expressed as converted EBV's)");
+    block.blank();
+    block.print();
     Conversion c{.factor = k, .weights{}};
     check_allocated(c.weights.allocate(KVEINT.nt), "KVE_FINFO2", "LAMDA", KVEINT.nt);
     for (int32_t t = 1; t <= KVEINT.nt; ++t) c.weights(t) = weights_of(t);

@@ -165,15 +165,17 @@ void link_parents(Linking& at, const Vec<int32_t>& rows) {
 
 void report_links(int32_t k) {
     if (FACTORS.N_RIN(k) > 0) {
-        page_if(2);
-        blank_lines();
-        say_line("%60s%8d", "No of relatives inserted                   ", FACTORS.N_RIN(k));
+        Block block;
+        block.blank();
+        block.line("%60s%8d", "No of relatives inserted                   ", FACTORS.N_RIN(k));
+        block.print();
     }
     if (FACTORS.NBAFT(k) == 0) return;
-    page_if(3);
-    blank_lines();
-    say_line("%60s%8d", "No of parents born after offspring         ", FACTORS.NBAFT(k));
-    say_line("%60s", "List of these animals on file PEDDATA      ");
+    Block block;
+    block.blank();
+    block.line("%60s%8d", "No of parents born after offspring         ", FACTORS.NBAFT(k));
+    block.line("%60s", "List of these animals on file PEDDATA      ");
+    block.print();
 }
 
 // The sentinel becomes the group of the parents without a group of their own: every row that
@@ -185,10 +187,11 @@ int32_t make_extra_group(int32_t k, int32_t sentinel) {
 }
 
 void report_extra_group() {
-    page_if(3);
-    blank_lines();
-    say_line("%60s", "Extra phantom parent group created for     ");
-    say_line("%60s", "animals with unspecified groups            ");
+    Block block;
+    block.blank();
+    block.line("%60s", "Extra phantom parent group created for     ");
+    block.line("%60s", "animals with unspecified groups            ");
+    block.print();
 }
 
 // Puts the extra group (0 for none) and the relatives, the one inserted last first, at the front of
@@ -256,14 +259,15 @@ void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows, RowL
 
 void refuse_young_parents(int32_t k) {
     if (FACTORS.NBAFT(k) == 0) return;
-    page_if(7);
-    blank_lines();
-    say_line("Method used to compute A-inverse is %12d", RMAT(k).method);
-    blank_lines();
-    say_line("This method is for an inbreed population, and requires");
-    say_line("that parents can be processed before progeny.");
-    say_line("With the specified sort variable, this can not be performed.");
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("Method used to compute A-inverse is %12d", RMAT(k).method);
+    block.blank();
+    block.line("This method is for an inbreed population, and requires");
+    block.line("that parents can be processed before progeny.");
+    block.line("With the specified sort variable, this can not be performed.");
+    block.blank();
+    block.print();
     stop_run("Computations terminated");
 }
 
@@ -274,7 +278,7 @@ void number_from_the_top(const Vec<int32_t>& rows, RowLevels& levels) {
     for (int32_t row : rows) set_level(levels, row, level--);
 }
 
-int32_t signed_level(int32_t level, bool is_group) { return is_group ? -level : level; }
+int32_t sign_level(int32_t level, bool is_group) { return is_group ? -level : level; }
 
 // Gathers what the inverse needs of each animal, so that it need not jump through IDL again.
 Vec<Parentage> gather_parentage(const Vec<int32_t>& rows, const RowLevels& levels, bool groups) {
@@ -286,9 +290,9 @@ Vec<Parentage> gather_parentage(const Vec<int32_t>& rows, const RowLevels& level
         Parentage& p = parentage(j);
         p = {animal.level, levels(animal.sire_row), levels(animal.dam_row)};
         if (!groups) continue;
-        p.animal = signed_level(p.animal, animal.key <= 0);
-        p.sire = signed_level(p.sire, IDL(animal.sire_row).key < 0);
-        p.dam = signed_level(p.dam, IDL(animal.dam_row).key < 0);
+        p.animal = sign_level(p.animal, animal.key <= 0);
+        p.sire = sign_level(p.sire, IDL(animal.sire_row).key < 0);
+        p.dam = sign_level(p.dam, IDL(animal.dam_row).key < 0);
     }
     return parentage;
 }

@@ -64,7 +64,7 @@ void open_pedigree(PedigreeFile& file) {
 
 // About as many records as the file has, so that the index need not grow; of a file that can be no
 // pedigree, not too many.
-int64_t expected_records(const PedigreeFile& file) {
+int64_t estimate_records(const PedigreeFile& file) {
     constexpr int64_t kUsualLine = 30, kFramedRecord = 24, kMost = 50'000'000;
     std::error_code unknown;
     const std::uintmax_t bytes =
@@ -233,12 +233,13 @@ void report_animals(const PedigreeFile& file) {
         say_row("%60s", "The animals has been inserted Phantom Parent: -999999998");
     }
     if (file.errors <= kUnremarkableErrors) return;
-    page_if(5);
-    blank_lines();
-    say_line("%60s%8d", "Number of errors in pedigree information   ", file.errors);
-    blank_lines();
-    say_line("%60s", "COMPUTATIONS MIGHT BE OF LIMITED VALUE     ");
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("%60s%8d", "Number of errors in pedigree information   ", file.errors);
+    block.blank();
+    block.line("%60s", "COMPUTATIONS MIGHT BE OF LIMITED VALUE     ");
+    block.blank();
+    block.print();
 }
 
 void read_pedigree(int32_t k) {
@@ -247,7 +248,7 @@ void read_pedigree(int32_t k) {
     FACTORS.FIRST_ANIMAL(k) = NMDL + 1;
     PedigreeFile file{.factor = k, .ascii = RMAT(k).rel_format == kAscii, .text{}, .framed{}};
     open_pedigree(file);
-    const int64_t expected = expected_records(file);
+    const int64_t expected = estimate_records(file);
     check_allocated(ANIMAL_INDEX(k).allocate(expected), "PEDIGREE", "ANIMAL INDEX", expected);
     read_all_records(file);
     judge_ranges(file);

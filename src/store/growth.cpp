@@ -96,7 +96,8 @@ template <>
 constexpr int64_t kColumns<AnimalRow> = 13;
 
 template <class T>
-void allocate(std::string_view routine, Vec<T>& array, int64_t length, std::string_view name) {
+void allocate_table(std::string_view routine, Vec<T>& array, int64_t length,
+                    std::string_view name) {
     check_allocated(array.allocate(length), routine, name, length * kColumns<T>);
 }
 
@@ -121,7 +122,7 @@ struct Lengthening {
         if (due()) array.release();
     }
     void allocate(std::string_view routine) {
-        if (due()) kve::allocate(routine, array, new_length, name);
+        if (due()) allocate_table(routine, array, new_length, name);
     }
     void restore(ScratchFile& file) {
         if (due()) file.read(array.data(), bytes());
@@ -129,7 +130,7 @@ struct Lengthening {
 };
 
 template <class... T>
-void lengthen(std::string_view routine, Lengthening<T>... tables) {
+void lengthen_tables(std::string_view routine, Lengthening<T>... tables) {
     ScratchFile file(routine);
     (tables.save(file), ...);
     (tables.release(), ...);
@@ -138,22 +139,23 @@ void lengthen(std::string_view routine, Lengthening<T>... tables) {
     (tables.restore(file), ...);
 }
 
-void begin(Dimension& dimension) {
+void start_counts(Dimension& dimension) {
     dimension.used = 0;
     dimension.expansions = 0;
     dimension.first = dimension.now;
 }
 
-int64_t grown(int32_t length) {
+int64_t next_length(int32_t length) {
     float product = kGrowthFactor * static_cast<float>(length);
     return std::max(static_cast<int64_t>(product), int64_t{length} + 1);
 }
 
 // The next value of a dimension that sizes `array`.
 template <class T>
-void grow(Dimension& dimension, std::string_view routine, const Vec<T>&, std::string_view array) {
+void grow_dimension(Dimension& dimension, std::string_view routine, const Vec<T>&,
+                    std::string_view array) {
     ++dimension.expansions;
-    int64_t next = grown(dimension.now);
+    int64_t next = next_length(dimension.now);
     if (next > std::numeric_limits<int32_t>::max())
         alloc_error(routine, array, next * kColumns<T>, kNoMemory);
     dimension.now = static_cast<int32_t>(next);
@@ -165,52 +167,52 @@ int32_t work_length() { return std::max(DIMENSIONS.MAXNRM.now, DIMENSIONS.MDL.no
 }  // namespace
 
 void allocate_levels() {
-    begin(DIMENSIONS.MFL);
-    allocate(kLevelsRoutine, IFL, DIMENSIONS.MFL.now, "IFL");
+    start_counts(DIMENSIONS.MFL);
+    allocate_table(kLevelsRoutine, IFL, DIMENSIONS.MFL.now, "IFL");
     NMFL = 0;
 }
 
 void grow_levels() {
-    grow(DIMENSIONS.MFL, kLevelsRoutine, IFL, "IFL");
-    lengthen(kLevelsRoutine, Lengthening(IFL, DIMENSIONS.MFL.now, "IFL"));
+    grow_dimension(DIMENSIONS.MFL, kLevelsRoutine, IFL, "IFL");
+    lengthen_tables(kLevelsRoutine, Lengthening(IFL, DIMENSIONS.MFL.now, "IFL"));
 }
 
 void allocate_animals() {
-    begin(DIMENSIONS.MDL);
+    start_counts(DIMENSIONS.MDL);
     int32_t rows = DIMENSIONS.MDL.now;
-    allocate(kAnimalsRoutine, IDL, rows, "IDL");
-    allocate(kAnimalsRoutine, IF, rows, "IF");
-    allocate(kAnimalsRoutine, AD, rows, "AD");
-    allocate(kAnimalsRoutine, LD, rows, "LD");
+    allocate_table(kAnimalsRoutine, IDL, rows, "IDL");
+    allocate_table(kAnimalsRoutine, IF, rows, "IF");
+    allocate_table(kAnimalsRoutine, AD, rows, "AD");
+    allocate_table(kAnimalsRoutine, LD, rows, "LD");
     NMDL = 0;
 }
 
 void grow_animals() {
-    grow(DIMENSIONS.MDL, kAnimalsRoutine, IDL, "IDL");
+    grow_dimension(DIMENSIONS.MDL, kAnimalsRoutine, IDL, "IDL");
     int32_t rows = DIMENSIONS.MDL.now;
-    lengthen(kAnimalsRoutine, Lengthening(IDL, rows, "IDL"), Lengthening(IF, rows, "IF"),
-             Lengthening(AD, rows, "AD"), Lengthening(LD, rows, "LD"),
-             Lengthening(IN, work_length(), "IN"), Lengthening(IV, work_length(), "IV"));
+    lengthen_tables(kAnimalsRoutine, Lengthening(IDL, rows, "IDL"), Lengthening(IF, rows, "IF"),
+                    Lengthening(AD, rows, "AD"), Lengthening(LD, rows, "LD"),
+                    Lengthening(IN, work_length(), "IN"), Lengthening(IV, work_length(), "IV"));
 }
 
 void allocate_elements() {
-    begin(DIMENSIONS.MAXNRM);
-    allocate(kElementsRoutine, AI, DIMENSIONS.MAXNRM.now, "AI");
-    allocate(kElementsRoutine, IN, work_length(), "IN");
-    allocate(kElementsRoutine, IV, work_length(), "IV");
+    start_counts(DIMENSIONS.MAXNRM);
+    allocate_table(kElementsRoutine, AI, DIMENSIONS.MAXNRM.now, "AI");
+    allocate_table(kElementsRoutine, IN, work_length(), "IN");
+    allocate_table(kElementsRoutine, IV, work_length(), "IV");
     N_SPARSE = 0;
 }
 
 void grow_elements() {
-    grow(DIMENSIONS.MAXNRM, kElementsRoutine, AI, "AI");
-    lengthen(kElementsRoutine, Lengthening(AI, DIMENSIONS.MAXNRM.now, "AI"),
-             Lengthening(IN, work_length(), "IN"), Lengthening(IV, work_length(), "IV"));
+    grow_dimension(DIMENSIONS.MAXNRM, kElementsRoutine, AI, "AI");
+    lengthen_tables(kElementsRoutine, Lengthening(AI, DIMENSIONS.MAXNRM.now, "AI"),
+                    Lengthening(IN, work_length(), "IN"), Lengthening(IV, work_length(), "IV"));
 }
 
 void lengthen_row_heads(int32_t row) {
     // Rows come in ascending order more often than not: lengthen ahead of them.
-    int64_t length = std::max(int64_t{row}, grown(static_cast<int32_t>(IF.size())));
-    lengthen(kAnimalsRoutine, Lengthening(IF, length, "IF"));
+    int64_t length = std::max(int64_t{row}, next_length(static_cast<int32_t>(IF.size())));
+    lengthen_tables(kAnimalsRoutine, Lengthening(IF, length, "IF"));
 }
 
 }  // namespace kve

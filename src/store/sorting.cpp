@@ -29,7 +29,7 @@ struct TwoKeys {
     int32_t companion;
 };
 
-int64_t joined_keys(int32_t first, int32_t second) {
+int64_t join_keys(int32_t first, int32_t second) {
     return int64_t{first} * (int64_t{1} << 32) + (int64_t{second} - INT32_MIN);
 }
 int32_t first_key(int64_t joined) { return static_cast<int32_t>(joined >> 32); }
@@ -43,7 +43,7 @@ int32_t second_key(int64_t joined) {
 // is walked to its end, where most elements belong that come from the end of the heap, and back up
 // to the place.
 template <class Element>
-void sink(Vec<Element>& a, int64_t i, int64_t ir, Element taken) {
+void sink_element(Vec<Element>& a, int64_t i, int64_t ir, Element taken) {
     const int64_t top = i;
     int64_t child = 2 * i;
     while (child < ir) {
@@ -71,14 +71,15 @@ void sink(Vec<Element>& a, int64_t i, int64_t ir, Element taken) {
 template <class Element>
 void heap_sort(Vec<Element>& a) {
     const int64_t n = a.size();
-    for (int64_t l = n / 2; l >= 1; --l) sink(a, l, n, a(l));
+    for (int64_t l = n / 2; l >= 1; --l) sink_element(a, l, n, a(l));
     for (int64_t ir = n; ir >= 2; --ir) {
         const Element taken = a(ir);
         a(ir) = a(1);
-        sink(a, 1, ir - 1, taken);
+        sink_element(a, 1, ir - 1, taken);
     }
 }
 
+// Kept: the arrays have grown by then, so no run comes here.
 [[noreturn]] void stop_outside_work_arrays(int32_t k, int32_t iptr) {
     say("k,size(in),iptr : %12d%12lld%12d", k, static_cast<long long>(IN.size()), iptr);
     stop_run();
@@ -132,7 +133,7 @@ void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* companion) {
 void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* second_keys, int32_t* companion) {
     Vec<TwoKeys> a;
     check_allocated(a.allocate(n), "heap_sort_pairs", "elements", n);
-    for (int32_t k = 0; k < n; ++k) a(k + 1) = {joined_keys(keys[k], second_keys[k]), companion[k]};
+    for (int32_t k = 0; k < n; ++k) a(k + 1) = {join_keys(keys[k], second_keys[k]), companion[k]};
     heap_sort(a);
     for (int32_t k = 0; k < n; ++k) {
         keys[k] = first_key(a(k + 1).key);

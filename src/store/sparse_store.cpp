@@ -42,7 +42,7 @@ void sort_by_column(std::vector<SparseElement>& elements) {
     }
 }
 
-int32_t new_element(int32_t column, double value) {
+int32_t append_element(int32_t column, double value) {
     if (N_SPARSE >= DIMENSIONS.MAXNRM.now) grow_elements();
     const int32_t element = ++N_SPARSE;
     AI(element) = value;
@@ -85,7 +85,7 @@ void add_to_diagonal(int32_t row, double value) {
         AI(head) += value;
         return;
     }
-    link_behind(0, row, new_element(row, value));
+    link_behind(0, row, append_element(row, value));
 }
 
 void add_beside_diagonal(int32_t row, int32_t column, double value) {
@@ -95,7 +95,7 @@ void add_beside_diagonal(int32_t row, int32_t column, double value) {
         AI(found.element) += value;
         return;
     }
-    const int32_t element = new_element(column, value);
+    const int32_t element = append_element(column, value);
     link_behind(found.before, row, element);
     if (found.is_far) FAR_ELEMENTS.enter(row, element);
 }
