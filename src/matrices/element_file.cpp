@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kLongestOffending = 60;
 
 // A binary file called text may hold anything.
-std::string printable(std::string text) {
+std::string make_printable(std::string text) {
     std::ranges::replace_if(
         text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
     return text.substr(0, text.find_last_not_of(' ') + 1);
@@ -25,11 +25,6 @@ int ElementFile::open(const std::string& path, DataFormat format) {
     too_large_.clear();
     ByteInput& file = format == kAscii ? static_cast<ByteInput&>(text_) : framed_;
     return file.open(path);
-}
-
-void ElementFile::close() {
-    text_.close();
-    framed_.close();
 }
 
 FileAnswer ElementFile::read_id(int32_t& id, bool is_first) {
@@ -89,7 +84,7 @@ std::string ElementFile::offending() {
     if (format_ != kAscii) return std::to_string(n_read_);
     std::string_view rest;
     static_cast<void>(text_.read_line(rest, kLongestOffending));
-    return printable((too_large_ + std::string(rest)).substr(0, kLongestOffending));
+    return make_printable((too_large_ + std::string(rest)).substr(0, kLongestOffending));
 }
 
 }  // namespace kve

@@ -37,7 +37,6 @@ class ElementFile {
  public:
     // 0 or the system's error number.
     [[nodiscard]] int open(const std::string& path, DataFormat format);
-    void close();
 
     [[nodiscard]] FileAnswer read(MatrixElement& element);
     // A record of as many IDs as there is room for.

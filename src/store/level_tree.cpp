@@ -8,6 +8,19 @@
 
 namespace kve {
 
+// The road of a key leads down from the top, one bit a node, the lowest bit first, and a key takes
+// the first free node of its road. A step takes kStepBits bits of all keys of a subtree. Were it
+// two, the keys 6, 3, 4, 5, 1, 2, 7, in this order of arrival, would fall so:
+//
+//     crown                    6                  node 1
+//                    bit 0 = 0   bit 0 = 1
+//                      4             3            nodes 2 and 3, the last ones of their roads
+//              bit 1 = 0   1     0       1
+//     buckets       -     {2}  {5, 1}   {7}       arrivals whose road is taken to its last node
+//     by bits      00     10     01     11        bit 1, bit 0
+//
+// Each bucket is a subtree of its own, in the order of arrival, whose top becomes the child of the
+// last node above it; the next step takes its next bits. A bucket of few keys needs no crown.
 namespace {
 
 constexpr const char* kRoutine = "LEVEL TREE";
@@ -37,7 +50,7 @@ struct Forest {
     Vec<Children, 0> children;
 };
 
-void link(Forest& f, int32_t parent, bool branch, int32_t number) {
+void link_child(Forest& f, int32_t parent, bool branch, int32_t number) {
     if (parent == kNone) return;
     (branch ? f.children(parent).bit_1 : f.children(parent).bit_0) = number;
 }
@@ -45,9 +58,9 @@ void link(Forest& f, int32_t parent, bool branch, int32_t number) {
 bool bit_of(uint32_t key, int bit) { return (key >> bit & 1U) != 0; }
 
 // The first arrival becomes the top, and the others descend from it.
-void enter_few(Forest& f, const Subtree& tree) {
+void enter_few_arrivals(Forest& f, const Subtree& tree) {
     const Arrival top = f.arrivals(tree.begin);
-    link(f, tree.parent, tree.bit > 0 && bit_of(top.key, tree.bit - 1), top.number);
+    link_child(f, tree.parent, tree.bit > 0 && bit_of(top.key, tree.bit - 1), top.number);
     for (int32_t k = tree.begin + 1; k < tree.end; ++k) {
         const Arrival arrival = f.arrivals(k);
         int32_t at = top.number;
@@ -109,7 +122,7 @@ void take_step(Forest& f, const Subtree& tree, const Push& below) {
         }
         crown.number[node] = arrival.number;
         const int bit = tree.bit + depth;
-        link(f, parent, bit > 0 && bit_of(arrival.key, bit - 1), arrival.number);
+        link_child(f, parent, bit > 0 && bit_of(arrival.key, bit - 1), arrival.number);
     }
     int32_t place[kBuckets];
     int32_t behind = tree.begin;
@@ -137,7 +150,7 @@ void link_arrivals(Forest& f) {
     while (n_pending > 0) {
         const Subtree tree = pending[--n_pending];
         if (tree.end - tree.begin <= kFew)
-            enter_few(f, tree);
+            enter_few_arrivals(f, tree);
         else
             take_step(f, tree, push);
     }
@@ -161,7 +174,7 @@ void walk_tree(const Forest& f, Vec<int32_t, 0>& walk) {
 }
 
 template <class Row>
-void build(Vec<Row>& table, Vec<int32_t>& rows, int32_t& root) {
+void link_rows(Vec<Row>& table, Vec<int32_t>& rows, int32_t& root) {
     const int32_t n = static_cast<int32_t>(rows.size());
     root = 0;
     if (n == 0) return;
@@ -190,10 +203,10 @@ void build(Vec<Row>& table, Vec<int32_t>& rows, int32_t& root) {
 }  // namespace
 
 void build_tree(Vec<LevelRow>& table, Vec<int32_t>& rows, int32_t& root) {
-    build(table, rows, root);
+    link_rows(table, rows, root);
 }
 void build_tree(Vec<AnimalRow>& table, Vec<int32_t>& rows, int32_t& root) {
-    build(table, rows, root);
+    link_rows(table, rows, root);
 }
 
 }  // namespace kve
