@@ -24,7 +24,7 @@ namespace {
 constexpr double kLowestBendable = 1.0e-12;  // magnitude of a negative eigenvalue
 constexpr int32_t kDebugPrint = 2;
 
-// The matrix under test: record `matrix` of RMAT, its cov_mat (group 0) or one residual group.
+// The matrix under test: record `matrix` of RMAT, its cov_mat or that of one residual group.
 struct Subject {
     int32_t matrix;
     int32_t group;
@@ -48,7 +48,7 @@ void say_refusal(const Subject& subject, const PinvResult& found) {
         say_values("Smallest eigenvalue of the matrix ", found, order);
         return;
     }
-    if (subject.group > 0) {
+    if (subject.group != kCommonMatrix) {
         say_line(" Serious singularity problems in residual COV -matrix ");
         say_line(" For heterogen residual group %12d", subject.group);
     } else {
@@ -67,7 +67,8 @@ void say_near_singularity(const Subject& subject, const PinvResult& found, doubl
         return;
     }
     say_line(" (near) singularity found in inverse for residual (co)variance matrix");
-    if (subject.group > 0) say_line(" For heterogen residual group %12d", subject.group);
+    if (subject.group != kCommonMatrix)
+        say_line(" For heterogen residual group %12d", subject.group);
     say_line(" smallest eigenvalue %16.7g", found.EMIN);
 }
 
@@ -96,7 +97,7 @@ void store_bent(const Subject& subject, const Triangle<double>& bent) {
     RMatrix& record = subject.record();
     unpack_covariances(bent, record, subject.group);
     // A single residual group has the common matrix as its own.
-    if (subject.residual() && subject.group == 0 && record.h_cov_mat.layers() == 1)
+    if (subject.residual() && subject.group == kCommonMatrix && record.h_cov_mat.layers() == 1)
         unpack_covariances(bent, record, 1);
 }
 
@@ -146,10 +147,10 @@ int KVEGRI(int32_t I_CODE, double tol_se, bool VERBOSE) {
     }
     int FAIL = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
-        FAIL |= condition({k, 0}, I_CODE, tol_se, VERBOSE, GDET(k));
+        FAIL |= condition({k, kCommonMatrix}, I_CODE, tol_se, VERBOSE, GDET(k));
 
     const int32_t residual = KVEINT.NRAMAT + 1;
-    FAIL |= condition({residual, 0}, I_CODE, tol_se, VERBOSE, RDET(1));
+    FAIL |= condition({residual, kCommonMatrix}, I_CODE, tol_se, VERBOSE, RDET(1));
     const int32_t groups = RMAT(residual).grp_nlev;
     double det_of_group = 0.0;
     for (int32_t g = 1; groups > 1 && g <= groups; ++g)

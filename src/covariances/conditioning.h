@@ -1,5 +1,8 @@
 // Tests every (co)variance matrix of the model by its eigenvalues in correlation scale, repairs a
 // nearly singular one by bending and refuses an indefinite one.
+//
+// Reads and repairs cov_mat and h_cov_mat of RMAT; writes GDET and RDET, which must be allocated.
+// Tells what it met on the listing. Stopped by an unknown code and by lack of memory.
 #pragma once
 
 #include <cstdint>
@@ -36,7 +39,7 @@ struct ResidualPattern {
     double det;
 };
 
-// The determinants of the residual matrix of `group` (0 the common matrix) for each pattern. 0, or
+// The determinants of the residual matrix of `group` (or kCommonMatrix) for each pattern. 0, or
 // 1 when one of them has an eigenvalue below `tol_se`.
 [[nodiscard]] int invert_residual_patterns(int32_t group, std::span<ResidualPattern> patterns,
                                            double tol_se, bool VERBOSE);

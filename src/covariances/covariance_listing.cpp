@@ -39,7 +39,7 @@ void print_random_matrices(TriangleOf mode, Sheet& sheet) {
             sheet.line("  Covariance matrix for random effect no: %12d", m);
         else
             sheet.line("  Correlation matrix for random effect no: %12d", m);
-        print_triangle(RMAT(m), 0, mode, sheet);
+        print_triangle(RMAT(m), kCommonMatrix, mode, sheet);
     }
 }
 
@@ -57,7 +57,7 @@ void print_residual_matrix(TriangleOf mode, Sheet& sheet) {
         sheet.line("  No. of groups%12d", r.grp_nlev);
         sheet.line("  Same prior used for all groups");
     }
-    print_triangle(r, 0, mode, sheet);
+    print_triangle(r, kCommonMatrix, mode, sheet);
 }
 
 void print_group_matrices(TriangleOf mode, Sheet& sheet) {
@@ -122,7 +122,7 @@ void print_phenotypic_section(Sheet& sheet) {
         sheet.line("CHECK MODEL AND RESULTS CAREFULLY!");
         sheet.empty();
     }
-    Triangle<double> P = packed_covariances(RMAT(1), 0, "KVEGR");
+    Triangle<double> P = packed_covariances(RMAT(1), kCommonMatrix, "KVEGR");
     for (int32_t i = 1; i <= nt; ++i)
         for (int32_t j = 1; j <= i; ++j) P(i, j) += residual_of(RMAT).cov_mat(i, j);
     Triangle<double> correlations;

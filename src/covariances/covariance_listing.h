@@ -1,5 +1,7 @@
 // The current (co)variance matrices of the model with their correlations, and, for the simplest
 // models, the phenotypic matrix.
+//
+// Reads RMAT, MODEL and the counters. Stopped by a file that cannot be written and lack of memory.
 #pragma once
 
 #include <cstdint>

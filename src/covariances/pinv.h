@@ -1,4 +1,5 @@
-// Generalized inverse, bending and rank fit of a symmetric matrix through its eigenvalues.
+// Generalized inverse, bending and rank fit of a symmetric matrix through its eigenvalues. Touches
+// no table.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,7 @@
 // The file of starting values for the (co)variance matrices.
+//
+// Reads the prior file. Writes cov_mat, h_cov_mat, l_grp_prior and l_grp_pr of RMAT. Stopped, with
+// the words on the listing, by a line that cannot be read and by a REPEAT that does not fit.
 #pragma once
 
 namespace kve {

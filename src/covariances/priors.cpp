@@ -83,7 +83,7 @@ void complete_groups() {
     if (r.grp_nlev <= 1) return;
     const auto with_prior = std::count(r.l_grp_pr.begin(), r.l_grp_pr.end(), true);
     if (with_prior == 0) {
-        const Triangle<double> common = packed_covariances(r, 0, "KVE1");
+        const Triangle<double> common = packed_covariances(r, kCommonMatrix, "KVE1");
         for (int32_t g = 1; g <= r.grp_nlev; ++g) unpack_covariances(common, r, g);
         return;
     }

@@ -1,5 +1,5 @@
 // Brings the (co)variance matrices to the scale of data divided by their residual standard
-// deviations, and back.
+// deviations, and back. Reads RSD; writes cov_mat and h_cov_mat of RMAT.
 #pragma once
 
 #include <cstdint>

@@ -100,7 +100,7 @@ void fill_regression(RMatrix& r, int32_t q, const Model& m, int32_t l) {
     r.cont_rr_name(q) = m.reg_name(l);
 }
 
-// Kept: a covariable without a level behind a list with levels takes over the last level.
+// Kept: a covariable without a level after a list with levels takes over the last level.
 int32_t level_of_regression(const RMatrix& r, int32_t q, int32_t trait, int32_t given) {
     if (given != 0) return given;
     return q > 1 && r.cont_t_no(q - 1) == trait ? r.cont_rc1(q - 1) : 1;
@@ -131,8 +131,8 @@ void list_contributions(RMatrix& r, const Effects& effects) {
     }
 }
 
-// The different integer columns behind the rows. Their recoded columns are numbered over all
-// matrices; `n_before` of them belong to earlier ones.
+// The different integer columns that identify the levels. Their recoded columns are numbered over
+// all matrices; `n_before` of them belong to earlier ones.
 void list_identifiers(RMatrix& r, int32_t n_before) {
     std::vector<int32_t> columns(r.cont_eff_inp.begin(), r.cont_eff_inp.end());
     std::sort(columns.begin(), columns.end());
@@ -231,7 +231,7 @@ void add_rows(RMatrix& r, int32_t n) {
 
 // Neighbours of one reduced rank position share their rows.
 // Kept: the places in the contribution lists advance at a sharing member only, by block starts, and
-// the rows behind it are not renumbered, so that a row may lie above the rank.
+// the rows after it are not renumbered, so that a row may lie above the rank.
 void set_rank(RMatrix& r) {
     if (r.n_traits == 0) return;
     r.trait_blk_start(1) = 1;

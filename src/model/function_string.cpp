@@ -19,7 +19,7 @@ constexpr std::string_view kIntrinsics[] = {"ABS",  "EXP", "LOG10", "LOG", "SQRT
 static_assert(kFirstIntrinsic + std::size(kIntrinsics) == kFirstVariable);
 constexpr std::size_t kNoIntrinsic = std::size(kIntrinsics);
 
-constexpr std::size_t kShownBehind = 20;  // of a long text, from the place of the error on
+constexpr std::size_t kShownAfter = 20;  // of a long text, from the place of the error on
 
 // A function without its blanks and with "^" for "**". Positions count from 0.
 struct Source {
@@ -82,7 +82,7 @@ void note_error(Walk& walk, std::string_view words, std::string_view element = {
     if (++walk.errors > 1) return;
     const Source& source = walk.source;
     const std::size_t place = source.ends_at(walk.at) ? source.given.size() : source.place[walk.at];
-    const std::size_t first = place < kMessageWidth ? 0 : place + kShownBehind - kMessageWidth;
+    const std::size_t first = place < kMessageWidth ? 0 : place + kShownAfter - kMessageWidth;
     walk.messages[0] =
         std::string("*** Error in syntax of function string: ").append(words).append(element);
     walk.messages[1] = source.given.substr(first);
@@ -255,7 +255,7 @@ void compile(Compiler& compiler, std::size_t begin, std::size_t end) {
         return emit(compiler, kFirstIntrinsic + intrinsic);
     }
     for (std::size_t k = 0; k < kOperators.size(); ++k) {
-        // Sums are split ahead of a sign, all else behind it.
+        // Sums are split ahead of a sign, all else after it.
         if (kOperators[k] == '*' && source.text[begin] == '-') {
             compile(compiler, begin + 1, end);
             return emit(compiler, kNegate);

@@ -30,7 +30,7 @@ class ModelLines {
     const std::string& line() const { return line_; }
 
     // One list-directed record: begins in the next line and goes on in further lines until all
-    // values are read. Omitted items and those behind "/" keep their value.
+    // values are read. Omitted items and those after "/" keep their value.
     [[nodiscard]] Read read_record(std::span<int32_t> values);
     [[nodiscard]] Read read_record(int32_t& value) { return read_record({&value, 1}); }
 
@@ -50,13 +50,13 @@ class ModelLines {
 };
 
 // `rest` begins with an opening bracket: takes the text up to the first `close` into `inside` and
-// moves `rest` behind it, left-adjusted. False, and nothing moved, without a closing bracket.
+// moves `rest` past it, left-adjusted. False, and nothing moved, without a closing bracket.
 [[nodiscard]] bool cut_bracket(std::string_view& rest, char close, std::string_view& inside);
 
 // The first `length` characters of `rest`, cut off it; the rest is left-adjusted.
 std::string_view cut_text(std::string_view& rest, std::size_t length);
 
-// Integers in KVE_LOG, 15 a line, five columns each behind one blank; a longer number is written
+// Integers in KVE_LOG, 15 a line, five columns each after one blank; a longer number is written
 // whole.
 void log_integers(std::span<const int32_t> numbers);
 // The same, a count ahead of its list.

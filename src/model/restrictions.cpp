@@ -44,9 +44,9 @@ bool next_pair(RestrictionLine& line, int32_t& i, int32_t& j) {
 }
 
 // The residual is the last of them.
-int32_t matrices() { return KVEINT.NRAMAT + 1; }
+int32_t count_matrices() { return KVEINT.NRAMAT + 1; }
 
-bool is_matrix(int32_t k) { return k >= 1 && k <= matrices(); }
+bool is_matrix(int32_t k) { return k >= 1 && k <= count_matrices(); }
 
 bool is_row(const RMatrix& r, int32_t row) { return row >= 1 && row <= r.rank; }
 
@@ -60,7 +60,7 @@ void begin_fault(int32_t& errors, const char* first_line, int lines) {
 }
 
 void say_bounds(int32_t value) {
-    say_line(" The number must be between 1 and %12d", matrices());
+    say_line(" The number must be between 1 and %12d", count_matrices());
     say_line(" The value specified: %12d", value);
 }
 
@@ -241,7 +241,7 @@ void apply_option(RestrictionLine& line) {
     blank_lines();
 }
 
-// The number of errors in the line. A faulty line is shown behind its messages.
+// The number of errors in the line. A faulty line is shown after its messages.
 int32_t apply_line(std::string_view text) {
     RestrictionLine line{trimmed(text)};
     const std::string_view shown = line.rest.substr(0, kLongestLine);
@@ -303,7 +303,7 @@ int32_t check_elements(int32_t k) {
 
 // --- Reports
 
-bool any(const Matrix<logical4>& flags) {
+bool any_set(const Matrix<logical4>& flags) {
     return std::any_of(flags.data(), flags.data() + flags.size(),
                        [](logical4 flag) { return flag; });
 }
@@ -328,8 +328,8 @@ void report_flags(const Matrix<logical4>& flags) {
 }
 
 void report_elements(Matrix<logical4> RMatrix::*flags, const char* title, const char* rule) {
-    for (int32_t k = 1; k <= matrices(); ++k) {
-        if (!any(RMAT(k).*flags)) continue;
+    for (int32_t k = 1; k <= count_matrices(); ++k) {
+        if (!any_set(RMAT(k).*flags)) continue;
         page_if(6);
         blank_lines();
         say_line("%s", title);
@@ -360,7 +360,7 @@ int32_t check_ratio(int32_t k) {
     if (!has_side(kDenominator))
         begin_fault(errors, "ERROR - no co-variance matrix is specified as part of the denumerator",
                     1);
-    for (int32_t m = 1; m <= matrices(); ++m) {
+    for (int32_t m = 1; m <= count_matrices(); ++m) {
         if (!in_ratio(RMAT(m)) || RMAT(m).rank == RMAT(k).rank) continue;
         begin_fault(errors,
                     "ERROR - Co-variance matrices in restriction on variance ratios must be of "
@@ -374,7 +374,7 @@ int32_t check_ratio(int32_t k) {
 
 std::string matrices_of(const RatioSide& side) {
     std::string sum;
-    for (int32_t m = 1; m <= matrices(); ++m)
+    for (int32_t m = 1; m <= count_matrices(); ++m)
         if (RMAT(m).*side.flag) append(sum, sum.empty() ? "%12d" : "+%d", m);
     return sum;
 }
@@ -387,10 +387,10 @@ void report_ratios() {
     say_line("Restrictions on variance ratios");
     say_line("-------------------------------");
     int32_t errors = 0;
-    for (int32_t k = 1; k <= matrices(); ++k)
+    for (int32_t k = 1; k <= count_matrices(); ++k)
         if (restricted(RMAT(k))) errors += check_ratio(k);
     if (errors > 0) stop_for_errors();
-    for (int32_t k = 1; k <= matrices(); ++k) {
+    for (int32_t k = 1; k <= count_matrices(); ++k) {
         if (!restricted(RMAT(k))) continue;
         Block block;
         block.line(" Restricted matrix no.: %12d", k);
@@ -402,7 +402,7 @@ void report_ratios() {
 
 void report_restrictions() {
     const bool restricted = std::any_of(RMAT.begin(), RMAT.end(), [](const RMatrix& r) {
-        return any(r.l_cv_rest) || any(r.l_cor_rest) || r.l_vratio_mat_rest;
+        return any_set(r.l_cv_rest) || any_set(r.l_cor_rest) || r.l_vratio_mat_rest;
     });
     if (!restricted) return;
     page_header();
@@ -424,7 +424,7 @@ void apply_restrictions() {
     block.line("Restrictions are read from the file CVREST.DIR");
     block.print();
     int32_t errors = apply_lines();
-    for (int32_t k = 1; k <= matrices(); ++k) errors += check_elements(k);
+    for (int32_t k = 1; k <= count_matrices(); ++k) errors += check_elements(k);
     if (errors > 0) stop_for_errors();
     report_restrictions();
     if (std::remove(kFile) != 0) say_row("Error - closing work file for CV-resriction");
