@@ -41,6 +41,31 @@ TEST(GeneralizedTraits, ReachTheAnalysisPrograms) {
               (Floats{0.25, 21, 31, 2, 1, 0.5, 1, 22, 32, 3, 1, -9}));
 }
 
+TEST(GeneralizedTraits, FamiliesAndLinksAreWrittenOut) {
+    // Each link with its function, derivative and inverse; each family with variance and deviance.
+    const std::string links[][4] = {
+        {"LOG", "LOG(MU)", "1/MU", "EXP(ETA)"},
+        {"EXPONENTIAL", "EXP(MU)", "EXP(MU)", "LOG(ETA)"},
+        {"RECIPROCAL", "1/MU", "-1/(MU**2)", "1/ETA"},
+        {"LOGIT", "LOG(MU/(1-MU))", "1/(MU*(1-MU))", "EXP(ETA)/(1+EXP(ETA))"},
+        {"COMPLOG", "LOG(-LOG(1-MU))", "-1/((1-MU)*LOG(1-MU))", "EXP(-EXP(ETA))"},
+        {"LOGLOG", "-LOG(-LOG(MU))", "-1/(MU*LOG(MU))", "EXP(-EXP(ETA))"}};
+    const std::string families[][3] = {{"NORMAL", "1", "(Y-MU)**2"},
+                                       {"POISSON", "MU", "2*(Y*LOG(Y/MU)-(Y-MU))"},
+                                       {"GAMMA", "MU**2", "2*(Y/MU-1+LOG(MU/Y))"},
+                                       {"INVGAUSSIAN", "MU**3", "((Y-MU)**2)/((MU**2)*Y)"}};
+    for (std::size_t k = 0; k < std::size(links); ++k) {
+        const auto& link = links[k];
+        const auto& family = families[k % std::size(families)];
+        EXPECT_TRUE(run_glmm(Scratch(), "$GLMM 1 VARF=" + family[0] + " LINK=" + link[0])
+                        .says("Variance function=" + family[0] + ", Link function=" + link[0] +
+                              " Variance: " + family[1] + " Link : " + link[1] +
+                              " Dlink : " + link[2] + " Invlink : " + link[3] +
+                              " Deviance: " + family[2] + " Trait / effect"))
+            << link[0];
+    }
+}
+
 TEST(GeneralizedTraits, EveryErrorIsToldBeforeTheRunStops) {
     const std::string log = " VARF=NORMAL LINK=LOG ", user = "In user specified ",
                       trait = " function for trait no.           2\n",

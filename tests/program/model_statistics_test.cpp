@@ -166,6 +166,7 @@ TEST(ModelStatistics, TestPrint2ListsTheFirst100Levels) {
         list->push_back("");
         expect_block(outcome, *list);
     }
+    EXPECT_EQ(outcome.longest_page(), 76U) << "a page of rows is full, and no more than full";
     EXPECT_FALSE(run(scratch, kOneTrait, kOneMatrix, "2 0 0 1").says("first 100 levels"));
 }
 

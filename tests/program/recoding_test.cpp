@@ -95,6 +95,12 @@ TEST(Recoding, RecordsHoldLevelsCodesAndValues) {
          "1 1 2 6.5 5 0\n2 1 5 0 5 0\n1 2 -1 0 5 0\n",
          "1 1 2 0 0; 0 1 5 0 0; 1 2 -1 0 0",
          "5 6.5; 5 0; 5 0"},
+        {"effects of an absent trait have no level",
+         {.model = "2 2 0 0 0\n0\n0\n2 0 2 1 2\n3 0 2 1 3\n1 1\n1 2\n0\n0\n0\n",
+          .prior = "1 1 1 1.0\n2 1 1 4.0\n3 1 1 1\n3 2 2 1\n"},
+         "1 7 8 0 5 5\n1 7 8 0 5 -9\n1 7 8 0 -9 5\n",
+         "1 1 1 1 0 0; 1 0 1 0 0 0; 0 1 0 1 0 0",
+         "5 5; 5 -9; -9 5"},
         {"merged effects share the tree of their matrix",
          {.model = "1 1 0 0 0\n0\n2 0 3 1 2 3\n2 1+1\n0\n0\n", .prior = kOnePrior},
          "1 30 20 0 5 0\n1 20 10 0 5 0\n",
@@ -180,9 +186,15 @@ TEST(Recoding, DataAndPriorsThatCannotBeUsedStopTheRun) {
          "Integer input for current observation: : 1 2 3 Computations Aborted"},
         {kCure, "1 8 2 0 5 1\n", "Sequence variable on first record not eq. 1"},
         {kCure, "1 8 1 0 5 1\n1 9 2 0 5 1\n",
-         "Sequence variable on first record within subject not"},
-        {kCure, "1 8 1 0 -9 1\n1 8 3 0 5 1\n", "Data not in sequence within subject"},
-        {kCure, "1 8 1 0 5 1\n1 8 2 0 5 1\n", "The mixture trait for a CURE model must be missing"},
+         "Sequence variable on first record within subject not eq. 1 Current subject: 9 Last "
+         "sequence number: 1 Current sequence number: 2 Observation number: 2"},
+        {kCure, "1 8 1 0 -9 1\n1 8 2 0 -9 1\n1 8 4 0 5 1\n",
+         "Data not in sequence within subject Current subject: 8 Last sequence number: 2 "
+         "Current sequence number: 4 Observation number: 3 Program terminates"},
+        {kCure, "1 8 1 0 5 1\n1 8 2 0 5 1\n",
+         "The mixture trait for a CURE model must be missing on all but the last observation in a "
+         "sequence within a subject Current subject: 8 Current sequence number: 1 Observation "
+         "number: 1"},
         {binary, "1 1 0 0 1 0\n1 1 0 0 2 0\n", "INPUT DATA FOR BINARY DATA OUT OF RANGE (0/1)"},
     };
     Scratch scratch;

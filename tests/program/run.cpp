@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -47,6 +48,13 @@ std::vector<std::string> Outcome::block(std::string_view title, std::string_view
     }
     ADD_FAILURE() << "no block " << title << "\n" << listing;
     return std::vector<std::string>(40);
+}
+
+std::size_t Outcome::longest_page() const {
+    std::size_t longest = 0, lines = 0;
+    for (const std::string& line : lines_of(listing))
+        longest = std::max(longest, lines = is_page_head(line) ? 1 : lines + 1);
+    return longest;
 }
 
 std::string text(const char* format, ...) {

@@ -18,6 +18,7 @@ struct Outcome {
     // The lines of the listing from the one that is `title` to the one before `end`, page heads
     // left out; without them a failure and some blank lines.
     std::vector<std::string> block(std::string_view title, std::string_view end) const;
+    std::size_t longest_page() const;  // its lines
 };
 
 class Scratch {

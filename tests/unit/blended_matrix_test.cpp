@@ -6,6 +6,8 @@
 #include <cmath>
 #include <filesystem>
 #include <random>
+#include <regex>
+#include <sstream>
 
 #include "data/factors.h"
 #include "directives/directives.h"
@@ -183,6 +185,14 @@ TEST_F(BlendedMatrix, LeavesOutDifferencesThatDoNotExceedABillionth) {
     EXPECT_FALSE(found.contains({5, 1}) || found.contains({6, 5}));
     EXPECT_NEAR(found.at({6, 1}), -large, 1e-15);
 
+    // A pair that the file lacks counts as 0, in whichever order.
+    const std::string some = "3 3 1\n5 5 1\n6 6 1\n5 3 .25\n";
+    process({family("3\n5\n6\n", some)});
+    const Elements without = elements_of("PGMIX1");
+    process({family("3\n5\n6\n", some + "3 6 0\n6 5 0\n")});
+    EXPECT_EQ(elements_of("PGMIX1"), without);
+    EXPECT_LT(without.at({5, 3}), -0.1);
+
     // With A11 itself in the place of G nothing is left of the difference.
     Factor factor = blended(random_pedigree(5, 100, 1, {0}), "9\n80\n33\n5\n41\n", "9 9 1\n");
     factor.weight = 1.0;
@@ -259,6 +269,31 @@ TEST_F(BlendedMatrix, RefusesWhatItCannotUse) {
         factor.adjust = one.adjust;
         EXPECT_STOP(process({factor}), one.words);
     }
+}
+
+TEST_F(BlendedMatrix, ListsEndWhereTheySay) {
+    DIRECTIVES.ITEST = 2;
+    std::string typed, genomic = "1 1 1.5\n2 2 1.5\n";
+    for (int id = 1; id <= 23; ++id) {
+        typed += std::to_string(id) + "\n";
+        if (id > 1) genomic += element(id, 1, 0.01);
+    }
+    Factor factor = blended(random_pedigree(5, 60, 1, {0}), typed, genomic);
+    factor.weight = 0.5;
+    const std::string listing = std::regex_replace(listing_of([&] { process({factor}); }),
+                                                   std::regex(".*Model Package.*\n"), "");
+    // So many lines of `items` numbers follow the one that ends with `title`.
+    const auto listed = [&listing](const std::string& title, int items) {
+        std::istringstream from(listing.substr(listing.find(title) + title.size()));
+        int n = 0;
+        for (std::string line; std::getline(from, line); ++n)
+            if (std::regex line_of_numbers("( +[-.e0-9]+){" + std::to_string(items) + "}");
+                !std::regex_match(line, line_of_numbers))
+                break;
+        return n;
+    };
+    EXPECT_EQ(listed("genomic matrix:           21\n", 1), 20);
+    EXPECT_EQ(listed("Row     Col     element\n", 3), 251);
 }
 
 TEST_F(BlendedMatrix, TellsWhatItPassesOverAndHowItAdjusts) {

@@ -94,12 +94,13 @@ TEST_F(EquationNumbers, StopWhenTheyPass32Bits) {
 }
 
 TEST_F(EquationNumbers, OneLevelFactorTakesALevelPerRandomRegression) {
-    build({{"3 1 2 3", "2 1 2", "2 4(2) 5(2)"}, {"1 2", "1 1", "1 4(1)"}});
+    build({{"4 1 2 3 4", "3 1 2 3", "3 4(2) 5(2) 4(4)"}, {"1 2", "1 1", "1 4(1)"}});
     enter(FACTORS.ITOPR(1), {7});
-    enter(FACTORS.ITOPR(2), {9});
+    enter(FACTORS.ITOPR(2), {9});     // without a regression
+    enter(FACTORS.ITOPR(3), {8, 9});  // with two levels
     sort_level_lists();
     count_one_level_factors();
-    EXPECT_EQ(numbers_of(FACTORS.NRALEV), (Numbers{3, 1}));
+    EXPECT_EQ(numbers_of(FACTORS.NRALEV), (Numbers{3, 1, 2}));
     Numbers levels;
     for (int32_t row = FACTORS.ITOPRS(1); row != 0; row = IFL(row).next)
         levels.insert(levels.end(), {IFL(row).key, IFL(row).level, IFL(row).n_obs});

@@ -120,6 +120,8 @@ TEST_F(ModelChecks, DumpShowsAllRecordsAndCutsLongLists) {
 TEST_F(ModelChecks, EffectsOfATraitWithUnequalRegressionsAreToldOnTheListing) {
     derive_model({{"2 1 2", "2 1 1", "2 3(1) 3(2)"}});
     EXPECT_EQ(listing_of(check_structures), "");
+    derive_model({{"5 1 2 3 4 5", "5 1 1 1 1 1", "0", "1 2 2 2 2"}});
+    EXPECT_EQ(listing_of(check_structures), "") << "reduced rank shares rows";
     derive_model({{"2 1 2", "2 1 1", "1 3(2)"}});
     EXPECT_NE(listing_of(check_structures).find("matrix 1 has 3 rows but rank 2"),
               std::string::npos);

@@ -134,6 +134,9 @@ TEST_F(ModelParser, EffectItems) {
             {"1 0 2 2(NOINT) 3", "ef_inp 2 3; intercept F T; f_intercept F T"},
             {"1 0 3 4( 0 )[2] 1", "ef_inp 4 4 1; intercept F F T"},
             {"1 0 3 4 (noint) [2]1", "ef_inp 4 4 1; intercept F F T"},
+            // 25 characters of an option count.
+            {"1 0 1 4(NOINT" + std::string(20, ' ') + "x)", "intercept F"},
+            {"1 0 1 4(NOINT" + std::string(19, ' ') + "x)", "intercept T"},
             {"1 0 2 4(xyz) 0(0 1(x)", "ef_inp 4 0; intercept T T"},
             {"1 0 2 3 [2](0)", "ef_inp 3 3; intercept T T"},
             {"1 0 2 3[0] 4[-5] 5 6", "ef_inp 3 4; intercept T T"},
@@ -323,6 +326,12 @@ TEST_F(ModelParser, ZeroResidualCovariances) {
         {"KVEINT: NORCOV(1,:) 2 0 0; NORCOV(2,:) 1 0 0; LogicalZeroEltR0(1,:) F T; "
          "LogicalZeroEltR0(2,:) T F"});
     EXPECT_EQ(content_of("KVE_LOG").find(bounds), std::string::npos);
+    const Replaced third{{count, "3"},       {absorb_2, "0\n0"}, {model_2, "2 0 0\n3 0 0"},
+                         {random_2, "0\n0"}, {reg_2, "0\n0"},    {zero, "2\n1 2\n3 2"}};
+    parse(third);
+    expect_fields(
+        {"KVEINT: NORCOV(1,:) 1 3 0 0 0 0; NORCOV(2,:) 2 2 0 0 0 0; LogicalZeroEltR0(1,:) F T F; "
+         "LogicalZeroEltR0(2,:) T F T; LogicalZeroEltR0(3,:) F T F"});
     // Out of bounds only warns: what the text holds is taken.
     parse({{zero, "-3"}});
     says(bounds);

@@ -3,12 +3,14 @@
 #include <map>
 #include <random>
 
+#include "data/data_summary.h"
 #include "data/factors.h"
 #include "data/first_pass.h"
 #include "data/intake.h"
 #include "data/raw_record.h"
 #include "data/usability.h"
 #include "directives/directives.h"
+#include "listing/listing.h"
 #include "listing/units.h"
 #include "model_builder.h"
 #include "store/big_tables.h"
@@ -164,4 +166,9 @@ TEST_F(Passes, AgreeWithASlowCount) {
     EXPECT_EQ(INTAKE.X.columns(), 2) << "a column that follows itself is one covariable";
     EXPECT_TRUE(INTAKE.LI_USED(6) && INTAKE.LR_USED(8));
     EXPECT_FALSE(INTAKE.LI_USED(9) || INTAKE.LI_USED(8) || INTAKE.LR_USED(9));
+    // The title of the summary stands on line 64 at the latest, less a line for each trait.
+    for (int lines : {64 - 3, 65 - 3}) {
+        state::LINES_ON_PAGE = lines;
+        EXPECT_EQ(listing_of(summarise_data).starts_with("\n"), lines == 64 - 3);
+    }
 }
