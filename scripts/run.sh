@@ -15,7 +15,7 @@ fi
 cd "$(dirname "$0")/.."
 . scripts/setup.sh
 echo "Building KVE1 in build/release"
-configure_and_build build/release -DCMAKE_BUILD_TYPE=Release
+configure_and_build release
 program=$PWD/build/release/KVE1
 
 if [ -z "$directives" ]; then

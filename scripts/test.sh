@@ -12,11 +12,11 @@ echo "Checking the layout of the sources"
 find src tests bench -name '*.h' -o -name '*.cpp' | sort | xargs clang-format --dry-run --Werror
 
 echo "Release build"
-configure_and_build build/release -DCMAKE_BUILD_TYPE=Release
-echo "Checked build: index checks, AddressSanitizer, UndefinedBehaviorSanitizer"
-configure_and_build build/checked -DCMAKE_BUILD_TYPE=Debug -DKVE_CHECKED=ON
+configure_and_build release
+echo "Checked build: index checks, invariants, AddressSanitizer, UndefinedBehaviorSanitizer"
+configure_and_build checked
 
-for folder in build/release build/checked; do
-    echo "Tests in $folder"
-    ctest --test-dir "$folder" --parallel "$(nproc)" --output-on-failure --progress
+for preset in release checked; do
+    echo "Tests in build/$preset"
+    ctest --preset "$preset" --parallel "$(nproc)"
 done

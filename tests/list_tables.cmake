@@ -2,7 +2,8 @@
 # The tables of kve::state where they are declared: includes and names for reset_tables.cpp.
 file(GLOB_RECURSE headers RELATIVE ${SRC} ${SRC}/*.h)
 foreach(header ${headers})
-  file(STRINGS ${SRC}/${header} tables REGEX "^(inline|extern) constinit ")
+  file(STRINGS ${SRC}/${header} tables REGEX "^(inline|extern) [^()]*;")
+  list(FILTER tables EXCLUDE REGEX constexpr)
   foreach(table ${tables})
     string(REGEX REPLACE "( =|{|;).*" "" declared "${table}")
     string(REGEX REPLACE ".* " "kve::state::" name "${declared}")

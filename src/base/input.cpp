@@ -23,7 +23,7 @@ enum : unsigned char { kItemCharacter = 0, kSeparator = 1, kItemEnd = 2 };
 // What ends an item; all but "/" may also stand in front of one.
 constexpr std::array<unsigned char, 256> kCharacterKind = [] {
     std::array<unsigned char, 256> kind{};
-    for (unsigned char c : {' ', '\t', '\r', '\n', ','}) kind[c] = kSeparator;
+    for (char c : {' ', '\t', '\r', '\n', ','}) kind[static_cast<unsigned char>(c)] = kSeparator;
     kind[static_cast<unsigned char>('/')] = kItemEnd;
     return kind;
 }();

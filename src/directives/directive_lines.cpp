@@ -12,7 +12,7 @@ WRITES(cinp);
 
 namespace {
 
-constinit TextInput DRIVER_FILE;
+TextInput DRIVER_FILE;
 
 [[noreturn]] void stop_read_failure(int code) {
     page_if(3);

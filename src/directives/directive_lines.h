@@ -24,7 +24,7 @@ inline constexpr std::size_t kLongestSection = 18000;
 namespace state {
 
 // The logical line read last, without trailing blanks; a keyword line with "$" and keyword.
-inline constinit std::string cinp;
+inline std::string cinp;
 
 }  // namespace state
 

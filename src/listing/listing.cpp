@@ -20,7 +20,8 @@ constexpr std::size_t kLongestLogLine = 32768;
 
 std::FILE* KVE_LOG = nullptr;
 
-void print_line(std::FILE* to, const char* format, std::va_list items) {
+[[gnu::format(printf, 2, 0)]] void print_line(std::FILE* to, const char* format,
+                                              std::va_list items) {
     std::vfprintf(to, format, items);
     std::fputc('\n', to);
 }

@@ -58,7 +58,9 @@ struct Units {
     TextOutput restrictions;                     // CVREST.DIR while the directives are read
 };
 
-inline constinit Units UNITS;
+// Not constinit, like the other globals that hold a std::string: its constructor is no constant
+// expression for every compiler. No initialisation of a global reads another.
+inline Units UNITS;
 
 }  // namespace state
 

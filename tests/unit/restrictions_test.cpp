@@ -58,7 +58,7 @@ TEST_F(Restrictions, LinesSetFlags) {
         {"V_R 3 1 1 1 3 2\nVAR 3 1 3\nCOR 3", "... ... ... N|.. .. |vcc crc ccv RD|"},
     };
     for (const auto& [lines, expected] : cases) {
-        listing_of([&] { restrict_by(lines); });
+        listing_of([&, text = lines] { restrict_by(text); });
         EXPECT_EQ(flags_set(), expected) << lines;
         EXPECT_EQ(listing_of(apply_restrictions), "");  // the file is gone
     }
