@@ -111,13 +111,25 @@ void report_typed_animals(const TypedAnimals& typed, int32_t n_reduced) {
     blank_lines();
 }
 
+struct Inbreeding {
+    Vec<double, 0> F;  // by position
+    bool is_own = true;
+};
+
+void warn_of_other_inbreeding() {
+    say_row(
+        "WARNING - inbreeding of the typed animals and their ancestors is taken in level order,"
+        " the pedigree file is in another order: sort it by Sort_Var, parents first, with a "
+        "record for every parent");
+}
+
 // Gives the marked animals their positions, and the typed ones their numbers.
-Vec<double, 0> number_animals(int32_t k, ReducedPedigree& ped) {
+Inbreeding number_animals(int32_t k, ReducedPedigree& ped) {
     const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
-    Vec<double, 0> F;
+    Inbreeding inbreeding;
+    Vec<double, 0>& F = inbreeding.F;
     check_allocated(F.allocate(ped.share.size()), kRoutine, "PEDMAT1", ped.share.size());
     int32_t p = 0, t = 0;
-    bool in_level_order = true;
     for (int64_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
         AnimalRow& animal = IDL(rows(j));
@@ -125,7 +137,7 @@ Vec<double, 0> number_animals(int32_t k, ReducedPedigree& ped) {
         ++p;
         // Kept: by the level number, although `ad` goes by the row.
         const double diagonal = RMAT(k).ad(animal.level);
-        in_level_order = in_level_order && diagonal == AD(j);
+        inbreeding.is_own = inbreeding.is_own && diagonal == AD(j);
         F(p) = diagonal - 1.0;
         if (animal.mark == kTyped) {
             ped.position(++t) = p;
@@ -134,12 +146,7 @@ Vec<double, 0> number_animals(int32_t k, ReducedPedigree& ped) {
         }
         animal.mark = animal.mark == kTyped ? p : -p;
     }
-    if (!in_level_order)
-        say_row(
-            "WARNING - inbreeding of the typed animals and their ancestors is taken in level order,"
-            " the pedigree file is in another order: sort it by Sort_Var, parents first, with a "
-            "record for every parent");
-    return F;
+    return inbreeding;
 }
 
 // 0 for the unknown parent and for one whom the search has not reached.
@@ -215,7 +222,8 @@ void allocate_reduced_pedigree(ReducedPedigree& ped, BlendedCounts counts) {
 }
 
 void number_reduced_pedigree(int32_t k, ReducedPedigree& ped) {
-    const Vec<double, 0> F = number_animals(k, ped);
+    const Inbreeding inbreeding = number_animals(k, ped);
+    if (!inbreeding.is_own) warn_of_other_inbreeding();
     const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
     const bool lists = DIRECTIVES.ITEST > 1;
     if (lists) list_heading();
@@ -228,7 +236,7 @@ void number_reduced_pedigree(int32_t k, ReducedPedigree& ped) {
         if (animal.mark > 0) ++t;
         const KnownParents parents{position_of(animal.sire_row), position_of(animal.dam_row)};
         ped.parents(p) = parents;
-        ped.share(p) = sampling_share(parents, F);
+        ped.share(p) = sampling_share(parents, inbreeding.F);
         if (lists && p <= kListed) list_animal(animal, parents, t);
     }
 }

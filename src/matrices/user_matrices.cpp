@@ -1,5 +1,7 @@
 #include "matrices/user_matrices.h"
 
+#include <cstdint>
+
 #include "data/factors.h"
 #include "directives/catalogue.h"
 #include "listing/listing.h"
@@ -101,8 +103,8 @@ void COR_RECODE(int32_t k, MatrixFile kind) {
     clear_sparse();
 }
 
-}  // namespace
-
+// The first pass for one factor of type COR, DOM or ABS_QTL; `status` becomes 1 when levels have no
+// diagonal element.
 void cor_check(int32_t k, int32_t& status) {
     const RMatrix& r = RMAT(k);
     const Kind* kind = kind_of(r);
@@ -123,6 +125,8 @@ void cor_check(int32_t k, int32_t& status) {
     // not tested.
     report_missing_ids(k, FACTORS.ITOPR(r.ass_rf), status);
 }
+
+}  // namespace
 
 void check_user_matrices() {
     int32_t status = 0;

@@ -6,8 +6,6 @@
 // has no readable first record, and on the ID -2147483648.
 #pragma once
 
-#include <cstdint>
-
 namespace kve {
 
 // Reads the files and enters their IDs into trees of IFL. Writes NRALEV, ITOPRS of COR and GREL,
@@ -20,9 +18,5 @@ void check_user_matrices();
 // elements of a factor have IDs that its pedigree lacks, and when a GREL matrix does not fit into
 // memory.
 void recode_user_matrices();
-
-// The first pass for one factor of type COR, DOM or ABS_QTL, another type stops the run; `status`
-// becomes 1 when levels have no diagonal element.
-void cor_check(int32_t k, int32_t& status);
 
 }  // namespace kve

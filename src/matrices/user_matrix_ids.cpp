@@ -72,6 +72,18 @@ void say_missing_count(int32_t n_missing) {
     if (n_missing > kMostMissingListed) say_line("Only the first 50 printed above");
 }
 
+struct IdCounts {
+    int64_t n_records = 0, n_diagonal = 0;
+};
+
+void say_counts(const IdCounts& counts) {
+    Block block;
+    block.line("%-59s%9lld", "No. of records processed", static_cast<long long>(counts.n_records));
+    block.line("%-59s%9lld", "No. of diagonal elements", static_cast<long long>(counts.n_diagonal));
+    block.blank();
+    block.print();
+}
+
 }  // namespace
 
 void open_user_matrix(int32_t k, UserMatrixFile& from) {
@@ -107,22 +119,18 @@ void enter_ids(int32_t k, int32_t& root) {
     for (int32_t row = 1; row <= NMFL; ++row) IFL(row).mark = 0;
     LevelIndex rows;
     start_index(rows);
-    int64_t n_records = 0, n_diagonal = 0;
+    IdCounts counts;
     for (; from.has_element(); from.next()) {
-        ++n_records;
+        ++counts.n_records;
         const int32_t row = row_of(from.element.id_1, root, rows);
         if (from.element.id_1 == from.element.id_2) {
-            ++n_diagonal;
+            ++counts.n_diagonal;
             IFL(row).mark = 1;
         } else {
             row_of(from.element.id_2, root, rows);
         }
     }
-    Block block;
-    block.line("%-59s%9lld", "No. of records processed", static_cast<long long>(n_records));
-    block.line("%-59s%9lld", "No. of diagonal elements", static_cast<long long>(n_diagonal));
-    block.blank();
-    block.print();
+    say_counts(counts);
 }
 
 void report_missing_ids(int32_t k, int32_t row, int32_t& status) {

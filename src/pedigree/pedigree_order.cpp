@@ -281,9 +281,8 @@ void number_from_the_top(const Vec<int32_t>& rows, RowLevels& levels) {
 int32_t sign_level(int32_t level, bool is_group) { return is_group ? -level : level; }
 
 // Gathers what the inverse needs of each animal, so that it need not jump through IDL again.
-Vec<Parentage> gather_parentage(const Vec<int32_t>& rows, const RowLevels& levels, bool groups) {
-    Vec<Parentage> parentage;
-    check_allocated(parentage.allocate(rows.size()), kRoutine, "PARENTAGE", rows.size());
+void gather_parentage(const Vec<int32_t>& rows, const RowLevels& levels, bool groups,
+                      Vec<Parentage>& parentage) {
     for (int64_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
         const AnimalRow& animal = IDL(rows(j));
@@ -294,12 +293,14 @@ Vec<Parentage> gather_parentage(const Vec<int32_t>& rows, const RowLevels& level
         p.sire = sign_level(p.sire, IDL(animal.sire_row).key < 0);
         p.dam = sign_level(p.dam, IDL(animal.dam_row).key < 0);
     }
-    return parentage;
 }
 
-// Levels, and what the inverse needs with them.
+// Levels, and what the inverse needs with them. What stays is allocated before what goes, so that
+// no hole is left in the memory.
 Vec<Parentage> number_animals(int32_t k, int32_t extra_group, const Vec<int32_t>& rows) {
     const int32_t method = RMAT(k).method;
+    Vec<Parentage> parentage;
+    check_allocated(parentage.allocate(rows.size()), kRoutine, "PARENTAGE", rows.size());
     RowLevels levels;  // 0 for the sentinel
     check_allocated(levels.allocate(NMDL), kRoutine, "LEVELS", NMDL);
     if (numbers_follow_list(method)) {
@@ -310,7 +311,8 @@ Vec<Parentage> number_animals(int32_t k, int32_t extra_group, const Vec<int32_t>
     }
     if (DIRECTIVES.ITASK == kSolveByKve5 && DIRECTIVES.IMETHOD == 1)
         number_from_the_top(rows, levels);
-    return gather_parentage(rows, levels, method > 4);
+    gather_parentage(rows, levels, method > 4, parentage);
+    return parentage;
 }
 
 }  // namespace
