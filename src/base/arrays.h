@@ -115,17 +115,44 @@ class Vec {
     int64_t size_ = 0;
 };
 
+// An extent of an array of several dimensions: 0 again when the array has moved away.
+class Extent {
+ public:
+    constexpr Extent() = default;
+    explicit Extent(int64_t n) : n_(n) {}
+    Extent(const Extent&) = delete;
+    Extent& operator=(const Extent&) = delete;
+    Extent(Extent&& other) noexcept : n_(std::exchange(other.n_, 0)) {}
+    Extent& operator=(Extent&& other) noexcept {
+        std::swap(n_, other.n_);
+        return *this;
+    }
+    ~Extent() = default;
+    operator int64_t() const { return n_; }
+
+ private:
+    int64_t n_ = 0;
+};
+
 template <class T>
 class Matrix {
  public:
     [[nodiscard]] int allocate(int64_t rows, int64_t columns) {
-        rows_ = rows > 0 ? rows : 0;
-        columns_ = columns > 0 ? columns : 0;
-        if (columns_ > 0 && rows_ > std::numeric_limits<int64_t>::max() / columns_)
-            return kNoMemory;
-        return all_.allocate(rows_ * columns_);
+        release();
+        rows = rows > 0 ? rows : 0;
+        columns = columns > 0 ? columns : 0;
+        if (columns > 0 && rows > std::numeric_limits<int64_t>::max() / columns) return kNoMemory;
+        int status = all_.allocate(rows * columns);
+        if (status != 0) return status;
+        rows_ = Extent(rows);
+        columns_ = Extent(columns);
+        return 0;
     }
-    void release() { all_.release(); }
+    void release() {
+        all_.release();
+        rows_ = Extent();
+        columns_ = Extent();
+    }
     void fill(const T& value) { all_.fill(value); }
 
     T& operator()(int64_t i, int64_t j KVE_WHERE) {
@@ -147,21 +174,33 @@ class Matrix {
 
  private:
     Vec<T> all_;
-    int64_t rows_ = 0;
-    int64_t columns_ = 0;
+    Extent rows_;
+    Extent columns_;
 };
 
 template <class T>
 class Cube {
  public:
     [[nodiscard]] int allocate(int64_t rows, int64_t columns, int64_t layers) {
-        rows_ = rows > 0 ? rows : 0;
-        columns_ = columns > 0 ? columns : 0;
-        layers_ = layers > 0 ? layers : 0;
+        release();
+        rows = rows > 0 ? rows : 0;
+        columns = columns > 0 ? columns : 0;
+        layers = layers > 0 ? layers : 0;
         constexpr int64_t most = std::numeric_limits<int64_t>::max();
-        if (columns_ > 0 && rows_ > most / columns_) return kNoMemory;
-        if (layers_ > 0 && rows_ * columns_ > most / layers_) return kNoMemory;
-        return all_.allocate(rows_ * columns_ * layers_);
+        if (columns > 0 && rows > most / columns) return kNoMemory;
+        if (layers > 0 && rows * columns > most / layers) return kNoMemory;
+        int status = all_.allocate(rows * columns * layers);
+        if (status != 0) return status;
+        rows_ = Extent(rows);
+        columns_ = Extent(columns);
+        layers_ = Extent(layers);
+        return 0;
+    }
+    void release() {
+        all_.release();
+        rows_ = Extent();
+        columns_ = Extent();
+        layers_ = Extent();
     }
     void fill(const T& value) { all_.fill(value); }
 
@@ -187,9 +226,9 @@ class Cube {
 
  private:
     Vec<T> all_;
-    int64_t rows_ = 0;
-    int64_t columns_ = 0;
-    int64_t layers_ = 0;
+    Extent rows_;
+    Extent columns_;
+    Extent layers_;
 };
 
 // Place of the pair (a, b), in either order, in a packed triangle: a + b(b-1)/2 with a <= b.
@@ -201,8 +240,17 @@ template <class T>
 class Triangle {
  public:
     [[nodiscard]] int allocate(int64_t order) {
-        order_ = order > 0 ? order : 0;
-        return all_.allocate(order_ * (order_ + 1) / 2);
+        release();
+        order = order > 0 ? order : 0;
+        if (order > 0 && order > std::numeric_limits<int64_t>::max() / order - 1) return kNoMemory;
+        int status = all_.allocate(order * (order + 1) / 2);
+        if (status != 0) return status;
+        order_ = Extent(order);
+        return 0;
+    }
+    void release() {
+        all_.release();
+        order_ = Extent();
     }
 
     T& operator()(int64_t i, int64_t j KVE_WHERE) {
@@ -223,7 +271,7 @@ class Triangle {
 
  private:
     Vec<T> all_;
-    int64_t order_ = 0;
+    Extent order_;
 };
 
 }  // namespace kve

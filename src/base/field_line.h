@@ -3,8 +3,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string_view>
+
+#include "base/asserted.h"
 
 namespace kve {
 
@@ -23,12 +27,18 @@ class FieldLine {
               width);
     }
     // As it stands, in as many columns as it has.
-    void put(std::string_view words) { at_ = std::copy(words.begin(), words.end(), at_); }
+    void put(std::string_view words) {
+        KVE_ASSERT(std::ssize(words) <= room());
+        at_ = std::copy(words.begin(), words.end(), at_);
+    }
     std::string_view view() const { return {text_, static_cast<std::size_t>(at_ - text_)}; }
 
  private:
+    std::ptrdiff_t room() const { return text_ + sizeof text_ - at_; }
+
     // A value that does not fit fills its field with stars, so that the columns hold.
     void place(const char* digits, std::to_chars_result end, int width) {
+        KVE_ASSERT(width <= room());
         const auto n = end.ptr - digits;
         const auto padding = n <= width ? width - n : width;
         std::fill_n(at_, padding, n <= width ? ' ' : '*');

@@ -96,30 +96,40 @@ bool ByteInput::fill() {
 }
 
 TextInput::Line TextInput::read_line(std::string_view& line, std::size_t longest) {
-    long_line_.clear();
-    bool in_pieces = false;
     for (;;) {
         std::size_t held = static_cast<std::size_t>(end_ - at_);
         auto* stop = static_cast<const char*>(std::memchr(at_, '\n', held));
-        if (stop != nullptr && !in_pieces) {
+        if (stop != nullptr) {
             line = std::string_view(at_, static_cast<std::size_t>(stop - at_)).substr(0, longest);
             at_ = stop + 1;
             return Line::ok;
         }
-        if (stop == nullptr && held < kBufferBytes && fill()) continue;
-        // The end of the file, or a line longer than the buffer: collect it piece by piece.
+        if (held == kBufferBytes || !fill()) return collect_line(line, longest);
+    }
+}
+
+// A line without a line end, at the end of the file, or one longer than the buffer: piece by piece.
+TextInput::Line TextInput::collect_line(std::string_view& line, std::size_t longest) {
+    long_line_.clear();
+    bool any = false;
+    for (;;) {
+        std::size_t held = static_cast<std::size_t>(end_ - at_);
+        auto* stop = static_cast<const char*>(std::memchr(at_, '\n', held));
         std::size_t piece = stop != nullptr ? static_cast<std::size_t>(stop - at_) : held;
         if (long_line_.size() < longest)
             long_line_.append(at_, std::min(piece, longest - long_line_.size()));
+        any = any || piece > 0;
         at_ += piece;
-        in_pieces = in_pieces || piece > 0;
-        if (stop != nullptr) ++at_;
-        if (stop == nullptr && at_ == end_ && fill()) continue;
+        if (stop != nullptr) break;
+        if (fill()) continue;
         if (error() != 0) return Line::failed;
-        if (stop == nullptr && !in_pieces) return Line::end;
+        if (!any) return Line::end;
         line = long_line_;
         return Line::ok;
     }
+    ++at_;
+    line = long_line_;
+    return Line::ok;
 }
 
 void TextInput::skip_line() {

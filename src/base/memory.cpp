@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -17,7 +18,7 @@ void hint_large_pages(void* memory, std::size_t bytes) {
     auto address = reinterpret_cast<std::uintptr_t>(memory);
     std::uintptr_t first = (address + kPageBytes - 1) / kPageBytes * kPageBytes;
     std::uintptr_t behind = (address + bytes) / kPageBytes * kPageBytes;
-    ::madvise(reinterpret_cast<void*>(first), behind - first, MADV_HUGEPAGE);
+    ::madvise(static_cast<char*>(memory) + (first - address), behind - first, MADV_HUGEPAGE);
 }
 
 }  // namespace

@@ -10,5 +10,8 @@
 // writer of a table.
 #pragma once
 
+// Parentheses cannot stand around a name that is declared.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define READS(name) [[maybe_unused]] static constexpr const auto& name = kve::state::name
 #define WRITES(name) [[maybe_unused]] static constexpr auto& name = kve::state::name
+// NOLINTEND(bugprone-macro-parentheses)

@@ -1,6 +1,10 @@
 #include "base/text.h"
 
+#include <cstdarg>
+#include <cstddef>
 #include <cstdio>
+#include <string>
+#include <string_view>
 
 namespace kve {
 

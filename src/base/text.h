@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -42,7 +43,10 @@ struct Text {
         for (std::size_t k = 0; k < N; ++k) c[k] = k < text.size() ? text[k] : ' ';
         return *this;
     }
-    constexpr Text& operator=(const char* text) { return *this = std::string_view(text); }
+    constexpr Text& operator=(const char* text) {
+        *this = std::string_view(text);
+        return *this;
+    }
 
     // Without the padding.
     std::string_view view() const {
