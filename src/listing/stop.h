@@ -24,6 +24,7 @@ void note_cut_file(std::string_view file);
 // An allocation of `elements` elements for `array`, asked for by `routine`, failed with `status`.
 [[noreturn]] void alloc_error(std::string_view routine, std::string_view array, int64_t elements,
                               int status);
+// Kept: giving memory back cannot fail here, so nobody calls it; it is part of the interface.
 [[noreturn]] void dealloc_error(std::string_view routine, std::string_view array, int status);
 
 // Goes on when `status` is 0.

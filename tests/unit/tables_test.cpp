@@ -76,10 +76,12 @@ TEST(LevelList, IsChainedAndNumberedInOrderOfTheKeys) {
     std::set<int32_t> keys;
     while (keys.size() < 3000)
         enter_level(*keys.insert(static_cast<int32_t>(random())).first, root, 1, IFL, NMFL);
-    EXPECT_EQ(sort_level_list(root, head, number), 3004);
+    Vec<int32_t> rows;
+    EXPECT_EQ(sort_level_list(root, head, number, rows), 3004);
     for (int32_t key : keys) {
         ASSERT_EQ(IFL(head).key, key);
         EXPECT_EQ(IFL(head).level, ++number);
+        EXPECT_EQ(rows(number - 4), head);
         head = IFL(head).next;
     }
     EXPECT_EQ(head, 0);
