@@ -19,6 +19,7 @@ constexpr std::size_t kLogColumnsShown = 98;
 constexpr std::size_t kLongestLogLine = 32768;
 
 std::FILE* KVE_LOG = nullptr;
+int n_warnings = 0;
 
 [[gnu::format(printf, 2, 0)]] void print_line(std::FILE* to, const char* format,
                                               std::va_list items) {
@@ -117,6 +118,7 @@ int flush_listing() { return std::fflush(stdout) != 0 || std::ferror(stdout) ? E
 int open_log() {
     if (KVE_LOG != nullptr) std::fclose(KVE_LOG);
     KVE_LOG = std::fopen("KVE_LOG", "w");
+    n_warnings = 0;
     return KVE_LOG != nullptr ? 0 : errno;
 }
 
@@ -131,6 +133,17 @@ void log_say(const char* format, ...) {
 void log_blank() {
     if (KVE_LOG != nullptr) std::fputc('\n', KVE_LOG);
 }
+
+void log_warning(const char* format, ...) {
+    if (KVE_LOG == nullptr) return;
+    ++n_warnings;
+    std::va_list items;
+    va_start(items, format);
+    print_line(KVE_LOG, format, items);
+    va_end(items);
+}
+
+int warnings_in_log() { return n_warnings; }
 
 int flush_log() {
     if (KVE_LOG == nullptr) return 0;
