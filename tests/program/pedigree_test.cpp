@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
+#include <map>
 #include <random>
 #include <set>
 
@@ -12,30 +12,38 @@
 
 namespace {
 
-enum Column { Code = 2, N_Obs, Level, Sort, Sire, Dam, Next, SireRow, DamRow, Bit0, Bit1, N_Desc };
-using Element = std::pair<std::pair<int32_t, int32_t>, int32_t>;  // two keys, a row
+// A row of the animal table, as CODE_TABLE shows it.
+struct Animal {
+    int32_t row, code, n_obs, level, sort, parent[2], next, parent_row[2], child[2], n_desc;
+};
+std::vector<Animal> animals;   // of both pedigrees, by row
+std::string told, born_after;  // on the listing and on PEDDATA
 
-std::vector<std::array<int32_t, 14>> table;  // of animals, columns from 1
-std::string told, born_after;                // on the listing and on PEDDATA
-
-auto& at(int32_t row) { return table.at(static_cast<std::size_t>(row)); }
-int32_t last() { return static_cast<int32_t>(table.size()) - 1; }
+int32_t add_animal(int32_t code) {
+    animals.push_back({static_cast<int32_t>(animals.size()), code, 0, 0, 0, {}, 0, {}, {}, 0});
+    return animals.back().row;
+}
 
 void tell(int n, const char* words, const char* after = "") {
     if (n > 0) told += words + std::to_string(n) + after + " ";
 }
 
-// Elements from 1 on.
-void heap_sort(std::vector<Element>& a) {
-    auto sink = [&a](std::size_t i, std::size_t ir) {
-        for (std::size_t j = 2 * i; j <= ir; i = j, j = 2 * i) {
-            if (j < ir && a[j].first <= a[j + 1].first) ++j;
-            if (a[i].first > a[j].first) return;
+// Rows with two keys to sort by.
+struct Sorted {
+    std::pair<int32_t, int32_t> keys;
+    int32_t row;
+};
+// Elements from 1 on. Which of equal ones comes first shows in the level numbers.
+void heap_sort(std::vector<Sorted>& a) {
+    auto sink = [&a](std::size_t i, std::size_t end) {
+        for (std::size_t j = 2 * i; j <= end; i = j, j = 2 * i) {
+            if (j < end && a[j].keys <= a[j + 1].keys) ++j;
+            if (a[i].keys > a[j].keys) return;
             std::swap(a[i], a[j]);
         }
     };
-    for (std::size_t l = (a.size() - 1) / 2; l > 0; --l) sink(l, a.size() - 1);
-    for (std::size_t ir = a.size() - 1; ir > 1; sink(1, --ir)) std::swap(a[1], a[ir]);
+    for (std::size_t top = (a.size() - 1) / 2; top > 0; --top) sink(top, a.size() - 1);
+    for (std::size_t end = a.size() - 1; end > 1; sink(1, --end)) std::swap(a[1], a[end]);
 }
 
 struct Pedigree {
@@ -44,40 +52,48 @@ struct Pedigree {
     int32_t root = 0, sentinel = 0, levels = 0, unspecified = 0;
     std::set<int32_t> groups{};
 
-    // Behind the row that was the last one when the tree lacked the key.
-    int32_t enter(int32_t key) {
-        int32_t* link = &root;
-        for (uint32_t bits = static_cast<uint32_t>(std::abs(key)); *link != 0; bits >>= 1) {
-            if (at(*link)[Code] == key) return *link;
-            link = &at(*link)[bits % 2 == 0 ? Bit0 : Bit1];
+    // The row of a code, which is a new one when the tree lacks it.
+    int32_t enter(int32_t code, bool& is_new) {
+        uint32_t bits = static_cast<uint32_t>(std::abs(code));
+        int32_t parent = 0, row = root;
+        std::size_t side = 0;
+        for (; row != 0 && animals[row].code != code; bits >>= 1) {
+            side = bits % 2;
+            row = animals[parent = row].child[side];
         }
-        *link = last() + 1;
-        table.push_back({0, 0, key});
-        return last();
+        if (!(is_new = row == 0)) return row;
+        row = add_animal(code);
+        return (parent == 0 ? root : animals[parent].child[side]) = row;
     }
-
+    // The records of the file, then the animals of the data that it does not tell.
     void read(const std::vector<Ints>& records) {
         int reports = 0, errors = 0, unrecorded = 0;
+        const int32_t least = method > 4 ? INT32_MIN : 0;
         for (const Ints& r : records) {
-            const int32_t id = r[0], least = method > 4 ? INT32_MIN : 0;
-            const int32_t sire = std::max(r[1], least), dam = std::max(r[2], least);
-            bool faulty = id <= 0 || id == sire || id == dam || (sire > 0 && sire == dam);
-            const int32_t known = last(), row = faulty ? 0 : enter(id);
-            errors += faulty ? 1 : 0;
-            if (row <= known && ++reports <= 100)
+            const int32_t id = r[0], parents[] = {std::max(r[1], least), std::max(r[2], least)};
+            const bool faulty = id <= 0 || id == parents[0] || id == parents[1] ||
+                                (parents[0] > 0 && parents[0] == parents[1]);
+            bool is_new = false;
+            const int32_t row = faulty ? 0 : enter(id, is_new);
+            errors += faulty;
+            if (!is_new && ++reports <= 100)
                 told += faulty ? text("ERROR : ID = %d SIRE = %d DAM/MGS = %d S-var = %d ", id,
-                                      sire, dam, r[3])
+                                      parents[0], parents[1], r[3])
                                : text("WARNING : ID = %d occurs more than one time. First ", id) +
                                      "record used ";
-            if (row <= known) continue;
-            at(row)[Sort] = r[3], at(row)[Sire] = sire, at(row)[Dam] = dam;
-            for (int32_t code : {sire, dam})
-                if (method > 4 && code <= 0) groups.insert(code), unspecified += code == 0;
+            if (!is_new) continue;
+            animals[row].sort = r[3];
+            for (int p : {0, 1}) {
+                animals[row].parent[p] = parents[p];
+                if (method > 4 && parents[p] <= 0)
+                    groups.insert(parents[p]), unspecified += parents[p] == 0;
+            }
         }
         for (auto [id, n] : met) {
-            const int32_t known = last(), row = enter(id);
-            at(row)[N_Obs] = n;
-            if (row > known) at(row)[Sort] = -999999998, ++unrecorded;
+            bool is_new;
+            Animal& animal = animals[enter(id, is_new)];
+            animal.n_obs = n;
+            if (is_new) animal.sort = -999999998, ++unrecorded;
         }
         tell(unrecorded, "Number of animal with data not in pedigree ",
              " The animals has been inserted Phantom Parent: -999999998");
@@ -85,25 +101,27 @@ struct Pedigree {
              " COMPUTATIONS MIGHT BE OF LIMITED VALUE");
     }
 
-    // Returns the number of relatives inserted.
+    // Parents without a row get one at the front of the list. Returns the number of relatives.
     int link_parents() {
         int inserted = 0, too_young = 0;
-        for (int32_t r = sentinel; r != 0; r = at(r)[Next])
-            for (std::size_t parent : {0U, 1U}) {
-                const int32_t code = at(r)[Sire + parent], known = last();
-                const int32_t q = code == 0 ? sentinel : enter(code);
-                at(r)[SireRow + parent] = q;
-                ++at(q)[N_Desc];
-                if (q > known) {
-                    inserted += code < 1 ? 0 : 1;
-                    at(q)[Sort] = code < 1 ? -999999999 : 0;
-                    at(q)[Next] = std::exchange(at(sentinel)[Next], q);
-                    at(q)[SireRow] = at(q)[DamRow] = sentinel;
-                    at(sentinel)[N_Desc] += 2;
-                } else if (code != 0 && at(r)[Sort] < at(q)[Sort]) {
+        for (int32_t r = sentinel; r != 0; r = animals[r].next)
+            for (int p : {0, 1}) {
+                const int32_t code = animals[r].parent[p];
+                bool is_new = false;
+                const int32_t q = code == 0 ? sentinel : enter(code, is_new);
+                Animal &animal = animals[r], &parent = animals[q];
+                animal.parent_row[p] = q;
+                ++parent.n_desc;
+                if (is_new) {
+                    inserted += code > 0;
+                    parent.sort = code > 0 ? 0 : -999999999;
+                    parent.next = std::exchange(animals[sentinel].next, q);
+                    parent.parent_row[0] = parent.parent_row[1] = sentinel;
+                    animals[sentinel].n_desc += 2;
+                } else if (code != 0 && animal.sort < parent.sort) {
                     ++too_young;
-                    born_after += text(" %10zu%11d%11d%11d%11d%11d%11d\n", parent + 1, code,
-                                       at(r)[Code], at(r)[Sort], q, at(q)[Code], at(q)[Sort]);
+                    born_after += text(" %10d%11d%11d%11d%11d%11d%11d\n", p + 1, code, animal.code,
+                                       animal.sort, q, parent.code, parent.sort);
                 }
             }
         tell(inserted, "No of relatives inserted ");
@@ -112,11 +130,11 @@ struct Pedigree {
         return inserted;
     }
 
-    void list_tree(int32_t row, std::vector<Element>& order) {
+    void list_tree(int32_t row, std::vector<Sorted>& order) const {
         if (row == 0) return;
-        order.push_back({{at(row)[Sort], 0}, row});
-        list_tree(at(row)[Bit1], order);
-        list_tree(at(row)[Bit0], order);
+        order.push_back({{animals[row].sort, 0}, row});
+        list_tree(animals[row].child[1], order);
+        list_tree(animals[row].child[0], order);
     }
 
     void process(bool from_the_top) {
@@ -126,29 +144,29 @@ struct Pedigree {
              " Code N-obs");
         int listed = 0;
         for (int32_t code : groups) told += ++listed <= 100 ? text("%d 0 ", code) : "";
-        std::vector<Element> order(1);
+        std::vector<Sorted> order(1);
         list_tree(root, order);
         heap_sort(order);
-        table.emplace_back();
-        order[0].second = sentinel = last();
+        order[0].row = sentinel = add_animal(0);
         for (std::size_t j = 1; j < order.size(); ++j)
-            at(order[j - 1].second)[Next] = order[j].second;
+            animals[order[j - 1].row].next = order[j].row;
         const int inserted = link_parents();
 
         order.resize(1);
-        for (int32_t r = at(sentinel)[Next]; r != 0; r = at(r)[Next])
-            order.push_back({{at(r)[Sort], at(r)[Code] < 0 ? -99999999 : -at(r)[N_Desc]}, r});
+        for (int32_t r = animals[sentinel].next; r != 0; r = animals[r].next)
+            order.push_back(
+                {{animals[r].sort, animals[r].code < 0 ? -99999999 : -animals[r].n_desc}, r});
         if (method == 6 && inserted + unspecified > 0) {
             order.push_back({{0, -99999999}, sentinel});
             unspecified += 2 * inserted;
-            table.push_back({0, 0, 0, 0, 0, 0, 0, 0, sentinel});
-            sentinel = last();
+            const int32_t first = std::exchange(sentinel, add_animal(0));
+            animals[sentinel].next = first;
             told += "Extra phantom parent group created for animals with unspecified groups ";
         }
         if (method != 1) heap_sort(order);
-        for (std::size_t j = 1; j < order.size(); ++j) at(order[j].second)[Level] = ++levels;
+        for (std::size_t j = 1; j < order.size(); ++j) animals[order[j].row].level = ++levels;
         int32_t level = from_the_top ? levels : 0;
-        for (int32_t r = sentinel; level > 0; --level) at(r = at(r)[Next])[Level] = level;
+        for (int32_t r = sentinel; level > 0; --level) animals[r = animals[r].next].level = level;
         tell(levels - n_groups, "Number of animals in pedigree ");
         if (method > 4) told += text("Number of phantom parent groups %d ", n_groups);
         if (unspecified > 0) told += "Code used for extra phantom parent group 0 ";
@@ -157,15 +175,15 @@ struct Pedigree {
 
     // PEDFILE, of the first rows of the table.
     std::string pairs() const {
-        std::vector<Element> order(1);
-        for (int32_t row = 1; row <= levels; ++row) order.push_back({{at(row)[Level], 0}, row});
+        std::vector<Sorted> order(1);
+        for (int32_t row = 1; row <= levels; ++row) order.push_back({{animals[row].level, 0}, row});
         heap_sort(order);
         Ints all;
         for (std::size_t j = 1; j < order.size(); ++j)
-            for (std::size_t parent : {0U, 1U}) {
-                const auto& r = at(order[j].second);
-                const int32_t level = at(r[SireRow + parent])[Level];
-                all.push_back(r[Sire + parent] < 0 ? -level : level);
+            for (int p : {0, 1}) {
+                const Animal& animal = animals[order[j].row];
+                const int32_t level = animals[animal.parent_row[p]].level;
+                all.push_back(animal.parent[p] < 0 ? -level : level);
             }
         const std::size_t record = std::min<std::size_t>(all.size(), 200000);
         while (all.size() % record != 0) all.push_back(all[all.size() - record]);
@@ -233,14 +251,14 @@ Outcome run_with(const Scratch& scratch, const std::string& analyse, const std::
                        "1 1 1 1.0\n2 1 1 1.0\n3 1 1 4.0\n3 2 2 4.0\n");
 }
 
-// Pedigrees of `animals` / 2 and `animals`.
-void compare(const char* analyse, int method_1, int method_2, const char* form, int animals,
-             unsigned bad, const char* dimensions = "&kvedim /") {
-    SCOPED_TRACE(text("%s: %d %d %d", analyse, method_1, method_2, animals));
-    const Ints ids[] = {identities(animals / 2), identities(animals)};
+// Pedigrees of n / 2 and n animals.
+void compare(const char* analyse, int method_1, int method_2, const char* form, int n, unsigned bad,
+             const char* dimensions = "&kvedim /") {
+    SCOPED_TRACE(text("%s: %d %d %d", analyse, method_1, method_2, n));
+    const Ints ids[] = {identities(n / 2), identities(n)};
     Pedigree p[] = {{1, method_1}, {2, method_2}};
     Scratch scratch;
-    table.resize(1);
+    animals.assign(1, {});
     told = born_after = "";
     // All identities of the data are looked up; those of usable records of Y1 are animals.
     std::vector<Ints> seen;
@@ -269,17 +287,16 @@ void compare(const char* analyse, int method_1, int method_2, const char* form, 
     EXPECT_TRUE(scratch.read("PEDDATA") == born_after);
 
     for (const Ints& record : seen) {
-        const int32_t a = p[0].enter(record[0]), b = p[1].enter(record[1]);
+        bool is_new;
+        const int32_t a = p[0].enter(record[0], is_new), b = p[1].enter(record[1], is_new);
         if (record[2] == 1)
-            expected += framed(bytes_of(Ints{record[3], at(a)[Level], at(b)[Level], 0, 0}));
+            expected += framed(bytes_of(Ints{record[3], animals[a].level, animals[b].level, 0, 0}));
     }
     EXPECT_TRUE(scratch.read("RCDATA_I") == expected);
     expected.clear();
     for (const Pedigree& one : p) {
-        for (int32_t r = at(one.sentinel)[Next]; r != 0; r = at(r)[Next]) {
-            at(r)[1] = r;
-            expected += framed(bytes_of(Ints(at(r).begin() + 1, at(r).end())));
-        }
+        for (int32_t r = animals[one.sentinel].next; r != 0; r = animals[r].next)
+            expected += framed(bytes_of(std::vector{animals[r]}));
         EXPECT_TRUE(scratch.read(text("PEDFILE%d", one.number)) == one.pairs()) << one.number;
     }
     EXPECT_TRUE(scratch.read("CODE_TABLE").substr(32) == expected);  // behind HERD
