@@ -10,9 +10,7 @@
 
 using namespace kve;
 
-WRITES(DIMENSIONS);
-WRITES(KVEINT);
-WRITES(RMAT);
+using state::DIMENSIONS, state::KVEINT, state::RMAT;
 
 // After `allowed` allocations.
 static void expect_failure(int allowed, void (*call)(), const std::string& array, int elements,

@@ -2,24 +2,13 @@
 // text file through reading, ordering and inversion, with tables that grow on the way. The expected
 // matrices are dense and made from the rows of the animal table alone.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <filesystem>
-#include <regex>
 #include <set>
 #include <utility>
 
-#include "data/factors.h"
-#include "directives/directives.h"
 #include "listing/stop.h"
-#include "listing/units.h"
 #include "matrices/matrix_writer.h"
 #include "model_builder.h"
 #include "pedigree_builder.h"
-#include "stops.h"
-#include "store/big_tables.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::FACTORS, state::IDL, state::N_SPARSE, state::RMAT;

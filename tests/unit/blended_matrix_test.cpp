@@ -1,20 +1,10 @@
 // Blended inverses of random pedigrees and genomic matrices, from their files to the matrix file,
 // against dense matrices that are inverted by elimination; what is told and refused on the way.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <filesystem>
-#include <random>
-#include <regex>
 #include <sstream>
 
-#include "data/factors.h"
-#include "directives/directives.h"
 #include "model_builder.h"
 #include "pedigree_builder.h"
-#include "stops.h"
-#include "store/big_tables.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::FACTORS, state::IDL, state::RMAT;

@@ -1,9 +1,6 @@
 #include "model/covariance_structure.h"
 
-#include "directives/directives.h"
-#include "listing/listing.h"
 #include "model_builder.h"
-#include "stops.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::KVEINT, state::MODEL, state::RMAT;

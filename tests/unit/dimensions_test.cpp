@@ -1,14 +1,10 @@
 #include "directives/dimensions.h"
 
-#include <fstream>
-
 #include "model_builder.h"
-#include "stops.h"
-#include "store/big_tables.h"
 
 using namespace kve;
 
-WRITES(DIMENSIONS);
+using state::DIMENSIONS;
 
 using Kvedim = ModelTest;
 

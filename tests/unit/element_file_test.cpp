@@ -1,8 +1,6 @@
 // Files of matrix elements: what is a record, what ends the file and what is a failure.
 #include "matrices/element_file.h"
 
-#include <fstream>
-
 #include "model_builder.h"
 
 using namespace kve;

@@ -3,23 +3,16 @@
 
 #include <limits>
 
-#include "data/factors.h"
 #include "data/level_counts.h"
 #include "data/recoded_data.h"
 #include "data/record_positions.h"
 #include "model_builder.h"
-#include "stops.h"
 #include "store/level_code.h"
 #include "store/work_tables.h"
 
 using namespace kve;
 
-WRITES(KVEINT);
-WRITES(MODEL);
-WRITES(RMAT);
-WRITES(FACTORS);
-WRITES(IFL);
-WRITES(NMFL);
+using state::KVEINT, state::MODEL, state::RMAT, state::FACTORS, state::IFL, state::NMFL;
 
 namespace {
 

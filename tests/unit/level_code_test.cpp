@@ -14,11 +14,7 @@
 
 using namespace kve;
 
-WRITES(DIMENSIONS);
-WRITES(IFL);
-WRITES(NMFL);
-WRITES(IDL);
-WRITES(NMDL);
+using state::DIMENSIONS, state::IFL, state::NMFL, state::IDL, state::NMDL;
 
 namespace {
 

@@ -2,16 +2,10 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <regex>
 #include <sstream>
 #include <utility>
 
-#include "directives/directives.h"
-#include "listing/listing.h"
-#include "listing/units.h"
 #include "model/covariance_structure.h"
 #include "model/model_parser.h"
 #include "reports/dump.h"

@@ -3,12 +3,25 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
+#include <random>
+#include <regex>
 #include <string>
 #include <vector>
 
+#include "data/factors.h"
+#include "data/intake.h"
+#include "directives/directives.h"
+#include "listing/listing.h"
+#include "listing/units.h"
 #include "model/model_records.h"
+#include "stops.h"
+#include "store/big_tables.h"
 
 // The lines of one trait in a model section: "n" and its effects, its random effects with their
 // matrices, its regressions; and its line of $REDUCE.

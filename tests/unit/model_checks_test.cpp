@@ -1,13 +1,11 @@
 // What follows the derivation of the covariance structure: checks, classes of traits, the dump, and
 // what relationship structures and generalized traits add to the description of the model.
-#include "directives/directives.h"
 #include "model/censoring.h"
 #include "model/structure_checks.h"
 #include "model/trait_classes.h"
 #include "model_builder.h"
 #include "reports/dump.h"
 #include "reports/model_report.h"
-#include "stops.h"
 
 using namespace kve;
 using state::DIRECTIVES, state::MODEL, state::RMAT;

@@ -1,21 +1,12 @@
 #include "model/model_parser.h"
 
-#include <fstream>
-#include <map>
-#include <regex>
-
-#include "directives/directives.h"
-#include "listing/listing.h"
-#include "listing/units.h"
 #include "model_builder.h"
-#include "stops.h"
 
 using namespace kve;
 
 namespace {
 
-WRITES(DIRECTIVES);
-WRITES(UNITS);
+using state::DIRECTIVES, state::UNITS;
 
 // Two Gaussian traits; the second has a weight and a nested regression. Cases replace single lines.
 enum Line { count, absorb_1, absorb_2, model_1, model_2, random_1, random_2, reg_1, reg_2, zero };

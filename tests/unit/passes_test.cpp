@@ -1,19 +1,9 @@
-#include <algorithm>
-#include <fstream>
-#include <map>
-#include <random>
 
 #include "data/data_summary.h"
-#include "data/factors.h"
 #include "data/first_pass.h"
-#include "data/intake.h"
 #include "data/raw_record.h"
 #include "data/usability.h"
-#include "directives/directives.h"
-#include "listing/listing.h"
-#include "listing/units.h"
 #include "model_builder.h"
-#include "store/big_tables.h"
 #include "store/work_tables.h"
 
 using namespace kve;

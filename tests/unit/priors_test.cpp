@@ -1,18 +1,10 @@
 #include "covariances/priors.h"
 
-#include <algorithm>
-#include <cmath>
-#include <fstream>
-
 #include "covariances/conditioning.h"
 #include "covariances/covariance_listing.h"
 #include "covariances/scaling.h"
-#include "directives/directives.h"
-#include "listing/listing.h"
 #include "listing/triangle_listing.h"
-#include "model/model_records.h"
 #include "model_builder.h"
-#include "stops.h"
 
 using namespace kve;
 using state::RMAT;

@@ -1,12 +1,7 @@
 #include "data/raw_record.h"
 
-#include <cmath>
-#include <fstream>
 #include <limits>
 
-#include "data/intake.h"
-#include "directives/directives.h"
-#include "listing/units.h"
 #include "model_builder.h"
 
 using namespace kve;

@@ -1,10 +1,7 @@
 // Restrictions on (co)variance components: from the lines of CVREST.DIR to flags and words.
 #include "model/restrictions.h"
 
-#include <fstream>
-
 #include "model_builder.h"
-#include "stops.h"
 
 using namespace kve;
 

@@ -22,17 +22,8 @@
 
 using namespace kve;
 
-WRITES(DIMENSIONS);
-WRITES(IFL);
-WRITES(NMFL);
-WRITES(IDL);
-WRITES(AD);
-WRITES(LD);
-WRITES(IF);
-WRITES(IN);
-WRITES(IV);
-WRITES(AI);
-READS(N_SPARSE);
+using state::DIMENSIONS, state::IFL, state::NMFL, state::IDL, state::AD, state::LD, state::IF,
+    state::IN, state::IV, state::AI, state::N_SPARSE;
 
 namespace {
 

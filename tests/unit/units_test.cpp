@@ -3,7 +3,6 @@
 
 #include "listing/stop.h"
 #include "model_builder.h"
-#include "stops.h"
 
 using namespace kve;
 using state::UNITS;
