@@ -1,5 +1,10 @@
-// How many more allocations of arrays, reads and writes the system grants.
+// How many allocations of arrays, reads and writes the system grants before it refuses one. Shared
+// with the processes that a test forks.
 #pragma once
 
-constexpr int kUnlimited = 1 << 30;
-extern int allocations_left, reads_left, writes_left;
+struct Granted {
+    int allocations, reads, writes;
+};
+constexpr int kAll = 1 << 30;
+constexpr Granted kAllCalls{kAll, kAll, kAll};
+Granted& granted();
