@@ -6,6 +6,8 @@ cd "$(dirname "$0")/.."
 
 echo "Checking that includes point downwards"
 scripts/check-layers
+echo "Checking that the documents have every message"
+scripts/check-messages
 echo "Checking the map of the shared tables"
 scripts/table-map --check
 echo "Checking the layout of the sources"
