@@ -1,8 +1,11 @@
 #include "data/equation_numbers.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
+#include "base/asserted.h"
 #include "data/factors.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -116,6 +119,43 @@ void shift_random_factors(int64_t fixed_equations) {
     }
 }
 
+struct EquationBlock {
+    int64_t first;
+    int64_t n;
+};
+
+void gather_fixed_blocks(std::vector<EquationBlock>& blocks) {
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const Model& m = MODEL(i);
+        for (int32_t j = 1; j <= m.n_fixed; ++j)
+            if (m.f_intercept(j)) blocks.push_back({FACTORS.NBEGF(i, j), FACTORS.NLEV(i, j)});
+        for (int32_t r = 1; r <= m.n_reg; ++r) {
+            const int32_t first = FACTORS.NBEGREG(i, r);
+            if (m.reg_type(r) == kGeneralRegression) blocks.push_back({first, 1});
+            if (m.reg_type(r) == kNestedInFixed)
+                blocks.push_back({first, FACTORS.NLEV(i, m.reg_n_ef_no(r))});
+        }
+    }
+}
+
+// Every equation belongs to one block: no gap, no overlap, and their sum is the total.
+void assert_equations_are_dense(int64_t total) {
+    if constexpr (!kAsserted) return;
+    std::vector<EquationBlock> blocks;
+    gather_fixed_blocks(blocks);
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
+        blocks.push_back({FACTORS.NBEGRA(k), int64_t{FACTORS.NRALEV(k)} * RMAT(k).rank});
+    std::ranges::sort(blocks, [](const EquationBlock& a, const EquationBlock& b) {
+        return a.first != b.first ? a.first < b.first : a.n < b.n;
+    });
+    int64_t next = 0;
+    for (const EquationBlock& block : blocks) {
+        KVE_ASSERT(block.first == next);
+        next += block.n;
+    }
+    KVE_ASSERT(next == total);
+}
+
 }  // namespace
 
 void number_equations() {
@@ -129,6 +169,7 @@ void number_equations() {
     FACTORS.n_fixed_equations = place(totals.fixed + totals.regressions);
     shift_random_factors(FACTORS.n_fixed_equations);
     place(FACTORS.n_fixed_equations + totals.random);
+    assert_equations_are_dense(FACTORS.n_fixed_equations + totals.random);
 }
 
 }  // namespace kve

@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "base/asserted.h"
 #include "data/factors.h"
 #include "data/raw_record.h"
 #include "data/recoded_data.h"
@@ -272,7 +273,14 @@ void list_record(const RecodingPass& pass) {
     list_line("Weights", listed({weights, nt}));
 }
 
+// The pass was sized for the layout, whose counts MODINF tells.
+void assert_record_fills_layout(const RecodingPass& pass) {
+    KVE_ASSERT(pass.IOUT.size() == RECODED.NIOUT + 1);
+    KVE_ASSERT(pass.FOUT.size() == RECODED.NFOUT);
+}
+
 void write_recoded_record(RecodingPass& pass) {
+    assert_record_fills_layout(pass);
     write_record(UNITS.RCDATA_I, std::span(pass.IOUT.begin() + 1, pass.IOUT.end()));
     write_record(UNITS.RCDATA_R, pass.FOUT);
     ++RECODED.n_records;

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/asserted.h"
 #include "data/factors.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
@@ -232,6 +233,15 @@ void number_along_list(const Vec<int32_t>& rows, RowLevels& levels) {
     }
 }
 
+// An animal is numbered after its parents; the unknown parent has level 0.
+void assert_parents_come_first(const Vec<int32_t>& rows, const RowLevels& levels) {
+    if constexpr (!kAsserted) return;
+    for (int32_t row : rows) {
+        KVE_ASSERT(levels(IDL(row).sire_row) < levels(row));
+        KVE_ASSERT(levels(IDL(row).dam_row) < levels(row));
+    }
+}
+
 void note_sort_keys(int32_t position, int32_t row, int32_t sort, int32_t second) {
     IN(position) = row;
     IF(position) = sort;
@@ -306,6 +316,7 @@ Vec<Parentage> number_animals(int32_t k, int32_t extra_group, const Vec<int32_t>
     if (numbers_follow_list(method)) {
         number_along_list(rows, levels);
         refuse_young_parents(k);
+        assert_parents_come_first(rows, levels);
     } else {
         number_by_sort_variable(extra_group, rows, levels);
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "base/asserted.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "store/big_tables.h"
@@ -117,6 +118,18 @@ void sort_rows_by_key(int32_t n) {
     for (int32_t k = 1; k <= n; ++k) IV(k) = static_cast<int32_t>(packed(k) & 0xffffffff);
 }
 
+// The list has the n rows of the tree, ascending, and an end.
+void assert_list_is_whole(int32_t head, int32_t n) {
+    if constexpr (!kAsserted) return;
+    int32_t met = 0;
+    for (int32_t row = head; row != 0 && met <= n; row = IFL(row).next) {
+        const int32_t next = IFL(row).next;
+        KVE_ASSERT(next == 0 || IFL(row).key < IFL(next).key);
+        ++met;
+    }
+    KVE_ASSERT(met == n);
+}
+
 }  // namespace
 
 void heap_sort_pairs(int32_t n, int32_t* keys, int32_t* companion) {
@@ -151,6 +164,7 @@ int32_t sort_level_list(int32_t root, int32_t& head, int32_t last_number) {
         row.next = k < n ? IV(k + 1) : 0;
         row.level = ++last_number;
     }
+    assert_list_is_whole(head, n);
     return last_number;
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "base/asserted.h"
 #include "store/growth.h"
 
 namespace kve {
@@ -100,6 +101,16 @@ void add_beside_diagonal(int32_t row, int32_t column, double value) {
     if (found.is_far) FAR_ELEMENTS.enter(row, element);
 }
 
+// A row has each column once, and none to the right of the diagonal.
+void assert_row_is_lower(int32_t row) {
+    if constexpr (!kAsserted) return;
+    int32_t last = 0;
+    for (const SparseElement& element : ROW_COPY) {
+        KVE_ASSERT(last < element.column && element.column <= row);
+        last = element.column;
+    }
+}
+
 }  // namespace
 
 void clear_sparse() {
@@ -132,6 +143,7 @@ std::span<const SparseElement> sparse_row(int32_t row) {
         ROW_COPY.push_back({IV(e), AI(e)});
     sort_by_column(ROW_COPY);
     if (has_diagonal) ROW_COPY.push_back({row, AI(head)});
+    assert_row_is_lower(row);
     return ROW_COPY;
 }
 
