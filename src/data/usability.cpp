@@ -74,7 +74,7 @@ TraitPattern present_traits(const UsabilityPlan& plan) {
     int8_t* is_present = RECORD.L_FINP_MIS.data();
     const int64_t n = RECORD.FINP.size();
     const float missing = DIRECTIVES.RMISS;
-    for (int64_t j = 0; j < n; ++j) is_present[j] = values[j] > missing;
+    for (int64_t j = 0; j < n; ++j) is_present[j] = values[j] > missing ? 1 : 0;
     TraitPattern present = 0;
     for (const TraitNeeds& needs : plan.traits)
         present = present << 1 | static_cast<TraitPattern>(RECORD.L_FINP_MIS(needs.dependent));

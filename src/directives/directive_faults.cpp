@@ -11,7 +11,7 @@ WRITES(DIRECTIVE_ERROR_FLAG);
 
 namespace {
 
-std::string formatted(const char* format, std::va_list items) {
+[[gnu::format(printf, 1, 0)]] std::string formatted(const char* format, std::va_list items) {
     std::string text;
     append_list(text, format, items);
     return text;
