@@ -25,8 +25,7 @@ namespace {
 constexpr double kSmallestVariance = 1.0e-9;
 constexpr double kSingular = 1.0e-18;  // an eigenvalue or pivot not above it counts as 0
 
-void allocate_groups_and_clear() {
-    allocate_residual_groups(residual_of(RMAT));
+void allocate_and_clear() {
     for (RMatrix& r : RMAT) {
         r.cov_mat.fill(0.0);
         r.h_cov_mat.fill(0.0);
@@ -136,7 +135,7 @@ void judge_priors(int faults) {
 }  // namespace
 
 void KVE_PRIORS() {
-    allocate_groups_and_clear();
+    allocate_and_clear();
     const int faults = DIRECTIVES.prior.name.blank() ? kNoPriorFile : read_prior_lines();
     if (faults == kNoPriorFile)
         do_without_priors();

@@ -7,11 +7,11 @@
 
 #include "base/asserted.h"
 #include "data/factors.h"
+#include "data/level_lists.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
-#include "store/sorting.h"
 
 namespace kve {
 
@@ -53,12 +53,11 @@ void place_random_factors(Totals& totals) {
 void place_fixed_effects(Totals& totals) {
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
         for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j) {
-            int32_t& levels = FACTORS.NLEV(i, j);
-            levels = sort_level_list(FACTORS.ROOT_EF(i, j), FACTORS.HEAD_EF(i, j), 0);
+            sort_fixed_levels(i, j);
             FACTORS.NBEGF(i, j) = 0;
             if (!MODEL(i).f_intercept(j)) continue;
             FACTORS.NBEGF(i, j) = place(totals.fixed);
-            totals.fixed += levels;
+            totals.fixed += FACTORS.NLEV(i, j);
         }
 }
 

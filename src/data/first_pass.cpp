@@ -20,7 +20,6 @@
 namespace kve {
 
 READS(DIRECTIVES);
-READS(MODEL);
 READS(RMAT);
 READS(KVEINT);
 WRITES(RECORD);
@@ -28,6 +27,7 @@ WRITES(INTAKE);
 WRITES(FACTORS);
 WRITES(IFL);
 WRITES(NMFL);
+WRITES(MODEL);
 
 namespace {
 
@@ -306,6 +306,12 @@ void add_statistics(const FirstPass& pass, TraitPattern usable) {
     }
 }
 
+// Kept: entry k of the packed triangle goes to trait k, so with several traits n_obs holds counts
+// of trait pairs.
+void copy_observation_counts() {
+    for (int32_t k = 1; k <= KVEINT.nt; ++k) MODEL(k).n_obs = INTAKE.NS.data()[k - 1];
+}
+
 [[noreturn]] void stop_reading_failed(int32_t status) {
     say("ERROR - Reading data file at observation:%12lld", static_cast<long long>(INTAKE.NREC));
     stop_unreadable_record(status, "        Check your data for:");
@@ -338,6 +344,7 @@ void KVEFP1() {
     register_waiting_levels(pass);
     count_levels(pass);
     build_trees(pass);
+    copy_observation_counts();
     if (INTAKE.NREC < 1) {
         page_above(57);
         blank(2);

@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "data/factors.h"
+#include "data/level_lists.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
-#include "store/sorting.h"
 
 namespace kve {
 
@@ -18,10 +18,6 @@ WRITES(NMFL);
 WRITES(FACTORS);
 
 namespace {
-
-void sort_levels(int32_t k) {
-    FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);
-}
 
 // Largest number of random regressions that a trait has in matrix k.
 int32_t most_regressions(int32_t k) {
@@ -36,7 +32,7 @@ int32_t most_regressions(int32_t k) {
 void sort_level_lists() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k)
         if (RMAT(k).structure == Structure::I || RMAT(k).structure == Structure::GROUP)
-            sort_levels(k);
+            sort_random_levels(k);
 }
 
 void count_one_level_factors() {
@@ -48,7 +44,7 @@ void count_one_level_factors() {
         // of them.
         for (int32_t code = 1; code <= regressions; ++code)
             enter_level(code, FACTORS.ITOPR(k), 0, IFL, NMFL);
-        sort_levels(k);
+        sort_random_levels(k);
     }
 }
 

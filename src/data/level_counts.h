@@ -1,14 +1,17 @@
-// How many levels each random factor has: ITOPRS, NRALEV and the numbers in IFL.
+// Stage sort_level_lists: sorts and numbers the levels met in the data of every factor without a
+// relationship structure. Reads RMAT and the trees of FACTORS and IFL; writes ITOPRS, NRALEV and
+// the lists in IFL.
+//
+// Stage count_one_level_factors: gives a factor of type I with a single level, as an overall mean
+// of random regressions has, a level for each of the regressions. Reads MODEL, RMAT and NRALEV;
+// writes the factor's tree and list in FACTORS and IFL, which may grow.
+//
+// Both stop when memory runs out.
 #pragma once
 
 namespace kve {
 
-// Sorts and numbers the levels met in the data of every factor without a relationship structure.
-// Reads RMAT and ITOPR; writes ITOPRS, NRALEV and the lists in IFL.
 void sort_level_lists();
-
-// Gives a factor of type I with a single level, as an overall mean of random regressions has, a
-// level for each of the regressions. Reads MODEL and RMAT; writes ITOPR, ITOPRS, NRALEV and IFL.
 void count_one_level_factors();
 
 }  // namespace kve

@@ -21,6 +21,10 @@ enum AnalysisTask : int32_t {
     kSolveByKve5 = 12,
 };
 
+// Methods of kVarianceComponents.
+inline constexpr int32_t kAverageInformation = 1;
+inline constexpr int32_t kExpectationMaximization = 2;
+
 // Tasks that solve with known (co)variances need $PRIOR and can start from old solutions.
 constexpr bool solves_with_priors(int32_t task) { return task > 10; }
 
@@ -106,7 +110,8 @@ struct TrendRequest {
 struct Directives {
     // $ANALYSE
     int32_t ITASK = 0;
-    int32_t IMETHOD = 0;  // the statistics report may change it to EM
+    int32_t IMETHOD = 0;
+    bool method_changed = false;  // from AI to EM, since the model has no effects
     int32_t ISCALE = 0;
     int32_t ITEST = 0;  // test print level
 
@@ -146,7 +151,7 @@ struct Directives {
 namespace state {
 
 // Written by the directive reader; ST_DIR by the stage before it, pedigree_exists by the structure
-// checks, the GLMM limits by the trait classes, IMETHOD by the statistics. Read by all stages.
+// checks, the GLMM limits by the trait classes, IMETHOD by `settle_method`. Read by all stages.
 inline constinit Directives DIRECTIVES;
 
 }  // namespace state

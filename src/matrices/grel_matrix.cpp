@@ -5,13 +5,13 @@
 #include "base/arrays.h"
 #include "base/records.h"
 #include "data/factors.h"
+#include "data/level_lists.h"
 #include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
 #include "matrices/user_matrix_ids.h"
 #include "model/model_records.h"
-#include "store/sorting.h"
 
 namespace kve {
 
@@ -63,7 +63,7 @@ void grel_check(int32_t k, int32_t& status) {
     block.blank();
     block.print();
     enter_ids(k, FACTORS.ITOPR(k));
-    FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);
+    sort_random_levels(k);
     // Kept: the test begins at the level that was met first, so those below it are not tested.
     report_missing_ids(k, FACTORS.ITOPR(k), status);
 }

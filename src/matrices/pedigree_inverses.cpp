@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "data/factors.h"
+#include "data/level_lists.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -15,7 +16,6 @@
 #include "pedigree/inbreeding_listing.h"
 #include "pedigree/pedigree_order.h"
 #include "store/big_tables.h"
-#include "store/sorting.h"
 #include "store/sparse_store.h"
 
 namespace kve {
@@ -46,7 +46,7 @@ void list_groups(int32_t k, int32_t head) {
 }
 
 void number_groups(int32_t k) {
-    FACTORS.NPHG(k) = sort_level_list(FACTORS.ITPPHG(k), FACTORS.ITPHGS(k), 0);
+    sort_parent_groups(k);
     RMAT(k).n_phg = FACTORS.NPHG(k);
     if (DIRECTIVES.ITEST > 0 && FACTORS.ITPHGS(k) != 0) list_groups(k, FACTORS.ITPHGS(k));
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "data/factors.h"
+#include "data/level_lists.h"
 #include "directives/catalogue.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -10,7 +11,6 @@
 #include "matrices/matrix_writer.h"
 #include "matrices/user_matrix_ids.h"
 #include "model/model_records.h"
-#include "store/sorting.h"
 #include "store/sparse_store.h"
 
 namespace kve {
@@ -116,7 +116,7 @@ void cor_check(int32_t k, int32_t& status) {
     block.print();
     if (kind->file == MatrixFile::COR) {
         enter_ids(k, FACTORS.ITOPR(k));
-        FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0);
+        sort_random_levels(k);
         return report_missing_ids(k, FACTORS.ITOPRS(k), status);
     }
     enter_ids(k, FACTORS.ITOPR(r.ass_rf));

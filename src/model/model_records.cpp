@@ -1,5 +1,7 @@
 #include "model/model_records.h"
 
+#include <algorithm>
+
 #include "listing/listing.h"
 #include "listing/stop.h"
 
@@ -37,6 +39,10 @@ void allocate_square(std::string_view routine, auto& array, int64_t n, std::stri
 }
 
 }  // namespace
+
+bool has_effects(const Vec<Model>& models) {
+    return std::ranges::any_of(models, [](const Model& m) { return m.n_ef > 0; });
+}
 
 void allocate_trait_models(int64_t nt) { allocate_at_level(1, MODEL, nt, "MODEL"); }
 

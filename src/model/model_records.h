@@ -63,7 +63,7 @@ struct Model {
     int32_t n_f_n_reg = 0;  // nested in a fixed effect
     int32_t n_r_n_reg = 0;  // nested in a random effect
     int32_t n_cat = 0;
-    int32_t n_obs = 0;  // observation count of the data summary
+    int32_t n_obs = 0;
 
     // Absorbed effects, n_absorb
     Vec<int32_t> a_ef_inp;
@@ -245,6 +245,9 @@ inline constinit Vec<double> RSD;
 // The residual, the last of the (co)variance matrices.
 inline RMatrix& residual_of(Vec<RMatrix>& RMAT) { return RMAT(RMAT.size()); }
 inline const RMatrix& residual_of(const Vec<RMatrix>& RMAT) { return RMAT(RMAT.size()); }
+
+// Class effects in any of the submodels.
+bool has_effects(const Vec<Model>& models);
 
 // The allocations of the Model records, in the order in which their counts become known. A failure
 // shows its level, 1 to 6, and stops the run.

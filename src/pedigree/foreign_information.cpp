@@ -11,13 +11,13 @@
 #include "base/records.h"
 #include "data/factors.h"
 #include "data/input_record.h"
+#include "data/level_lists.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
-#include "store/sorting.h"
 
 namespace kve {
 
@@ -302,7 +302,7 @@ void count_foreign_records() {
     }
     constexpr int64_t most = std::numeric_limits<int32_t>::max();
     FACTORS.NFINFO(k) = static_cast<int32_t>(std::min(n_read, most));
-    FACTORS.NFPHG(k) = sort_level_list(FACTORS.ITP_FPHG(k), FACTORS.ITP_FPHGS(k), 0);
+    sort_foreign_groups(k);
     if (UNITS.foreign_information.rewind() == 0) return;
     say("ERROR - $FINFO: the file cannot be read a second time");
     stop_run();

@@ -9,6 +9,7 @@
 
 #include "data/factors.h"
 #include "data/input_record.h"
+#include "data/level_lists.h"
 #include "directives/directives.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
@@ -18,7 +19,6 @@
 #include "store/big_tables.h"
 #include "store/level_code.h"
 #include "store/level_tree.h"
-#include "store/sorting.h"
 
 namespace kve {
 
@@ -244,7 +244,7 @@ void report_animals(const PedigreeFile& file) {
 
 void read_pedigree(int32_t k) {
     Vec<int32_t> levels;
-    FACTORS.NRALEV(k) = sort_level_list(FACTORS.ITOPR(k), FACTORS.ITOPRS(k), 0, levels);
+    sort_random_levels(k, levels);
     FACTORS.FIRST_ANIMAL(k) = NMDL + 1;
     PedigreeFile file{.factor = k, .ascii = RMAT(k).rel_format == kAscii, .text{}, .framed{}};
     open_pedigree(file);

@@ -1,7 +1,6 @@
 #include "reports/model_statistics.h"
 
 #include <algorithm>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -12,21 +11,18 @@
 #include "listing/stop.h"
 #include "model/model_records.h"
 #include "reports/level_listing.h"
-#include "reports/residual_groups.h"
+#include "reports/residual_group_table.h"
 
 namespace kve {
 
+READS(DIRECTIVES);
 READS(FACTORS);
 READS(KVEINT);
 READS(MODEL);
 READS(RECODED);
 READS(RMAT);
-WRITES(DIRECTIVES);
 
 namespace {
-
-constexpr int32_t kAverageInformation = 1;  // methods of task 1
-constexpr int32_t kExpectationMaximization = 2;
 
 // Rows of a table with at most so many entries each. The first row begins with `head`, the further
 // ones with `head_below`.
@@ -62,8 +58,7 @@ std::string row_head(const Name& trait, char bar) {
 }
 
 void say_opening() {
-    const auto effects = [](int64_t sum, const Model& m) { return sum + m.n_ef; };
-    if (std::accumulate(MODEL.begin(), MODEL.end(), int64_t{0}, effects) > 0) {
+    if (has_effects(MODEL)) {
         page_above(53);
         blank_lines(3);
         say_line("%60s", "MODEL STATISTICS            ");
@@ -74,10 +69,7 @@ void say_opening() {
     say_line("%60s", "WARNING, WARNING, WARNING, WARNING   ");
     blank_lines();
     say_line("%60s", "MODEL(s) has no effects              ");
-    if (DIRECTIVES.ITASK != kVarianceComponents || DIRECTIVES.IMETHOD != kAverageInformation)
-        return;
-    say_line("%60s", "REML optimization method change to EM");
-    DIRECTIVES.IMETHOD = kExpectationMaximization;
+    if (DIRECTIVES.method_changed) say_line("%60s", "REML optimization method change to EM");
 }
 
 void list_absorbed_effects() {

@@ -2,8 +2,7 @@
 // groups.
 //
 // Reads MODEL, RMAT, the level counts and lists in FACTORS, IFL and IDL, and what the recoding pass
-// counted. Fills grp_code and niegr of a residual matrix of type GROUP. In a model without effects
-// it changes IMETHOD of DIRECTIVES from AI-REML to EM-REML.
+// counted. Writes the listing alone.
 // Stops on a residual group of few records, and on a mixture model with more than 2 groups.
 #pragma once
 

@@ -3,12 +3,12 @@
 
 #include "covariances/priors.h"
 #include "covariances/starting_values.h"
-#include "data/data_summary.h"
 #include "data/equation_numbers.h"
 #include "data/first_pass.h"
 #include "data/level_counts.h"
 #include "data/recoding.h"
 #include "data/record_positions.h"
+#include "data/residual_groups.h"
 #include "directives/dimensions.h"
 #include "directives/directive_reader.h"
 #include "directives/directives.h"
@@ -27,6 +27,7 @@
 #include "model/censoring.h"
 #include "model/covariance_structure.h"
 #include "model/glmm.h"
+#include "model/method.h"
 #include "model/model_parser.h"
 #include "model/restrictions.h"
 #include "model/structure_checks.h"
@@ -34,11 +35,11 @@
 #include "pedigree/foreign_information.h"
 #include "pedigree/pedigree_reader.h"
 #include "reports/banner.h"
+#include "reports/data_summary.h"
 #include "reports/dump.h"
 #include "reports/log_tables.h"
 #include "reports/model_report.h"
 #include "reports/model_statistics.h"
-#include "reports/residual_groups.h"
 #include "store/work_tables.h"
 
 namespace kve {
@@ -60,17 +61,18 @@ void run() {
     int faults = set_generalized_models();  // functions, offset columns
     faults += mark_censored_traits();       // columns of censoring codes
     settle_trait_classes();                 // final trait_type
+    settle_method();                        // IMETHOD
     report_model();
     if (faults > 0) terminate_run();
     apply_restrictions();       // flags of restriction in RMAT
     allocate_tables();          // IFL, IDL, the sparse store
-    KVEFP1();                   // levels in IFL, counts in INTAKE
-    count_residual_groups();    // grp_nlev
+    KVEFP1();                   // levels in IFL, counts in INTAKE, n_obs
+    count_residual_groups();    // grp_nlev, grp_code, niegr
     place_effects_in_record();  // positions in the recoded record
     KVE_PRIORS();               // cov_mat, h_cov_mat, RSD
     list_starting_values();
-    scale_starting_values();    // cov_mat, h_cov_mat
-    summarise_data();           // n_obs
+    scale_starting_values();  // cov_mat, h_cov_mat
+    summarise_data();
     read_pedigrees();           // IDL
     sort_level_lists();         // NRALEV, level numbers in IFL
     check_user_matrices();      // NRALEV, level numbers in IFL; MISS_ID
@@ -80,7 +82,7 @@ void run() {
     count_one_level_factors();  // NRALEV
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R
-    report_model_statistics();  // grp_code, niegr, IMETHOD
+    report_model_statistics();
     translate_old_solutions();  // oldsol, OLDSOL_H2
     blank();
     KVEPFL();                   // MODINF

@@ -18,6 +18,7 @@ class Priors : public ModelTest {
         RMatrix& residual = RMAT(RMAT.size());
         residual.grp_nlev = groups;
         if (groups > 1) residual.structure = Structure::GROUP;
+        allocate_residual_groups(residual);
     }
 
     static void run_on(const std::string& content) {

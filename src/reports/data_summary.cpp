@@ -1,4 +1,4 @@
-#include "data/data_summary.h"
+#include "reports/data_summary.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,12 +8,12 @@
 #include "data/covariables.h"
 #include "data/factors.h"
 #include "data/intake.h"
-#include "data/out_of_range.h"
 #include "data/usability.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/triangle_listing.h"
 #include "model/model_records.h"
+#include "reports/out_of_range.h"
 
 namespace kve {
 
@@ -21,8 +21,8 @@ READS(DIRECTIVES);
 READS(FACTORS);
 READS(KVEINT);
 READS(RMAT);
-WRITES(INTAKE);
-WRITES(MODEL);
+READS(INTAKE);
+READS(MODEL);
 
 namespace {
 
@@ -30,20 +30,18 @@ constexpr int32_t kTraitsOfBlock = 6;
 constexpr int32_t kMostCovariables = 30;  // of a trait, else the middle ones are left out
 constexpr int32_t kCovariablesOfEnd = 10;
 
-// Leaves the average in `sum` and the standard deviation, not-a-number for a single observation,
-// in `ssq`.
-void turn_into_average_and_deviation(Statistics& s, int32_t n) {
+// The standard deviation; not-a-number for a single observation.
+double deviation_of(const Statistics& s, int32_t n) {
     const double count = n;
     const double distances = s.sum - count * s.origin;
     const double squares = s.ssq - distances * distances / count;
-    s.sum /= count;
     // Below 0 it is rounding alone.
-    s.ssq = std::sqrt((squares < 0.0 ? 0.0 : squares) / (count - 1.0));
+    return std::sqrt((squares < 0.0 ? 0.0 : squares) / (count - 1.0));
 }
 
-std::string four_numbers(const Statistics& s) {
+std::string four_numbers(const Statistics& s, int32_t n, double deviation) {
     std::string text;
-    for (double value : {s.sum, s.ssq, s.min, s.max}) text += number_column(value, 17, 8);
+    for (double value : {s.sum / n, deviation, s.min, s.max}) text += number_column(value, 17, 8);
     return text;
 }
 
@@ -99,13 +97,8 @@ void list_traits() {
         "          S.D.           Min value        Max value");
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         const int32_t n = INTAKE.NS(i, i);
-        std::string numbers;
-        if (n > 0) {
-            turn_into_average_and_deviation(INTAKE.Y(i), n);
-            numbers = four_numbers(INTAKE.Y(i));
-        }
         say_line("%.*s%14d %9d%s", KVE_SV(MODEL(i).trait_name.padded()), MODEL(i).trait_inp_no, n,
-                 numbers.c_str());
+                 n > 0 ? four_numbers(INTAKE.Y(i), n, deviation_of(INTAKE.Y(i), n)).c_str() : "");
     }
 }
 
@@ -133,9 +126,8 @@ void list_weights() {
         const Model& m = MODEL(i);
         const int32_t n = INTAKE.NS(i, i);
         if (!has_weight(m) || n < 1) continue;
-        turn_into_average_and_deviation(INTAKE.W(i), n);
         say_variable(m.trait_name, m.wgt_inp_no, m.wgt_name, n,
-                     n > 1 ? four_numbers(INTAKE.W(i)) : "");
+                     n > 1 ? four_numbers(INTAKE.W(i), n, deviation_of(INTAKE.W(i), n)) : "");
     }
 }
 
@@ -153,13 +145,11 @@ void list_covariables_of(int32_t i, int32_t n) {
     for (int32_t j = 1; j <= m.n_reg; ++j) {
         if (!begins_covariable(m, j)) continue;
         ++k;
-        Statistics& s = INTAKE.X(i, k);
-        turn_into_average_and_deviation(s, n);
-        if (n == 1) s.ssq = 0.0;
         if (!whole && k == kCovariablesOfEnd + 1) say_left_out();
         if (!whole && k > kCovariablesOfEnd && k <= n_covariables - kCovariablesOfEnd) continue;
+        const Statistics& s = INTAKE.X(i, k);
         say_variable(k == 1 ? m.trait_name : Name(), m.reg_inp(j), m.reg_name(j), n,
-                     four_numbers(s));
+                     four_numbers(s, n, n > 1 ? deviation_of(s, n) : 0.0));
     }
     blank_lines();
 }
@@ -195,12 +185,6 @@ void list_censoring() {
                  count(0), count(-1), count(1), count(2));
     }
     blank_lines(2);
-}
-
-// Kept: entry k of the packed triangle goes to trait k, so with several traits n_obs holds counts
-// of trait pairs.
-void copy_observation_counts() {
-    for (int32_t k = 1; k <= KVEINT.nt; ++k) MODEL(k).n_obs = INTAKE.NS.data()[k - 1];
 }
 
 void list_pairs_of_block(int32_t first) {
@@ -246,7 +230,6 @@ void summarise_data() {
     list_weights();
     list_covariables();
     list_censoring();
-    copy_observation_counts();
     list_trait_pairs();
     say_pedigree_errors();
 }

@@ -1,4 +1,4 @@
-#include "data/out_of_range.h"
+#include "reports/out_of_range.h"
 
 #include <limits>
 

@@ -1,19 +1,13 @@
-#include "reports/residual_groups.h"
+#include "reports/residual_group_table.h"
 
-#include "data/factors.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"
 #include "reports/level_listing.h"
-#include "store/big_tables.h"
-#include "store/sorting.h"
 
 namespace kve {
 
-READS(KVEINT);
-READS(IFL);
-WRITES(RMAT);
-WRITES(FACTORS);
+READS(RMAT);
 
 namespace {
 
@@ -21,15 +15,8 @@ constexpr int32_t kFewestRecords = 10;  // of a group with a residual matrix of 
 
 }  // namespace
 
-void count_residual_groups() {
-    RMatrix& residual = residual_of(RMAT);
-    residual.grp_nlev = residual.structure == Structure::GROUP
-                            ? sort_level_list(FACTORS.ROOT_GRP, FACTORS.HEAD_GRP, 0)
-                            : 1;
-}
-
 void report_residual_groups() {
-    RMatrix& residual = residual_of(RMAT);
+    const RMatrix& residual = residual_of(RMAT);
     if (residual.structure != Structure::GROUP) return;
     page_if(7);
     blank_lines();
@@ -39,16 +26,13 @@ void report_residual_groups() {
     say_line("%60s", "     Residual (co)variance groups (MAX. first 100)");
     blank_lines();
     say_line("%60s", "         Code    N-obs");
-    int32_t group = 0, n_small = 0;
-    for (int32_t row = FACTORS.HEAD_GRP; row != 0; row = IFL(row).next) {
-        const LevelRow& level = IFL(row);
-        const bool is_small = level.n_obs < kFewestRecords;
-        ++group;
-        residual.grp_code(group) = level.key;
-        residual.niegr(group) = level.n_obs;
+    int32_t n_small = 0;
+    for (int32_t group = 1; group <= residual.grp_nlev; ++group) {
+        const bool is_small = residual.niegr(group) < kFewestRecords;
         n_small += is_small;
         if (group <= kMostLevelsListed)
-            say_row("%51d %8d%s", level.key, level.n_obs, is_small ? "  < 10 obs in group " : "");
+            say_row("%51d %8d%s", residual.grp_code(group), residual.niegr(group),
+                    is_small ? "  < 10 obs in group " : "");
     }
     if (n_small == 0) return;
     page_if(3);

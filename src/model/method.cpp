@@ -1,0 +1,18 @@
+#include "model/method.h"
+
+#include "model/model_records.h"
+
+namespace kve {
+
+READS(MODEL);
+WRITES(DIRECTIVES);
+
+void settle_method() {
+    if (has_effects(MODEL) || DIRECTIVES.ITASK != kVarianceComponents ||
+        DIRECTIVES.IMETHOD != kAverageInformation)
+        return;
+    DIRECTIVES.IMETHOD = kExpectationMaximization;
+    DIRECTIVES.method_changed = true;
+}
+
+}  // namespace kve
