@@ -84,7 +84,7 @@ void place_regressions_in_fixed_effects(Totals& totals) {
 }
 
 // A regression on a random effect is the next coefficient of the member (trait, effect) of its
-// matrix, behind the effect's own one. Its equations lie among those of the matrix, which are still
+// matrix, after the effect's own one. Its equations lie among those of the matrix, which are still
 // relative here and so take the totals before them by hand.
 void place_random_regressions(const Totals& totals) {
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
@@ -108,7 +108,7 @@ void shift_fixed_effects(const Totals& totals) {
             FACTORS.NBEGF(i, j) = place(FACTORS.NBEGF(i, j) + totals.regressions);
 }
 
-// The entry behind the last factor, the number of random equations, is a count and stays.
+// The entry after the last factor, the number of random equations, is a count and stays.
 void shift_random_factors(int64_t fixed_equations) {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         FACTORS.NBEGRA(k) = place(FACTORS.NBEGRA(k) + fixed_equations);

@@ -27,8 +27,9 @@ struct Factors {
     // Rows of IDL that the factor's pedigree file and data have brought, NRAMAT
     Vec<int32_t> FIRST_ANIMAL;
     Vec<int32_t> LAST_ANIMAL;
-    // Rows of the list behind ITOPAS, in its order; until the list is made, those of the tree at
-    // ITOPA in the order of a walk through it, the branch of bit 1 before that of bit 0. NRAMAT
+    // Rows of the list that begins after ITOPAS, in its order; until the list is made, those of the
+    // tree at ITOPA in the order of a walk through it, the branch of bit 1 before that of bit 0.
+    // NRAMAT
     Vec<Vec<int32_t>> ANIMAL_LIST;
 
     // Counts, NRAMAT

@@ -34,7 +34,7 @@ namespace {
 constexpr const char* kRoutine = "KVEFP1";
 
 // The levels of one factor. They are found by the index while the records are read, and become a
-// tree behind the last one; until then column `mark` of a row holds the number of its tree.
+// tree after the last one; until then column `mark` of a row holds the number of its tree.
 struct LevelTree {
     int32_t* root;
     CountingIndex rows;

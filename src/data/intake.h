@@ -27,14 +27,12 @@ struct IntakeCounts {
     Vec<int32_t> N_BIN_ERR;  // max(nt, NR): binary values outside 0..1, per trait
     Vec<int8_t, 0> LI_USED;  // the analysis uses the integer column
     Vec<int8_t> LR_USED;
-    Vec<int32_t> NDEL;              // data points dropped, per trait
-    Triangle<int32_t> NS;           // records with both traits usable
-    Vec<Statistics> Y, W;           // dependent variable and weight, per trait
-    Matrix<Statistics> X;           // trait x covariable
-    Matrix<int32_t> CENS_COUNT;     // 4 x nt: codes -1, 0, 1, 2 of type 2 traits; empty without one
-    bool L_INTERVAL = false;        // an interval-censored record has been seen
-    int32_t n_zero_ids = 0;         // data points deleted, and faults found in pedigrees: both are
-    int32_t n_pedigree_errors = 0;  // told in the summary and nothing raises them before it
+    Vec<int32_t> NDEL;           // data points dropped, per trait
+    Triangle<int32_t> NS;        // records with both traits usable
+    Vec<Statistics> Y, W;        // dependent variable and weight, per trait
+    Matrix<Statistics> X;        // trait x covariable
+    Matrix<int32_t> CENS_COUNT;  // 4 x nt: codes -1, 0, 1, 2 of type 2 traits; empty without one
+    bool L_INTERVAL = false;     // an interval-censored record has been seen
 };
 
 namespace state {

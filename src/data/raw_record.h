@@ -2,7 +2,7 @@
 // number in both, whatever the form of the data files.
 //
 // A column that the data do not have can still be named by a model or a directive. Such a column
-// gets a place of its own behind the record's columns, where an integer is always 0 and a real
+// gets a place of its own after the record's columns, where an integer is always 0 and a real
 // always the missing value code: nobody indexes the record by an untested column number.
 #pragma once
 

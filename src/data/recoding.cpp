@@ -27,7 +27,7 @@ READS(DIRECTIVES);
 READS(MODEL);
 READS(KVEINT);
 READS(RSD);
-WRITES(FACTORS);
+WRITES(FACTORS);  // the roots of trees, through LevelColumn::root
 WRITES(RECORD);
 WRITES(RECODED);
 WRITES(IFL);
@@ -48,9 +48,8 @@ struct AbsorptionGroups {
     Vec<int32_t> N_ABGR;  // its records so far
 };
 
-// The data record behind an output record, since the reader is one record ahead.
+// The data record that an output record comes from, since the reader is one record ahead.
 struct InputCopy {
-    bool taken = false;
     Vec<int32_t> integers;  // NI
     Vec<float> reals;       // NR
 };
@@ -204,10 +203,11 @@ void fill_reals(RecodingPass& pass, TraitPattern usable) {
 
 void tell_about_scaling(const RecodingPass& pass) {
     if (pass.n_input != 1 || DIRECTIVES.ISCALE != 1) return;
-    page_if(3);
-    blank_lines();
-    say_line("Data has been Scaled by residual SD");
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("Data has been Scaled by residual SD");
+    block.blank();
+    block.print();
 }
 
 void mark_pattern(RecodingPass& pass, int32_t group, TraitPattern usable) {
@@ -246,9 +246,10 @@ void copy_input(RecodingPass& pass) {
 }
 
 void list_line(const char* heading, const std::string& line) {
-    page_if(2);
-    say_line("%s", heading);
-    say_line("%s", line.c_str());
+    Block block;
+    block.line("%s", heading);
+    block.line("%s", line.c_str());
+    block.print();
 }
 
 void list_record(const RecodingPass& pass) {
@@ -261,9 +262,10 @@ void list_record(const RecodingPass& pass) {
         dependent[i] = exists ? pass.input.reals(m.trait_inp_no) : DIRECTIVES.RMISS;
         weights[i] = m.wgt_rci > 0 ? pass.FOUT(m.wgt_rci) : 1.0F;
     }
-    page_if(2);
-    say_line("Obs in RCDATA = %12d", RECODED.n_records);
-    say_line("Obs in KVEINP = %12lld", static_cast<long long>(pass.n_input));
+    Block block;
+    block.line("Obs in RCDATA = %12d", RECODED.n_records);
+    block.line("Obs in KVEINP = %12lld", static_cast<long long>(pass.n_input));
+    block.print();
     list_line("Integer input", listed({pass.input.integers.begin(), pass.input.integers.end()}));
     list_line("Integer output", listed({pass.IOUT.begin() + 1, pass.IOUT.end()}));
     list_line("Real input", listed(reals));
@@ -315,11 +317,12 @@ void finish_pass(RecodingPass& pass) {
     for (int32_t k = 1; k <= KVEINT.MAX_N_ABSORB; ++k)
         RECODED.MN_ABGR(k) = std::max(RECODED.MN_ABGR(k), pass.absorption.N_ABGR(k));
     if (pass.lists_records()) {
-        page_if(4);
-        blank_lines();
-        say_line("Different patterns of usable traits, by residual group:%12zu",
-                 pass.patterns_met.size());
-        blank_lines(2);
+        Block block;
+        block.blank();
+        block.line("Different patterns of usable traits, by residual group:%12zu",
+                   pass.patterns_met.size());
+        block.blank(2);
+        block.print();
     }
     // Both files must be complete on disk whatever stops the run later.
     if (UNITS.RCDATA_I.flush() != 0) stop_not_written(UNITS.RCDATA_I.path());

@@ -1,7 +1,7 @@
-// The second pass over the data. Every usable record becomes one record of RCDATA_I, with level
-// numbers in the place of identities, and one of RCDATA_R, with the reals that the analysis needs.
-// What depends on the order of the records is checked here: absorption groups, sequences within
-// subjects.
+// Stage KVEWDF: the second pass over the data. Every usable record becomes one record of RCDATA_I,
+// with level numbers in the place of identities, and one of RCDATA_R, with the reals that the
+// analysis needs. What depends on the order of the records is checked here: absorption groups,
+// sequences within subjects.
 //
 // Reads DIRECTIVES, MODEL, RMAT, RSD, the level and animal tables and the data files.
 // Writes the two files, RECODED, and the positions that MODEL holds; releases RECORD. Identities

@@ -137,7 +137,7 @@ void find_sequence_columns(RecodingLayout& layout) {
         }
 }
 
-// What stands behind the class effects, and the absorbed effects in front of them; returns the last
+// What follows the class effects, and the absorbed effects in front of them; returns the last
 // position used.
 int32_t place_raw_columns(RecodingLayout& layout) {
     find_sequence_columns(layout);

@@ -18,7 +18,7 @@ struct SequenceCheck {
 // With the first record under the reader. Stops unless its sequence number is 1.
 SequenceCheck begin_sequences(int32_t subject_place, int32_t sequence_place);
 
-// Record number `record` had the usable traits `usable`; the one behind it is under the reader,
+// Record number `record` had the usable traits `usable`; the next one is under the reader,
 // or there is none. Tells whether the record was the last of its subject; counts subjects and the
 // largest sequence number in RECODED. Stops when the order is broken.
 bool ends_subject(SequenceCheck& check, TraitPattern usable, int64_t record, bool at_end);

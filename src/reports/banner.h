@@ -1,9 +1,10 @@
+// Stage print_banner: the package's name in block letters, the version and the notice.
+//
+// Reads nothing, writes the listing alone. Nothing stops it.
 #pragma once
 
 namespace kve {
 
-// Prints the package's name in block letters, the version and the notice. Reads and writes nothing
-// but the listing.
 void print_banner();
 
 }  // namespace kve

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "data/covariables.h"
-#include "data/factors.h"
 #include "data/intake.h"
 #include "data/usability.h"
 #include "directives/directives.h"
@@ -18,9 +17,7 @@
 namespace kve {
 
 READS(DIRECTIVES);
-READS(FACTORS);
 READS(KVEINT);
-READS(RMAT);
 READS(INTAKE);
 READS(MODEL);
 
@@ -55,51 +52,33 @@ void say_records() {
     page_above(67);
     blank_lines();
     say_line("No of records processed ............. %10lld", static_cast<long long>(INTAKE.NREC));
-    if (INTAKE.n_zero_ids > 0)
-        say_line("No of Datapoints Deleted due to Zero ID %8d", INTAKE.n_zero_ids);
-}
-
-void say_phantom_parents() {
-    bool any = false;
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        if (RMAT(k).structure != Structure::PED || FACTORS.NPHNUL(k) <= 0) continue;
-        if (!any) {
-            page_if(6);
-            say_line("Phantom parents assigned to extra group");
-            blank_lines();
-            say_line("Random factor      Number");
-        }
-        any = true;
-        say_row("%13d%12d", k, FACTORS.NPHNUL(k));
-    }
-    if (!any) return;
-    blank_lines();
-    say_line("Check your model and data carefully");
 }
 
 void say_dropped_points() {
     const int64_t all = std::accumulate(INTAKE.NDEL.begin(), INTAKE.NDEL.end(), int64_t{0});
     if (all == 0) return;
-    page_if(KVEINT.nt + 1);
-    blank_lines();
+    Block block;
+    block.blank();
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
-        say_line("No of Datapoints dropped for %-8.*s %10d", KVE_SV(MODEL(i).trait_name.view()),
-                 INTAKE.NDEL(i));
+        block.line("No of Datapoints dropped for %-8.*s %10d", KVE_SV(MODEL(i).trait_name.view()),
+                   INTAKE.NDEL(i));
+    block.print();
 }
 
 void list_traits() {
-    page_if(KVEINT.nt + 5);
-    blank_lines(2);
-    say_line("DEPENDENT VARIABLES (TRAITS)");
-    blank_lines();
-    say_line(
+    Block table;
+    table.blank(2);
+    table.line("DEPENDENT VARIABLES (TRAITS)");
+    table.blank();
+    table.line(
         "Trait          R-input     N-obs      Average"
         "          S.D.           Min value        Max value");
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         const int32_t n = INTAKE.NS(i, i);
-        say_line("%.*s%14d %9d%s", KVE_SV(MODEL(i).trait_name.padded()), MODEL(i).trait_inp_no, n,
-                 n > 0 ? four_numbers(INTAKE.Y(i), n, deviation_of(INTAKE.Y(i), n)).c_str() : "");
+        table.line("%.*s%14d %9d%s", KVE_SV(MODEL(i).trait_name.padded()), MODEL(i).trait_inp_no, n,
+                   n > 0 ? four_numbers(INTAKE.Y(i), n, deviation_of(INTAKE.Y(i), n)).c_str() : "");
     }
+    table.print();
 }
 
 void say_heading_of_variables() {
@@ -154,9 +133,14 @@ void list_covariables_of(int32_t i, int32_t n) {
     blank_lines();
 }
 
+void leave_gap() {
+    Block gap;
+    gap.blank(2);
+    gap.print();
+}
+
 void list_covariables() {
-    page_if(2);
-    blank_lines(2);
+    leave_gap();
     if (std::none_of(MODEL.begin(), MODEL.end(), [](const Model& m) { return m.n_reg > 0; }))
         return;
     page_if(5);
@@ -168,38 +152,39 @@ void list_covariables() {
 }
 
 void list_censoring() {
-    page_if(2);
-    blank_lines(2);
-    const int64_t n = std::count_if(MODEL.begin(), MODEL.end(),
-                                    [](const Model& m) { return m.trait_type == kRightCensored; });
-    if (n == 0) return;
-    page_if(static_cast<int>(n) + 5);
-    say_line("FREQUENSE OF CENSORING      ");
-    blank_lines();
-    say_line("Trait          R-input    Uncensored        Left       Right    Interval");
+    leave_gap();
+    if (std::none_of(MODEL.begin(), MODEL.end(),
+                     [](const Model& m) { return m.trait_type == kRightCensored; }))
+        return;
+    Block table;
+    table.line("FREQUENSE OF CENSORING      ");
+    table.blank();
+    table.line("Trait          R-input    Uncensored        Left       Right    Interval");
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         const Model& m = MODEL(i);
         if (m.trait_type != kRightCensored) continue;
         auto count = [i](int32_t code) { return INTAKE.CENS_COUNT(code + 2, i); };
-        say_line("%.*s%14d  %12d%12d%12d%12d", KVE_SV(m.trait_name.padded()), m.trait_inp_no,
-                 count(0), count(-1), count(1), count(2));
+        table.line("%.*s%14d  %12d%12d%12d%12d", KVE_SV(m.trait_name.padded()), m.trait_inp_no,
+                   count(0), count(-1), count(1), count(2));
     }
-    blank_lines(2);
+    table.blank(2);
+    table.print();
 }
 
 void list_pairs_of_block(int32_t first) {
     const int32_t last = std::min(first + kTraitsOfBlock - 1, KVEINT.nt);
-    page_if(KVEINT.nt - first + 3);
+    Block table;
     std::string line = "        ";
     for (int32_t j = first; j <= last; ++j)
         append(line, "%10.*s", KVE_SV(MODEL(j).trait_name.view()));
-    say_line("%s", line.c_str());
+    table.line("%s", line.c_str());
     for (int32_t i = first; i <= KVEINT.nt; ++i) {
         line = MODEL(i).trait_name.padded();
         for (int32_t j = first; j <= std::min(i, last); ++j) append(line, " %9d", INTAKE.NS(i, j));
-        say_line("%s", line.c_str());
+        table.line("%s", line.c_str());
     }
-    blank_lines();
+    table.blank();
+    table.print();
 }
 
 void list_trait_pairs() {
@@ -210,28 +195,20 @@ void list_trait_pairs() {
     for (int32_t first = 1; first <= KVEINT.nt; first += kTraitsOfBlock) list_pairs_of_block(first);
 }
 
-void say_pedigree_errors() {
-    if (INTAKE.n_pedigree_errors <= 10) return;
-    page_if(2);
-    say_line("NO. OF ERRORS FOUND IN PEDIGREE INFORMATION%12d", INTAKE.n_pedigree_errors);
-    say_line("COMPUTATIONS MIGHT BE OF LIMITED VALUE");
-}
-
 }  // namespace
 
+// Kept: no word of parents without a code, since the pedigrees are read later.
 void summarise_data() {
     say_title();
     judge_ranges();
     judge_binary_values();
     say_records();
-    say_phantom_parents();
     say_dropped_points();
     list_traits();
     list_weights();
     list_covariables();
     list_censoring();
     list_trait_pairs();
-    say_pedigree_errors();
 }
 
 }  // namespace kve

@@ -1,7 +1,7 @@
 // Stage summarise_data: what the user is told of the data: records, observations, averages, ranges,
 // censoring.
 //
-// Reads DIRECTIVES, FACTORS, INTAKE, KVEINT, MODEL and RMAT. Writes the listing alone.
+// Reads DIRECTIVES, INTAKE, KVEINT and MODEL. Writes the listing alone.
 // Stops when a variable that the analysis uses went out of range, or a binary value is not 0..1.
 #pragma once
 

@@ -1,9 +1,11 @@
-// The test dump of the model: every field of MODEL, RMAT and KVEINT on the listing.
+// Stage dump_model_records: the test dump of the model, every field of MODEL, RMAT and KVEINT as
+// they are at the end of the run. Of long lists the first elements only.
+//
+// Reads the three tables, writes the listing alone. Nothing stops it.
 #pragma once
 
 namespace kve {
 
-// Reads the three tables as they are at the end of the run. Of long lists the first elements only.
 void dump_model_records();
 
 }  // namespace kve

@@ -31,7 +31,7 @@ void list_levels(int32_t head, std::string_view heading) {
     }
 }
 
-// Behind the sentinel, which stands for the unknown parent.
+// After the sentinel, which stands for the unknown parent.
 void list_animals(int32_t sentinel) {
     say_line("%60s", "     Animal list in birth-date order (MAX. first 100)");
     blank_lines();

@@ -5,7 +5,7 @@
 
 namespace kve {
 
-// So many rows of a list are printed; what lies behind them is counted and not shown.
+// So many rows of a list are printed; the rows after them are not shown.
 inline constexpr int32_t kMostLevelsListed = 100;
 
 // The fixed class effects, trait by trait.

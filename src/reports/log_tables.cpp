@@ -17,7 +17,7 @@ namespace {
 constexpr int32_t kCovariablesOfLine = 7;
 constexpr int32_t kEffectsOfLine = 15;
 
-// entry(first) to entry(last) behind each other, `most` on a line. The first line begins with
+// entry(first) to entry(last) one after the other, `most` on a line. The first line begins with
 // `head`, the further ones with `head_below`.
 template <class Entry>
 void log_entries(std::string_view head, std::string_view head_below, int32_t most, int32_t first,

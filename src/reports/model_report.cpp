@@ -52,11 +52,12 @@ void say_reduced_members(const RMatrix& r, int32_t first, int32_t last) {
         else
             append(position, "%5d ", r.reduce(member));
     }
-    page_if(4);
-    say_line("  Trait no.  %s", trait.c_str());
-    say_line("  Effect no. %s", effect.c_str());
-    say_line("  Position   %s", position.c_str());
-    blank_lines();
+    Block block;
+    block.line("  Trait no.  %s", trait.c_str());
+    block.line("  Effect no. %s", effect.c_str());
+    block.line("  Position   %s", position.c_str());
+    block.blank();
+    block.print();
 }
 
 bool shares_rows(const RMatrix& r) {
@@ -81,11 +82,12 @@ void report_reduced_ranks() {
         shared = shared || shares_rows(r);
     }
     if (!shared) return;
-    page_if(4);
-    say_line("WARNING WARNING WARNING");
-    say_line("Scaling can not be used in models reduced rank models");
-    say_line("where different traits contributes to the same variance component");
-    say_line("The analysis will be performed without scaling");
+    Block warning;
+    warning.line("WARNING WARNING WARNING");
+    warning.line("Scaling can not be used in models reduced rank models");
+    warning.line("where different traits contributes to the same variance component");
+    warning.line("The analysis will be performed without scaling");
+    warning.print();
 }
 
 void report_zero_covariances() {

@@ -1,11 +1,13 @@
-// The model as it was understood, on the listing.
+// Stage report_model: the model as it was understood, on the listing. A page each for the summary,
+// the submodels in detail, the reduced ranks and the zero covariances where there are any, and the
+// structure of the (co)variance matrices.
+//
+// Reads DIRECTIVES, KVEINT, MODEL with the final classes of the traits, and RMAT. Writes the
+// listing alone. Nothing stops it.
 #pragma once
 
 namespace kve {
 
-// Reads MODEL with the final classes of the traits, RMAT, and the pairs of residual covariances
-// that are fixed at zero. Prints a page each: the summary, the submodels in detail, the reduced
-// ranks and the zero covariances where there are any, the structure of the (co)variance matrices.
 void report_model();
 
 }  // namespace kve

@@ -173,10 +173,12 @@ void list_fixed_effects() {
         }
         rows.print();
     }
-    page_if(4);
-    blank_lines(2);
-    say_line("%60s%12d", "               Total no of fixed levels     ", FACTORS.n_fixed_equations);
-    blank_lines();
+    Block total;
+    total.blank(2);
+    total.line("%60s%12d", "               Total no of fixed levels     ",
+               FACTORS.n_fixed_equations);
+    total.blank();
+    total.print();
 }
 
 // The tables of random factors, in their order.
@@ -233,10 +235,11 @@ void list_factors(const FactorTable& table) {
         all_equations += equations;
     }
     if (n < 2) return;
-    page_if(2);
-    blank_lines();
-    say_line("%20sTotal    %8lld %12lld", "", static_cast<long long>(all_levels),
-             static_cast<long long>(all_equations));
+    Block total;
+    total.blank();
+    total.line("%20sTotal    %8lld %12lld", "", static_cast<long long>(all_levels),
+               static_cast<long long>(all_equations));
+    total.print();
 }
 
 void check_groups_of_mixture() {
@@ -245,9 +248,10 @@ void check_groups_of_mixture() {
         if (!is_mixture_variable(m.trait_inp_no) && !is_mixture_variable(m.wgt_inp_no) &&
             std::none_of(m.reg_inp.begin(), m.reg_inp.end(), is_mixture_variable))
             continue;
-        page_if(2);
-        say_line("%60s", " Only 2 groups for residual variance are allowed");
-        say_line("%60s", " in a Mixture Model");
+        Block fault;
+        fault.line("%60s", " Only 2 groups for residual variance are allowed");
+        fault.line("%60s", " in a Mixture Model");
+        fault.print();
         terminate_run();
     }
 }

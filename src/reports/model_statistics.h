@@ -1,5 +1,5 @@
-// How large the mixed model equations will be: levels, regressions, random factors, residual
-// groups.
+// Stage report_model_statistics: how large the mixed model equations will be: levels, regressions,
+// random factors, residual groups.
 //
 // Reads MODEL, RMAT, the level counts and lists in FACTORS, IFL and IDL, and what the recoding pass
 // counted. Writes the listing alone.

@@ -35,9 +35,10 @@ void report_residual_groups() {
                     is_small ? "  < 10 obs in group " : "");
     }
     if (n_small == 0) return;
-    page_if(3);
-    blank_lines(2);
-    say_line("%60s", " To few (<10) observations in one or more residual variance group");
+    Block fault;
+    fault.blank(2);
+    fault.line("%60s", " To few (<10) observations in one or more residual variance group");
+    fault.print();
     terminate_run();
 }
 

@@ -179,10 +179,11 @@ void report_structures() {
     say_title();
     for (int32_t k = 1; k <= std::min(KVEINT.NRAMAT, kMostMatrices); ++k) say_matrix(k);
     say_residual();
-    page_if(3);
-    blank_lines();
-    say_line("Matrix no., Row and Col identifies (co)variance components");
-    blank_lines();
+    Block legend;
+    legend.blank();
+    legend.line("Matrix no., Row and Col identifies (co)variance components");
+    legend.blank();
+    legend.print();
 }
 
 }  // namespace kve

@@ -24,9 +24,9 @@ struct Column {
 };
 
 // Columns side by side, as many as a line holds; further ones stand below under their own labels.
-class Block {
+class SideBySide {
  public:
-    explicit Block(bool mixture) : rows_(mixture ? 5 : 4) { begin(); }
+    explicit SideBySide(bool mixture) : rows_(mixture ? 5 : 4) { begin(); }
 
     void add(const Column& column) {
         const std::array<const std::string*, 5> cells = {&column.name, &column.type, &column.input,
@@ -41,9 +41,11 @@ class Block {
         ++n_;
     }
     void print() {
-        page_if(static_cast<int>(rows_) + 1);
-        blank_lines();
-        for (std::size_t k = 0; k < rows_; ++k) say_line("%.*s", KVE_SV(right_trimmed(lines_[k])));
+        Block block;
+        block.blank();
+        for (std::size_t k = 0; k < rows_; ++k)
+            block.line("%.*s", KVE_SV(right_trimmed(lines_[k])));
+        block.print();
         begin();
     }
 
@@ -125,10 +127,10 @@ Column effect_column(const Model& m, int64_t c) {
 }
 
 void say_columns(const Model& m) {
-    Block block(m.l_mixture != 0);
-    block.add(trait_column(m));
-    for (int64_t c = 1; c <= number_of_effects(m); ++c) block.add(effect_column(m, c));
-    block.print();
+    SideBySide columns(m.l_mixture != 0);
+    columns.add(trait_column(m));
+    for (int64_t c = 1; c <= number_of_effects(m); ++c) columns.add(effect_column(m, c));
+    columns.print();
 }
 
 // A long function goes on below its first character.

@@ -1,9 +1,9 @@
 
-#include "data/data_summary.h"
 #include "data/first_pass.h"
 #include "data/raw_record.h"
 #include "data/usability.h"
 #include "model_builder.h"
+#include "reports/data_summary.h"
 #include "store/work_tables.h"
 
 using namespace kve;
