@@ -71,6 +71,7 @@ std::vector<Animal> read_by_birth(const char* path) {
 // Levels follow the order of birth.
 Vec<Parentage> link(const std::vector<Animal>& animals) {
     std::vector<std::pair<int32_t, int32_t>> places;  // by ID
+    places.reserve(animals.size());
     for (const Animal& a : animals)
         places.emplace_back(a.id, static_cast<int32_t>(places.size() + 1));
     std::sort(places.begin(), places.end());
@@ -263,9 +264,9 @@ double largest_difference(const double* a, const double* b, int64_t n) {
 
 void compare(const Outcome& a, const Outcome& b, int64_t n) {
     if (!a.figures->finished || !b.figures->finished) return;
+    const double difference = std::abs(a.figures->log_det - b.figures->log_det);
     std::printf("%-11s, %-11s %9.1e %9.1e %22.1e\n", a.way, b.way,
-                largest_difference(a.ad, b.ad, n), largest_difference(a.ld, b.ld, n),
-                std::abs(a.figures->log_det - b.figures->log_det));
+                largest_difference(a.ad, b.ad, n), largest_difference(a.ld, b.ld, n), difference);
 }
 
 }  // namespace

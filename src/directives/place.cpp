@@ -20,6 +20,7 @@ namespace {
 constexpr std::size_t kLongestDirectory = 1024;
 constexpr std::size_t kLongestHostName = 120;
 constexpr std::size_t kPrintedWhole = 80;  // a directory from this length on is shortened
+constexpr std::size_t kHead = 35;
 constexpr std::size_t kTail = 36;
 
 // Kept: each print counts two lines although it is one.
@@ -59,7 +60,7 @@ void print_working_directory() {
     std::string directory = std::filesystem::current_path(status).string();
     directory.resize(std::min(directory.size(), kLongestDirectory));
     if (directory.size() >= kPrintedWhole)
-        directory = directory.substr(0, 35) + "....." + directory.substr(directory.size() - kTail);
+        directory.replace(kHead, directory.size() - kTail - kHead, ".....");
     print_place("Working directory:", directory);
 }
 

@@ -23,8 +23,7 @@ int ElementFile::open(const std::string& path, DataFormat format) {
     format_ = format;
     n_read_ = 0;
     too_large_.clear();
-    ByteInput& file = format == kAscii ? static_cast<ByteInput&>(text_) : framed_;
-    return file.open(path);
+    return format == kAscii ? text_.open(path) : framed_.open(path);
 }
 
 FileAnswer ElementFile::read_id(int32_t& id, bool is_first) {
@@ -79,8 +78,8 @@ FileAnswer ElementFile::read(MatrixElement& element) {
 }
 
 std::string ElementFile::offending() {
-    const ByteInput& file = format_ == kAscii ? static_cast<ByteInput&>(text_) : framed_;
-    if (file.error() != 0) return std::strerror(file.error());
+    const int error = format_ == kAscii ? text_.error() : framed_.error();
+    if (error != 0) return std::strerror(error);
     if (format_ != kAscii) return std::to_string(n_read_);
     std::string_view rest;
     static_cast<void>(text_.read_line(rest, kLongestOffending));

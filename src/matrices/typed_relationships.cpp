@@ -16,11 +16,11 @@ constexpr int32_t kWordBits = 64;
 constexpr int32_t kAhead = 16;
 
 struct Products {
-    Vec<double, 0> rows;    // kVectors each, from position 0, the unknown parent, which stays 0
-    double* first;          // of them, where a line of the cache begins
-    Vec<uint64_t, 0> bits;  // a bit for each position: the row holds something on the way up
+    Vec<double, 0> rows;      // kVectors each, from position 0, the unknown parent, which stays 0
+    double* first = nullptr;  // of them, where a line of the cache begins
+    Vec<uint64_t, 0> bits;    // a bit for each position: the row holds something on the way up
 
-    double* row(int32_t p) const { return first + int64_t{p} * kVectors; }
+    double* row(int32_t p) const { return &first[int64_t{p} * kVectors]; }
     bool is_reached(int32_t p) const { return (bits(p / kWordBits) >> (p % kWordBits) & 1U) != 0; }
     void set_reached(int32_t p) { bits(p / kWordBits) |= uint64_t{1} << (p % kWordBits); }
 };

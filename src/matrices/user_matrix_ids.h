@@ -13,7 +13,7 @@ namespace kve {
 // The matrix file of a random factor, one element after the other.
 struct UserMatrixFile {
     ElementFile file;
-    MatrixElement element;  // as long as there is one
+    MatrixElement element{};  // as long as there is one
     FileAnswer answer = FileAnswer::end;
 
     bool has_element() const { return answer == FileAnswer::record; }

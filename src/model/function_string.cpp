@@ -243,6 +243,7 @@ std::size_t find_operator(const Source& source, std::size_t begin, std::size_t e
 }
 
 // Each call has a shorter part, so the depth of calls is at most the length of the text.
+// NOLINTNEXTLINE(misc-no-recursion): so it ends, and a text has a line at most.
 void compile(Compiler& compiler, std::size_t begin, std::size_t end) {
     const Source& source = compiler.source;
     if (source.text[begin] == '+') ++begin;

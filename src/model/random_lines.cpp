@@ -54,7 +54,7 @@ void read_matrix_number(RandomLine& at, std::size_t length) {
     if (at.r <= at.m.n_random) {
         at.m.r_ef_matno(at.r) = number;
         at.m.r_ef_coeff(at.r) = 1.0F;
-        at.m.merge_prev(at.r) = at.merge_next;
+        at.m.merge_prev(at.r) = at.merge_next ? 1 : 0;
     }
     at.merge_next = false;
 }
@@ -120,7 +120,7 @@ void read_repetition(RandomLine& at, bool& merge_repeated) {
     for (int64_t k = at.r + 1; k <= std::min<int64_t>(last, at.m.n_random); ++k) {
         at.m.r_ef_matno(k) = at.m.r_ef_matno(at.r);
         at.m.r_ef_coeff(k) = at.m.r_ef_coeff(at.r);
-        at.m.merge_prev(k) = merge_repeated;
+        at.m.merge_prev(k) = merge_repeated ? 1 : 0;
     }
     at.r = last;
 }

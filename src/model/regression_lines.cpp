@@ -99,7 +99,7 @@ void read_general(RegressionLine& at, std::size_t length) {
 [[noreturn]] void refuse_nesting_effect(const RegressionLine& at) {
     log_say("ERROR - Reading effect number for nesting");
     log_say("        Trait%12d", at.trait);
-    log_say("        Regression no%12lld", static_cast<long long>(at.q + 1));
+    log_say("        Regression no%12lld", static_cast<long long>(at.q) + 1);
     refuse_input_read(at.line);
 }
 

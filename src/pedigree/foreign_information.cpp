@@ -50,16 +50,18 @@ struct ForeignRecord {
     int32_t animal() const { return id[0]; }
     int32_t group() const { return id[1]; }
     int32_t trait() const { return id[2]; }
-    float ebv(int i) const { return value[2 * i]; }
-    float reliability(int i) const { return value[2 * i + 1]; }
+    float ebv(int64_t i) const { return value[2 * i]; }
+    float reliability(int64_t i) const { return value[2 * i + 1]; }
     // A value that is no number is missing, too.
-    bool lacks_ebv(int i) const { return !(ebv(i) > kMissing); }
-    bool lacks_reliability(int i) const { return !(reliability(i) > 0.0F); }
-    bool lacks_both(int i) const { return lacks_ebv(i) && lacks_reliability(i); }
-    bool lacks_one(int i) const { return lacks_ebv(i) != lacks_reliability(i); }
-    bool too_reliable(int i) const { return reliability(i) > kLargestReliability; }
+    bool lacks_ebv(int64_t i) const { return !(ebv(i) > kMissing); }
+    bool lacks_reliability(int64_t i) const { return !(reliability(i) > 0.0F); }
+    bool lacks_both(int64_t i) const { return lacks_ebv(i) && lacks_reliability(i); }
+    bool lacks_one(int64_t i) const { return lacks_ebv(i) != lacks_reliability(i); }
+    bool too_reliable(int64_t i) const { return reliability(i) > kLargestReliability; }
     // A missing reliability of a parent counts as 0, a missing breeding value does not matter.
-    float parent_reliability(int i) const { return lacks_reliability(i) ? 0.0F : reliability(i); }
+    float parent_reliability(int64_t i) const {
+        return lacks_reliability(i) ? 0.0F : reliability(i);
+    }
 };
 
 // Not `usable` when the trait has no variance to convert with.
@@ -184,7 +186,7 @@ void delete_unreadable(Conversion& c) {
 void write_converted(const Conversion& c, const ForeignRecord& record, Levels levels) {
     ForeignRecord r = record;
     int known = 0;
-    for (int i : {1, 2})
+    for (int64_t i : {1, 2})
         if (r.lacks_both(i))
             r.value[2 * i] = r.value[2 * i + 1] = 0.0F;
         else

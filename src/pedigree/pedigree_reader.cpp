@@ -58,8 +58,8 @@ struct PedigreeFile {
 
 void open_pedigree(PedigreeFile& file) {
     const FileName& name = RMAT(file.factor).rel_file;
-    ByteInput& input = file.ascii ? static_cast<ByteInput&>(file.text) : file.framed;
-    if (input.open(name.string()) != 0) stop_pedigree_not_opened(file.factor, name);
+    const int status = file.ascii ? file.text.open(name.string()) : file.framed.open(name.string());
+    if (status != 0) stop_pedigree_not_opened(file.factor, name);
 }
 
 // About as many records as the file has, so that the index need not grow; of a file that can be no
