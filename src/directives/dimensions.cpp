@@ -97,7 +97,7 @@ Dimension& dimension_called(std::string_view name) {
     stop_reading(kUnknownName);
 }
 
-// "= value" behind a name. When the value is left out, the token read in its place can be the name
+// "= value" after a name. When the value is left out, the token read in its place can be the name
 // of the next item; it is returned then.
 std::string read_value(Characters& in, const std::string& name) {
     if (!is_name(name)) stop_reading(kBadForm);

@@ -1,4 +1,4 @@
-// The user's dimensions of the large tables.
+// Stage read_dimensions: the user's dimensions of the large tables.
 //
 // Reads the file KVEDIM in the working directory, when there is one, and writes DIMENSIONS. The
 // file holds any number of groups "&kvedim mfl=200000, mdl=500000 /" between text that is skipped.

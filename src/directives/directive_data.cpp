@@ -63,7 +63,7 @@ bool read_shape(std::string_view& rest) {
     return true;
 }
 
-// All that is left behind the first name is the second one, blanks included.
+// All that is left after the first name is the second one, blanks included.
 void take_data_files(std::string_view rest) {
     DIRECTIVES.data_file[0] = cut_word(rest);
     DIRECTIVES.data_file[1] = rest;

@@ -2,7 +2,7 @@
 // are mixture variables. Numbers that cannot be read stop the run.
 //
 // Each procedure reads the section that begins with the keyword line in `cinp` and returns the kind
-// of the line behind it.
+// of the line after it.
 #pragma once
 
 #include "directives/catalogue.h"
@@ -10,8 +10,8 @@
 namespace kve {
 
 Keyword read_data_section();      // $DATA
-Keyword read_variable_section();  // $VARIABLE, behind $DATA
-Keyword read_mixture_section();   // $MIXTURE, behind $ANALYSE and $DATA
+Keyword read_variable_section();  // $VARIABLE, after $DATA
+Keyword read_mixture_section();   // $MIXTURE, after $ANALYSE and $DATA
 
 // ASCII or BINARY as a format number, kNoFormat for any other word.
 int32_t format_of(std::string_view word);

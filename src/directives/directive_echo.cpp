@@ -63,16 +63,18 @@ void warn_many_comments() {
 void echo_analysis() {
     int32_t task = DIRECTIVES.ITASK, method = DIRECTIVES.IMETHOD, test = DIRECTIVES.ITEST;
     if (!task_is_legal(task) || !method_is_legal(task, method)) return;
-    int lines = 5 + (DIRECTIVES.ISCALE != 0) + (test == 1 || test == 2);
-    page_if(lines);
-    blank_lines(2);
-    say_line("         Type of analyse              : %12d (%.*s)", task, KVE_SV(task_label(task)));
-    say_line("         Method for computation       : %12d (%.*s)", method,
-             KVE_SV(method_label(task, method)));
-    if (DIRECTIVES.ISCALE != 0) say_line("         Scaling to residual SD = 1 during computations");
-    if (test == 1) say_line("         Moderate amount of test information");
-    if (test == 2) say_line("         Extensive amount of test information");
-    blank_lines();
+    Block block;
+    block.blank(2);
+    block.line("         Type of analyse              : %12d (%.*s)", task,
+               KVE_SV(task_label(task)));
+    block.line("         Method for computation       : %12d (%.*s)", method,
+               KVE_SV(method_label(task, method)));
+    if (DIRECTIVES.ISCALE != 0)
+        block.line("         Scaling to residual SD = 1 during computations");
+    if (test == 1) block.line("         Moderate amount of test information");
+    if (test == 2) block.line("         Extensive amount of test information");
+    block.blank();
+    block.print();
 }
 
 // ---- Files
@@ -123,13 +125,13 @@ void echo_files() {
     add_user_file(rows, "OPTIONAL INPUT KVE5", DIRECTIVES.kve5);
     add_user_file(rows, "OPTIONAL INPUT KVEAI", DIRECTIVES.kveai);
     add_user_file(rows, "OPTIONAL INPUT KVEMGP", DIRECTIVES.kvemgp);
-    int lines = 4 + static_cast<int>(rows.size());
-    page_if(lines);
-    blank_lines(2);
-    say_line("         User specified files");
-    blank_lines();
+    Block block;
+    block.blank(2);
+    block.line("         User specified files");
+    block.blank();
     for (const FileRow& row : rows)
-        say_line("         %-30s: %s", row.label.c_str(), row.value.c_str());
+        block.line("         %-30s: %s", row.label.c_str(), row.value.c_str());
+    block.print();
 }
 
 // ---- Names
@@ -146,32 +148,27 @@ std::vector<std::string> name_rows(const Name* names, int64_t count) {
     return rows;
 }
 
-void print_rows(const std::vector<std::string>& rows) {
-    for (const std::string& row : rows) say_line("                      %s", row.c_str());
+void add_rows(Block& block, const std::vector<std::string>& rows) {
+    for (const std::string& row : rows) block.line("                      %s", row.c_str());
 }
 
-// The lines that print_names prints.
-int name_lines(int64_t count) {
-    if (count > kNamesListed) return static_cast<int>(5 + 2 * kNamesShown / kNamesInRow);
-    return std::max(1, static_cast<int>((count + kNamesInRow - 1) / kNamesInRow));
-}
-
-void print_names(const char* heading, const char* kind, const Name* names, int64_t count) {
+void add_names(Block& block, const char* heading, const char* kind, const Name* names,
+               int64_t count) {
     if (count > kNamesListed) {
-        say_line("         Name of the first 24 %s variables", kind);
-        blank_lines();
-        print_rows(name_rows(names, kNamesShown));
-        blank_lines();
-        say_line("         Name of the last 24 %s variables", kind);
-        blank_lines();
-        print_rows(name_rows(names + count - kNamesShown, kNamesShown));
+        block.line("         Name of the first 24 %s variables", kind);
+        block.blank();
+        add_rows(block, name_rows(names, kNamesShown));
+        block.blank();
+        block.line("         Name of the last 24 %s variables", kind);
+        block.blank();
+        add_rows(block, name_rows(names + count - kNamesShown, kNamesShown));
         return;
     }
     std::vector<std::string> rows = name_rows(names, count);
     if (rows.empty()) rows.emplace_back();
-    say_line("         %s  %s", heading, rows.front().c_str());
+    block.line("         %s  %s", heading, rows.front().c_str());
     rows.erase(rows.begin());
-    print_rows(rows);
+    add_rows(block, rows);
 }
 
 // The tables of names and not NI and NR say what there is: a faulty $DATA line leaves none.
@@ -179,16 +176,16 @@ void echo_names() {
     int64_t integers = std::max<int64_t>(DIRECTIVES.NAME_I.size() - 1, 0);
     int64_t reals = DIRECTIVES.NAME_R.size();
     const Name* integer_names = integers > 0 ? &DIRECTIVES.NAME_I(1) : nullptr;
-    int lines = 6 + name_lines(integers) + name_lines(reals);
-    page_if(lines);
-    blank_lines(2);
-    say_line("         Variable names (%s)",
-             DIRECTIVES.names_from_user ? "user specified" : "default");
-    blank_lines();
-    print_names("INTEGERS : ", "integer", integer_names, integers);
-    blank_lines();
-    print_names("REALS    : ", "real", DIRECTIVES.NAME_R.data(), reals);
-    blank_lines();
+    Block block;
+    block.blank(2);
+    block.line("         Variable names (%s)",
+               DIRECTIVES.names_from_user ? "user specified" : "default");
+    block.blank();
+    add_names(block, "INTEGERS : ", "integer", integer_names, integers);
+    block.blank();
+    add_names(block, "REALS    : ", "real", DIRECTIVES.NAME_R.data(), reals);
+    block.blank();
+    block.print();
 }
 
 }  // namespace

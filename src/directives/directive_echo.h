@@ -5,7 +5,7 @@
 
 namespace kve {
 
-// $COMMENT: prints its lines in a box. Returns the kind of the line behind the section.
+// $COMMENT: prints its lines in a box. Returns the kind of the line after the section.
 Keyword read_comments();
 
 // The analysis, the user's files, the names of the variables.

@@ -9,11 +9,11 @@
 namespace kve {
 
 WRITES(cinp);
+WRITES(DRIVER_FILE);
 
 namespace {
 
-TextInput DRIVER_FILE;
-
+// The room asked for counts the last line of the stop as well.
 [[noreturn]] void stop_read_failure(int code) {
     page_if(3);
     say("ERROR while reading the driver file");
@@ -95,7 +95,7 @@ Keyword keyword_at_front(std::string_view line) {
     return keyword;
 }
 
-// Writes a piece at a column of the logical line (from 0) and ends the line behind it.
+// Writes a piece at a column of the logical line (from 0) and ends the line after it.
 void place_piece(std::size_t column, std::string_view piece) {
     cinp.resize(std::min(column, kLongestLogicalLine), ' ');
     cinp.append(piece.substr(0, kLongestLogicalLine - cinp.size()));
@@ -127,7 +127,7 @@ Keyword read_directive_line(Keyword exclude) {
         line.pop_back();
         std::string_view piece = without_blanks(line);
         place_piece(column, piece);
-        // Kept: the next piece goes behind the length of this piece alone and not of all pieces so
+        // Kept: the next piece goes after the length of this piece alone and not of all pieces so
         // far. Two lines are joined by one blank; a third overwrites the second.
         column = piece.size() + 1;
         pending = true;

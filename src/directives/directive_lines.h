@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "base/freeform.h"
+#include "base/input.h"
 #include "base/state.h"
 #include "directives/catalogue.h"
 #include "listing/stop.h"
@@ -26,6 +27,9 @@ namespace state {
 // The logical line read last, without trailing blanks; a keyword line with "$" and keyword.
 inline std::string cinp;
 
+// Standard input.
+inline TextInput DRIVER_FILE;
+
 }  // namespace state
 
 // Before the first line.
@@ -34,7 +38,7 @@ void open_directives();
 // The next logical line goes to `cinp`. A line with the keyword `exclude` counts as text.
 Keyword read_directive_line(Keyword exclude = Keyword::text);
 
-// What stands in `cinp` behind the keyword.
+// What stands in `cinp` after the keyword.
 std::string_view keyword_text(Keyword keyword);
 
 // Reads to the next keyword line, which becomes `next`. The text lines, joined to `text` with one

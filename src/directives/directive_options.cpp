@@ -14,7 +14,7 @@ WRITES(DIRECTIVES);
 
 namespace {
 
-// Into a list in ascending trait order, behind those of the same trait.
+// Into a list in ascending trait order, after those of the same trait.
 template <class Node>
 void insert_by_trait(std::vector<Node>& list, const Node& node) {
     auto later = [](const Node& a, const Node& b) { return a.trait < b.trait; };
@@ -32,7 +32,7 @@ std::string normalized(std::string_view text) {
     return out;
 }
 
-// The value behind " NAME=", up to a blank. Without the blank in front a name is part of another
+// The value after " NAME=", up to a blank. Without the blank in front a name is part of another
 // value, such as a function's text. False when it is not there.
 bool find_value(std::string_view text, std::string_view name, std::string_view& value) {
     std::size_t at = text.find(name);
@@ -57,7 +57,7 @@ int64_t count_words(std::string_view text) {
     return words;
 }
 
-std::string_view behind_words(std::string_view text, int64_t words) {
+std::string_view after_words(std::string_view text, int64_t words) {
     for (; words > 0; --words) cut_word(text);
     return text;
 }
@@ -99,12 +99,12 @@ void tell_surplus_numbers(std::string_view surplus, int32_t n) {
     fault.tell();
 }
 
-// The numbers behind the count `n`, as many as it says.
+// The numbers after the count `n`, as many as it says.
 void read_equation_numbers(std::string_view numbers, int32_t n) {
     int64_t given = count_words(numbers);
     bool readable = all_integers(numbers, n);
     if (!readable || given < n) tell_equation_numbers(numbers, n);
-    if (given > n) tell_surplus_numbers(behind_words(numbers, n), n);
+    if (given > n) tell_surplus_numbers(after_words(numbers, n), n);
     if (!readable || given < n) return;
     check_allocated(DIRECTIVES.sol_cov.allocate(n), "read_directives", "SOL_COV", n);
     for (int32_t& equation : DIRECTIVES.sol_cov)
@@ -137,7 +137,7 @@ void tell_cens(int32_t trait, const char* second_line) {
     fault.tell();
 }
 
-// Moves `rest` behind "=" and the number there. False without "=".
+// Moves `rest` past "=" and the number there. False without "=".
 bool read_assigned(std::string_view& rest, std::string_view expected, int32_t& value) {
     rest = left_adjusted(rest);
     if (!rest.starts_with('=')) return false;
@@ -146,8 +146,8 @@ bool read_assigned(std::string_view& rest, std::string_view expected, int32_t& v
     return true;
 }
 
-// Moves `rest` behind `word`, which may stand anywhere in it.
-bool skip_behind(std::string_view& rest, std::string_view word) {
+// Moves `rest` past `word`, which may stand anywhere in it.
+bool skip_past(std::string_view& rest, std::string_view word) {
     std::size_t at = rest.find(word);
     if (at == std::string_view::npos) return false;
     rest = rest.substr(at + word.size());
@@ -157,12 +157,12 @@ bool skip_behind(std::string_view& rest, std::string_view word) {
 void read_cens(std::string_view rest) {
     CENS_NODE node;
     node.trait = must_read<int32_t>(Keyword::CENS, "a trait number", cut_word(rest));
-    if (!skip_behind(rest, "CENS"))
+    if (!skip_past(rest, "CENS"))
         return tell_cens(node.trait, "        Positional parameter \"CENS\" not found");
     if (!read_assigned(rest, "a value behind CENS", node.censoring_code))
         return tell_cens(node.trait, "        Expected \"=\" afterCENS not found");
     node.has_upper_limit = !rest.empty();
-    if (node.has_upper_limit && !skip_behind(rest, "INT_MAX"))
+    if (node.has_upper_limit && !skip_past(rest, "INT_MAX"))
         // Kept: these words stand in place of the text that was found.
         return tell_cens(
             node.trait, "        Expected postitional parameter \"INT_MAX\", but cinp(1:lng)found");

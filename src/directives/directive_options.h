@@ -2,8 +2,8 @@
 // residuals, deviations and solutions. Numbers that cannot be read stop the run where no numbered
 // fault tells them.
 //
-// Each procedure reads the section that begins with the keyword line in `cinp`, behind $ANALYSE,
-// and returns the kind of the line behind it.
+// Each procedure reads the section that begins with the keyword line in `cinp`, after $ANALYSE,
+// and returns the kind of the line after it.
 #pragma once
 
 #include "directives/catalogue.h"

@@ -24,9 +24,12 @@ struct KeywordState {
     bool required = false;
 };
 
-constinit KeywordState KEYWORDS[kKeywords + 1];
+// What the file has shown so far.
+struct KeywordStates {
+    KeywordState of_number[kKeywords + 1];
 
-KeywordState& state_of(Keyword keyword) { return KEYWORDS[static_cast<int32_t>(keyword)]; }
+    KeywordState& operator[](Keyword keyword) { return of_number[static_cast<int32_t>(keyword)]; }
+};
 
 // A second line of these is told; of the others the last one wins, or all count.
 bool only_once(Keyword keyword) {
@@ -51,9 +54,6 @@ void clear_directives() {
     DIRECTIVES = Directives{};
     DIRECTIVES.ST_DIR = submission_directory;
     DIRECTIVE_ERROR_FLAG = false;
-    for (KeywordState& state : KEYWORDS) state = KeywordState{};
-    for (Keyword keyword : {Keyword::ANALYSE, Keyword::DATA, Keyword::MODEL})
-        state_of(keyword).required = true;
 }
 
 Keyword read_first_line() {
@@ -113,7 +113,7 @@ void check_task_and_method() {
         tell_unknown_method(task, method);
 }
 
-Keyword read_analyse_section() {
+Keyword read_analyse_section(KeywordStates& keywords) {
     std::string_view text = keyword_text(Keyword::ANALYSE);
     int32_t task = 0, method = 0, scaling = 0, test = 0;
     bool readable = read_free(text, task, method, scaling, test) == Read::ok;
@@ -126,17 +126,17 @@ Keyword read_analyse_section() {
     else
         tell_wrong_analyse_line(text);
     // The solvers of the mixed model equations take the (co)variances as known.
-    if (solves_with_priors(DIRECTIVES.ITASK)) state_of(Keyword::PRIOR).required = true;
+    if (solves_with_priors(DIRECTIVES.ITASK)) keywords[Keyword::PRIOR].required = true;
     return skip_text_lines();
 }
 
-// One section, from its keyword line on; the kind of the line behind it.
-Keyword read_section(Keyword keyword) {
+// One section, from its keyword line on; the kind of the line after it.
+Keyword read_section(Keyword keyword, KeywordStates& keywords) {
     switch (keyword) {
         case Keyword::COMMENT:
             return read_comments();
         case Keyword::ANALYSE:
-            return read_analyse_section();
+            return read_analyse_section(keywords);
         case Keyword::DATA:
             return read_data_section();
         case Keyword::VARIABLE:
@@ -179,17 +179,17 @@ Keyword read_section(Keyword keyword) {
     }
 }
 
-void enter_section(Keyword keyword) {
-    KeywordState& state = state_of(keyword);
+void enter_section(Keyword keyword, KeywordStates& keywords) {
+    KeywordState& state = keywords[keyword];
     if (state.seen && only_once(keyword))
         tell_fault("ERROR - %.*s keyword must only appear once", KVE_SV(keyword_name(keyword)));
     state.seen = true;
 }
 
-void check_required_keywords() {
+void check_required_keywords(KeywordStates& keywords) {
     for (int32_t number = 1; number <= kKeywords; ++number) {
         Keyword keyword = keyword_number(number);
-        if (state_of(keyword).required && !state_of(keyword).seen)
+        if (keywords[keyword].required && !keywords[keyword].seen)
             tell_fault("ERROR - Required KEYWORD line %.*s not found",
                        KVE_SV(keyword_name(keyword)));
     }
@@ -206,18 +206,21 @@ void check_required_keywords() {
 
 void read_directives() {
     clear_directives();
+    KeywordStates keywords;
+    for (Keyword keyword : {Keyword::ANALYSE, Keyword::DATA, Keyword::MODEL})
+        keywords[keyword].required = true;
     open_directives();
     Keyword line = read_first_line();
     // Kept: a text line where no section expects one ends the reading, like the end of the file;
     // the check of the required keywords then tells what was not reached.
     while (line != Keyword::text && line != Keyword::end_of_file) {
-        enter_section(line);
-        line = read_section(line);
+        enter_section(line, keywords);
+        line = read_section(line, keywords);
     }
     close_restrictions();
     echo_directives();
     check_repeated_factors();
-    check_required_keywords();
+    check_required_keywords(keywords);
     if (DIRECTIVE_ERROR_FLAG) stop_refused();
 }
 

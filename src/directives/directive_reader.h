@@ -1,11 +1,13 @@
+// Stage read_directives: the directive file on standard input.
+//
+// Writes DIRECTIVES and the section files, KVE1.dir, PARIN, CVREST.DIR and the others, and shows on
+// the listing what was understood. Tells as many faults as it can find and stops the run at the end
+// when there was one. A number that cannot be read, an unknown keyword, a line ended by a carriage
+// return and a section file that cannot be written stop it at once.
 #pragma once
 
 namespace kve {
 
-// Reads the whole directive file from standard input into DIRECTIVES, writes the section files and
-// shows on the listing what was understood. Tells as many faults as it can find and stops the run
-// at the end when there was one; a number that cannot be read, an unknown keyword and a line ended
-// by a carriage return stop it at once.
 void read_directives();
 
 }  // namespace kve

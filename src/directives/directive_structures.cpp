@@ -20,7 +20,7 @@ constexpr std::size_t kKeywordColumns = 9;  // "$VAR_STR " or, on a text line, w
 
 template <class Number>
 Number must_read_here(std::string_view expected, std::string_view text) {
-    // $REDUCE directly behind such a line counts as one more.
+    // $REDUCE directly after such a line counts as one more.
     bool reduce = cinp.starts_with("$REDUCE");
     return must_read<Number>(k, expected, text,
                              reduce ? "        $REDUCE must not follow $VAR_STR directly" : "");

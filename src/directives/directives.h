@@ -57,7 +57,7 @@ struct VAR_STR_SPEC {
     bool g_adjust = false;      // G-ADJUST given, PGMIX
     bool has_prefix = false;    // file 1 carries the submission directory already
     double r_value = 0.0;
-    double weight = 0.0;  // PGMIX, behind the third file name
+    double weight = 0.0;  // PGMIX, after the third file name
     Structure structure = Structure::unknown;
     Text<10> type;  // its name, as on the line
     FileName file[3];
@@ -150,8 +150,6 @@ struct Directives {
 
 namespace state {
 
-// Written by the directive reader; ST_DIR by the stage before it, pedigree_exists by the structure
-// checks, the GLMM limits by the trait classes, IMETHOD by `settle_method`. Read by all stages.
 inline constinit Directives DIRECTIVES;
 
 }  // namespace state

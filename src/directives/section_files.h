@@ -3,7 +3,7 @@
 // cannot be written stops the run.
 //
 // Each procedure reads the section that begins with the keyword line in `cinp` and returns the kind
-// of the line behind it.
+// of the line after it.
 #pragma once
 
 #include "directives/catalogue.h"

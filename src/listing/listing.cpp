@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
 #include <ctime>
 
 #include "base/input.h"
@@ -12,14 +11,13 @@ namespace kve {
 WRITES(PROGRAM_ID);
 WRITES(RUN_DATE);
 WRITES(LINES_ON_PAGE);
+WRITES(KVE_LOG);
+WRITES(N_WARNINGS);
 
 namespace {
 
 constexpr std::size_t kLogColumnsShown = 98;
 constexpr std::size_t kLongestLogLine = 32768;
-
-std::FILE* KVE_LOG = nullptr;
-int n_warnings = 0;
 
 [[gnu::format(printf, 2, 0)]] void print_line(std::FILE* to, const char* format,
                                               std::va_list items) {
@@ -118,7 +116,7 @@ int flush_listing() { return std::fflush(stdout) != 0 || std::ferror(stdout) ? E
 int open_log() {
     if (KVE_LOG != nullptr) std::fclose(KVE_LOG);
     KVE_LOG = std::fopen("KVE_LOG", "w");
-    n_warnings = 0;
+    N_WARNINGS = 0;
     return KVE_LOG != nullptr ? 0 : errno;
 }
 
@@ -136,14 +134,14 @@ void log_blank() {
 
 void log_warning(const char* format, ...) {
     if (KVE_LOG == nullptr) return;
-    ++n_warnings;
+    ++N_WARNINGS;
     std::va_list items;
     va_start(items, format);
     print_line(KVE_LOG, format, items);
     va_end(items);
 }
 
-int warnings_in_log() { return n_warnings; }
+int warnings_in_log() { return N_WARNINGS; }
 
 int flush_log() {
     if (KVE_LOG == nullptr) return 0;

@@ -3,10 +3,11 @@
 // they print. Also the log KVE_LOG, which holds what was understood of the model section and is
 // shown when a run stops.
 //
-// An integer behind a text is printed "%12d", a real "%16.7g", unless a report says otherwise.
+// An integer after a text is printed "%12d", a real "%16.7g", unless a report says otherwise.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -17,12 +18,17 @@ namespace kve {
 
 namespace state {
 
-// Set once by start_listing, read by the page head, the last line of the run and MODINF.
+// Set once by start_listing.
 inline constinit Text<8> PROGRAM_ID;
 inline constinit Text<19> RUN_DATE;  // local time, "year-mm-dd hh:mm:ss"
 
-// Lines printed on the page so far; 0 before the first page head. Written here alone.
+// Lines printed on the page so far; 0 before the first page head.
 inline constinit int32_t LINES_ON_PAGE = 0;
+
+// What was understood of the model section; null unless this run has it open.
+inline constinit std::FILE* KVE_LOG = nullptr;
+
+inline constinit int N_WARNINGS = 0;  // in the log
 
 }  // namespace state
 

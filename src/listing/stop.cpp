@@ -6,9 +6,11 @@
 #include "listing/units.h"
 
 namespace kve {
-namespace {
 
-std::string cut_file;  // the first one noted
+READS(PROGRAM_ID);
+WRITES(CUT_FILE);
+
+namespace {
 
 // Brings the outputs to disk. Empty, or the name of one that could not be written.
 std::string flush_outputs() {
@@ -61,18 +63,18 @@ void terminate_run() {
 }
 
 void note_cut_file(std::string_view file) {
-    if (cut_file.empty()) cut_file = file;
+    if (CUT_FILE.empty()) CUT_FILE = file;
 }
 
 void end_run() {
     std::string failed = flush_outputs();
     if (!failed.empty()) stop_not_written(failed);
-    if (!cut_file.empty()) {
-        say("ERROR - writing the file %s failed, the file is not complete", cut_file.c_str());
+    if (!CUT_FILE.empty()) {
+        say("ERROR - writing the file %s failed, the file is not complete", CUT_FILE.c_str());
         stop_run();
     }
     blank(3);
-    say(" END OF %.*s", KVE_SV(state::PROGRAM_ID.padded()));
+    say(" END OF %.*s", KVE_SV(PROGRAM_ID.padded()));
     std::_Exit(flush_listing() == 0 ? 0 : kErrorStatus);
 }
 

@@ -3,9 +3,19 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
+#include "base/state.h"
+
 namespace kve {
+
+namespace state {
+
+// The first output file noted as cut; empty when all are whole.
+inline std::string CUT_FILE;
+
+}  // namespace state
 
 inline constexpr int kErrorStatus = 16;
 
