@@ -141,7 +141,13 @@ void log_warning(const char* format, ...) {
     va_end(items);
 }
 
-int warnings_in_log() { return N_WARNINGS; }
+void tell_warnings_in_log() {
+    if (N_WARNINGS == 0) return;
+    Block block;
+    block.blank();
+    block.line("WARNING - KVE_LOG holds %d warnings on the model section", N_WARNINGS);
+    block.print();
+}
 
 int flush_log() {
     if (KVE_LOG == nullptr) return 0;

@@ -80,10 +80,10 @@ class Block {
 [[nodiscard]] int open_log();
 [[gnu::format(printf, 1, 2)]] void log_say(const char* format, ...);  // one line
 void log_blank();
-// The first line of a warning, which is counted; its further lines are log_say. The run goes on, so
-// the listing tells the reader how many warnings the log holds.
+// The first line of a warning, which is counted; its further lines are log_say.
 [[gnu::format(printf, 1, 2)]] void log_warning(const char* format, ...);
-int warnings_in_log();
+// On the listing, which says where they stand when the run goes on. Nothing without warnings.
+void tell_warnings_in_log();
 [[nodiscard]] int flush_log();
 // By this run: a log that an earlier one has left does not count.
 bool log_is_open();

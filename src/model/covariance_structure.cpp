@@ -325,7 +325,7 @@ bool columns_exist(const Model& m) {
 // Only a warning: a column that does not exist reads as missing.
 void warn_of_illegal_columns() {
     if (std::all_of(MODEL.begin(), MODEL.end(), columns_exist)) return;
-    log_say("ERROR: ILLEGAL VAR-NO IN MODEL DESCRIPTION");
+    log_warning("ERROR: ILLEGAL VAR-NO IN MODEL DESCRIPTION");
     log_say(" OR WEIGHTS");
 }
 

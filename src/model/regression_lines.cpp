@@ -215,6 +215,16 @@ void read_regression_items(RegressionLine& at) {
     if (at.q != at.m.n_reg) refuse_count(at);
 }
 
+// "2 (1)" for "2(1)": the blank makes a general regression of a nested one.
+void warn_of_loose_bracket(const RegressionLine& at) {
+    if (!at.rest.starts_with('(') && !at.rest.starts_with('[')) return;
+    log_warning(
+        "WARNING - regressions of trait %d (%.*s): not used is the bracket after the last one:",
+        at.trait, KVE_SV(real_name(at.m.trait_inp_no).view()));
+    log_say("          %.*s", KVE_SV(at.rest));
+    log_say("          Nesting stands without a blank: 2(1)");
+}
+
 int iostat(Read status) { return status == Read::end ? -1 : 1; }
 
 [[noreturn]] void refuse_missing_line(int32_t trait, Read status) {
@@ -267,7 +277,7 @@ void store_regressions(Model& m, const std::vector<RegressionRun>& runs) {
 
 // Only told: the regression stays a general one that is not counted.
 void tell_nesting_out_of_range(int32_t submodel, int32_t effect) {
-    log_say(" ERROR : Submodel no. %12d", submodel);
+    log_warning(" ERROR : Submodel no. %12d", submodel);
     log_say("     Nesting of a regression is not within a fixed or random effect");
     log_say("     Specified effect no. for nesting : %12d", effect);
 }
@@ -319,6 +329,7 @@ void read_regression_line(ModelLines& lines, int32_t i) {
     RegressionLine at{.trait = i, .m = m, .line = echo, .rest = line, .runs = {}};
     cut_word(at.rest);
     read_regression_items(at);
+    warn_of_loose_bracket(at);
     KVEINT.N_REG_TOTAL += m.n_reg;
     store_regressions(m, at.runs);
     for (int32_t l = 1; l <= m.n_reg; ++l) set_nesting(i, m, l);
@@ -333,7 +344,7 @@ void log_nesting_effects(const Model& m) {
 
 void warn_general_after_nested(int32_t i, const Model& m) {
     log_blank();
-    log_say("  A general regression for a regression variable was not specified");
+    log_warning("  A general regression for a regression variable was not specified");
     log_say("  before nested regressions of trait i=%12d", i);
     log_say("  nreg(i), (regef(i,k),k=1,nreg(i)):");
     log_count_and_list(m.n_reg, span_of(m.reg_inp));
@@ -341,7 +352,7 @@ void warn_general_after_nested(int32_t i, const Model& m) {
 }
 
 void warn_scattered(int32_t i, const Model& m) {
-    log_say("  For trait i=%12d", i);
+    log_warning("  For trait i=%12d", i);
     log_say(" you hav not fully specified nesting of at");
     log_say("  least one regression variable before another");
     log_count_and_list(m.n_reg, span_of(m.reg_inp));

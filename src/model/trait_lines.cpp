@@ -255,7 +255,7 @@ int32_t read_repeat_count(ModelLine& at, int32_t n_ef) {
     return std::max(count, 1);
 }
 
-// Exactly n_ef effects; what stands after the last one is not looked at.
+// Exactly n_ef effects; what stands after the last one stays in the line.
 std::vector<EffectItem> read_effect_items(ModelLine& at, int32_t n_ef) {
     std::vector<EffectItem> items;
     while (at.j <= n_ef) {
@@ -282,6 +282,22 @@ void store_effects(Model& m, const std::vector<EffectItem>& items) {
     }
 }
 
+// Effects and count do not agree: the last effects of the line are the random ones, so one too few
+// makes another effect random. A comment may stand there.
+void warn_of_uncounted_effects(const ModelLine& at, const Model& m) {
+    if (at.rest.empty() || at.rest.front() == '#' || at.rest.front() == '!') return;
+    log_warning("WARNING - model line of trait %d (%.*s): not used is what follows its %d effects:",
+                at.trait, KVE_SV(real_name(m.trait_inp_no).view()), m.n_ef);
+    log_say("          %.*s", KVE_SV(at.rest));
+    int32_t column = 0;
+    std::string_view number = at.rest.substr(0, at.rest.find_first_of(" (["));
+    if (m.n_ef > 0)
+        log_say("          Last effect used: %.*s", KVE_SV(integer_name(m.ef_inp(m.n_ef)).view()));
+    if (read_free(number, column) == Read::ok)
+        log_say("          First effect left out: %.*s", KVE_SV(integer_name(column).view()));
+    log_say("          Correct the number of effects in the line, or set # before the text");
+}
+
 void read_model_line(ModelLines& lines, int32_t i) {
     Model& m = MODEL(i);
     Read status = lines.next_line();
@@ -296,6 +312,7 @@ void read_model_line(ModelLines& lines, int32_t i) {
     if (read_free(at.rest, m.n_ef) != Read::ok) refuse_model_line(i, lines.line());
     cut_word(at.rest);
     store_effects(m, read_effect_items(at, m.n_ef));
+    warn_of_uncounted_effects(at, m);
 }
 
 [[noreturn]] void refuse_weight(int32_t trait) {

@@ -34,7 +34,7 @@ void read_count(ModelLines& lines) {
     log_integers({&KVEINT.N_ZERO_RCOV, 1});
     int64_t nt = KVEINT.nt;
     if (KVEINT.N_ZERO_RCOV < 0 || KVEINT.N_ZERO_RCOV > nt * (nt - 1) / 2)
-        log_say("ERROR-NO OF ZERO RESIDUAL COVARIANCES OUT OF BOUNDS");
+        log_warning("ERROR-NO OF ZERO RESIDUAL COVARIANCES OUT OF BOUNDS");
 }
 
 // Pair after pair, as many as there are: the number of pairs may be any.

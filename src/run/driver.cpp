@@ -62,6 +62,7 @@ void run() {
     faults += mark_censored_traits();       // columns of censoring codes
     settle_trait_classes();                 // final trait_type
     settle_method();                        // IMETHOD
+    tell_warnings_in_log();
     report_model();
     if (faults > 0) terminate_run();
     apply_restrictions();       // flags of restriction in RMAT
@@ -83,6 +84,7 @@ void run() {
     number_equations();         // NLEV, NBEGREG, NBEGF, NBEGRA, NBEGRAT
     KVEWDF();                   // RCDATA_I, RCDATA_R
     report_model_statistics();
+    tell_warnings_in_log();
     translate_old_solutions();  // oldsol, OLDSOL_H2
     blank();
     KVEPFL();                   // MODINF

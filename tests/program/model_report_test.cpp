@@ -271,6 +271,49 @@ TEST(LogTables, ClassEffectsStandOnlyWhereThereAreCovariables) {
         EXPECT_EQ(plain.find(absent), plain.npos) << absent;
 }
 
+// The run goes on, so the listing must send the reader to the log.
+TEST(LogTables, WarningsAreCountedOnTheListing) {
+    const struct {
+        const char *model, *words;
+        int n = 1;
+    } cases[] = {
+        {"1 0 1 2\n0\n1 1\n0\n", nullptr, 0},
+        {"1 0 1 2 ! 3 4\n0\n1 1\n0\n", nullptr, 0},
+        {"1 0 2 2 4 3(0) x\n1 1\n0\n0\n",
+         "WARNING - model line of trait 1 (R1): not used is what follows its 2 effects:\n"
+         "          3(0) x\n          Last effect used: dam\n"
+         "          First effect left out: sire\n"},
+        {"1 0 0 2 4\n0\n0\n0\n", "follows its 0 effects:\n          2 4\n          First"},
+        {"1 0 1 2 and more\n0\n0\n0\n", "and more\n          Last effect used: year\n  "},
+        {"1 0 1 2\n0\n1 2 (1)\n0\n", "is the bracket after the last one:\n          (1)\n"},
+        {"1 0 1 2\n0\n1 2(2)\n0\n", " ERROR : Submodel no.            1\n"},
+        {"1 0 1 2\n0\n2 2(1) 2\n0\n", "  A general regression for a regression variable"},
+        {"1 0 1 2\n0\n3 2 3 2\n0\n", " you hav not fully specified nesting"},
+        {"1 6 1 2\n0\n0\n0\n", "ERROR: ILLEGAL VAR-NO IN MODEL DESCRIPTION\n OR WEIGHTS\n"},
+        {"1 0 1 2\n0\n2 2(2) 2(2)\n1\n1 1\n", "OF ZERO RESIDUAL COVARIANCES OUT OF BOUNDS", 3},
+    };
+    for (const auto& c : cases) {
+        Scratch scratch;
+        const Outcome outcome = Case{.analyse = "1 1 0 0",
+                                     .names = "herd year sire dam sex R1 R2 R3 R4 R5",
+                                     .model = std::string("1\n0\n") + c.model,
+                                     .prior = ""}
+                                    .run(scratch);
+        const std::string log = scratch.read("KVE_LOG"),
+                          told = text("WARNING - KVE_LOG holds %d warnings on the model section\n",
+                                      c.n);
+        EXPECT_EQ(outcome.status, 0) << outcome.listing;
+        EXPECT_EQ(outcome.times("KVE_LOG holds"), c.n == 0 ? 0 : 2) << log;
+        if (c.n == 0) continue;
+        EXPECT_NE(log.find(c.words), log.npos) << log;
+        EXPECT_LT(outcome.listing.find(told),
+                  outcome.listing.find("\nModel description (summary)\n"))
+            << told;
+        EXPECT_EQ(folded(outcome.listing.substr(outcome.listing.rfind(told))),
+                  folded(told + "END OF KVE1V6"));
+    }
+}
+
 TEST(LogTables, GoOnBelowWhenALineIsFull) {
     // 16 random effects, and 8 covariables, none of them nested.
     Case wide = many_matrices(16);
