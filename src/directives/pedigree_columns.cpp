@@ -37,10 +37,12 @@ bool has_four_columns(const VAR_STR_SPEC& spec) {
 }
 
 void report_columns(const VAR_STR_SPEC& spec) {
-    blank_lines();
-    say_line("%9sERROR - The pedigree file for random factor%12d", "", spec.factor);
-    say_line("%9s        do not contain 4 columns: ID, Sire_ID, Dam_ID/MGS_ID and Sort_Var", "");
-    blank_lines();
+    Block block;
+    block.blank();
+    block.line("%9sERROR - The pedigree file for random factor%12d", "", spec.factor);
+    block.line("%9s        do not contain 4 columns: ID, Sire_ID, Dam_ID/MGS_ID and Sort_Var", "");
+    block.blank();
+    block.print();
 }
 
 }  // namespace

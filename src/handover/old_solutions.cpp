@@ -129,8 +129,8 @@ int32_t find_entry_level(const Vec<int32_t>& ivar) {
             if (effect < 1 || effect > KVEINT.NRAMAT) return 0;
             return find_or_add_data_level(FACTORS.ITOPR(effect), key);
         default:
-            if (KVEINT.NRAMAT == 0) return 0;
             // Kept: always the last factor, whichever has the pedigree.
+            if (KVEINT.NRAMAT == 0 || FACTORS.ITOPA(KVEINT.NRAMAT) == 0) return 0;
             return find_or_add_level(IDL, FACTORS.ITOPA(KVEINT.NRAMAT), NMDL, key,
                                      "OLDSOL Max no of animals reached ");
     }

@@ -73,8 +73,10 @@ void end_run() {
         say("ERROR - writing the file %s failed, the file is not complete", CUT_FILE.c_str());
         stop_run();
     }
-    blank(3);
-    say(" END OF %.*s", KVE_SV(PROGRAM_ID.padded()));
+    Block block;
+    block.blank(3);
+    block.line(" END OF %.*s", KVE_SV(PROGRAM_ID.padded()));
+    block.print();
     std::_Exit(flush_listing() == 0 ? 0 : kErrorStatus);
 }
 

@@ -58,9 +58,11 @@ void take_typed_animal(TypedAnimals& typed, int32_t id) {
     ++typed.n;
     if (row == 0) {
         if (!typed.unknown.report(id)) {
-            blank();
-            say("More than 20 errors of this type");
-            blank();
+            Block block;
+            block.blank();
+            block.line("More than 20 errors of this type");
+            block.blank();
+            block.print();
         }
         return;
     }
@@ -99,17 +101,20 @@ int32_t count_marked(int32_t k) {
 }
 
 void report_typed_animals(const TypedAnimals& typed, int32_t n_reduced) {
-    page_if(3);
-    say_line("%-59s%9lld", "Number of typed animals", static_cast<long long>(typed.n));
+    Block block;
+    block.line("%-59s%9lld", "Number of typed animals", static_cast<long long>(typed.n));
     if (typed.unknown.n > 0) {
-        say("%-59s%9lld", "thereof not in pedigree", static_cast<long long>(typed.unknown.n));
-        blank();
-        say("All typed animals must be in the total pedigree file");
-        blank();
+        block.line("%-59s%9lld", "thereof not in pedigree",
+                   static_cast<long long>(typed.unknown.n));
+        block.blank();
+        block.line("All typed animals must be in the total pedigree file");
+        block.blank();
+        block.print();
         stop_run("Program terminated");
     }
-    say_line("%-59s%9d", "Number of animals in pedigree for typed anim.", n_reduced);
-    blank_lines();
+    block.line("%-59s%9d", "Number of animals in pedigree for typed anim.", n_reduced);
+    block.blank();
+    block.print();
 }
 
 struct Inbreeding {
@@ -193,14 +198,18 @@ void stop_unreadable_item(const char* what, const char* file, const char* offend
 
 bool UnknownAnimals::report(int32_t id) {
     if (++n == 1) {
-        blank(2);
-        say("ERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR");
-        blank();
-        say("%s", which);
-        say("but not in the 'full' pedigree file");
-        blank(2);
+        Block block;
+        block.blank(2);
+        block.line("ERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR");
+        block.blank();
+        block.line("%s", which);
+        block.line("but not in the 'full' pedigree file");
+        block.blank(2);
+        block.line("%12d", id);
+        block.print();
+        return true;
     }
-    if (n <= kMostReports) say("%12d", id);
+    if (n <= kMostReports) say_row("%12d", id);
     return n != kMostReports + 1;
 }
 

@@ -30,6 +30,7 @@ WRITES(IF);
 WRITES(IN);
 WRITES(IV);
 WRITES(NMDL);
+WRITES(N_HEADS);
 WRITES(UNITS);
 
 namespace {
@@ -260,6 +261,7 @@ void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows, RowL
                        animal.key < 0 ? kBeforeAnimals : -animal.n_desc);
     }
     if (extra_group != 0) note_sort_keys(++position, extra_group, 0, kBeforeAnimals);
+    N_HEADS = std::max(N_HEADS, n);
     heap_sort_pairs(n, IF.data(), IV.data(), IN.data());
     for (int32_t j = 1; j <= n; ++j) {
         expect_ahead(IN, j, n);

@@ -27,6 +27,7 @@ WRITES(IN);
 WRITES(IV);
 WRITES(AI);
 WRITES(N_SPARSE);
+WRITES(N_HEADS);
 
 namespace {
 
@@ -185,6 +186,7 @@ void allocate_animals() {
     allocate_table(kAnimalsRoutine, AD, rows, "AD");
     allocate_table(kAnimalsRoutine, LD, rows, "LD");
     NMDL = 0;
+    N_HEADS = 0;
 }
 
 void grow_animals() {

@@ -14,6 +14,7 @@ WRITES(IN);
 WRITES(IV);
 WRITES(AI);
 WRITES(N_SPARSE);
+WRITES(N_HEADS);
 WRITES(FAR_ELEMENTS);
 WRITES(ROW_COPY);
 READS(DIMENSIONS);
@@ -114,7 +115,8 @@ void assert_row_is_lower(int32_t row) {
 }  // namespace
 
 void clear_sparse() {
-    IF.fill(0);
+    std::fill_n(IF.begin(), N_HEADS, 0);
+    N_HEADS = 0;
     N_SPARSE = 0;
     FAR_ELEMENTS.clear();
 }
@@ -124,6 +126,7 @@ void insert_sparse(int32_t i, int32_t j, double value) {
     const int32_t column = std::min(i, j);
     if (column < 1) return;
     if (row > IF.size()) lengthen_row_heads(row);
+    N_HEADS = std::max(N_HEADS, row);
     if (row == column)
         add_to_diagonal(row, value);
     else

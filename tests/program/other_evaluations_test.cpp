@@ -206,6 +206,20 @@ TEST_F(OtherEvaluations, FaultyOldSolutions) {
     expect(run("$OLDSOL", effects, "MFL=75"), "Oldsol Max no of effects reached 75 -9 Prog", 16);
 }
 
+TEST(OldSolutions, OfAnimalsWithoutAPedigreeTakeNoRows) {
+    Scratch scratch;
+    std::string old = "1 2 7 0\n";
+    for (int j = 1; j <= 300; ++j) old += text("4 0 0 0 %d 0 0\n", j);
+    scratch.write("given", old);
+    scratch.write("data", "1 5\n2 6\n");
+    scratch.write("KVEDIM", "&kvedim MDL=100 /");
+    const Outcome outcome = scratch.run(
+        "$ANALYSE 11 1 0 0\n$DATA ASCII (1,1,-9) data\n$OLDSOL given\n$MODEL\n1\n0\n1 0 1 1\n"
+        "1 1\n0\n0\n$PRIOR\n1 1 1 1.0\n2 1 1 4.0\n");
+    EXPECT_EQ(outcome.status, 0) << outcome.listing;
+    EXPECT_TRUE(outcome.prints(text("not used ....................%12d\n", 300)));
+}
+
 TEST_F(OtherEvaluations, ForeignInformationIsConvertedAndFaultsAreListed) {
     EXPECT_FALSE(run("$FINFO", "").says("FOREIGN INFORMATION"));
     EXPECT_EQ(scratch.read("RC_F_INFO"), "");

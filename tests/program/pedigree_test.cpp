@@ -316,6 +316,17 @@ TEST(PedigreeRun, OrderLinksAndLevelsAreThoseOfThePlainModel) {
     compare("1 1", 6, 2, "ASCII", 120000, 0);
 }
 
+TEST(PedigreeRun, FilesOfTooFewColumnsKeepToTheirPages) {
+    Scratch scratch;
+    scratch.write("data", "1 7 1 5 -9\n");
+    scratch.write("ped", "1 2\n");
+    std::string structures;
+    for (int k = 1; k <= 30; ++k) structures += text("$VAR_STR %d PED 1 ASCII ped\n", k);
+    const Outcome outcome = run_with(scratch, "1 1", structures);
+    EXPECT_EQ(outcome.times("do not contain 4 columns"), 30);
+    EXPECT_LE(outcome.longest_page(), 78U);
+}
+
 TEST(PedigreeRun, FaultyPedigreesStopInClearWords) {
     Scratch scratch;
     scratch.write("data", "1 7 1 5 -9\n");

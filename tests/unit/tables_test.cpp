@@ -105,6 +105,15 @@ TEST(SparseStore, AgreesWithADenseMatrixWhileTheTablesGrow) {
     EXPECT_EQ(AI(IF(7)), 3.5);
 }
 
+TEST(SparseStore, ClearingTouchesNoMoreThanWasUsed) {
+    rusage before, after;
+    start_with_dimensions(1, 20'000'000, 1);
+    getrusage(RUSAGE_SELF, &before);
+    clear_sparse();
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 20'000);  // kB; IF has 80,000
+}
+
 TEST(SparseStore, LongRowsAreNotWalkedFromTheirHead) {
     constexpr int32_t n = 200000;
     start_with_dimensions(1, n + 4, 4 * n);
