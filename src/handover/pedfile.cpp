@@ -79,6 +79,39 @@ KVE_FETCH void expect_parents(const Vec<int32_t>& order, int64_t j) {
     if (later.dam_row != 0) expect_row(IDL(later.dam_row));
 }
 
+struct ParentLevels {
+    int32_t sire, dam;
+
+    bool operator==(const ParentLevels&) const = default;
+};
+
+ParentLevels parents_of(int32_t row) {
+    const AnimalRow& animal = IDL(row);
+    return {sign_level(animal.sire_row, animal.sire), sign_level(animal.dam_row, animal.dam)};
+}
+
+// Levels of the factor for which the file has parents that are not theirs.
+int64_t count_wrong_pairs(int32_t k, const Vec<int32_t>& order) {
+    const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
+    if (*std::max_element(rows.begin(), rows.end()) <= order.size()) return 0;
+    return std::count_if(rows.begin(), rows.end(), [&](int32_t row) {
+        return parents_of(row) != parents_of(order(IDL(row).level));
+    });
+}
+
+void warn_of_wrong_pairs(int32_t k, const std::string& name, int64_t n_wrong) {
+    if (n_wrong == 0) return;
+    Block block;
+    block.line("WARNING - %s has wrong parents for %lld levels of random factor %d:", name.c_str(),
+               static_cast<long long>(n_wrong), k);
+    if (FACTORS.FIRST_ANIMAL(k) > 1)
+        block.line("          put one pedigree factor in a run");
+    else
+        block.line(
+            "          give every parent a record, sort variables above 0; task 12: method 2");
+    block.print();
+}
+
 // Kept: the last record is written whole, with pairs of the one before it behind its own.
 void write_pairs(const Vec<int32_t>& order, RecordOutput& file) {
     const int64_t most = std::min<int64_t>(order.size(), kLongestRecord);
@@ -87,10 +120,10 @@ void write_pairs(const Vec<int32_t>& order, RecordOutput& file) {
     int64_t held = 0;
     for (int64_t j = 1; j <= order.size(); ++j) {
         expect_parents(order, j);
-        const AnimalRow& animal = IDL(order(j));
+        const ParentLevels parents = parents_of(order(j));
         ++held;
-        PEDMAT(2 * held - 1) = sign_level(animal.sire_row, animal.sire);
-        PEDMAT(2 * held) = sign_level(animal.dam_row, animal.dam);
+        PEDMAT(2 * held - 1) = parents.sire;
+        PEDMAT(2 * held) = parents.dam;
         if (held < kLongestRecord) continue;
         write_record(file, PEDMAT);
         held = 0;
@@ -109,6 +142,7 @@ void write_pedfile(int32_t k) {
     order_by_level(order);
     write_pairs(order, file);
     if (file.close() != 0) stop_not_written(name);
+    warn_of_wrong_pairs(k, name, count_wrong_pairs(k, order));
 }
 
 }  // namespace

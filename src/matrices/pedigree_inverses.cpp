@@ -73,6 +73,25 @@ void report_pedigree(int32_t k, const Factors& counts) {
     say_line("%60s%8d", "Number of animals with data                ", counts.N_AWD(k));
 }
 
+// What an inverse that is formed here makes of the pedigree, where the user may expect another one.
+void warn_of_method(int32_t k) {
+    Block block;
+    if (RMAT(k).method == 4) {
+        block.line("WARNING - Random factor %d: method 4 counts the maternal grandsire as a dam,",
+                   k);
+        block.line("          the solutions are not those of a sire and maternal grandsire model:");
+        block.line("          use method 1 or 2 with sires and dams");
+    }
+    const bool extra_group = FACTORS.NPHNUL(k) > 0;
+    if (RMAT(k).method == 6 && FACTORS.N_AIN(k) > 0 && !extra_group) {
+        block.line("WARNING - Random factor %d: the %d animals with data and no pedigree record", k,
+                   FACTORS.N_AIN(k));
+        block.line("          count as founders with half the variance, since they have no group:");
+        block.line("          give them records");
+    }
+    block.print();
+}
+
 void write_reduced_inverse(int32_t k, const Vec<Parentage>& parentage) {
     clear_sparse();
     add_reduced_a_inverse(FACTORS.ANIMAL_LIST(k), parentage);
@@ -130,6 +149,7 @@ void form_inverse(int32_t k, Vec<Parentage> parentage) {
     // KVE5 makes its own inverse from the pedigree file where no inbreeding is asked for.
     const bool needed = DIRECTIVES.ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
     if (!needed) return;
+    warn_of_method(k);
     clear_sparse();
     const bool blended = r.structure == Structure::PGMIX;
     BlendedCounts counts;

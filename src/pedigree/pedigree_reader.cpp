@@ -49,7 +49,9 @@ struct PedigreeFile {
     bool ascii;
     TextInput text;
     RecordInput framed;
-    int64_t n_read = 0;  // records, the one that fails among them
+    int64_t n_read = 0;   // records, the one that fails among them
+    int64_t n_taken = 0;  // records that have been judged
+    bool is_announced = false;
     int64_t out_of_range[kColumns] = {};
     int32_t errors = 0, duplicates = 0;
 
@@ -107,18 +109,36 @@ int32_t read_pedigree_record(PedigreeFile& file, bool groups, PedigreeRecord& re
     return status;
 }
 
-bool is_valid(const PedigreeRecord& r) {
-    return r.id > 0 && r.id != r.sire && r.id != r.dam && !(r.sire > 0 && r.sire == r.dam);
+// Why a record is left out; null for a good one.
+const char* fault_of(const PedigreeRecord& r) {
+    if (r.id <= 0) return "the ID is not within 1 to 2147483647";
+    if (r.id == r.sire || r.id == r.dam) return "the animal is its own parent";
+    if (r.sire > 0 && r.sire == r.dam) return "one animal is both parents";
+    return nullptr;
 }
 
-void report_invalid(const PedigreeFile& file, const PedigreeRecord& r) {
-    if (!file.reports()) return;
-    say_row("ERROR   : ID = %12d SIRE = %12d DAM/MGS = %12d S-var = %12d", r.id, r.sire, r.dam,
-            r.sort);
+// The reports of the reader name neither factor nor file: ahead of the first one.
+void announce_reports(PedigreeFile& file) {
+    if (file.is_announced) return;
+    file.is_announced = true;
+    say_row("WARNING - Check the pedigree file of random factor %d, see the lines below: %s",
+            file.factor, RMAT(file.factor).rel_file.string().c_str());
 }
 
-void report_duplicate(const PedigreeFile& file, int32_t id) {
+void report_invalid(PedigreeFile& file, const PedigreeRecord& r, const char* fault) {
     if (!file.reports()) return;
+    announce_reports(file);
+    Block block;
+    block.line("ERROR   : ID = %12d SIRE = %12d DAM/MGS = %12d S-var = %12d", r.id, r.sire, r.dam,
+               r.sort);
+    block.line("WARNING - record %lld is left out, correct it: %s",
+               static_cast<long long>(file.n_taken), fault);
+    block.print();
+}
+
+void report_duplicate(PedigreeFile& file, int32_t id) {
+    if (!file.reports()) return;
+    announce_reports(file);
     say_row("WARNING  : ID = %12d occurs more than one time. First record used", id);
 }
 
@@ -130,9 +150,10 @@ void register_group(int32_t k, int32_t code) {
 
 void take_record(PedigreeFile& file, bool groups, const PedigreeRecord& record) {
     const int32_t k = file.factor;
-    if (!is_valid(record)) {
+    ++file.n_taken;
+    if (const char* fault = fault_of(record); fault != nullptr) {
         ++file.errors;
-        return report_invalid(file, record);
+        return report_invalid(file, record, fault);
     }
     if (find_animal(ANIMAL_INDEX(k), record.id) != 0) {
         ++file.duplicates;
@@ -190,6 +211,21 @@ void judge_ranges(const PedigreeFile& file) {
     stop_run("COMPUTATIONS TERMINATES");
 }
 
+void report_repeated_ids(const PedigreeFile& file) {
+    if (file.duplicates == 0 || file.reports()) return;
+    say_row(
+        "WARNING - pedigree file of random factor %d: records that repeat an ID, with those not "
+        "shown: %d, remove them",
+        file.factor, file.duplicates);
+}
+
+void report_few_records(const PedigreeFile& file) {
+    const int32_t n = NMDL - FACTORS.FIRST_ANIMAL(file.factor) + 1;
+    if (n > 1) return;
+    say_row("WARNING - pedigree file of random factor %d: usable records: %d, check its form: %s",
+            file.factor, n, RMAT(file.factor).rel_file.string().c_str());
+}
+
 // Counts the records of a data level on its animal; an animal that the pedigree lacks gets a row.
 void take_data_level(int32_t k, const LevelRow& level) {
     int32_t row = find_animal(ANIMAL_INDEX(k), level.key);
@@ -226,9 +262,10 @@ void build_animal_tree(int32_t k) {
     build_tree(IDL, rows, FACTORS.ITOPA(k));
 }
 
-void report_animals(const PedigreeFile& file) {
+void report_animals(PedigreeFile& file) {
     const int32_t k = file.factor;
     if (FACTORS.N_AIN(k) > 0) {
+        announce_reports(file);
         say_row("%60s%8d", "Number of animal with data not in pedigree ", FACTORS.N_AIN(k));
         say_row("%60s", "The animals has been inserted Phantom Parent: -999999998");
     }
@@ -252,6 +289,8 @@ void read_pedigree(int32_t k) {
     check_allocated(ANIMAL_INDEX(k).allocate(expected), "PEDIGREE", "ANIMAL INDEX", expected);
     read_all_records(file);
     judge_ranges(file);
+    report_repeated_ids(file);
+    report_few_records(file);
     if (FACTORS.ITOPRS(k) == 0) {
         blank_lines();
         say_line("%60s%8d", "No animal with data for random factor      ", k);

@@ -49,7 +49,7 @@ void heap_sort(std::vector<Sorted>& a) {
 struct Pedigree {
     int number, method;
     std::map<int32_t, int32_t> met{};  // identities in usable data records, how often
-    int32_t root = 0, sentinel = 0, levels = 0, unspecified = 0;
+    int32_t root = 0, sentinel = 0, levels = 0, unspecified = 0, unrecorded = 0;
     std::set<int32_t> groups{};
 
     // The row of a code, which is a new one when the tree lacks it.
@@ -67,7 +67,14 @@ struct Pedigree {
     }
     // The records of the file, then the animals of the data that it does not tell.
     void read(const std::vector<Ints>& records) {
-        int reports = 0, errors = 0, unrecorded = 0;
+        int reports = 0, errors = 0, taken = 0;
+        auto announce = [&, announced = false]() mutable {
+            if (!std::exchange(announced, true))
+                told += text(
+                    "WARNING - Check the pedigree file of random factor %d, see the lines "
+                    "below: ped%d ",
+                    number, number);
+        };
         const int32_t least = method > 4 ? INT32_MIN : 0;
         for (const Ints& r : records) {
             const int32_t id = r[0], parents[] = {std::max(r[1], least), std::max(r[2], least)};
@@ -76,11 +83,20 @@ struct Pedigree {
             bool is_new = false;
             const int32_t row = faulty ? 0 : enter(id, is_new);
             errors += faulty;
-            if (!is_new && ++reports <= 100)
-                told += faulty ? text("ERROR : ID = %d SIRE = %d DAM/MGS = %d S-var = %d ", id,
-                                      parents[0], parents[1], r[3])
+            ++taken;
+            if (!is_new && ++reports <= 100) {
+                announce();
+                told += faulty ? text(
+                                     "ERROR : ID = %d SIRE = %d DAM/MGS = %d S-var = %d WARNING "
+                                     "- record %d is left out, correct it: ",
+                                     id, parents[0], parents[1], r[3], taken)
                                : text("WARNING : ID = %d occurs more than one time. First ", id) +
                                      "record used ";
+                if (faulty)
+                    told += id <= 0 ? "the ID is not within 1 to 2147483647 "
+                            : id == parents[0] || id == parents[1] ? "the animal is its own parent "
+                                                                   : "one animal is both parents ";
+            }
             if (!is_new) continue;
             animals[row].sort = r[3];
             for (int p : {0, 1}) {
@@ -89,12 +105,18 @@ struct Pedigree {
                     groups.insert(parents[p]), unspecified += parents[p] == 0;
             }
         }
+        if (reports > 100)
+            told += text(
+                "WARNING - pedigree file of random factor %d: records that repeat an ID, "
+                "with those not shown: %d, remove them ",
+                number, reports - errors);
         for (auto [id, n] : met) {
             bool is_new;
             Animal& animal = animals[enter(id, is_new)];
             animal.n_obs = n;
             if (is_new) animal.sort = -999999998, ++unrecorded;
         }
+        if (unrecorded > 0) announce();
         tell(unrecorded, "Number of animal with data not in pedigree ",
              " The animals has been inserted Phantom Parent: -999999998");
         tell(errors > 10 ? errors : 0, "Number of errors in pedigree information ",
@@ -137,7 +159,8 @@ struct Pedigree {
         list_tree(animals[row].child[0], order);
     }
 
-    void process(bool from_the_top) {
+    // `here`: the inverse is formed in this run.
+    void process(bool from_the_top, bool here) {
         const int n_groups = static_cast<int>(groups.size());
         tell(number, "Pedigree information for random matrix ");
         tell(n_groups > 0 ? number : 0, "Levels for phantom parent groups for random factor ",
@@ -171,20 +194,37 @@ struct Pedigree {
         if (method > 4) told += text("Number of phantom parent groups %d ", n_groups);
         if (unspecified > 0) told += "Code used for extra phantom parent group 0 ";
         tell(static_cast<int>(met.size()), "Number of animals with data ");
+        if (method == 4 && here)
+            told += text(
+                "WARNING - Random factor %d: method 4 counts the maternal grandsire as a "
+                "dam, the solutions are not those of a sire and maternal grandsire model: "
+                "use method 1 or 2 with sires and dams ",
+                number);
+        if (method == 6 && here && unrecorded > 0 && unspecified == 0)
+            told += text(
+                "WARNING - Random factor %d: the %d animals with data and no pedigree "
+                "record count as founders with half the variance, since they have no "
+                "group: give them records ",
+                number, unrecorded);
     }
 
-    // PEDFILE, of the first rows of the table.
-    std::string pairs() const {
+    // PEDFILE, of the first rows of the table; `wrong` of its pairs are not those of their levels.
+    std::string pairs(int& wrong) const {
         std::vector<Sorted> order(1);
         for (int32_t row = 1; row <= levels; ++row) order.push_back({{animals[row].level, 0}, row});
         heap_sort(order);
         Ints all;
+        auto parent = [](const Animal& animal, int p) {
+            const int32_t level = animals[animal.parent_row[p]].level;
+            return animal.parent[p] < 0 ? -level : level;
+        };
         for (std::size_t j = 1; j < order.size(); ++j)
-            for (int p : {0, 1}) {
-                const Animal& animal = animals[order[j].row];
-                const int32_t level = animals[animal.parent_row[p]].level;
-                all.push_back(animal.parent[p] < 0 ? -level : level);
-            }
+            for (int p : {0, 1}) all.push_back(parent(animals[order[j].row], p));
+        wrong = 0;
+        for (int32_t r = animals[sentinel].next; r != 0; r = animals[r].next) {
+            const auto* pair = &all[2 * static_cast<std::size_t>(animals[r].level) - 2];
+            wrong += parent(animals[r], 0) != pair[0] || parent(animals[r], 1) != pair[1];
+        }
         const std::size_t record = std::min<std::size_t>(all.size(), 200000);
         while (all.size() % record != 0) all.push_back(all[all.size() - record]);
         std::string file;
@@ -278,7 +318,7 @@ void compare(const char* analyse, int method_1, int method_2, const char* form, 
         scratch.write(text("ped%d", k + 1), file_of(records, form));
         p[k].read(records);
     }
-    for (Pedigree& one : p) one.process(analyse == std::string("12 1"));
+    for (Pedigree& one : p) one.process(analyse == std::string("12 1"), analyse[1] == ' ');
     scratch.write("data", data);
     scratch.write("KVEDIM", dimensions);
     const Outcome outcome = run_with(scratch, analyse, structures);
@@ -297,7 +337,11 @@ void compare(const char* analyse, int method_1, int method_2, const char* form, 
     for (const Pedigree& one : p) {
         for (int32_t r = animals[one.sentinel].next; r != 0; r = animals[r].next)
             expected += framed(bytes_of(std::vector{animals[r]}));
-        EXPECT_TRUE(scratch.read(text("PEDFILE%d", one.number)) == one.pairs()) << one.number;
+        int wrong;
+        EXPECT_TRUE(scratch.read(text("PEDFILE%d", one.number)) == one.pairs(wrong)) << one.number;
+        EXPECT_EQ(outcome.says(text("WARNING - PEDFILE%d has wrong parents for %d levels",
+                                    one.number, wrong)),
+                  wrong > 0);
     }
     EXPECT_TRUE(scratch.read("CODE_TABLE").substr(32) == expected);  // behind HERD
 }
@@ -352,8 +396,10 @@ TEST(PedigreeRun, FaultyPedigreesStopInClearWords) {
           "BITSTR ERROR -2147483648 1 0000000000000000000000000000000 Program terminates");
     stops(2, "ASCII",
           "2147483648 0 -2147483648 7\n1 -2147483647 9999999999 -2147483649\n3 0 -2147483648 0\n",
-          "ERROR : ID = 0 SIRE = 0 DAM/MGS = 0 S-var = 7 WARNING WARNING WARNING WARNING WARNING "
-          "WARNING INPUT DATA OUT OF RANGE Input no. Name Times --------- -------- -------- 1 ID 1 "
+          "see the lines below: ped ERROR : ID = 0 SIRE = 0 DAM/MGS = 0 S-var = 7 WARNING - record "
+          "1 is left out, correct it: the ID is not within 1 to 2147483647 WARNING WARNING WARNING "
+          "WARNING WARNING WARNING INPUT DATA OUT OF RANGE Input no. Name Times --------- -------- "
+          "-------- 1 ID 1 "
           "3 DAM_MGS 3 4 SVAR 1 ONE OR MORE INPUT VARIABLES IS OUT OF RANGE LEGAL RANGE FOR "
           "INTEGERS : -2147483647 - 2147483647 COMPUTATIONS TERMINATES");
     // The relative 9 has the sort variable 0 when it is met again; 5 and 6 are a loop.
@@ -365,5 +411,6 @@ TEST(PedigreeRun, FaultyPedigreesStopInClearWords) {
     EXPECT_EQ(folded(scratch.read("PEDDATA")), "2 9 3 0 8 9 0 1 6 5 1 6 6 2 1 2 1 3 2 2 3");
     scratch.write("data", "1 7 1 -9 5\n");
     stops(2, "ASCII", "1 0 0 1\n",
-          "No animal with data for random factor 1 Computations terminated");
+          "pedigree file of random factor 1: usable records: 1, check its form: ped No animal with "
+          "data for random factor 1 Computations terminated");
 }
