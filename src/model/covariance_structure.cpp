@@ -1,6 +1,7 @@
 #include "model/covariance_structure.h"
 
 #include <algorithm>
+#include <span>
 #include <vector>
 
 #include "directives/directives.h"
@@ -26,48 +27,62 @@ constexpr int64_t kMostMatrices = 100000;
 // billions of rows. A matrix of so many takes gigabytes already.
 constexpr int64_t kMostRows = 10000;
 
-// Random effect j of a trait.
+// Random effect j of a trait with the regressions nested in it, in the order of their line.
 struct RandomEffect {
     int32_t trait;
     int32_t j;
+    std::span<const int32_t> regressions;
+
+    bool has_row() const { return MODEL(trait).r_intercept(j) || !regressions.empty(); }
 };
 
 // The effects of one matrix in the order of its rows.
 using Effects = std::vector<RandomEffect>;
+
+// The regressions of a trait that are nested in random effects, effect by effect. Looking through
+// all of them for each effect would take hours where `[n]` makes a million effects.
+using Regressions = std::vector<int32_t>;
 
 void allocate_matrices() {
     const int64_t n = int64_t{KVEINT.NRAMAT} + 1;
     check_allocated(n <= kMostMatrices ? RMAT.allocate(n) : kNoMemory, "KVEINT", "RMAT", n);
 }
 
-// Element k - 1 holds the effects of matrix k.
-std::vector<Effects> effects_by_matrix() {
-    std::vector<Effects> all(static_cast<std::size_t>(KVEINT.NRAMAT));
-    for (int32_t i = 1; i <= KVEINT.nt; ++i)
-        for (int32_t j = 1; j <= MODEL(i).n_random; ++j)
-            all[static_cast<std::size_t>(MODEL(i).r_ef_matno(j) - 1)].push_back({i, j});
-    return all;
+Regressions group_by_effect(const Model& m) {
+    Regressions nested;
+    for (int32_t l = 1; l <= m.n_reg; ++l)
+        if (m.reg_type(l) == kNestedInRandom) nested.push_back(l);
+    std::stable_sort(nested.begin(), nested.end(),
+                     [&m](int32_t a, int32_t b) { return m.reg_n_ef_no(a) < m.reg_n_ef_no(b); });
+    return nested;
 }
 
-bool nested_in_effect(const Model& m, int32_t l, int32_t j) {
-    return m.reg_n_ef_no(l) == m.r_ef_no(j);
+// Element k - 1 of `all` takes the effects of matrix k. They refer to `nested`.
+void add_effects(int32_t i, const Regressions& nested, std::vector<Effects>& all) {
+    const Model& m = MODEL(i);
+    auto begin = nested.begin();
+    for (int32_t j = 1; j <= m.n_random; ++j) {
+        auto end = begin;
+        while (end != nested.end() && m.reg_n_ef_no(*end) == m.r_ef_no(j)) ++end;
+        all[static_cast<std::size_t>(m.r_ef_matno(j) - 1)].push_back({i, j, {begin, end}});
+        begin = end;
+    }
 }
 
 void count_effects(RMatrix& r, const Effects& effects) {
-    for (auto [i, j] : effects) {
+    for (const auto& [i, j, regressions] : effects) {
         const Model& m = MODEL(i);
         ++r.n_r_eff;
         if (!m.merge_prev(j)) ++r.n_traits;
         if (m.r_intercept(j)) ++r.n_cont;
-        for (int32_t l = 1; l <= m.n_reg; ++l)
-            if (nested_in_effect(m, l, j)) ++r.n_cont;
+        r.n_cont += static_cast<int32_t>(regressions.size());
     }
 }
 
 void list_members(RMatrix& r, const Effects& effects) {
     allocate_members(r);
     int32_t member = 0;
-    for (auto [i, j] : effects) {
+    for (const auto& [i, j, regressions] : effects) {
         const Model& m = MODEL(i);
         if (m.merge_prev(j)) continue;
         ++member;
@@ -79,7 +94,8 @@ void list_members(RMatrix& r, const Effects& effects) {
 }
 
 // What the rows of a direct effect and of a regression have in common.
-void fill_contribution(RMatrix& r, int32_t q, RandomEffect effect, int32_t row, int32_t level) {
+void fill_contribution(RMatrix& r, int32_t q, const RandomEffect& effect, int32_t row,
+                       int32_t level) {
     const Model& m = MODEL(effect.trait);
     r.cont_rc(q) = row;
     r.cont_rc1(q) = level;
@@ -111,16 +127,15 @@ int32_t level_of_regression(const RMatrix& r, int32_t q, int32_t trait, int32_t 
 void list_contributions(RMatrix& r, const Effects& effects) {
     allocate_contributions(r);
     int32_t q = 0, row = 0;
-    for (RandomEffect effect : effects) {
-        auto [i, j] = effect;
+    for (const RandomEffect& effect : effects) {
+        const auto& [i, j, regressions] = effect;
         Model& m = MODEL(i);
         const bool own_rows = !m.merge_prev(j);
         if (m.r_intercept(j)) {
             if (own_rows) ++row;
             fill_contribution(r, ++q, effect, row, 1);
         }
-        for (int32_t l = 1; l <= m.n_reg; ++l) {
-            if (!nested_in_effect(m, l, j)) continue;
+        for (int32_t l : regressions) {
             if (own_rows && m.reg_n_level(l) <= 1) ++row;
             ++q;
             fill_contribution(r, q, effect, row, level_of_regression(r, q, i, m.reg_n_level(l)));
@@ -131,10 +146,12 @@ void list_contributions(RMatrix& r, const Effects& effects) {
     }
 }
 
-// The different integer columns that identify the levels. Their recoded columns are numbered over
-// all matrices; `n_before` of them belong to earlier ones.
-void list_identifiers(RMatrix& r, int32_t n_before) {
-    std::vector<int32_t> columns(r.cont_eff_inp.begin(), r.cont_eff_inp.end());
+// The different integer columns that identify the levels of effects with a row. Their recoded
+// columns are numbered over all matrices; `n_before` of them belong to earlier ones.
+void list_identifiers(RMatrix& r, const Effects& effects, int32_t n_before) {
+    std::vector<int32_t> columns;
+    for (const RandomEffect& effect : effects)
+        if (effect.has_row()) columns.push_back(MODEL(effect.trait).r_ef_inp(effect.j));
     std::sort(columns.begin(), columns.end());
     columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
     r.n_random_id = static_cast<int32_t>(columns.size());
@@ -164,7 +181,8 @@ void describe_members(RMatrix& r) {
 void set_recoded_columns(RMatrix& r, const Effects& effects) {
     for (int32_t q = 1; q <= r.n_cont; ++q)
         r.cont_eff_rci(q) = recoded_column(r, r.cont_eff_inp(q));
-    for (auto [i, j] : effects) MODEL(i).r_ef_rci(j) = recoded_column(r, MODEL(i).r_ef_inp(j));
+    for (const auto& [i, j, regressions] : effects)
+        MODEL(i).r_ef_rci(j) = recoded_column(r, MODEL(i).r_ef_inp(j));
 }
 
 // Members are sorted by trait.
@@ -172,15 +190,20 @@ bool trait_met_before(const RMatrix& r, int32_t member) {
     return member > 1 && r.trait_no(member) == r.trait_no(member - 1);
 }
 
-// Regressions are told by the column of the member, not by its place in the submodel.
-bool regression_of_member(const RMatrix& r, int32_t k, int32_t member, int32_t l) {
-    const Model& m = MODEL(r.trait_no(member));
-    return m.reg_n_inp(l) == r.r_eff_inp(member) && m.reg_r_matno(l) == k;
+// Regressions are told by the column of the member, not by its place in the submodel: those of all
+// effects of the trait with that column are the member's, in the order of their line.
+Regressions regressions_of_member(const RMatrix& r, const Effects& effects, int32_t member) {
+    Regressions all;
+    for (const auto& [i, j, regressions] : effects)
+        if (i == r.trait_no(member) && MODEL(i).r_ef_inp(j) == r.r_eff_inp(member))
+            all.insert(all.end(), regressions.begin(), regressions.end());
+    std::sort(all.begin(), all.end());
+    return all;
 }
 
 // Kept: a further member of a trait takes the size of the one before it, also where the two effects
 // have different regressions; the rank is then not the number of rows.
-void size_blocks(RMatrix& r, int32_t k) {
+void size_blocks(RMatrix& r, const Effects& effects) {
     for (int32_t member = 1; member <= r.n_traits; ++member) {
         const Model& m = MODEL(r.trait_no(member));
         int32_t& n_rr = r.n_rr(member);
@@ -190,8 +213,7 @@ void size_blocks(RMatrix& r, int32_t k) {
             size = r.trait_blk_size(member - 1);
             continue;
         }
-        for (int32_t l = 1; l <= m.n_reg; ++l) {
-            if (!regression_of_member(r, k, member, l)) continue;
+        for (int32_t l : regressions_of_member(r, effects, member)) {
             ++n_rr;
             if (m.reg_n_level(l) <= 1) ++size;
         }
@@ -200,7 +222,7 @@ void size_blocks(RMatrix& r, int32_t k) {
     }
 }
 
-void list_member_regressions(RMatrix& r, int32_t k) {
+void list_member_regressions(RMatrix& r, const Effects& effects) {
     if (r.m_n_rr == 0) return;
     allocate_random_regressions(r);
     r.l_rr = true;
@@ -208,19 +230,12 @@ void list_member_regressions(RMatrix& r, int32_t k) {
         if (trait_met_before(r, member)) continue;
         const Model& m = MODEL(r.trait_no(member));
         int32_t p = 0;
-        for (int32_t l = 1; l <= m.n_reg; ++l) {
-            if (!regression_of_member(r, k, member, l)) continue;
+        for (int32_t l : regressions_of_member(r, effects, member)) {
             ++p;
             r.rr_f_inp(member, p) = m.reg_inp(l);
             r.rr_f_rcr(member, p) = m.reg_rci(l);
         }
     }
-}
-
-// cont_rc(to + s) = cont_rc(from + s) for s = 1..n, as far as both rows exist.
-void share_rows(RMatrix& r, int64_t from, int64_t to, int32_t n) {
-    for (int32_t s = 1; s <= n; ++s)
-        if (from + s <= r.n_cont && to + s <= r.n_cont) r.cont_rc(to + s) = r.cont_rc(from + s);
 }
 
 void add_rows(RMatrix& r, int32_t n) {
@@ -229,28 +244,40 @@ void add_rows(RMatrix& r, int32_t n) {
     r.rank = static_cast<int32_t>(rank);
 }
 
+bool shares_block(const RMatrix& r, int32_t member) {
+    return member > 1 && r.reduce(member) == r.reduce(member - 1);
+}
+
 // Neighbours of one reduced rank position share their rows.
-// Kept: the places in the contribution lists advance at a sharing member only, by block starts, and
-// the rows after it are not renumbered, so that a row may lie above the rank.
-void set_rank(RMatrix& r) {
-    if (r.n_traits == 0) return;
-    r.trait_blk_start(1) = 1;
-    add_rows(r, r.trait_blk_size(1));
-    int64_t from = 0, to = r.rank;
-    for (int32_t member = 2; member <= r.n_traits; ++member) {
-        const int32_t start_before = r.trait_blk_start(member - 1);
-        int32_t& start = r.trait_blk_start(member);
-        if (r.reduce(member) != r.reduce(member - 1)) {
-            start = start_before + r.trait_blk_size(member - 1);
+void place_blocks(RMatrix& r) {
+    int32_t start = 1;
+    for (int32_t member = 1; member <= r.n_traits; ++member) {
+        if (!shares_block(r, member)) {
+            start = member == 1 ? 1 : start + r.trait_blk_size(member - 1);
             add_rows(r, r.trait_blk_size(member));
-            continue;
         }
-        start = start_before;
-        share_rows(r, from, to, r.trait_blk_size(member));
-        from += start_before;
-        to += start;
+        r.trait_blk_start(member) = start;
     }
     r.n_rc = r.rank;
+}
+
+// cont_rc(to + s) = cont_rc(from + s) for s = 1..n, as far as both rows exist.
+void share_rows(RMatrix& r, int64_t from, int64_t to, int32_t n) {
+    for (int32_t s = 1; s <= n; ++s)
+        if (from + s <= r.n_cont && to + s <= r.n_cont) r.cont_rc(to + s) = r.cont_rc(from + s);
+}
+
+// Kept: the places in the contribution lists advance at a sharing member only, by block starts, and
+// the rows after it are not renumbered, so that a row may lie above the rank.
+void share_reduced_rows(RMatrix& r) {
+    if (r.n_traits == 0) return;
+    int64_t from = 0, to = r.trait_blk_size(1);
+    for (int32_t member = 2; member <= r.n_traits; ++member) {
+        if (!shares_block(r, member)) continue;
+        share_rows(r, from, to, r.trait_blk_size(member));
+        from += r.trait_blk_start(member - 1);
+        to += r.trait_blk_start(member);
+    }
 }
 
 // Kept: a trait whose first member has no intercept is left out of t_no and t_name.
@@ -272,24 +299,31 @@ void name_rows(RMatrix& r) {
         if (r.cont_rc(q) != row) r.rank_tn(++row) = r.cont_t_no(q);
 }
 
+// The rank is known, and its bound checked, before the contributions are listed: they may be many
+// more than the rows.
 void derive_matrix(int32_t k, const Effects& effects, int32_t n_columns_before) {
     RMatrix& r = RMAT(k);
     count_effects(r, effects);
     list_members(r, effects);
-    list_contributions(r, effects);
-    list_identifiers(r, n_columns_before);
+    list_identifiers(r, effects, n_columns_before);
     describe_members(r);
+    size_blocks(r, effects);
+    place_blocks(r);
+    list_contributions(r, effects);
+    share_reduced_rows(r);
     set_recoded_columns(r, effects);
-    size_blocks(r, k);
-    list_member_regressions(r, k);
-    set_rank(r);
+    list_member_regressions(r, effects);
     allocate_rows(r);
     name_traits(r);
     name_rows(r);
 }
 
 void derive_matrices() {
-    const std::vector<Effects> effects = effects_by_matrix();
+    std::vector<Regressions> nested;
+    for (const Model& m : MODEL) nested.push_back(group_by_effect(m));
+    std::vector<Effects> effects(static_cast<std::size_t>(KVEINT.NRAMAT));
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        add_effects(i, nested[static_cast<std::size_t>(i - 1)], effects);
     int32_t n_columns = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         derive_matrix(k, effects[static_cast<std::size_t>(k - 1)], n_columns);
