@@ -72,12 +72,10 @@ void write_trait_counts() {
 }
 
 void write_covariable_counts() {
-    int32_t fixed = 0, random = 0;
-    for (const Model& m : MODEL) {
-        fixed += m.n_f_reg;
-        random += m.n_r_n_reg;
-    }
-    write_record(MODINF, make_logical(KVEINT.N_REG_TOTAL > 0), KVEINT.N_REG_TOTAL, fixed, random);
+    // A regression nested in no effect of its trait is general, though no count of the trait has it.
+    const int32_t fixed = KVEINT.N_REG_TOTAL - KVEINT.N_RANDOM_COV;
+    write_record(MODINF, make_logical(KVEINT.N_REG_TOTAL > 0), KVEINT.N_REG_TOTAL, fixed,
+                 KVEINT.N_RANDOM_COV);
     write_record(MODINF, KVEINT.MAX_N_REG, KVEINT.N_REG_COLS);
 }
 

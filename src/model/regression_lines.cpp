@@ -103,6 +103,14 @@ void read_general(RegressionLine& at, std::size_t length) {
     refuse_input_read(at.line);
 }
 
+[[noreturn]] void refuse_long_bracket(const RegressionLine& at, std::string_view text) {
+    log_say("ERROR - A bracket of a regression is longer than %zu characters", kNestingWidth);
+    log_say("        Trait%12d", at.trait);
+    log_say("        It has%12zu; give the covariable twice, with a part of the effects each",
+            text.size());
+    refuse_input_read(at.line);
+}
+
 // "x(e1 e2 ...)": a regression per effect. One blank between the numbers, since a second one leaves
 // an empty number.
 void read_nested(RegressionLine& at, std::size_t length) {
@@ -111,7 +119,8 @@ void read_nested(RegressionLine& at, std::size_t length) {
     if (!cut_bracket(at.rest, ')', effects)) refuse_open_nesting(at);
     int32_t column = 0;
     if (read_free(number, column) != Read::ok) refuse_covariable(at, at.q + 1);
-    effects = right_trimmed(effects.substr(0, kNestingWidth));
+    effects = right_trimmed(effects);
+    if (effects.size() > kNestingWidth) refuse_long_bracket(at, effects);
     while (!effects.empty()) {
         std::size_t end = std::min(effects.find(' '), effects.size());
         int32_t effect = 0;
@@ -185,7 +194,8 @@ void read_list(RegressionLine& at, std::size_t length) {
     cut_text(at.rest, length);
     std::string_view text;
     if (!cut_bracket(at.rest, ']', text)) refuse_open_list(at);
-    text = left_adjusted(text).substr(0, kNestingWidth);
+    text = right_trimmed(left_adjusted(text));
+    if (text.size() > kNestingWidth) refuse_long_bracket(at, text);
     RegressionRun run{.first = 0, .last = 0, .effect = 0, .level = 1, .level_step = 0};
     read_list_columns(at, text, run);
     std::size_t comma = text.find(',', text.find(':'));

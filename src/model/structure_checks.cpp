@@ -27,22 +27,90 @@ void check_pgmix_methods() {
     }
 }
 
-// The derivation takes the size of a further effect's block from the trait's first effect in the
-// matrix, so effects with unequal regressions leave rows without equations or the reverse.
-void warn_of_unequal_blocks() {
-    if (!DIRECTIVES.reduce_file.blank()) return;
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        const RMatrix& r = RMAT(k);
-        const int32_t rows =
-            r.n_cont > 0 ? *std::max_element(r.cont_rc.begin(), r.cont_rc.end()) : 0;
-        if (rows == r.rank) continue;
-        page_if(3);
-        say_line(
-            "WARNING - random matrix %d has %d rows but rank %d: the effects of one trait in a "
-            "matrix",
-            k, rows, r.rank);
-        say_line(
-            "          need equally many regressions, or the places of its equations are wrong");
+bool is_merged(const RMatrix& r, int32_t q) {
+    return MODEL(r.cont_t_no(q)).merge_prev(r.cont_eff(q)) != 0;
+}
+
+bool is_of_member(const RMatrix& r, int32_t q, int32_t member) {
+    return r.cont_t_no(q) == r.trait_no(member) && r.cont_eff(q) == r.r_eff(member);
+}
+
+// The first member whose contributions, with those merged with it, do not fill its block row by
+// row, 0 when all do.
+int32_t find_misplaced_member(const RMatrix& r) {
+    int32_t q = 1;
+    for (int32_t member = 1; member <= r.n_traits; ++member) {
+        const int32_t start = r.trait_blk_start(member);
+        const int32_t last = start + r.trait_blk_size(member) - 1;
+        int32_t row = start - 1;
+        for (; q <= r.n_cont && (is_of_member(r, q, member) || is_merged(r, q)); ++q) {
+            if (!is_merged(r, q) && (row < start || r.cont_rc(q) == row + 1)) ++row;
+            if (r.cont_rc(q) != row) return member;
+        }
+        if (row != last || last > r.rank) return member;
+    }
+    return 0;
+}
+
+void warn_of_misplaced_rows(int32_t k) {
+    const RMatrix& r = RMAT(k);
+    const int32_t member = find_misplaced_member(r);
+    if (member == 0) return;
+    Block block;
+    block.line(
+        "WARNING - random matrix %d: effect %.*s of trait %.*s has not the %d rows from %d on", k,
+        KVE_SV(integer_name(r.r_eff_inp(member)).view()),
+        KVE_SV(real_name(r.trait_inp(member)).view()), r.trait_blk_size(member),
+        r.trait_blk_start(member));
+    if (DIRECTIVES.reduce_file.blank()) {
+        block.line(
+            "          where its equations are placed: the effects of one trait in a matrix");
+        block.line("          need equally many regressions");
+    } else {
+        block.line(
+            "          that its position in $REDUCE gives it. In a matrix either no effects share");
+        block.line("          rows or all do: two effects, or more of one row each");
+    }
+    block.print();
+}
+
+void warn_of_shared_zeros(int32_t k) {
+    const Vec<int32_t>& position = RMAT(k).reduce;
+    for (int32_t member = 2; member <= RMAT(k).n_traits; ++member) {
+        if (position(member) != 0 || position(member - 1) != 0) continue;
+        Block block;
+        block.line(
+            "WARNING - random matrix %d: effects with the position 0 in $REDUCE share their rows",
+            k);
+        block.line("          Give them different numbers when they should not");
+        return block.print();
+    }
+}
+
+void warn_of_merged_effect(const Model& m, int32_t j, int32_t trait_before) {
+    Block block;
+    block.line("WARNING - random matrix %d: the + before effect %.*s of trait %.*s merges it with",
+               m.r_ef_matno(j), KVE_SV(m.r_ef_name(j).view()), KVE_SV(m.trait_name.view()));
+    if (trait_before > 0)
+        block.line("          an effect of trait %.*s",
+                   KVE_SV(MODEL(trait_before).trait_name.view()));
+    else
+        block.line("          nothing, its row is 0");
+    block.line("          A + belongs between two effects of one trait in one matrix");
+    block.print();
+}
+
+// A merged effect takes the row before it in the matrix, whosever it is.
+void warn_of_merging_across_traits() {
+    Vec<int32_t> last_trait;
+    check_allocated(last_trait.allocate(KVEINT.NRAMAT), "KVEINT", "LAST_TRAIT", KVEINT.NRAMAT);
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const Model& m = MODEL(i);
+        for (int32_t j = 1; j <= m.n_random; ++j) {
+            int32_t& before = last_trait(m.r_ef_matno(j));
+            if (before != i && m.merge_prev(j) != 0) warn_of_merged_effect(m, j, before);
+            before = i;
+        }
     }
 }
 
@@ -87,7 +155,11 @@ void check_deviations_are_defined() {
 }  // namespace
 
 void check_structures() {
-    warn_of_unequal_blocks();
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        warn_of_misplaced_rows(k);
+        warn_of_shared_zeros(k);
+    }
+    warn_of_merging_across_traits();
     check_pgmix_methods();
     TrendRequest& request = DIRECTIVES.td_ptd;
     if (!request.asked || !task_has_deviations(DIRECTIVES.ITASK)) return;

@@ -106,26 +106,33 @@ void say_row_head(bool regressions) {
     say_line("  ---   ----  --------  -------    -----  --------  -------");
 }
 
-void say_contribution(const RMatrix& r, int32_t q) {
+// Also where only a further effect of a trait has regressions, which l_rr does not tell.
+bool has_regressions(const RMatrix& r) {
+    return std::any_of(r.cont_rr_eff.begin(), r.cont_rr_eff.end(),
+                       [](logical4 is) { return bool(is); });
+}
+
+void say_contribution(const RMatrix& r, int32_t q, bool regressions) {
     std::string line;
     append(line, "%5d %6d  %-8.*s %8d %8d  %-8.*s %8d", r.cont_rc(q), r.cont_eff(q),
            KVE_SV(r.cont_id_name(q).view()), r.cont_eff_inp(q), r.cont_t_no(q),
            KVE_SV(r.cont_t_name(q).view()), r.cont_t_inp(q));
-    if (r.l_rr) append(line, "  %-8.*s %8d", KVE_SV(r.cont_rr_name(q).view()), r.cont_rr_inp(q));
+    if (regressions)
+        append(line, "  %-8.*s %8d", KVE_SV(r.cont_rr_name(q).view()), r.cont_rr_inp(q));
     const int32_t before = LINES_ON_PAGE;
     page_if(1);
     if (LINES_ON_PAGE < before) {
         blank_lines();
-        say_row_head(r.l_rr);
+        say_row_head(regressions);
     }
     say_line("%s", line.c_str());
 }
 
-void say_dots(const RMatrix& r) {
+void say_dots(bool regressions) {
     std::string line;
     append(line, "%5s%7s%-10s%9s%9s%-10s%9s", "  ..", " ....", "  ......", "   .....", " ....",
            "  ......", "   .....");
-    if (r.l_rr) append(line, "%-10s%9s", "  ......", "   .....");
+    if (regressions) append(line, "%-10s%9s", "  ......", "   .....");
     say_row("%s", line.c_str());
 }
 
@@ -134,10 +141,11 @@ bool all_rows_are_shown(const RMatrix& r) { return r.n_cont <= kMostRows || DIRE
 void say_contributions(const RMatrix& r) {
     const int32_t head = all_rows_are_shown(r) ? r.n_cont : kRowsOfEnd;
     const int32_t tail = all_rows_are_shown(r) ? r.n_cont + 1 : r.n_cont - kRowsOfEnd + 1;
-    say_row_head(r.l_rr);
-    for (int32_t q = 1; q <= head; ++q) say_contribution(r, q);
-    if (!all_rows_are_shown(r)) say_dots(r);
-    for (int32_t q = tail; q <= r.n_cont; ++q) say_contribution(r, q);
+    const bool regressions = has_regressions(r);
+    say_row_head(regressions);
+    for (int32_t q = 1; q <= head; ++q) say_contribution(r, q, regressions);
+    if (!all_rows_are_shown(r)) say_dots(regressions);
+    for (int32_t q = tail; q <= r.n_cont; ++q) say_contribution(r, q, regressions);
 }
 
 void begin_matrix(int32_t rows) {

@@ -306,6 +306,16 @@ TEST(LogTables, WarningsAreCountedOnTheListing) {
         EXPECT_EQ(outcome.times("KVE_LOG holds"), c.n == 0 ? 0 : 2) << log;
         if (c.n == 0) continue;
         EXPECT_NE(log.find(c.words), log.npos) << log;
+        const std::size_t table = log.find("Total no of covariables ");
+        if (table != log.npos) {
+            int total = 0, fixed = 0, random = 0;
+            std::sscanf(
+                &log[table],
+                "Total no of covariables %d No of fixed covariables %d No of random covariables %d",
+                &total, &fixed, &random);
+            const auto head = numbers<int32_t>(framed_records(scratch.read("MODINF"))[11]);
+            EXPECT_EQ(head, (std::vector<int32_t>{-1, total, fixed, random})) << log;
+        }
         EXPECT_LT(outcome.listing.find(told),
                   outcome.listing.find("\nModel description (summary)\n"))
             << told;

@@ -115,14 +115,39 @@ TEST_F(ModelChecks, DumpShowsAllRecordsAndCutsLongLists) {
         {"MODEL(1): reg_name 'R3'", "RMAT(1): n_cont 2; t_r_id_rci 1", "RMAT(2): rank 1"});
 }
 
-TEST_F(ModelChecks, EffectsOfATraitWithUnequalRegressionsAreToldOnTheListing) {
-    derive_model({{"2 1 2", "2 1 1", "2 3(1) 3(2)"}});
-    EXPECT_EQ(listing_of(check_structures), "");
-    derive_model({{"5 1 2 3 4 5", "5 1 1 1 1 1", "0", "1 2 2 2 2"}});
-    EXPECT_EQ(listing_of(check_structures), "") << "reduced rank shares rows";
-    derive_model({{"2 1 2", "2 1 1", "1 3(2)"}});
-    EXPECT_NE(listing_of(check_structures).find("matrix 1 has 3 rows but rank 2"),
-              std::string::npos);
+// The traits of a matrix and what the listing says of it.
+TEST_F(ModelChecks, RowsThatAreNotThoseAskedForAreToldOnTheListing) {
+    const struct {
+        std::vector<Submodel> traits;
+        const char* words;  // "" when all is well
+    } cases[] = {
+        {{{"2 1 2", "2 1 1", "2 3(1) 3(2)"}}, ""},
+        {{{"3 4 2 6", "2 1 + 1", "2 [3:4,2,L]"}, {"1 2", "1 1"}}, ""},
+        {{{"2 1 2", "2 1 1", "1 3(2)"}}, "effect I2 of trait R1 has not the 1 rows from 2 on"},
+        // Three rows less and three more: the rank is the number of rows all the same.
+        {{{"2 1 2", "2 1 1", "1 3(1)"}, {"2 1 2", "2 1 1", "1 3(2)"}},
+         "effect I2 of trait R1 has not the 2 rows from 3 on"},
+        {{{"1 1", "1 1", "0", "1"}, {"1 1", "1 1", "0", "2"}, {"1 1", "1 1", "0", "3"}}, ""},
+        {{{"3 1 2 3", "3 1 1 1", "0", "1 1 1"}}, ""},
+        {{{"2 1 2", "2 1 1", "2 3(1) 3(2)", "1 1"}}, ""},
+        {{{"3 1 2 3", "3 1 1 1", "0", "1 2 2"}}, "I2 of trait R1 has not the 1 rows from 2 on"},
+        {{{"3 1 2 3", "3 1 1 1", "0", "1 1 2"}}, "I3 of trait R1 has not the 1 rows from 2 on"},
+        {{{"4 1 2 3 4", "4 1 1 1 1", "0", "1 1 2 2"}}, "I3 of trait R1 has not"},
+        {{{"3 1 2 3", "3 1 1 1", "3 3(1) 3(2) 3(3)", "1 1 1"}}, "I3 of trait R1 has not the 2"},
+        {{{"2 1 2", "2 1 + 1", "0", "1 1"}, {"1 1", "1 1", "0", "1"}}, "I1 of trait R2 has not"},
+        {{{"2 1 2", "2 1 1", "0", "0 0"}}, "matrix 1: effects with the position 0 in $REDUCE"},
+        {{{"2 1 2", "2 2 + 2"}, {"1 3", "1 + 2"}},
+         "matrix 2: the + before effect I3 of trait R2 merges it with\n"
+         "          an effect of trait R1\n"},
+        {{{"2 1 2", "2 1 + 2"}}, "merges it with\n          nothing, its row is 0\n"},
+    };
+    for (const auto& c : cases) {
+        derive_model(c.traits);
+        const std::string listing = listing_of(check_structures);
+        const std::string found = listing.find(c.words) == listing.npos ? "" : c.words;
+        EXPECT_EQ(listing.empty(), *c.words == 0) << listing;
+        EXPECT_EQ(found, c.words) << listing;
+    }
 }
 
 TEST_F(ModelChecks, StructuresTellTheirMethodAndNameTheirFiles) {

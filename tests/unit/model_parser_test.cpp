@@ -285,6 +285,9 @@ TEST_F(ModelParser, RefusedRegressionLines) {
          {"2 [1:b,1]", "ERROR - Reading last covariable input no. within '[]' Trait 1"},
          {"2 [2:1,1]", "1'st input no. 2 > last input no. 1"},
          {"2 [1:2,e]", "ERROR - Reading effect for nesting within '[]' Trait 1"},
+         {"60 3(" + std::string(100, '1') + " 1)",
+          "longer than 100 characters Trait 1 It has 102;"},
+         {"2 [1:2,1," + std::string(96, ' ') + "L]", "longer than 100 characters"},
          {"2 [1:2,1,LL]", "ERROR - Reading additional options for specification of nested"}});
 }
 
