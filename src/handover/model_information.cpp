@@ -72,7 +72,8 @@ void write_trait_counts() {
 }
 
 void write_covariable_counts() {
-    // A regression nested in no effect of its trait is general, though no count of the trait has it.
+    // A regression nested in no effect of its trait is general, though no count of the trait has
+    // it.
     const int32_t fixed = KVEINT.N_REG_TOTAL - KVEINT.N_RANDOM_COV;
     write_record(MODINF, make_logical(KVEINT.N_REG_TOTAL > 0), KVEINT.N_REG_TOTAL, fixed,
                  KVEINT.N_RANDOM_COV);
