@@ -145,6 +145,12 @@ void TextInput::skip_line() {
     }
 }
 
+bool TextInput::comma_and_digit_follow() {
+    if (*at_ != ',') return false;
+    if (end_ - at_ < 2 && !fill()) return false;
+    return at_[1] >= '0' && at_[1] <= '9';
+}
+
 // To the first character of the next item or to what cannot begin one. False at the end.
 bool TextInput::skip_to_item() {
     for (;;) {

@@ -71,6 +71,8 @@ class TextInput : public ByteInput {
     // Before the first number of a record, and behind its last: the rest of the line is skipped.
     void begin_record() { after_item_ = false; }
     void skip_line();
+    // Behind a number: whether it may be one with a decimal comma, of which the front was read.
+    [[nodiscard]] bool comma_and_digit_follow();
 
  private:
     Line collect_line(std::string_view& line, std::size_t longest);

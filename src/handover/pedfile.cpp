@@ -99,16 +99,24 @@ int64_t count_wrong_pairs(int32_t k, const Vec<int32_t>& order) {
     });
 }
 
+// An earlier pedigree factor has the first rows of the table, a later one comes before the rows
+// that the first one's order has inserted.
+bool is_only_pedigree() {
+    int32_t n = 0;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) n += has_pedigree(RMAT(k).structure) ? 1 : 0;
+    return n == 1;
+}
+
 void warn_of_wrong_pairs(int32_t k, const std::string& name, int64_t n_wrong) {
     if (n_wrong == 0) return;
     Block block;
     block.line("WARNING - %s has wrong parents for %lld levels of random factor %d:", name.c_str(),
                static_cast<long long>(n_wrong), k);
-    if (FACTORS.FIRST_ANIMAL(k) > 1)
-        block.line("          put one pedigree factor in a run");
-    else
+    if (is_only_pedigree())
         block.line(
             "          give every parent a record, sort variables above 0; task 12: method 2");
+    else
+        block.line("          put one pedigree factor in a run");
     block.print();
 }
 

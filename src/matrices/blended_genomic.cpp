@@ -5,6 +5,7 @@
 #include "data/factors.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
+#include "matrices/user_matrix_ids.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
@@ -51,7 +52,17 @@ int32_t find_position(Positions& positions, int32_t id) {
     return kNotTyped;
 }
 
-void warn_of_missing_diagonals(const ReducedPedigree& ped, const Vec<int8_t>& has_diagonal) {
+// What the blending of G makes of an element that is 0.
+void warn_of_zero_elements(const RMatrix& r) {
+    if (r.pgmix_g_adjust)
+        say_row("WARNING - their own elements count as 0 ahead of G-ADJUST: give them");
+    else
+        say_row("WARNING - their own elements in Gw are only %g times those of A11: give them",
+                std::max(0.0, static_cast<double>(r.pgmix_weight)));
+}
+
+void warn_of_missing_diagonals(int32_t k, const ReducedPedigree& ped,
+                               const Vec<int8_t>& has_diagonal) {
     constexpr int kMostListed = 20;
     const auto n = std::count(has_diagonal.begin(), has_diagonal.end(), int8_t{0});
     if (n == 0) return;
@@ -63,6 +74,7 @@ void warn_of_missing_diagonals(const ReducedPedigree& ped, const Vec<int8_t>& ha
         say_row("%12d", ped.ID(t));
         ++listed;
     }
+    warn_of_zero_elements(RMAT(k));
 }
 
 }  // namespace
@@ -106,7 +118,9 @@ void read_blended_genomic(BlendedGenomicFile& genomic, const ReducedPedigree& pe
     if (genomic.answer == FileAnswer::failure)
         stop_unreadable_item("an element", RMAT(genomic.factor).rel_file3.string().c_str(),
                              genomic.file.offending().c_str());
-    warn_of_missing_diagonals(ped, has_diagonal);
+    warn_of_decimal_commas(genomic.factor, RMAT(genomic.factor).rel_file3,
+                           genomic.file.decimal_commas());
+    warn_of_missing_diagonals(genomic.factor, ped, has_diagonal);
 }
 
 }  // namespace kve

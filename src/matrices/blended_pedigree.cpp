@@ -1,6 +1,7 @@
 #include "matrices/blended_pedigree.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <span>
 
@@ -119,14 +120,20 @@ void report_typed_animals(const TypedAnimals& typed, int32_t n_reduced) {
 
 struct Inbreeding {
     Vec<double, 0> F;  // by position
-    bool is_own = true;
+    // Of animals whose diagonal element is not the one taken.
+    int32_t n_other = 0;
+    double largest_difference = 0.0;
 };
 
-void warn_of_other_inbreeding() {
+void warn_of_other_inbreeding(const Inbreeding& inbreeding) {
     say_row(
         "WARNING - inbreeding of the typed animals and their ancestors is taken in level order,"
         " the pedigree file is in another order: sort it by Sort_Var, parents first, with a "
         "record for every parent");
+    say_row("WARNING - animals concerned: %d, largest difference in their inbreeding: %.5f",
+            inbreeding.n_other, inbreeding.largest_difference);
+    if (DIRECTIVES.ITASK == kSolveByKve5 && DIRECTIVES.IMETHOD == 1)
+        say_row("WARNING - in task 12 with method 1 no order of the file helps: use method 2");
 }
 
 // Gives the marked animals their positions, and the typed ones their numbers.
@@ -143,7 +150,9 @@ Inbreeding number_animals(int32_t k, ReducedPedigree& ped) {
         ++p;
         // Kept: by the level number, although `ad` goes by the row.
         const double diagonal = RMAT(k).ad(animal.level);
-        inbreeding.is_own = inbreeding.is_own && diagonal == AD(j);
+        if (diagonal != AD(j)) ++inbreeding.n_other;
+        inbreeding.largest_difference =
+            std::max(inbreeding.largest_difference, std::abs(diagonal - AD(j)));
         F(p) = diagonal - 1.0;
         if (animal.mark == kTyped) {
             ped.position(++t) = p;
@@ -233,7 +242,7 @@ void allocate_reduced_pedigree(ReducedPedigree& ped, BlendedCounts counts) {
 
 void number_reduced_pedigree(int32_t k, ReducedPedigree& ped) {
     const Inbreeding inbreeding = number_animals(k, ped);
-    if (!inbreeding.is_own) warn_of_other_inbreeding();
+    if (inbreeding.n_other > 0) warn_of_other_inbreeding(inbreeding);
     const Vec<int32_t>& rows = FACTORS.ANIMAL_LIST(k);
     const bool lists = DIRECTIVES.ITEST > 1;
     if (lists) list_heading();

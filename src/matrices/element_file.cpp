@@ -22,6 +22,7 @@ std::string make_printable(std::string text) {
 int ElementFile::open(const std::string& path, DataFormat format) {
     format_ = format;
     n_read_ = 0;
+    commas_ = {};
     too_large_.clear();
     return format == kAscii ? text_.open(path) : framed_.open(path);
 }
@@ -48,7 +49,6 @@ FileAnswer ElementFile::read_text_ids(std::span<int32_t> ids) {
 }
 
 FileAnswer ElementFile::read_framed(std::span<std::byte> body) {
-    ++n_read_;
     switch (framed_.read_record(body)) {
         case RecordInput::Record::ok:
             return FileAnswer::record;
@@ -60,6 +60,7 @@ FileAnswer ElementFile::read_framed(std::span<std::byte> body) {
 }
 
 FileAnswer ElementFile::read(std::span<int32_t> ids) {
+    ++n_read_;
     if (format_ != kAscii) return read_framed(std::as_writable_bytes(ids));
     const FileAnswer answer = read_text_ids(ids);
     if (answer == FileAnswer::record) text_.skip_line();
@@ -67,10 +68,12 @@ FileAnswer ElementFile::read(std::span<int32_t> ids) {
 }
 
 FileAnswer ElementFile::read(MatrixElement& element) {
+    ++n_read_;
     if (format_ != kAscii) return read_framed(std::as_writable_bytes(std::span(&element, 1)));
     int32_t ids[2];
     if (const FileAnswer answer = read_text_ids(ids); answer != FileAnswer::record) return answer;
     if (text_.read_number(element.value) != TextInput::Number::ok) return FileAnswer::failure;
+    if (text_.comma_and_digit_follow() && ++commas_.n == 1) commas_.first = n_read_;
     text_.skip_line();
     element.id_1 = ids[0];
     element.id_2 = ids[1];

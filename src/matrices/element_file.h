@@ -21,6 +21,12 @@ struct MatrixElement {
 };
 static_assert(sizeof(MatrixElement) == 16);  // as in the binary file
 
+// Text records with a comma and a digit right behind the value: 1,25 was read as 1.
+struct DecimalCommas {
+    int64_t n = 0;
+    int64_t first = 0;  // number of the first such record
+};
+
 enum class FileAnswer {
     record,
     end,
@@ -46,6 +52,8 @@ class ElementFile {
     // 60 characters of it; of a binary file the number of the record. A read that the system
     // refused gives the system's words.
     std::string offending();
+    int64_t n_read() const { return n_read_; }  // records, the one that fails among them
+    DecimalCommas decimal_commas() const { return commas_; }
 
  private:
     FileAnswer read_id(int32_t& id, bool is_first);
@@ -55,7 +63,8 @@ class ElementFile {
     TextInput text_;
     RecordInput framed_;
     DataFormat format_ = kNoFormat;
-    int64_t n_read_ = 0;       // binary records, the one that fails among them
+    int64_t n_read_ = 0;
+    DecimalCommas commas_{};
     std::string too_large_{};  // an ID outside 32 bits, which has been passed
 };
 

@@ -72,6 +72,13 @@ void say_missing_count(int32_t n_missing) {
     if (n_missing > kMostMissingListed) say_line("Only the first 50 printed above");
 }
 
+void log_unreadable_record(int32_t k, UserMatrixFile& from) {
+    log_warning("WARNING - matrix file of random factor %d: %s", k,
+                RMAT(k).rel_file.string().c_str());
+    log_say("          record %lld cannot be read and ends the file, correct it: %s",
+            static_cast<long long>(from.file.n_read()), from.file.offending().c_str());
+}
+
 struct IdCounts {
     int64_t n_records = 0, n_diagonal = 0;
 };
@@ -99,6 +106,17 @@ void take_determinant(int32_t k, UserMatrixFile& from) {
     RMAT(k).log_det = from.element.value;
     RMAT(k).l_log_det = true;
     from.next();
+}
+
+void warn_of_decimal_commas(int32_t k, const FileName& name, DecimalCommas commas) {
+    if (commas.n == 0) return;
+    Block block;
+    block.line("WARNING - matrix file of random factor %d: %s", k, name.string().c_str());
+    block.line(
+        "          a comma and a digit follow the value in %lld records, first in record %lld:",
+        static_cast<long long>(commas.n), static_cast<long long>(commas.first));
+    block.line("          1,25 is read as 1, write 1.25");
+    block.print();
 }
 
 void check_factor_number(int32_t k) {
@@ -131,6 +149,8 @@ void enter_ids(int32_t k, int32_t& root) {
         }
     }
     say_counts(counts);
+    warn_of_decimal_commas(k, RMAT(k).rel_file, from.file.decimal_commas());
+    if (from.answer == FileAnswer::failure) log_unreadable_record(k, from);
 }
 
 void report_missing_ids(int32_t k, int32_t row, int32_t& status) {

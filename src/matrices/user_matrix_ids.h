@@ -17,7 +17,7 @@ struct UserMatrixFile {
     FileAnswer answer = FileAnswer::end;
 
     bool has_element() const { return answer == FileAnswer::record; }
-    // Kept: a record that cannot be read ends the file without a word.
+    // A record that cannot be read ends the file; `enter_ids` notes it in the log.
     void next() { answer = file.read(element); }
 };
 
@@ -25,6 +25,9 @@ struct UserMatrixFile {
 void open_user_matrix(int32_t k, UserMatrixFile& from);
 // When the first record holds the log determinant: stores it in RMAT(k) and goes on to the next.
 void take_determinant(int32_t k, UserMatrixFile& from);
+
+// When the text of a matrix seems to have values with a decimal comma.
+void warn_of_decimal_commas(int32_t k, const FileName& name, DecimalCommas commas);
 
 // Stops on a number of a random factor for which there are no file names.
 void check_factor_number(int32_t k);

@@ -202,6 +202,11 @@ TEST(StructuresRun, FilesThatAreNoGoodStopInClearWords) {
         ends(type + " BINARY file", good, 16, words);
         // A record further on ends the file.
         ends(type + " ASCII file", good + "2 x 1\n3 3 1\n", 0, "END OF KVE1V6");
+        EXPECT_NE(
+            folded(scratch.read("KVE_LOG"))
+                .find("WARNING - matrix file of random factor 1: file record 3 cannot be read "
+                      "and ends the file, correct it: x 1"),
+            std::string::npos);
         ends(type + " BINARY file", framed_good + "cut", 0, "END OF KVE1V6");
     }
     ends("COR ASCII file", good + "1 -2147483648 1\n", 16, "0000000 Program terminates");

@@ -161,6 +161,8 @@ TEST_F(BlendedMatrix, IsTheSumOfThreeInverses) {
         expect_blended(factor, ids, G);
         const bool in_order = one.task == 2 && one.with_data.back() == 5;
         EXPECT_EQ(listing.find("WARNING - inbreeding") == listing.npos, in_order) << listing;
+        EXPECT_EQ(listing.find("WARNING - animals concerned") == listing.npos, in_order) << listing;
+        EXPECT_EQ(listing.find("in task 12 with method 1") != listing.npos, one.task == 12);
     }
 }
 
@@ -302,7 +304,9 @@ TEST_F(BlendedMatrix, TellsWhatItPassesOverAndHowItAdjusts) {
         "         4         4         4         2         1         2          1          2\n"
         "         5         5         5         3         0         0          0          0\n",
         "but not in the 'full' pedigree file\n\n\n           8\n           8\nWARNING - typed "
-        "animals without a diagonal element in the genomic matrix:            1\n           4\n",
+        "animals without a diagonal element in the genomic matrix:            1\n           "
+        "4\nWARNING - "
+        "their own elements count as 0 ahead of G-ADJUST: give them\n",
         "\nAdjusting the G-matrix                       \n"
         "Average diagonal element in A11                                    1.00000\n"
         "Average off-diagonal element in A11                                0.16667\n"

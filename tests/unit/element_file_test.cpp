@@ -51,6 +51,19 @@ TEST_F(ElementFileTest, Text) {
     EXPECT_EQ(read(kAscii, std::string(500, 'x')), "!" + std::string(60, 'x'));
 }
 
+TEST_F(ElementFileTest, DecimalCommasAreCounted) {
+    // The second comma is the last byte that a buffer of 64 KiB holds.
+    std::string text = "1 1 2, 5\n1 2 1,25\n";
+    text += std::string(65536 - 6 - text.size(), ' ') + "1 1 1,25\n2 2 1,x\n3 3 1,";
+    EXPECT_EQ(read(kAscii, text), "1 1 2;1 2 1;1 1 1;2 2 1;3 3 1;");
+    ElementFile file;
+    MatrixElement e;
+    ASSERT_EQ(file.open("elements", kAscii), 0);
+    while (file.read(e) == FileAnswer::record) continue;
+    EXPECT_EQ(file.decimal_commas().n, 2);
+    EXPECT_EQ(file.decimal_commas().first, 2);
+}
+
 TEST_F(ElementFileTest, BinaryAndRecordsOfIds) {
     const MatrixElement element{1, -2, 2.5};
     const std::string body(reinterpret_cast<const char*>(&element), 16), good = framed(body);
