@@ -209,6 +209,10 @@ TEST(StructuresRun, FilesThatAreNoGoodStopInClearWords) {
             std::string::npos);
         ends(type + " BINARY file", framed_good + "cut", 0, "END OF KVE1V6");
     }
+    scratch.write("file", "0 0 2\n1 1 1,25\n2 2 1, 5\n");
+    EXPECT_TRUE(run_with(scratch, {"COR ASCII file"})
+                    .says("matrix file of random factor 1: file a comma and a digit follow the "
+                          "value in 1 records, first in record 2: 1,25 is read as 1, write 1.25"));
     ends("COR ASCII file", good + "1 -2147483648 1\n", 16, "0000000 Program terminates");
     ends("ABS_QTL 3 ASCII file", good + unknown, 16,
          "1 52 x More than 50 errors in this DOM/COR/IBD matrix Program terminated");

@@ -290,7 +290,7 @@ TEST_F(BlendedMatrix, ListsEndWhereTheySay) {
 
 TEST_F(BlendedMatrix, TellsWhatItPassesOverAndHowItAdjusts) {
     DIRECTIVES.ITEST = 2;
-    Factor factor = family("3\n4\n3\n5\n", "3 3 1.5\n6 6 1\n5 5 1\n3 5 0.5\n8 8 1\n");
+    Factor factor = family("3\n4\n3\n5\n", "3 3 1.5\n6 6 1\n5 5 1,5\n3 5 0.5\n8 8 1\n");
     factor.adjust = true;
     factor.weight = 0.5;
     const std::string listing = listing_of([&] { process({factor}); });
@@ -303,7 +303,9 @@ TEST_F(BlendedMatrix, TellsWhatItPassesOverAndHowItAdjusts) {
         "         3         3         3         1         1         2          1          2\n"
         "         4         4         4         2         1         2          1          2\n"
         "         5         5         5         3         0         0          0          0\n",
-        "but not in the 'full' pedigree file\n\n\n           8\n           8\nWARNING - typed "
+        "but not in the 'full' pedigree file\n\n\n           8\n           8\nWARNING - matrix "
+        "file of random factor 1: genomic1\n          a comma and a digit follow the value in 1 "
+        "records, first in record 3:\n          1,25 is read as 1, write 1.25\nWARNING - typed "
         "animals without a diagonal element in the genomic matrix:            1\n           "
         "4\nWARNING - "
         "their own elements count as 0 ahead of G-ADJUST: give them\n",
