@@ -169,6 +169,27 @@ TEST(Recoding, ScalesTheStartingValuesAndTheTraitButNotTheCovariableOnItsColumn)
     EXPECT_EQ(scaled.times("Covariance matrix for random effect"), 2);
 }
 
+// Codes and limits do not stand on the scale that the values are brought to.
+TEST(Recoding, ScalingOfCodesAndLimitsIsTold) {
+    Scratch scratch;
+    scratch.write("data", "1 1 5 9\n2 2 6 9\n");
+    const auto run = [&](const std::string& scaling) {
+        return scratch.run("$ANALYSE 2 0 " + scaling +
+                           " 0\n$DATA ASCII (1,3,-9.0) data\n$CENS 1 CENS = 1 INT_MAX = 3\n"
+                           "$MODEL\n3 2 0 1 0\n0\n0\n0\n1 0 1 1\n3 0 1 1\n2 0 1 1\n0\n0\n0\n"
+                           "0\n0\n0\n0\n$PRIOR\n1 1 1 4.0\n1 2 2 4.0\n1 3 3 4.0\n");
+    };
+    const Outcome outcome = run("1");
+    EXPECT_EQ(outcome.times("WARNING - trait"), 2) << outcome.listing;
+    EXPECT_TRUE(
+        outcome.prints("WARNING - trait R1 has a censoring limit: scaling makes its values "
+                       "1 2 3 to 0.5 1 1.5, its limits stay; leave it off\n"));
+    EXPECT_TRUE(
+        outcome.prints("WARNING - trait R2 is categorical: scaling makes its values 1 2 3 "
+                       "to 0.5 1 1.5; leave it off\n"));
+    EXPECT_EQ(run("0").times("WARNING - trait"), 0);
+}
+
 TEST(Recoding, DataAndPriorsThatCannotBeUsedStopTheRun) {
     const Case one{.model = kOneTrait, .prior = kOnePrior};
     const Case places{.model = kOneTrait, .prior = "1 1 1 2\n2 1 1 8\n3 1 1 1.0\n"};
