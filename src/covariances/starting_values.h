@@ -3,7 +3,8 @@
 //
 // Warns of each trait whose data should not be scaled.
 //
-// Reads RMAT, RSD, ISCALE, MODEL. Scales cov_mat and h_cov_mat of RMAT. Stopped by scaling without priors.
+// Reads RMAT, RSD, ISCALE, MODEL. Scales cov_mat and h_cov_mat of RMAT. Stopped by scaling without
+// priors.
 #pragma once
 
 namespace kve {
