@@ -29,23 +29,10 @@ struct Case {
     }
 };
 
-// So many lines of `text` behind the first one that is `title`.
-std::string behind(const std::string& text, const std::string& title, int count) {
-    std::size_t at = text.find("\n" + title + "\n");
-    if (at == text.npos) return "no line " + title + " in\n" + text;
-    at += title.size() + 2;
-    std::size_t end = at;
-    while (count-- > 0 && end != 0) end = text.find('\n', end) + 1;
-    return text.substr(at, end - at);
-}
-
 // A model of one trait and `n` random effects, each in its own matrix.
 Case many_matrices(int n) {
     std::string effects, matrices;
-    for (int k = 1; k <= n; ++k) {
-        effects += text(" %d", k % 5 + 1);
-        matrices += text(" %d", k);
-    }
+    for (int k = 1; k <= n; ++k) effects += text(" %d", k % 5 + 1), matrices += text(" %d", k);
     return {.analyse = "1 1 0 0",
             .model = text("1\n0\n4 0 %d", n) + effects + text("\n%d", n) + matrices + "\n0\n0\n",
             .prior = ""};
@@ -53,19 +40,14 @@ Case many_matrices(int n) {
 
 // `nt` traits with so many random effects each, all in one matrix.
 Case many_traits(int nt, const std::string& test_print, int effects = 1) {
-    std::string ones;
-    for (int k = 1; k <= effects; ++k) ones += " 1";
-    std::string names = "sire", zeros, model, random;
-    for (int i = 1; i <= nt; ++i) {
-        names += text(" TRAIT%d", i);
-        zeros += "0\n";
-        model += text("%d 0 %d", i, effects) + ones + "\n";
-        random += text("%d", effects) + ones + "\n";
-    }
+    const std::string ones = times(effects, " 1") + "\n", zeros = times(nt, "0\n");
+    std::string model;
+    for (int i = 1; i <= nt; ++i) model += text("%d 0 %d", i, effects) + ones;
     return {.analyse = "1 1 0 " + test_print,
             .columns = text("1,%d", nt),
-            .names = names,
-            .model = text("%d\n", nt) + zeros + model + random + zeros + "0\n",
+            .names = text("sire TRAIT[1:%d]", nt),
+            .model = text("%d\n", nt) + zeros + model + times(nt, text("%d", effects) + ones) +
+                     zeros + "0\n",
             .prior = ""};
 }
 
@@ -74,81 +56,47 @@ Case many_traits(int nt, const std::string& test_print, int effects = 1) {
 TEST(ModelReport, TwoTraitsOnThePagesAndInTheLog) {
     Scratch scratch;
     const Outcome outcome = Case{}.run(scratch);
-    EXPECT_EQ(behind(outcome.listing, "---------------------------", 7),
-              "\n                                                         No of Class Variables\n"
-              "           Dep.var  Weight   Effects    No of    "
-              "---------------------------------------\n"
-              " Trait       R.no    R.no    Absorbed   Covars     Total          Fixed         "
-              "Random\n"
-              "--------   -------  ------   --------   ------   ---------      ---------      "
-              "---------\n"
-              "Y1               4       3          1        4           3              1"
-              "              2\n"
-              "Y2               5       0          2        0           2              1"
-              "              1\n");
-    EXPECT_EQ(behind(outcome.listing, "Model description (detailed)", 16),
-              "----------------------------\n\n"
-              "Trait / effect :  Y1            herd      sex       sire      dam       age       "
-              "age(sex)  day(sire)  day(dam)\n"
-              "Type           :  NOR    R   W  A         F         R         R         F         "
-              "F         R          R\n"
-              "Input no.      :         4   3  1         3         4         5         1         "
-              "1         2          2\n"
-              "Random mat. no.:                                    1         2                   "
-              "          1          2\n\n"
-              "Trait / effect :  Y2            herd      year      sex       sire\n"
-              "Type           :  NOR    R   W  A         A         F         R\n"
-              "Input no.      :         5   0  1         2         3         4\n"
-              "Random mat. no.:                                              1\n\n"
-              "Trait      Model\n--------   --------\n"
-              "Y1       = herd +sex +sire +dam +age +age(sex) +day(sire) +day(dam)\n"
-              "Y2       = herd +year +sex +sire\n");
-    EXPECT_EQ(behind(outcome.listing, "Matrix no.            1", 9),
-              "Variance structure I(x)G0\n\n"
-              "        Random identifier (effect)      Submodel/trait          RR-Regression\n"
-              "  Row/  --------------------------  -----------------------   -----------------\n"
-              "  Col    No.      Name  I-Input     No.       Name  R-Input      Name  R-Input\n"
-              "  ---   ----  --------  -------    -----  --------  -------  --------  -------\n"
-              "    1      1  sire            4        1  Y1              4                  0\n"
-              "    2      1  sire            4        1  Y1              4  day             2\n"
-              "    3      1  sire            4        2  Y2              5                  0\n");
-    EXPECT_EQ(behind(outcome.listing, "Matrix no.            3 (Residual)", 9),
-              "Variance structure I\n\n            Submodel/trait\n"
-              "  Row/  -----------------------\n  Col    No.      Name  R-Input\n"
-              "  ---   ----  --------  -------\n    1      1  Y1              4\n"
-              "    2      2  Y2              5\n\n");
-    const std::string log = scratch.read("KVE_LOG");
-    EXPECT_EQ(behind(log, "--------  -------- -------  -------- -------  ", 2),
-              "Y1        herd           1  \nY2        herd           1  year           2  \n");
-    EXPECT_EQ(behind(log, "                      -----------", 11),
-              "Trait                         1        2        3        4\n"
-              "---------|-----------| -------- -------- -------- --------\n"
-              "Y1       | F-input   |        1        1        2        2\n"
-              "         |   Name    |      age      age      day      day\n"
-              "         | Nesting   |        0        1        2        3\n"
-              "         |   Name    |               sex     sire      dam\n"
-              "         | Type      |        F        F        R        R\n\n"
-              "Total no of covariables             4\nNo of fixed covariables             2\n"
-              "No of random covariables            2\n");
-    EXPECT_EQ(behind(log, "I-Input-no for Classification Variables", 9),
-              "  Trait  |    1    2    3\n-------- |\nY1       |    3    4    5\n\n"
-              "Description of random effects accross traits\n"
-              "Numbering of Random Effects ((co)variance matrix number)\nTrait    |\n"
-              "-------- |\nY1       |    1    2\n");
+    for (const char* page :
+         {"Fixed Random -------- ------- ------ -------- ------ --------- --------- ---------"
+          " Y1 4 3 1 4 3 1 2 Y2 5 0 2 0 2 1 1",
+          "Trait / effect : Y1 herd sex sire dam age age(sex) day(sire) day(dam)"
+          " Type : NOR R W A F R R F F R R Input no. : 4 3 1 3 4 5 1 1 2 2"
+          " Random mat. no.: 1 2 1 2 Trait / effect : Y2 herd year sex sire Type : NOR R W A A F R"
+          " Input no. : 5 0 1 2 3 4 Random mat. no.: 1 Trait Model -------- --------"
+          " Y1 = herd +sex +sire +dam +age +age(sex) +day(sire) +day(dam)"
+          " Y2 = herd +year +sex +sire",
+          "Matrix no. 1 Variance structure I(x)G0 Random identifier (effect) Submodel/trait"
+          " RR-Regression Row/ -------------------------- ----------------------- "
+          "-----------------"
+          " Col No. Name I-Input No. Name R-Input Name R-Input"
+          " --- ---- -------- ------- ----- -------- ------- -------- -------"
+          " 1 1 sire 4 1 Y1 4 0 2 1 sire 4 1 Y1 4 day 2 3 1 sire 4 2 Y2 5 0",
+          "Matrix no. 3 (Residual) Variance structure I Submodel/trait Row/"
+          " ----------------------- Col No. Name R-Input --- ---- -------- ------- 1 1 Y1 4 2 2 Y2 "
+          "5"})
+        EXPECT_TRUE(outcome.says(page)) << page << outcome.listing;
+    for (const char* table :
+         {" Y1 herd 1 Y2 herd 1 year 2 ",
+          "Trait 1 2 3 4 ---------|-----------| -------- -------- -------- --------"
+          " Y1 | F-input | 1 1 2 2 | Name | age age day day | Nesting | 0 1 2 3 | Name | sex sire"
+          " dam | Type | F F R R Total no of covariables 4 No of fixed covariables 2 No of random"
+          " covariables 2",
+          "I-Input-no for Classification Variables Trait | 1 2 3 -------- | Y1 | 3 4 5 Description"
+          " of random effects accross traits Numbering of Random Effects ((co)variance matrix"
+          " number) Trait | -------- | Y1 | 1 2"})
+        EXPECT_TRUE(scratch.says("KVE_LOG", table)) << table << scratch.read("KVE_LOG");
 }
 
 TEST(ModelReport, ManyEffectsWithLongNamesFillSeveralTables) {
-    Case many = {.analyse = "1 1 0 0", .columns = "200,1", .names = "", .prior = ""};
+    Case many = {
+        .analyse = "1 1 0 0", .columns = "200,1", .names = "INTEG[1:200] RESPONSE", .prior = ""};
     Lines expected;
     std::string effects;
-    for (int k = 1; k <= 200; ++k) {
-        many.names += text("INTEG%03d ", k);
-        if (k % 50 == 0) many.names += "\n";
-        effects += text(" %d", 201 - k);
-        expected.push_back(text("INTEG%03d F %d", 201 - k, 201 - k));
+    for (int k = 200; k >= 1; --k) {
+        effects += text(" %d", k);
+        expected.push_back(text("INTEG%d F %d", k, k));
     }
-    expected.back() = "INTEG001 R 1 1";
-    many.names += "RESPONSE";
+    expected.back() = "INTEG1 R 1 1";
     many.model = "1\n0\n1 0 200" + effects + "\n1 1\n0\n0\n";
     const Outcome outcome = many.run();
     const Lines lines = lines_of(outcome.listing);
@@ -168,9 +116,8 @@ TEST(ModelReport, ManyEffectsWithLongNamesFillSeveralTables) {
     EXPECT_TRUE(outcome.says("Type : NOR R W F"));
     EXPECT_EQ(outcome.times("RESPONSE INTEG200"), 1);
 
-    const std::string model = behind(outcome.listing, "Trait      Model", 2);
-    EXPECT_NE(model.find("\nRESPONSE = INTEG200 +INTEG199 +INTEG198 +"), model.npos);
-    EXPECT_TRUE(model.ends_with(" +..........\n")) << model;
+    EXPECT_TRUE(outcome.prints("\nRESPONSE = INTEG200 +INTEG199 +INTEG198 +"));
+    EXPECT_TRUE(outcome.prints(" +..........\n"));
     EXPECT_LE(outcome.longest_page(), 78U);
     for (const std::string& line : lines) EXPECT_LE(line.size(), 132U) << line;
 }
@@ -192,9 +139,9 @@ TEST(ModelReport, EachClassOfTraitsHasItsWordAndTheResidualItsGroups) {
     for (auto [trait, word] : expected)
         EXPECT_TRUE(outcome.says(text("Trait / effect : %s sex Type : %s R W", trait, word)))
             << outcome.listing;
-    EXPECT_EQ(behind(outcome.listing, "Matrix no.            1 (Residual)", 3),
-              "Variance structure GROUP\nInteger variable used for grouping : sex\n"
-              "Integer input no.                  :            3\n");
+    EXPECT_TRUE(
+        outcome.says("Matrix no. 1 (Residual) Variance structure GROUP Integer variable used for "
+                     "grouping : sex Integer input no. : 3"));
 }
 
 TEST(ModelReport, PagesFollowInOrderEachUnderAPageHead) {
@@ -216,8 +163,7 @@ TEST(ModelReport, PagesFollowInOrderEachUnderAPageHead) {
         outcome.says("Matrix no. 1 Trait no. 1 2 Effect no. 1 1 Position 1 3 "
                      "Matrix no. 2 Trait no. 1 Effect no. 2 Position ----"))
         << outcome.listing;
-    EXPECT_TRUE(behind(outcome.listing, "Nonexistent residual covarainces", 3)
-                    .ends_with("\n    2  Y2           1  Y1\n"));
+    EXPECT_TRUE(outcome.prints("\n    2  Y2           1  Y1\n"));
     EXPECT_FALSE(outcome.says("WARNING WARNING WARNING"));
 
     // A file of an earlier run in the folder is none of this one's.
@@ -261,14 +207,11 @@ TEST(ModelReport, MiddleRowsAreLeftOutFrom31On) {
 TEST(LogTables, ClassEffectsStandOnlyWhereThereAreCovariables) {
     Scratch scratch;
     many_matrices(3).run(scratch);
-    const std::string plain = scratch.read("KVE_LOG");
-    EXPECT_EQ(behind(plain, "I-Input-no for Classification Variables", 7),
-              "  Trait  |    1    2    3\n-------- |\n\n"
-              "Description of random effects accross traits\n"
-              "Numbering of Random Effects ((co)variance matrix number)\nTrait    |\n"
-              "-------- |\n");
-    for (const char* absent : {"Covariables", "Effects to be absorbed", "Y1       |"})
-        EXPECT_EQ(plain.find(absent), plain.npos) << absent;
+    EXPECT_TRUE(scratch.says("KVE_LOG",
+                             "Variables Trait | 1 2 3 -------- | Description of random "
+                             "effects accross traits Numbering of Random"));
+    for (const char* absent : {"Covariables", "Effects to be absorbed", "Y1 |"})
+        EXPECT_FALSE(scratch.says("KVE_LOG", absent)) << absent;
 }
 
 // The run goes on, so the listing must send the reader to the log.
@@ -337,10 +280,10 @@ TEST(LogTables, GoOnBelowWhenALineIsFull) {
     for (const char* part :
          {"Trait                         1 ", " 7\n                              8\n",
           "Y1       | F-input   |        1", "         |   Name    |        A",
-          "         | Type      |", "         | F-input   |        9\n",
-          "         |   Name    |        H\n", "         | Type      |        F\n",
-          "  Trait  |    1", "   15\n         |   16\n", "-------- |\nY1       |    2",
-          "    1\n         |    2\n", "-------- |\nY1       |    1", "   15\n         |   16\n"}) {
+          "         | Type      |",
+          "         | F-input   |        9\n         |   Name    |        H\n", "  Trait  |    1",
+          "   15\n         |   16\n", "-------- |\nY1       |    2", "    1\n         |    2\n",
+          "-------- |\nY1       |    1", "   15\n         |   16\n"}) {
         at = log.find(part, at) + 1;
         ASSERT_GT(at, 0U) << part << log;
     }

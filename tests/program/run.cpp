@@ -66,6 +66,26 @@ std::string text(const char* format, ...) {
     return line;
 }
 
+std::string times(int n, std::string_view text) {
+    std::string all;
+    while (n-- > 0) all += text;
+    return all;
+}
+
+std::string priors(const std::vector<int>& rows) {
+    std::string all;
+    for (std::size_t m = 1; m <= rows.size(); ++m)
+        for (int i = 1; i <= rows[m - 1]; ++i) all += text("%zu %d %d 1.0\n", m, i, i);
+    return all;
+}
+
+Outcome outcome_of(int status, const std::string& listing) {
+    std::string words;
+    for (const std::string& line : lines_of(listing))
+        if (!is_page_head(line)) words += line + "\n";
+    return {status, listing, folded(words)};
+}
+
 Scratch::Scratch() {
     std::string pattern = (fs::temp_directory_path() / "kve1-test-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) std::abort();
@@ -86,6 +106,10 @@ std::string Scratch::read(const std::string& name) const {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+bool Scratch::says(const std::string& name, std::string_view text) const {
+    return folded(read(name)).find(folded(text)) != std::string::npos;
+}
+
 bool Scratch::has(const std::string& name) const { return fs::exists(folder_ / name); }
 
 Outcome Scratch::run(std::string_view directives, const std::string& listing) const {
@@ -94,15 +118,9 @@ Outcome Scratch::run(std::string_view directives, const std::string& listing) co
                           "' && exec '" KVE1_PROGRAM "' < directives.in " + listing +
                           " 2> errors.out";
     int raw = std::system(command.c_str());
-    Outcome outcome;
-    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw);
-    outcome.listing = read("listing.out");
-    std::string words;
-    for (const std::string& line : lines_of(outcome.listing))
-        if (!is_page_head(line)) words += line + "\n";
-    outcome.words = folded(words);
     EXPECT_EQ(read("errors.out"), "") << "nothing goes to standard error";
-    return outcome;
+    return outcome_of(WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw),
+                      read("listing.out"));
 }
 
 std::vector<std::string> framed_records(const std::string& bytes) {

@@ -32,6 +32,7 @@ class Scratch {
     void write(const std::string& name, std::string_view content) const;
     std::string read(const std::string& name) const;
     bool has(const std::string& name) const;
+    bool says(const std::string& name, std::string_view text) const;  // with blanks folded
 
     // One run with the given directive text on standard input. `listing` says where the shell sends
     // the listing.
@@ -60,6 +61,10 @@ std::string bytes_of(const std::vector<T>& values) {
 }
 
 std::string folded(std::string_view text);
+std::string times(int n, std::string_view text);
+// Lines for matrices with so many rows: ones on the diagonals.
+std::string priors(const std::vector<int>& rows);
+Outcome outcome_of(int status, const std::string& listing);
 std::vector<std::string> lines_of(const std::string& listing);
 bool is_page_head(const std::string& line);
 [[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);
