@@ -13,15 +13,12 @@
 #include "data/intake.h"
 #include "data/recoded_data.h"
 #include "directives/directives.h"
-#include "handover/code_table.h"
-#include "handover/empty_work_files.h"
 #include "handover/model_information.h"
 #include "handover/old_solution_head.h"
 #include "listing/listing.h"
 #include "listing/units.h"
 #include "model/model_records.h"
 #include "run.h"
-#include "stops.h"
 #include "store/big_tables.h"
 
 using namespace kve;
@@ -134,29 +131,25 @@ void visit_run(auto&& given, auto&& others) {
 
 constexpr auto nothing = [](auto&&...) {};
 
-void allocate_arrays(Model& m) {
-    for (auto* allocate :
-         {allocate_absorbed_effects, allocate_class_effects, allocate_fixed_and_random_effects,
-          allocate_regressions, allocate_different_covariables})
-        allocate(m);
-}
-void allocate_arrays(RMatrix& r) {
-    for (auto* allocate : {allocate_members, allocate_identifiers, allocate_contributions,
-                           allocate_random_regressions, allocate_rows, allocate_zero_covariances,
-                           allocate_residual_groups})
-        allocate(r);
-}
+constexpr void (*kArraysOfTrait[])(Model&) = {allocate_absorbed_effects, allocate_class_effects,
+                                              allocate_fixed_and_random_effects,
+                                              allocate_regressions, allocate_different_covariables};
+constexpr void (*kArraysOfMatrix[])(RMatrix&) = {
+    allocate_members,        allocate_identifiers,
+    allocate_contributions,  allocate_random_regressions,
+    allocate_rows,           allocate_zero_covariances,
+    allocate_residual_groups};
 
 // A table for each row of extents.
 template <class Table>
-void build(Vec<Table>& all, const std::vector<Ints>& rows) {
+void build(Vec<Table>& all, const auto& arrays, const std::vector<Ints>& rows) {
     ASSERT_EQ(all.allocate(static_cast<int64_t>(rows.size())), 0);
     auto row = rows.begin();
     for (Table& table : all) {
         auto next = row++->begin();
         visit(
             table, [&](auto, auto&... extents) { ((extents = *next++), ...); }, nothing);
-        allocate_arrays(table);
+        for (auto* allocate : arrays) allocate(table);
         visit(table, nothing, distinct);
     }
 }
@@ -184,14 +177,15 @@ void build_run() {
 // without members, and residual groups.
 void build_rich_model() {
     // n_absorb, n_fixed, n_random, n_ef, n_reg, n_dif_reg
-    build(MODEL, {{2, 3, 2, 5, 4, 3}, {0, 0, 0, 0, 0, 0}});
+    build(MODEL, kArraysOfTrait, {{2, 3, 2, 5, 4, 3}, {0, 0, 0, 0, 0, 0}});
     MODEL(1).l_cens = true;
     MODEL(2).l_cens = false;
     // n_cont, n_rc, rank, n_traits, n_r_eff, n_random_id, m_n_rr, grp_nlev
-    build(RMAT, {{6, 5, 5, 2, 3, 1, 4, 0},
-                 {1, 1, 1, 1, 1, 1, 0, 0},
-                 {0, 0, 0, 0, 0, 0, 0, 0},
-                 {0, 2, 2, 2, 0, 0, 0, 3}});
+    build(RMAT, kArraysOfMatrix,
+          {{6, 5, 5, 2, 3, 1, 4, 0},
+           {1, 1, 1, 1, 1, 1, 0, 0},
+           {0, 0, 0, 0, 0, 0, 0, 0},
+           {0, 2, 2, 2, 0, 0, 0, 3}});
     RMAT(1).structure = Structure::PED;
     RMAT(4).structure = Structure::GROUP;
     ASSERT_EQ(KVEINT.NORCOV.allocate(2, 7), 0);  // more room than there are pairs of traits
@@ -205,8 +199,8 @@ void build_rich_model() {
 
 // One trait with one random effect of so many members and nothing else.
 void build_smallest_model(int members = 1, int groups = 1) {
-    build(MODEL, {{0, 0, 1, 1, 0, 0}});
-    build(RMAT,
+    build(MODEL, kArraysOfTrait, {{0, 0, 1, 1, 0, 0}});
+    build(RMAT, kArraysOfMatrix,
           {{members, members, members, members, 1, members, 0, 0}, {0, 1, 1, 1, 0, 0, 0, groups}});
     RMAT(1).structure = Structure::I;
     build_run();
@@ -279,73 +273,6 @@ TEST(ModelInformation, WritesNoMemberAndNoGroupWhereThereIsNone) {
     expect_smallest(special);
 }
 
-// Two fixed effects, one factor of each type, three residual groups. The lists run against the
-// order of the rows.
-TEST(CodeTable, FollowsTheListOfEveryFactor) {
-    build(MODEL, {{0, 2, 0, 2, 0, 0}});
-    build(RMAT, std::vector(6, Ints{0, 1, 1, 1, 0, 0, 0, 3}));
-    using enum Structure;
-    const Structure structures[] = {DOM, PED, I, ABS_QTL, COR, GROUP};
-    for (int k = 1; k <= 6; ++k) RMAT(k).structure = structures[k - 1];
-    RMAT(1).ass_rf = RMAT(4).ass_rf = 2;
-    build_run();
-    ASSERT_EQ(IFL.allocate(10) + IDL.allocate(3), 0);
-    std::vector<Ints> expected;
-    const int levels[][4] = {{4, 2, 11, 1}, {2, 0, 12, 2}, {3, 0, 21, 1},
-                             {6, 5, 31, 1}, {5, 0, 32, 2}, {1, 0, 41, 1},
-                             {9, 8, -3, 1}, {8, 7, 52, 2}, {7, 0, 53, 3}};
-    for (auto [row, next, key, level] : levels) {
-        IFL(row) = {next, key, 10 * key, level, 100 * key, 1000 * key, -1};
-        expected.push_back({next, key, 10 * key, level, 100 * key, 1000 * key});
-    }
-    IDL(3) = {-1, 71, 72, 73, 74, 75, 76, 1, 77, 78, 79, 80, 81};
-    IDL(1) = {-1, 91, 92, 93, 94, 95, 96, 0, 97, 98, 99, 90, 89};
-    // Behind the fixed effects: the pedigree, for DOM that of its other factor.
-    for (int factor = 0; factor < 2; ++factor)
-        expected.insert(expected.begin() + 3, {{3, 71, 72, 73, 74, 75, 76, 1, 77, 78, 79, 80, 81},
-                                               {1, 91, 92, 93, 94, 95, 96, 0, 97, 98, 99, 90, 89}});
-    FACTORS.HEAD_EF(1, 1) = 4;
-    FACTORS.HEAD_EF(1, 2) = 3;
-    ASSERT_EQ(FACTORS.ANIMAL_LIST(2).allocate(2), 0);
-    FACTORS.ANIMAL_LIST(2)(1) = 3;
-    FACTORS.ANIMAL_LIST(2)(2) = 1;
-    FACTORS.ITOPRS(3) = 6;
-    FACTORS.ITOPRS(4) = 2;  // levels of an absorbed effect are never listed
-    FACTORS.ITOPRS(5) = 1;
-    FACTORS.HEAD_GRP = 9;
-    Scratch scratch;
-    ASSERT_EQ(UNITS.CODE_TABLE.open(scratch.folder() / "CODE_TABLE"), 0);
-    write_code_table();
-    std::vector<Ints> found;
-    for (const std::string& record : framed_records(scratch.read("CODE_TABLE")))
-        found.push_back(numbers<int32_t>(record));
-    EXPECT_EQ(found, expected);
-}
-
-TEST(HandOver, AFullDiskStopsTheRun) {
-    build_smallest_model();
-    ASSERT_EQ(UNITS.MODINF.open("/dev/full") + UNITS.CODE_TABLE.open("/dev/full"), 0);
-    EXPECT_STOP(KVEPFL(), "ERROR - writing the file MODINF failed\nProgram terminates");
-    ASSERT_EQ(IFL.allocate(1), 0);
-    FACTORS.ITOPRS(1) = 1;
-    EXPECT_STOP(write_code_table(),
-                "ERROR - writing the file CODE_TABLE failed\nProgram terminates");
-}
-
-TEST(WorkFiles, StayOnlyWhenALineWasWritten) {
-    Scratch scratch;
-    ASSERT_EQ(FACTORS.NBAFT.allocate(2), 0);
-    for (int used : {0, 1, 2}) {
-        FACTORS.NBAFT(2) = used == 1;
-        FACTORS.INBREED_LINES = used == 2;
-        ASSERT_EQ(UNITS.PEDDATA.open(scratch.folder() / "PEDDATA"), 0);
-        ASSERT_EQ(UNITS.INBREED.open(scratch.folder() / "INBREED"), 0);
-        delete_empty_work_files();
-        EXPECT_EQ(scratch.has("PEDDATA"), used == 1);
-        EXPECT_EQ(scratch.has("INBREED"), used == 2);
-    }
-}
-
 // What an analysis program does: it finds the data again from the files alone.
 TEST(HandOver, LevelsOfTheRecodedDataLeadBackToTheIdentities) {
     Scratch scratch;
@@ -368,24 +295,27 @@ TEST(HandOver, LevelsOfTheRecodedDataLeadBackToTheIdentities) {
                  &random = model.matrices.at(0), &residual = model.matrices.at(1);
     const std::string positions[] = {first.at("f_ef_rci"), second.at("f_ef_rci"),
                                      random.at("r_id_rci"), residual.at("grp_rci")};
-    // Identities by level, a list behind each other: herds of both traits, animals, groups.
+    // Identities by level, a list behind each other: herds of both traits, animals, groups. How
+    // often they were met stands beside them.
     std::vector<Ints> lists(1);
+    Ints met;
     for (const std::string& record : framed_records(scratch.read("CODE_TABLE"))) {
         const Ints row = numbers<int32_t>(record);
         lists.back().push_back(row.at(1));
+        met.push_back(row.at(2));
         EXPECT_EQ(row.at(3), static_cast<int>(lists.back().size()));
         if (row.at(0) == 0) lists.emplace_back();
     }
     EXPECT_EQ(lists,
               (std::vector<Ints>{{7, 12, 30}, {7, 12, 30}, {1, 700, 2000000000}, {2, 5, 9}, {}}));
+    EXPECT_EQ(met, (Ints{20, 10, 10, 10, 10, 10, 10, 20, 10, 20, 10, 10}));
 
     const auto integers = framed_records(scratch.read("RCDATA_I"));
     const auto reals = framed_records(scratch.read("RCDATA_R"));
-    ASSERT_EQ(integers.size(), 40U);
-    ASSERT_EQ(reals.size(), 40U);
+    ASSERT_TRUE(integers.size() == 40 && reals.size() == 40);
     const char* rows[] = {"30 30 700 9 2.5", "7 0 700 2 4.5", "12 12 1 5 5.5",
                           "7 7 2000000000 2 6.5"};
-    const auto word = [](const auto& words, const std::string& position) {
+    const auto word = [](auto& words, const auto& position) {
         return words.at(std::stoul(position) - 1);
     };
     for (std::size_t n = 0; n < 40; ++n) {
@@ -411,5 +341,4 @@ TEST(HandOver, LevelsOfTheRecodedDataLeadBackToTheIdentities) {
     Fields learned = residual;
     for (const Fields& block : {model.head, model.tail}) learned.insert(block.begin(), block.end());
     for (const auto& [name, value] : expected) EXPECT_EQ(learned[name], value) << name;
-    EXPECT_FALSE(scratch.has("PEDDATA") || scratch.has("INBREED"));
 }

@@ -107,11 +107,17 @@ TEST(StructuresRun, ElementsStandAtTheLevelsOfTheirIds) {
                 scratch, {types[0] + form + " own", types[1] + form + " linked", kPedigree});
             ASSERT_EQ(outcome.status, 0) << outcome.listing;
 
+            // Levels of the mean, of the factor itself and of the pedigree, which DOM tells too.
             Levels own_levels, animal_levels;
-            for (int j = 1; j <= 81; ++j) own_levels[(j - 21) * 1001] = j;
-            for (const std::string& record : framed_records(scratch.read("CODE_TABLE")))
-                if (const Ints row = numbers<int32_t>(record); row.size() == 13)
-                    animal_levels[row[1]] = row[3];
+            const auto table = framed_records(scratch.read("CODE_TABLE"));
+            ASSERT_EQ(table.size(), dense ? 82U + 119 : 82U + 119 + 119);
+            for (std::size_t j = 1; j < table.size(); ++j) {
+                const Ints row = numbers<int32_t>(table[j]);
+                (j < 82 ? own_levels : animal_levels)[row.at(1)] = row.at(3);
+                EXPECT_EQ(row.size(), j < 82 ? 6U : 13U);
+                EXPECT_EQ(table[j], table[j < 201 ? j : j - 119]);
+                EXPECT_TRUE(j >= 82 || row[1] == (row[3] - 21) * 1001) << j;
+            }
             EXPECT_TRUE(scratch.read(dense ? "GINV1" : "COR1") == triangle(own, own_levels, dense));
             EXPECT_TRUE(scratch.read(dense ? "IBD2" : "DOM2") ==
                         triangle(linked, animal_levels, false));
