@@ -1,18 +1,9 @@
-// The statistics of the model on the listing: through whole runs, and, for the structures of random
-// factors, from tables filled here.
-#include "reports/model_statistics.h"
-
+// The statistics of the model on the listing, through whole runs. The lists of factors with a
+// structure are compared where their matrices are.
 #include <gtest/gtest.h>
 
-#include "data/factors.h"
-#include "directives/directives.h"
-#include "model/model_records.h"
 #include "modinf.h"
 #include "run.h"
-#include "store/big_tables.h"
-
-using kve::state::DIRECTIVES, kve::state::FACTORS, kve::state::IDL, kve::state::KVEINT,
-    kve::state::MODEL, kve::state::RMAT;
 
 namespace {
 
@@ -158,12 +149,12 @@ TEST(ModelStatistics, AMixtureModelHasTwoResidualGroupsAtMost) {
     for (int groups : {2, 3}) {
         scratch.write("data", data(60, {2, 2, 2, 2, 2, groups}));
         // X is the mixture variable: of no trait, as covariable, as weight, as trait.
-        for (const char* model :
-             {kOneTrait, "1 1 0 0 0\n0\n2 0 2 1 2\n1 1\n2 3 1\n0\n",
-              "1 1 0 0 0\n0\n2 1 2 1 2\n1 1\n0\n0\n", "1 1 0 0 0\n0\n1 0 2 1 2\n1 1\n0\n0\n"}) {
-            const bool stops = groups == 3 && model != kOneTrait;
-            const Outcome outcome = run(scratch, model, kOneMatrix, "2 0 0 0",
-                                        "$VAR_STR 2 GROUP 6\n$MIXTURE 1\n", stops ? 16 : 0);
+        for (const std::string model : {"2 0 2 1 2\n1 1\n0\n", "2 0 2 1 2\n1 1\n2 3 1\n",
+                                        "2 1 2 1 2\n1 1\n0\n", "1 0 2 1 2\n1 1\n0\n"}) {
+            const bool stops = groups == 3 && model != "2 0 2 1 2\n1 1\n0\n";
+            const Outcome outcome =
+                run(scratch, "1 1 0 0 0\n0\n" + model + "0\n", kOneMatrix, "2 0 0 0",
+                    "$VAR_STR 2 GROUP 6\n$MIXTURE 1\n", stops ? 16 : 0);
             EXPECT_EQ(outcome.says("Only 2 groups for residual variance are allowed\n"
                                    " in a Mixture Model\n\nProgram terminates"),
                       stops);
@@ -179,83 +170,4 @@ TEST(ModelStatistics, TellsTheSequencesOfABinaryTrait) {
                      "2 0 0 0", "$CURE 3 2 2 3\n"),
                  "Sequential binary trait information Number of subjects with binary sequences : 2 "
                  "Max. no. of records in a sequence : 3");
-}
-
-namespace {
-
-// One trait without class effects of its own and a factor of each type.
-void build_factors(const std::vector<kve::Structure>& structures) {
-    KVEINT.nt = 1;
-    KVEINT.NRAMAT = static_cast<int32_t>(structures.size());
-    ASSERT_EQ(MODEL.allocate(1) + RMAT.allocate(KVEINT.NRAMAT + 1), 0);
-    kve::allocate_factors();
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        kve::RMatrix& r = RMAT(k);
-        r.structure = structures[static_cast<std::size_t>(k - 1)];
-        r.rank = 2;
-        r.log_det = -1000.0 * k - 0.0625;
-        r.l_log_det = k % 2 == 0;
-        FACTORS.NRALEV(k) = 10 * k;
-    }
-}
-
-Outcome report() {
-    testing::internal::CaptureStdout();
-    kve::report_model_statistics();
-    std::fflush(stdout);
-    return outcome_of(0, testing::internal::GetCapturedStdout());
-}
-
-}  // namespace
-
-TEST(ModelStatistics, EachStructureHasItsTable) {
-    using enum kve::Structure;
-    build_factors({PGMIX, PED, ABS_QTL, GREL, COR, DOM, I, PED});
-    FACTORS.NRALEV(8) = 2000000000;
-    DIRECTIVES.ITASK = kve::kSolveByKve4;
-    const Outcome all = report();
-    const char* tables[][3] = {
-        {"I", "", "7 ! 70 140"},
-        {"D", "|D|", "6 ! 60 120 -6000.062"},
-        {"C", "|C|", "5 ! 50 100 0.000"},
-        {"G", "|G|", "4 ! 40 80 -4000.062"},
-        {"IBD", "", "3 ! 30 60"},
-        {"A", "|A|",
-         "2 ! 20 40 -2000.062 8 ! 2000000000 4000000000 -8000.062 Total 2000000020 4000000040"},
-        {"PGMIX", "|A|", "1 ! 10 20 0.000"}};
-    std::string expected;
-    for (auto [structure, determinant, rows] : tables)
-        expected += text(
-            "Random Factors with variance structure = %s(x)G0 Number of "
-            "------------------- %s Factor ! Levels Equations %s %s ",
-            structure, *determinant ? "Ln" : "", determinant, rows);
-    expect_words(all, expected);
-    EXPECT_EQ(all.times("Random Factors with variance structure ="), 7);
-
-    DIRECTIVES.ITASK = kve::kSolveByKve5;
-    const Outcome by_iteration = report();
-    EXPECT_EQ(by_iteration.times("|A|"), 0);
-    EXPECT_EQ(by_iteration.times("|D|"), 1);
-    EXPECT_TRUE(by_iteration.says("Equations 2 ! 20 40 8 ! 2000000000 4000000000 Total"));
-}
-
-TEST(ModelStatistics, AnimalsAreListedInTheOrderOfTheirChain) {
-    build_factors({kve::Structure::PED, kve::Structure::PGMIX});
-    ASSERT_EQ(IDL.allocate(120), 0);
-    // Row 110 is the sentinel; the chain runs through rows 109, 108 and so on.
-    for (int32_t row = 1; row <= 110; ++row)
-        IDL(row) = {0, 1000000000 + row, 3, 200 - row, -999999998, 2000000000, 1, row - 1, 0, 0, 0,
-                    0, 9999999};
-    FACTORS.ITOPAS(1) = FACTORS.ITOPAS(2) = 110;
-    DIRECTIVES.ITEST = 2;
-    const Outcome outcome = report();
-    std::string expected =
-        "Random effect 1 Animal list in birth-date order (MAX. first 100) Code N-obs A-C-NO S-var "
-        "R-var1 R-var2 N-Desc ";
-    for (int row = 109; row >= 10; --row)
-        expected += text("%d 3 %d -999999998 2000000000 1 9999999 ", 1000000000 + row, 200 - row);
-    expect_words(outcome, expected + "Random Factors");
-    EXPECT_EQ(outcome.times("Animal list"), 1) << "of the pedigree factor alone";
-    DIRECTIVES.ITEST = 1;
-    EXPECT_FALSE(report().says("Animal list"));
 }

@@ -168,7 +168,7 @@ TEST_F(OtherEvaluations, OldSolutionsGetTheLevelsOfThisRun) {
         const bool looked_up = kind >= 2 && kind <= 4;
         const bool found = known.count(identity) > 0 && (kind != 2 || trait == 1);
         if (looked_up && found) ivar[6] = known.at(identity);
-        if (looked_up && !found) ++not_used;
+        not_used += looked_up && !found;
         if (kind != 5 && (found || !looked_up)) expected += solution(ivar, {e, 7});
     }
     const Outcome outcome = run("$OLDSOL", old + "2 1 3 1");  // the last one is cut
@@ -183,16 +183,16 @@ TEST_F(OtherEvaluations, FaultyOldSolutions) {
     const std::string head = "1 2 7 1\n", first = solution({1, 2, 7, 1, 0, 0, 0}, {0});
     const std::string known = solution({2, 1, 0, 1, 13, 0, 2}, {10});
     run("$OLDSOL", head + "x\n2 1 0 1 13 0 0 1d1\n9 8,,7 6 5 4 3 2\n");
-    EXPECT_TRUE(scratch.read("oldsol") ==
-                first + solution(Ints(7), {0}) + known + solution({9, 8, 0, 1, 13, 0, 2}, {10}));
+    EXPECT_EQ(scratch.read("oldsol"),
+              first + solution(Ints(7), {0}) + known + solution({9, 8, 0, 1, 13, 0, 2}, {10}));
     run("$OLDSOL", head + "2 1 0 1 13 0 0 10\n5 / rest\n2 1 0 1 13.0\n2 1 0 1 2147483648\n2*1\n");
     EXPECT_TRUE(scratch.read("oldsol") == first + known + known + known + known);
     expect(run("$OLDSOL", "x", "", "1 1"), "END OF");
     EXPECT_TRUE(scratch.has("oldsol") && scratch.read("oldsol").empty());
 
     std::string effects = "1 2 7 0\n", relatives = effects;
-    for (int j = 100; j < 999; ++j) effects += text("2 1 0 1 %d 0 0\n", j);
-    for (int j = 100; j < 999; ++j) relatives += text("4 0 0 0 %d 0 0\n", j);
+    for (int j = 100; j < 999; ++j)
+        effects += text("2 1 0 1 %d 0 0\n", j), relatives += text("4 0 0 0 %d 0 0\n", j);
     const std::string no_header = "$OLDSOL: cannot read the header of four integers from: ";
     for (const char* old : {"", "\n 1 2 3\n", "1 2 seven 0\n", "1 2 7 2147483648"})
         expect(run("$OLDSOL", old), no_header + old + " Program terminates", 16);
@@ -252,10 +252,8 @@ Animal ID       PHG Trait      EBV       R**2        EBV       R**2        EBV  
     expect(run("$FINFO", "1 -2 1 5 .25 1 .5 1 .5\n"), "included. 1");
     const auto z = numbers<float>(framed_records(scratch.read("RC_F_INFO")).at(0));
     EXPECT_TRUE(z[3] == 0.0F && std::isnan(z[4]));
-    std::string faulty;
-    for (int j = 0; j < 1000; ++j) faulty += "x\n";
-    expect(run("$FINFO", faulty), "deleted.. 1000 END OF");
-    expect(run("$FINFO", faulty + "x\n"),
+    expect(run("$FINFO", times(1000, "x\n")), "deleted.. 1000 END OF");
+    expect(run("$FINFO", times(1001, "x\n")),
            "More than 1000 records with foreign information deleted "
            "due to errors CHECK YOUR INPUT DATA KVE_FINFO2 terminated with an error Program",
            16);

@@ -321,6 +321,11 @@ void compare(const char* analyse, int method_1, int method_2, const char* form, 
     const Outcome outcome = run_with(scratch, analyse, structures);
     ASSERT_EQ(outcome.status, 0) << outcome.listing;
     EXPECT_TRUE(outcome.says(told + "MODEL STATISTICS")) << told << outcome.listing;
+    EXPECT_TRUE(outcome.says(text("1 ! %d %d ", p[0].levels, p[0].levels)));
+    const std::string equations = "Factor ! Levels Equations ";
+    EXPECT_TRUE(outcome.says(equations + (analyse[1] == '2' ? "1 !" : "|A| 1 !")));
+    EXPECT_TRUE(
+        outcome.says(text("Total %d %d", p[0].levels + p[1].levels, p[0].levels + p[1].levels)));
     EXPECT_TRUE(scratch.read("PEDDATA") == born_after);
     EXPECT_EQ(scratch.has("PEDDATA"), !born_after.empty());
     EXPECT_EQ(scratch.has("INBREED"), method_1 == 1 || method_2 == 1);

@@ -119,19 +119,18 @@ TEST(Recoding, RecordsHoldLevelsCodesAndValues) {
 }
 
 TEST(Recoding, TheFourFormsOfDataGiveTheSameFiles) {
-    const std::vector<Ints> integers{{20, 5, 1}, {10, 9, 1}, {10, 0, 1}, {20, 9, 7}};
-    const std::vector<Floats> reals{{1.5F, 11, 21.25F}, {1, 12, -9}, {1, 13, 23}, {2, -9, 24}};
     std::map<std::string, std::string> files;
-    for (std::size_t k = 0; k < integers.size(); ++k) {
-        std::string i, r;
-        for (int32_t value : integers[k]) i += std::to_string(value) + " ";
-        for (float value : reals[k]) r += std::to_string(value) + " ";
-        files["text"] += i + r + "\n";
-        files["text_i"] += i + "\n";
-        files["text_r"] += r + "\n";
-        files["one"] += framed(bytes_of(integers[k]) + bytes_of(reals[k]));
-        files["two_i"] += framed(bytes_of(integers[k]));
-        files["two_r"] += framed(bytes_of(reals[k]));
+    for (const std::string row :
+         {"20 5 1 1.5 11 21.25", "10 9 1 1 12 -9", "10 0 1 1 13 23", "20 9 7 2 -9 24"}) {
+        std::istringstream items(row);
+        Ints integers(3);
+        Floats reals(3);
+        for (int32_t& value : integers) items >> value;
+        for (float& value : reals) items >> value;
+        const std::string i = printed(integers) + " ", r = printed(reals) + "\n";
+        files["text"] += i + r, files["text_i"] += i + "\n", files["text_r"] += r;
+        files["one"] += framed(bytes_of(integers) + bytes_of(reals));
+        files["two_i"] += framed(bytes_of(integers)), files["two_r"] += framed(bytes_of(reals));
     }
     Scratch scratch;
     for (const auto& [name, content] : files) scratch.write(name, content);
@@ -193,7 +192,6 @@ TEST(Recoding, ScalingOfCodesAndLimitsIsTold) {
 TEST(Recoding, DataAndPriorsThatCannotBeUsedStopTheRun) {
     const Case one{.model = kOneTrait, .prior = kOnePrior};
     const Case places{.model = kOneTrait, .prior = "1 1 1 2\n2 1 1 8\n3 1 1 1.0\n"};
-    const Case binary{.model = "1 0 0 0 1\n0\n2 0 2 1 2\n1 1\n0\n0\n", .prior = kOnePrior};
     struct {
         const Case& given;
         const char* data;
@@ -216,14 +214,12 @@ TEST(Recoding, DataAndPriorsThatCannotBeUsedStopTheRun) {
          "The mixture trait for a CURE model must be missing on all but the last observation in a "
          "sequence within a subject Current subject: 8 Current sequence number: 1 Observation "
          "number: 1"},
-        {binary, "1 1 0 0 1 0\n1 1 0 0 2 0\n", "INPUT DATA FOR BINARY DATA OUT OF RANGE (0/1)"},
     };
     Scratch scratch;
     for (const auto& fault : faults) {
         scratch.write("data", fault.data);
         const Outcome outcome = scratch.run(fault.given.text());
-        EXPECT_EQ(outcome.status, 16) << fault.words;
-        EXPECT_TRUE(outcome.says(fault.words)) << fault.words << outcome.listing;
+        EXPECT_TRUE(outcome.status == 16 && outcome.says(fault.words)) << outcome.listing;
         EXPECT_FALSE(&fault.given == &places && outcome.says("Starting parameters"));
     }
 }

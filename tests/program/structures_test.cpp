@@ -126,6 +126,16 @@ TEST(StructuresRun, ElementsStandAtTheLevelsOfTheirIds) {
             for (const Fields& fields : {modinf.matrices[0], modinf.matrices[1]})
                 EXPECT_EQ(fields.at("log_det") + fields.at("l_log_det"), "12.5T");
             EXPECT_EQ(modinf.head.at("NRALEV"), "81 119 119");
+            const std::string list = "(x)G0 Number of ------------------- ", ln = list + "Ln ";
+            const std::string head = "Factor ! Levels Equations ";
+            const std::string of = "Random Factors with variance structure = ";
+            std::string lists = of + "D" + ln + head + "|D| 2 ! 119 119 12.500 " + of + "C" + ln +
+                                head + "|C| 1 ! 81 81 12.500 " + of + "A" + ln + head +
+                                "|A| 3 ! 119 119 ";
+            if (dense)
+                lists = of + "G" + ln + head + "|G| 1 ! 81 81 12.500 " + of + "IBD" + list + head +
+                        "2 ! 119 119 " + of + "A" + ln + head + "|A| 3 ! 119 119 ";
+            EXPECT_TRUE(outcome.says(lists)) << lists << outcome.listing;
         }
 }
 
@@ -149,11 +159,9 @@ TEST(StructuresRun, LevelsWithoutDiagonalElementAreReported) {
         EXPECT_FALSE(scratch.has("MISS_ID1"));
         EXPECT_EQ(scratch.read("MISS_ID2"), missing);
         const auto n = std::count(missing.begin(), missing.end(), '\n');
-        EXPECT_TRUE(outcome.says("stored in a file named MISS_ID2 " + missing +
+        EXPECT_TRUE(outcome.says("No. of diagonal elements 4") &&
+                    outcome.says("stored in a file named MISS_ID2 " + missing +
                                  text("No. of missing ID's: %zd ", n) + kMissing));
-        EXPECT_TRUE(outcome.prints(text("\n%35s\n", missing.substr(0, 2).c_str())));
-        EXPECT_TRUE(outcome.prints(text("\nNo. of missing ID's: %52zd\n", n)));
-        EXPECT_TRUE(outcome.prints(text("\nNo. of diagonal elements%44d\n", 4)));
     }
 }
 
@@ -164,13 +172,12 @@ TEST(StructuresRun, AllStructuresAreCheckedAndFiftyIdsPrinted) {
     scratch.write("data", data);
     scratch.write("file", "0 0 1 / a determinant alone\n");
     const Outcome outcome = run_with(scratch, {"COR ASCII file", "", "GREL ASCII file"});
-    EXPECT_TRUE(outcome.says("C**(-1) for random factor 1 No. of records processed 0 No. of"));
-    EXPECT_TRUE(
-        outcome.says("elements 0 ERROR ERROR ERROR ID's in data, but not in the variance "
-                     "structure file The missing ID's are stored"));
-    EXPECT_TRUE(
-        outcome.says("50 No. of missing ID's: 60 Only the first 50 printed above "
-                     "Processing G**(-1) for random factor 3 No."));
+    for (const char* words : {"C**(-1) for random factor 1 No. of records processed 0 No. of",
+                              "elements 0 ERROR ERROR ERROR ID's in data, but not in the variance "
+                              "structure file The missing ID's are stored",
+                              "50 No. of missing ID's: 60 Only the first 50 printed above "
+                              "Processing G**(-1) for random factor 3 No."})
+        EXPECT_TRUE(outcome.says(words)) << words << outcome.listing;
     EXPECT_TRUE(outcome.words.ends_with(kMissing));
     EXPECT_TRUE(scratch.read("MISS_ID1").ends_with("\n59\n60\n"));
 }
@@ -187,15 +194,8 @@ TEST(StructuresRun, FilesThatAreNoGoodStopInClearWords) {
                           const std::string& words) {
         scratch.write("file", file);
         const Outcome outcome = run_with(scratch, {line, "", kPedigree});
-        EXPECT_EQ(outcome.status, status) << line << file;
-        EXPECT_TRUE(outcome.words.ends_with(folded(words))) << line << outcome.listing;
-    };
-    const auto ends_with_link = [&](const std::string& name, const char* target,
-                                    const std::string& line, const std::string& words) {
-        std::filesystem::remove(scratch.folder() / name);
-        std::filesystem::create_symlink(target, scratch.folder() / name);
-        ends(line, name[0] == 'M' ? "1 2 1\n" : good, 16, words + " Program terminates");
-        std::filesystem::remove(scratch.folder() / name);
+        EXPECT_TRUE(outcome.status == status && outcome.words.ends_with(words))
+            << line << file << outcome.listing;
     };
     ends("COR ASCII .", good, 16,
          "ERROR opening file with the COR matrix for random effect 1 Program terminates");
@@ -223,10 +223,10 @@ TEST(StructuresRun, FilesThatAreNoGoodStopInClearWords) {
     ends("ABS_QTL 3 ASCII file", good + unknown, 16,
          "1 52 x More than 50 errors in this DOM/COR/IBD matrix Program terminated");
     ends("DOM 3 ASCII file", good + unknown.substr(7), 0, "END OF KVE1V6");
-    const std::string failed = "ERROR - writing the file ",
-                      cut = " failed, the file is not complete";
-    ends_with_link("COR1", "/dev/full", "COR ASCII file", failed + "COR1" + cut);
-    ends_with_link("GINV1", "/dev/full", "GREL ASCII file", failed + "GINV1" + cut);
-    ends_with_link("MISS_ID1", "/dev/full", "DOM 3 ASCII file", failed + "MISS_ID1 failed");
-    ends_with_link("DOM1", "file", "DOM 3 ASCII file", "DOM1 is input and output of this run");
+    std::filesystem::create_symlink("/dev/full", scratch.folder() / "MISS_ID1");
+    ends("DOM 3 ASCII file", "1 2 1\n", 16,
+         "ERROR - writing the file MISS_ID1 failed Program terminates");
+    std::filesystem::remove(scratch.folder() / "DOM1");
+    std::filesystem::create_symlink("file", scratch.folder() / "DOM1");
+    ends("DOM 3 ASCII file", good, 16, "DOM1 is input and output of this run Program terminates");
 }
