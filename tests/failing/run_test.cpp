@@ -104,10 +104,7 @@ struct Refusal {
     std::regex words;  // of the listing
 };
 const Refusal kRefusals[] = {
-    {&Granted::allocations,
-     std::regex("ERROR\n\nTrying to allocate +: \\w+\nWith elements +: +\\d+\nRetur status "
-                "from allocate +: +1\nCalled in subroutine.function/program.: \\w+\n\nProgram "
-                "terminates\n$|Memmory allocation for byte")},
+    {&Granted::allocations, std::regex("Trying to allocate +: \\w|Memmory allocation for byte")},
     {&Granted::reads, std::regex("ERROR[^\\n]*[Rr](ead|EAD)|not contain 4 columns")},
     {&Granted::writes, std::regex("ERROR[^\\n]*writ")}};
 

@@ -61,7 +61,7 @@ TEST(ModelStatistics, CountsEffectsAndRegressionsInRowsOfSoMany) {
                      // levels 2+3+4+5+6 and 2, regressions 1+3+4+2+5
                      " Total no of fixed levels 37 Random Factors with variance structure = I(x)G0"
                      " Number of ------------------- Factor ! Levels Equations"
-                     " 1 ! 7 14 2 ! 3 12 3 ! 4 8 Total 14 34 END");
+                     " 1 ! 7 14 2 ! 3 12 3 ! 4 8 Total 14 34 ");
 }
 
 TEST(ModelStatistics, AbsorbedEffectsHaveNoTraitName) {

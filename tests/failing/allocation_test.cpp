@@ -1,0 +1,48 @@
+#include <string>
+
+#include "data/factors.h"
+#include "doors.h"
+#include "model/model_records.h"
+#include "stops.h"
+#include "store/big_tables.h"
+#include "store/growth.h"
+#include "store/work_tables.h"
+
+using namespace kve;
+
+using state::DIMENSIONS, state::KVEINT, state::RMAT;
+
+// After `allowed` allocations.
+static void expect_failure(int allowed, void (*call)(), const std::string& array, int elements,
+                           const std::string& routine) {
+    granted().allocations = allowed;
+    EXPECT_STOP(call(), "ERROR\n\nTrying to allocate                    : " + array +
+                            "\nWith elements                         : +" +
+                            std::to_string(elements) +
+                            "\nRetur status from allocate            : +1\nCalled in "
+                            "subroutine\\(function/program\\): " +
+                            routine + "\n\nProgram terminates\n");
+}
+
+TEST(FailedAllocation, NamesTheTable) {
+    expect_failure(
+        0, [] { allocate_levels(); }, "IFL", 700000, "ALLOC_MFL");
+    expect_failure(
+        0, [] { allocate_animals(); }, "IDL", 3900000, "ALLOC_MDL");
+    expect_failure(
+        0, [] { allocate_elements(); }, "AI", 300000, "ALLOC_MAXNRM");
+    expect_failure(
+        1, [] { allocate_animals(); }, "IF", 300000, "ALLOC_MDL");
+    granted().allocations = 100;
+    DIMENSIONS.MDL.now = DIMENSIONS.MAXNRM.now = 100;
+    allocate_tables();
+    expect_failure(
+        2, [] { grow_animals(); }, "AD", 110, "ALLOC_MDL");
+    expect_failure(
+        2, [] { grow_elements(); }, "IV", 110, "ALLOC_MAXNRM");
+    granted().allocations = 100;
+    KVEINT.nt = 2;
+    KVEINT.NRAMAT = 3;
+    ASSERT_EQ(RMAT.allocate(4), 0);
+    expect_failure(2, allocate_factors, "ITOPR", 3, "KVE1");
+}
