@@ -28,8 +28,8 @@ Factor family(const std::string& typed, const std::string& genomic) {
 }
 
 std::string element(int id_1, int id_2, double value) {
-    char line[80];
-    std::snprintf(line, sizeof line, "%d %d %.17g\n", id_1, id_2, value);
+    std::string line;
+    append(line, "%d %d %.17g\n", id_1, id_2, value);
     return line;
 }
 
@@ -211,42 +211,35 @@ TEST_F(BlendedMatrix, AncestorsAreFollowedFor50Generations) {
 
 TEST_F(BlendedMatrix, RefusesWhatItCannotUse) {
     const auto frame = [](const std::string& words) {
-        return "\n\n" + words + " for random effect +1\n\nProgram terminates\n";
+        return words + " for random effect +1\n\nProgram terminates\n";
     };
     const auto indefinite = [](const std::string& row_and_id) {
-        return "ERROR - The genomic matrix Gw for random effect +1 is not positive definite\n"
-               "        The factorisation failed at row +" +
+        return "matrix Gw for random effect +1 is not positive definite\n.* failed at row +" +
                row_and_id + "\nProgram terminates\n";
     };
-    std::string strangers, pairs, listed;
+    std::string strangers, pairs, listed = "\nbut not in the 'full' pedigree file\n\n\n";
     for (int id = 101; id <= 125; ++id) {
         strangers += std::to_string(id) + "\n";
         pairs += element(id, 3, 1.0);
         if (id <= 120) listed += " +" + std::to_string(id) + "\n";
     }
-    const std::string head =
-        "\n\nERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR ERROR\n\nThe foll";
-    listed = "\nbut not in the 'full' pedigree file\n\n\n" + listed;
     const std::string good = "3 3 1\n5 5 1\n";
     const struct {
         std::string typed, genomic, words;
         bool adjust = false;
     } cases[] = {
         {"", good, frame("ERROR opening file with ID's of typed animals")},
-        {"\n", good,
-         frame("ERROR reading the first record of the file with ID's of typed animals")},
+        {"\n", good, frame("reading the first record of the file with ID's of typed animals")},
         {"3\n5x 6\n", good, "ERROR - typed1: cannot read an ID from: 5x 6\nProgram terminates\n"},
         {"3\n" + strangers, good,
-         head + "owing ID's are in the file with 'typed' animals" + listed +
+         "ID's are in the file with 'typed' animals" + listed +
              "\nMore than 20 errors of this type\n\nNumber of typed animals +26\nthereof not in "
-             "pedigree +25\n\nAll typed animals must be in the total pedigree file\n\nProgram "
-             "terminated\n"},
+             "pedigree +25\n\nAll typed animals must be in the total pedigree file\n\nProgram ter"},
         {"3\n", "", frame("ERROR opening file with the Genomic relationship matrix")},
         {"3\n", "3 3\n", frame("ERROR reading first record of the Genomic relationship matrix")},
-        {"3\n", "3 3 1\n3 x 1\n",
-         "ERROR - genomic1: cannot read an element from: x 1\nProgram terminates\n"},
+        {"3\n", "3 3 1\n3 x 1\n", "genomic1: cannot read an element from: x 1\nProgram terminates"},
         {"3\n", pairs,
-         head + "owing random ID are in the file with 'genomic' relationship" + listed +
+         "random ID are in the file with 'genomic' relationship" + listed +
              "More than 20 errors of this type\nProgram terminated\n"},
         {"3\n5\n6\n", good + "5 6 2\n6 6 1\n", indefinite("3 of typed animal +6")},
         {"6\n5\n3\n", "3 3 1\n6 6 1\n5 5 nan\n", indefinite("2 of typed animal +5")},
@@ -293,32 +286,22 @@ TEST_F(BlendedMatrix, TellsWhatItPassesOverAndHowItAdjusts) {
     Factor factor = family("3\n4\n3\n5\n", "3 3 1.5\n6 6 1\n5 5 1,5\n3 5 0.5\n8 8 1\n");
     factor.adjust = true;
     factor.weight = 0.5;
-    const std::string listing = listing_of([&] { process({factor}); });
+    const std::string listing = folded(listing_of([&] { process({factor}); }));
     const char* expected[] = {
-        "WARNING - typed animal occurs more than one time, first record used:            3\n",
-        "\nNumber of typed animals                                            3\n"
-        "Number of animals in pedigree for typed anim.                      5\n\n",
-        "         1         1         1         0         0         0          0          0\n"
-        "         2         2         2         0         0         0          0          0\n"
-        "         3         3         3         1         1         2          1          2\n"
-        "         4         4         4         2         1         2          1          2\n"
-        "         5         5         5         3         0         0          0          0\n",
-        "but not in the 'full' pedigree file\n\n\n           8\n           8\nWARNING - matrix "
-        "file of random factor 1: genomic1\n          a comma and a digit follow the value in 1 "
-        "records, first in record 3:\n          1,25 is read as 1, write 1.25\nWARNING - typed "
-        "animals without a diagonal element in the genomic matrix:            1\n           "
-        "4\nWARNING - "
-        "their own elements count as 0 ahead of G-ADJUST: give them\n",
-        "\nAdjusting the G-matrix                       \n"
-        "Average diagonal element in A11                                    1.00000\n"
-        "Average off-diagonal element in A11                                0.16667\n"
-        "Average diagonal element in G                                      0.83333\n"
-        "Average off-diagonal element in G                                  0.16667\n"
-        "Alfa                                                              -0.03333\n"
-        "Beta                                                               0.80000\n\n",
-        "        First 250 elements stored form Gw**(-1)\n        Row     Col     element\n"
-        "          3       3 ",
-        "Varinace structure PGMIX for random factor            1\n"};
+        "WARNING - typed animal occurs more than one time, first record used: 3 ",
+        "Number of typed animals 3 Number of animals in pedigree for typed anim. 5 ",
+        " 1 1 1 0 0 0 0 0 2 2 2 0 0 0 0 0 3 3 3 1 1 2 1 2 4 4 4 2 1 2 1 2 5 5 5 3 0 0 0 0 ",
+        "but not in the 'full' pedigree file 8 8 WARNING - matrix file of random factor 1: "
+        "genomic1 a comma "
+        "and a digit follow the value in 1 records, first in record 3: 1,25 is read as 1, write "
+        "1.25 WARNING - typed animals without a diagonal element in the genomic matrix: 1 4 "
+        "WARNING - their own elements count as 0 ahead of "
+        "G-ADJUST: give them ",
+        "Adjusting the G-matrix Average diagonal element in A11 1.00000 "
+        "Average off-diagonal element in A11 0.16667 Average diagonal element in G 0.83333 "
+        "Average off-diagonal element in G 0.16667 Alfa -0.03333 Beta 0.80000 ",
+        "First 250 elements stored form Gw**(-1) Row Col element 3 3 ",
+        "Varinace structure PGMIX for random factor 1 "};
     for (std::size_t at = 0; const char* words : expected) {
         at = listing.find(words, at);
         ASSERT_NE(at, listing.npos) << words << listing;

@@ -88,6 +88,10 @@ std::string content_of(const char* file) {
     return {std::istreambuf_iterator<char>(from), {}};
 }
 
+std::string folded(const std::string& text) {
+    return std::regex_replace(text, std::regex("\\s+"), " ");
+}
+
 std::string listing_of(const std::function<void()>& call) {
     testing::internal::CaptureStdout();
     call();

@@ -55,6 +55,8 @@ class ModelTest : public testing::Test {
 // What a call prints on the listing.
 std::string listing_of(const std::function<void()>& call);
 std::string content_of(const char* file);
+// A blank for each run of blanks and line ends.
+std::string folded(const std::string& text);
 
 template <class Array>
 std::vector<int> numbers_of(const Array& array) {

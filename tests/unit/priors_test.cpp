@@ -32,7 +32,12 @@ class Priors : public ModelTest {
     static std::string outcome(const std::string& content) {
         return listing_of([&] { run_on(content); });
     }
-    static std::string listing() {
+    // What is listed of the priors.
+    static std::string listing(const std::string& content) {
+        run_on(content);
+        return listing_of([] { KVEGR(kListingUnit); });
+    }
+    static std::string listing_again() {
         return listing_of([] { KVEGR(kListingUnit); });
     }
 };
@@ -42,8 +47,11 @@ const std::vector<Submodel> kMatrix = {{"1 1", "1 1"}, {"1 1", "1 1"}}, kNoMatri
 const std::string kRandom = "1 1 1 2\n1 2 2 3\n";
 const std::string kResidual = "2 1 1 4.0\n2 2 2 9.0\n";
 
-bool holds(const std::string& text, std::string_view words) {
-    return text.find(words) != std::string::npos;
+bool holds(const std::string& text, const std::string& words) {
+    return text.find(words) != words.npos;
+}
+void expect_words(const std::string& text, const std::vector<std::string>& all) {
+    for (const std::string& words : all) EXPECT_TRUE(holds(text, words)) << words << text;
 }
 
 }  // namespace
@@ -65,8 +73,8 @@ TEST_F(Priors, RepeatCopiesTheLastMatrix) {
     outcome(
         "1 1 1 2\n1 2 2 3\n1 2 1 1\nREPEAT 2\n4 1 1 7\n"
         "5 1 1 4\n5 2 2 9\n5 2 1 2\nREPEAT 1\n");
-    const char* copied = ": cov_mat(1,:) 2 1; cov_mat(2,:) 1 3";
-    expect_fields({std::string("RMAT(2)") + copied, std::string("RMAT(3)") + copied,
+    expect_fields({"RMAT(2): cov_mat(1,:) 2 1; cov_mat(2,:) 1 3",
+                   "RMAT(3): cov_mat(1,:) 2 1; cov_mat(2,:) 1 3",
                    "RMAT(5): l_grp_prior T; l_grp_pr T T; h_cov_mat(:,:,2)(2,:) 2 9"});
     // Into the residual matrix.
     model(kMatrix);
@@ -79,6 +87,7 @@ TEST_F(Priors, FaultyLinesStopWithTheirWords) {
     model({{"2 1 1", "2 1 2"}, {"1 1", "1 1"}});
     const char* first = "Reading 1'st line in the PRIOR section\n *Return status from read: *-1";
     const char* times = "number of times to repeat a co-varaice matrices\nLine read:\nREPEAT";
+    const char* repeating = "In repeating a co-variance matrix";
     const std::pair<const char*, const char*> cases[] = {
         {"", first},
         {"\n , \n\n", first},
@@ -87,13 +96,12 @@ TEST_F(Priors, FaultyLinesStopWithTheirWords) {
         {"1 1 1 4.0\nREPEAT2\n", times},
         {"1 1 1 4.0\nREPEAT x\n", times},
         {"1 1 1 4.0\nREPEAT 1\n", "to repeat is: *2\n.*taget matrix       : *1\n"},
-        {"3 1 1 4.0\nREPEAT 2000000000\n", "In repeating a co-variance matrix"},
-        {"2000000000 1 1 4.0\nREPEAT 2000000000\n", "In repeating a co-variance matrix"},
+        {"3 1 1 4.0\nREPEAT 2000000000\n", repeating},
+        {"2000000000 1 1 4.0\nREPEAT 2000000000\n", repeating},
         {"1 1 1\n", "iostat from read\\) = *-1\nline read: 1 1 1\n"},
         {"1 1 1 4.0\n1 x 1 4.0\n", "line read: 1 x 1 4.0\n"},
         {"# a comment\n", "Reading file with prior \n\\(co\\)variance components"},
-        {"1 1 1 4.0\n1 1.0 1 4.0\n", "line read: 1 1.0 1 4.0\n"},
-    };
+        {"1 1 1 4.0\n1 1.0 1 4.0\n", "line read: 1 1.0 1 4.0\n"}};
     for (auto [content, words] : cases) EXPECT_STOP(run_on(content), words) << content;
     std::filesystem::remove("prior");
     std::filesystem::create_directory("prior");  // there, and no file
@@ -114,61 +122,48 @@ TEST_F(Priors, ValuesThatMayNotBeAreRefused) {
         {good + "0 1 1 5.5\n", place + "0 "},
         {good + "3 1 1 5.5\n", place + "3 "},
         {good + "-2147483648 2147483647 1 5.5\n", place + "-2147483648"},
-        {"1 1 1 0.9E-9\n1 2 2 3\n" + kResidual,
-         " VARIANCE IN RANDOM EFFECT  *1 TRAIT  *1 IS MISSING"},
-        {kRandom + "2 1 1 1\n",
-         " RESIDUAL VARIANCE \\(RANDOM EFFECT =  *2\\) TRAIT  *2 IS MISSING"},
+        {"1 1 1 0.9E-9\n1 2 2 3\n" + kResidual, "RANDOM EFFECT  *1 TRAIT  *1 IS MISSING"},
+        {kRandom + "2 1 1 1\n", "RESIDUAL VARIANCE \\(RANDOM EFFECT =  *2\\) TRAIT  *2 IS MISS"},
         {"1 1 1 4\n1 2 2 1\n1 1 2 6\n" + kResidual,
-         "Serious singularity problems in random effect matrix  *1\n"
-         "Smallest eigenvalue of the matrix  *-2 rank :  *1 \\(size: *2\\)"},
+         "in random effect matrix  *1\nSmallest.* matrix  *-2 rank :  *1 \\(size: *2\\)"},
         {good + "2 1 2 nan\n", odd},
         {good + "2 1 2 inf\n", odd},
-        {good + "2 1 2 1e999\n", odd},
-    };
+        {good + "2 1 2 1e999\n", odd}};
     for (const auto& [content, words] : cases) EXPECT_STOP(run_on(content), words) << content;
-}
-
-TEST_F(Priors, ResidualCovariancesFixedAtZeroTakeNoPrior) {
-    model(kMatrix);
+    // Residual covariances that are fixed at zero take no prior.
     RMAT(2).l_rcov_zero(1, 2) = RMAT(2).l_rcov_zero(2, 1) = true;
     EXPECT_EQ(outcome(kRandom + "1 2 1 1\n" + kResidual), "");
-    EXPECT_STOP(run_on(kRandom + kResidual + "2 2 1 0.0\n"),
-                "specified that\n the residual covariance between trait *2 and  *1\n"
-                "should be equal to 0.0 \n\\(here specified as  *0\\)");
-    EXPECT_STOP(run_on(kRandom + "1 2 1 1\nREPEAT 1\n"), "\\(here specified as  *1\\)");
     EXPECT_EQ(outcome(kRandom + "REPEAT 1\n"), "");
+    EXPECT_STOP(run_on(good + "2 2 1 0.0\n"), "the residual covariance between trait *2 and  *1\n");
+    EXPECT_STOP(run_on(kRandom + "1 2 1 1\nREPEAT 1\n"), "\\(here specified as  *1\\)");
 }
 
 TEST_F(Priors, GroupsNeedAllOrOnePriorAndDefiniteMatrices) {
     model({{"1 1", "1 1"}, {}}, 3);
     const std::string one = "1 1 1 2\n" + kResidual;
     outcome(one + "2 1 2 1\n");
-    const char* group = ")(2,:) 1 9";
-    expect_fields({std::string("RMAT(2): l_grp_prior F; l_grp_pr F F F; h_cov_mat(:,:,1") + group +
-                   "; h_cov_mat(:,:,2" + group + "; h_cov_mat(:,:,3" + group});
+    expect_fields(
+        {"RMAT(2): l_grp_prior F; l_grp_pr F F F; h_cov_mat(:,:,1)(2,:) 1 9; "
+         "h_cov_mat(:,:,2)(2,:) 1 9; h_cov_mat(:,:,3)(2,:) 1 9"});
     const std::string two = one + "3 1 1 5\n3 2 2 5\n";
     EXPECT_STOP(run_on(two),
-                "for all groups\n\n priors not specified for the following groups\n"
-                " *3 numbered as matrix  *4\n");
+                "priors not specified for the following groups\n *3 numbered as matrix  *4\n");
     EXPECT_EQ(outcome(two + "4 1 1 6\n4 2 2 6\n"), "");
     expect_fields({"RMAT(2): cov_mat(1,:) 4 0; h_cov_mat(:,:,3)(1,:) 6 0"});
     // A group with a variance of 0, and one that is indefinite.
     EXPECT_STOP(run_on(two + "4 1 1 6\n"), "not P.D. \nin heterogen variance group *3\n");
-    EXPECT_STOP(run_on(two + "4 1 1 1\n4 2 2 1\n4 1 2 2\n"),
-                " Serious singularity problems in residual COV -matrix \n"
-                " For heterogen residual group  *3\n Smallest eigenvalue  *-1 rank :  *1 \\(size:");
+    EXPECT_STOP(
+        run_on(two + "4 1 1 1\n4 2 2 1\n4 1 2 2\n"),
+        "residual COV -matrix \n For heterogen residual group  *3\n Small.* *-1 rank :  *1 ");
 }
 
 TEST_F(Priors, NearlySingularMatricesAreBent) {
     model(kMatrix);
     state::DIRECTIVES.ITEST = 2;
-    const std::string said =
-        outcome("1 1 1 1\n1 2 2 1\n1 1 2 1\n2 1 1 4\n2 2 2 9\n2 1 2 6.0000000000003\n");
-    for (const char* words :
-         {" (near) singularity found in\n g-inverse for  effect ",
-          "found in inverse for residual (co)variance matrix",
-          " Matrix bend to be positive definite!", "COV - residual", "CORR - residual"})
-        EXPECT_TRUE(holds(said, words)) << words;
+    expect_words(outcome("1 1 1 1\n1 2 2 1\n1 1 2 1\n2 1 1 4\n2 2 2 9\n2 1 2 6.0000000000003\n"),
+                 {" (near) singularity found in\n g-inverse for  effect ", "CORR - residual",
+                  "found in inverse for residual (co)variance matrix", "COV - residual",
+                  " Matrix bend to be positive definite!"});
     EXPECT_LE(RMAT(2).cov_mat(1, 2), 6.0 + 1e-14);
     EXPECT_EQ(RMAT(2).h_cov_mat(1, 2, 1), RMAT(2).cov_mat(1, 2));
 }
@@ -176,19 +171,18 @@ TEST_F(Priors, NearlySingularMatricesAreBent) {
 TEST_F(Priors, WithoutAFile) {
     model(kMatrix, 2);
     state::DIRECTIVES.ITASK = 1;
-    EXPECT_TRUE(holds(listing_of(KVE_PRIORS),
-                      "An identity matrix is assumed for all (co)variance matrices"));
+    expect_words(listing_of(KVE_PRIORS), {"An identity matrix is assumed for all (co)variance"});
     expect_fields({"RMAT(1): cov_mat(2,:) 0 1",
                    "RMAT(2): h_cov_mat(:,:,2)(1,:) 1 0; h_cov_mat(:,:,2)(2,:) 0 1"});
     EXPECT_EQ(state::RSD(1), 1.0);
 
     state::DIRECTIVES.prior.name = "gone";
     state::DIRECTIVES.ITASK = 2;
-    EXPECT_TRUE(holds(listing_of(KVE_PRIORS), "This is required for ITASK =            2\n"));
-    EXPECT_EQ(RMAT(1).cov_mat(2, 2), 0.0);
     int status = 0;
-    EXPECT_TRUE(holds(listing_of([&] { status = KVE_SCALE(kScale); }),
-                      "ERROR - Scaling is not possible without prior"));
+    expect_words(listing_of([&] { KVE_PRIORS(), status = KVE_SCALE(kScale); }),
+                 {"This is required for ITASK =            2\n",
+                  "ERROR - Scaling is not possible without prior"});
+    EXPECT_EQ(RMAT(1).cov_mat(2, 2), 0.0);
     EXPECT_EQ(status, 1);
 }
 
@@ -204,8 +198,8 @@ TEST_F(Priors, ScalingAndBack) {
     EXPECT_EQ(KVE_SCALE(kUnscale), 0);
     expect_fields({"RMAT(1): cov_mat(1,:) 8 0 3 1.5"});
     int status = 0;
-    EXPECT_TRUE(holds(listing_of([&] { status = KVE_SCALE(3); }),
-                      " Undefined scaling of (co)variance\n parameters attempted"));
+    expect_words(listing_of([&] { status = KVE_SCALE(3); }),
+                 {" Undefined scaling of (co)variance"});
     EXPECT_EQ(status, 1);
 }
 
@@ -218,9 +212,8 @@ TEST_F(Priors, PatternsOfPresentTraits) {
     const double determinants[] = {3.0, 9.0, 32.0};
     for (int k : {0, 1, 2}) EXPECT_NEAR(patterns[k].det, determinants[k], 1e-12);
     RMAT(1).cov_mat(3, 2) = 3.0;  // traits 2 and 3 correlate fully
-    EXPECT_TRUE(
-        holds(listing_of([&] { FAIL = invert_residual_patterns(0, patterns, 1e-12, true); }),
-              " singularity found in r-inverse for"));
+    expect_words(listing_of([&] { FAIL = invert_residual_patterns(0, patterns, 1e-12, true); }),
+                 {" singularity found in r-inverse for"});
     EXPECT_EQ(FAIL, 1);
     EXPECT_STOP(static_cast<void>(KVEGRI(3, 1e-18, true)),
                 "KVEGRI called with illegel I_CODE :  *3\n");
@@ -228,64 +221,48 @@ TEST_F(Priors, PatternsOfPresentTraits) {
 
 TEST_F(Priors, ListingOfTheSimplestModel) {
     model(kMatrix);
-    outcome("1 1 1 1\n1 2 2 9\n1 1 2 1.5\n2 1 1 3\n2 2 2 7\n2 1 2 -0.5\n");
-    const std::string found = listing();
-    for (const char* words : {"\n\n  Covariance matrix for random effect no:            1\n"
-                              "                1              2\n"
-                              "    1      1.0000000\n"
-                              "    2      1.5000000      9.0000000\n"
-                              "\n\n  Residual co-variance matrix   \n",
-                              "    2         0.5000         1.0000\n",
-                              "Phenotypic correlation matrix      \n"
-                              "                1              2\n"
-                              "    1         1.0000\n"
-                              "    2         0.1250         1.0000\n",
-                              "    1    0.25000      1.000000      2.000000\n"
-                              "    2    0.56250      3.000000      4.000000\n"})
-        EXPECT_TRUE(holds(found, words)) << words << found;
+    const std::string found =
+        listing("1 1 1 1\n1 2 2 9\n1 1 2 1.5\n2 1 1 3\n2 2 2 7\n2 1 2 -0.5\n");
+    const std::string columns = "                1              2\n";
+    expect_words(found, {"\n\n  Covariance matrix for random effect no:            1\n" + columns +
+                             "    1      1.0000000\n    2      1.5000000      9.0000000\n"
+                             "\n\n  Residual co-variance matrix   \n",
+                         "    2         0.5000         1.0000\n",
+                         "Phenotypic correlation matrix      \n" + columns +
+                             "    1         1.0000\n    2         0.1250         1.0000\n",
+                         "    1    0.25000      1.000000      2.000000\n"
+                         "    2    0.56250      3.000000      4.000000\n"});
     EXPECT_FALSE(holds(found, "CHECK MODEL"));
     EXPECT_EQ(state::LINES_ON_PAGE, std::count(found.begin(), found.end(), '\n'));
-}
 
-TEST_F(Priors, PhenotypicSectionOnlyWhereItMakesSense) {
-    model(kMatrix);
-    outcome(kRandom + kResidual);
+    // The phenotypic section stands only where it makes sense.
     RMAT(1).rank_tn(2) = 1;
-    EXPECT_TRUE(holds(listing(),
-                      "\nCOMPUTATION OF PHENOTYPIC CO-VARIANCE MATRIX TRIED\n"
-                      "CHECK MODEL AND RESULTS CAREFULLY!\n\n"));
+    expect_words(listing_again(), {"\nCOMPUTATION OF PHENOTYPIC CO-VARIANCE MATRIX TRIED\n"
+                                   "CHECK MODEL AND RESULTS CAREFULLY!\n\n"});
     state::MODEL(2).n_reg = 1;
     allocate_regressions(state::MODEL(2));
-    EXPECT_TRUE(holds(listing(), "Phenotypic"));  // a general regression changes nothing
+    expect_words(listing_again(), {"Phenotypic"});  // a general regression changes nothing
     state::MODEL(2).reg_type(1) = kNestedInFixed;
-    EXPECT_FALSE(holds(listing(), "Phenotypic"));
-
+    EXPECT_FALSE(holds(listing_again(), "Phenotypic"));
     model({{"1 1", "1 1"}, {}});
-    outcome("1 1 1 1\n" + kResidual);
-    EXPECT_FALSE(holds(listing(), "Phenotypic"));
+    EXPECT_FALSE(holds(listing("1 1 1 1\n" + kResidual), "Phenotypic"));
     model(kMatrix, 2);
-    outcome(kRandom + kResidual);
-    EXPECT_FALSE(holds(listing(), "Phenotypic"));
+    EXPECT_FALSE(holds(listing(kRandom + kResidual), "Phenotypic"));
 }
 
 TEST_F(Priors, GroupsInTheListing) {
     model(kNoMatrix, 2);
     const std::string one = "1 1 1 1\n1 2 2 4\n1 1 2 1\n";
-    outcome(one);
-    const std::string common = listing();
-    EXPECT_TRUE(holds(common,
-                      "\n  Heterogeneous Residual co-variance matrix   \n"
-                      "  No. of groups           2\n  Same prior used for all groups\n"));
-    EXPECT_TRUE(holds(common, "\n  Heterogeneous Residual correlation matrix\n"));
-
+    expect_words(listing(one), {"\n  Heterogeneous Residual co-variance matrix   \n"
+                                "  No. of groups           2\n  Same prior used for all groups\n",
+                                "\n  Heterogeneous Residual correlation matrix\n"});
     outcome(one + "2 1 1 9\n2 2 2 16\n2 1 2 -6\n");
     KVEGR(1);
-    const std::string file = content_of("Latest_parm");
-    EXPECT_TRUE(holds(file, " Heterogeneous Residual co-variance matrix - group            1\n"));
-    EXPECT_TRUE(holds(file,
-                      " Heterogeneous Residual crrelation matrix - group            2\n"
-                      "                1              2\n"
-                      "    1         1.0000\n    2        -0.5000         1.0000\n"));
+    expect_words(content_of("Latest_parm"),
+                 {" Heterogeneous Residual co-variance matrix - group            1\n",
+                  " Heterogeneous Residual crrelation matrix - group            2\n"
+                  "                1              2\n    1         1.0000\n    2        -0.5000    "
+                  "     1.0"});
 }
 
 TEST_F(Priors, OddNumbersAndLargeTrianglesInAListing) {
@@ -295,9 +272,9 @@ TEST_F(Priors, OddNumbersAndLargeTrianglesInAListing) {
     a(8, 1) = std::nan("");
     a(2, 2) = 1e300;
     Sheet sheet;
-    const std::string listing =
+    const std::string listing_8 =
         listing_of([&] { KVEPRM(0, 8, a, TriangleOf::covariances, sheet); });
-    EXPECT_EQ(std::count(listing.begin(), listing.end(), '\n'), triangle_lines(8));
-    EXPECT_TRUE(holds(listing, "                7              8\n    7 1000000000.0000000\n"));
-    EXPECT_TRUE(holds(listing, "    8            NaN      0.0000000"));
+    EXPECT_EQ(std::count(listing_8.begin(), listing_8.end(), '\n'), triangle_lines(8));
+    expect_words(listing_8, {"                7              8\n    7 1000000000.0000000\n",
+                             "    8            NaN      0.0000000"});
 }
