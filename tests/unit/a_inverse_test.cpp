@@ -69,9 +69,9 @@ void expect_diagonals(int32_t k, const Dense& A, const std::string& inbreeding, 
         if (place < by_row.size()) by_row[place] = A[a][a];
         const AnimalRow& r = IDL(row);
         const std::string sort = r.sort < -9999999 ? "********" : std::to_string(r.sort);
-        char line[80];
-        std::snprintf(line, sizeof line, "%12d%6d%10d%8s%11d%11d%6d", r.key, r.n_obs, r.level,
-                      sort.c_str(), r.sire, r.dam, r.n_desc);
+        std::string line;
+        append(line, "%12d%6d%10d%8s%11d%11d%6d", r.key, r.n_obs, r.level, sort.c_str(), r.sire,
+               r.dam, r.n_desc);
         ASSERT_EQ(inbreeding.substr(at, 64), line);
         EXPECT_NEAR(std::stod(inbreeding.substr(at + 64, 14)), A[a][a], 6e-5);
         EXPECT_NEAR(std::stod(inbreeding.substr(at + 78, 11)), std::sqrt(variance), 6e-5);
@@ -143,24 +143,16 @@ TEST_F(AInverse, TestPrint2ListsTheFirstAnimalsAndElements) {
     DIRECTIVES.ITEST = 2;
     const std::string pedigree = random_pedigree(41, 300, 1, {0});
     std::string listing = listing_of([&] { process({{2, pedigree}, {1, pedigree}}); });
-    listing = std::regex_replace(listing, std::regex(".*Mixed Model Package.*\n"), "");
+    listing = folded(std::regex_replace(listing, std::regex(".*Mixed Model Package.*\n"), ""));
     std::string expected =
-        "\n\n              Random factor            2\n"
-        "              Max first 250 values in AD and LD,\n"
-        "              the diagonal elements in A and L for L'L=A\n\n"
-        "      Code   N-Obs  C-no     B-D      Sire   Dam/MGS N-desc       A-D      L-D\n";
-    expected += content_of("INBREED").substr(0, 251 * kInbreeding);
-    expected +=
-        "\nMax first 250 elements in Varinace structure AINV for random factor            2\n"
-        "\n                              Row     Col          Element\n";
+        " Random factor 2 Max first 250 values in AD and LD, the diagonal elements in A and L for "
+        "L'L=A Code N-Obs C-no B-D Sire Dam/MGS N-desc A-D L-D\n" +
+        content_of("INBREED").substr(0, 251 * kInbreeding) +
+        "Max first 250 elements in Varinace structure AINV for random factor 2 Row Col Element ";
     int n = 0;
-    for (const auto& [place, value] : elements_of("AINV2")) {
-        if (++n == 250) break;
-        char line[70];
-        std::snprintf(line, sizeof line, "%34d%8d%21.8f\n", place.first, place.second, value);
-        expected += line;
-    }
-    EXPECT_NE(listing.find(expected + "\n\n"), listing.npos) << listing << expected;
+    for (const auto& [place, value] : elements_of("AINV2"))
+        if (++n < 250) append(expected, "%d %d %.8f ", place.first, place.second, value);
+    EXPECT_NE(listing.find(folded(expected)), listing.npos) << listing << expected;
     EXPECT_EQ(listing.find("250 values"), listing.rfind("250 values"));
 }
 
@@ -172,11 +164,10 @@ TEST_F(AInverse, MethodsWithoutAnInverseStopOrLeaveNoFile) {
         EXPECT_FALSE(RMAT(1).l_log_det);
         EXPECT_EQ(RMAT(1).log_det, 0.0);
     }
-    for (int32_t task : {2, 12})
-        EXPECT_STOP(process({{3, pedigree}}, task),
-                    "ERROR: AINMET=\\(3\\) NOT YET IMPLEMENTED\nProgram terminates\n");
-    EXPECT_STOP(process({{5, pedigree}}),
-                "ERROR: AINMET=\\(5\\) NOT YET IMPLEMENTED\nProgram terminates\n");
+    const std::string not_yet =
+        "ERROR: AINMET=\\([35]\\) NOT YET IMPLEMENTED\nProgram terminates\n";
+    for (auto [method, task] : {std::pair{3, 2}, {3, 12}, {5, 2}})
+        EXPECT_STOP(process({{method, pedigree}}, task), not_yet);
     for (int method : {7, 10, 12})
         EXPECT_STOP(process({{method, pedigree}}),
                     "ERROR: ILLEGAL A-INVERSE METHOD\nProgram terminates\n");
@@ -190,9 +181,8 @@ TEST_F(AInverse, AFullDiskStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
     std::filesystem::create_symlink("/dev/full", "AINV1");
     std::filesystem::create_symlink("/dev/full", "COR1");
     EXPECT_STOP(process(factors),
-                "ERROR writing A\\*\\*\\(-1\\) for random factor +1\n      Elements written:" +
-                    count + "      Elements in A\\*\\*\\(-1\\):" + count +
-                    "      IOSTAT             : +[1-9][0-9]*\n\nComputations terminates\n");
+                "ERROR writing A.* for random factor +1\n +Elements written:" + count +
+                    " +Elements in A.*:" + count + " +IOSTAT +: +[1-9][0-9]*\n\nComputations ");
     RMAT(1).structure = Structure::COR;
     kvewai(1, FACTORS.NRALEV(1), MatrixFile::COR);
     EXPECT_STOP(end_run(),

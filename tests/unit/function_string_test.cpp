@@ -104,19 +104,17 @@ TEST(FunctionString, FirstErrorIsShownUnderItsPlace) {
     const struct {
         const char *words, *text, *place;
         int errors = 1;
-    } cases[] = {
-        {"Missing operand", "(MU-", "    ?", 2},
-        {"Multiple operators", "MU --- 2", "     ?"},
-        {"Missing function argument", "LOG10", "     ?"},
-        {"Missing opening parenthesis", "2**LOG MU", "       ?"},
-        {"Invalid number format: 1.2.3", "MU + 1.2.3", "     ?"},
-        {"Missing operator", "MU MU", "   ?"},
-        {"Invalid element: PROBIT(MU", "PROBIT(MU)", "?", 2},
-        {"Empty parentheses", "LOG( )+Y", "     ?"},
-        {"Mismatched parenthesis", "(MU))", "    ?"},
-        {"Missing )", "((MU)", "     ?"},
-        {"Invalid element: mu", "Y+mu*W+", "  ?", 3},
-    };
+    } cases[] = {{"Missing operand", "(MU-", "    ?", 2},
+                 {"Multiple operators", "MU --- 2", "     ?"},
+                 {"Missing function argument", "LOG10", "     ?"},
+                 {"Missing opening parenthesis", "2**LOG MU", "       ?"},
+                 {"Invalid number format: 1.2.3", "MU + 1.2.3", "     ?"},
+                 {"Missing operator", "MU MU", "   ?"},
+                 {"Invalid element: PROBIT(MU", "PROBIT(MU)", "?", 2},
+                 {"Empty parentheses", "LOG( )+Y", "     ?"},
+                 {"Mismatched parenthesis", "(MU))", "    ?"},
+                 {"Missing )", "((MU)", "     ?"},
+                 {"Invalid element: mu", "Y+mu*W+", "  ?", 3}};
     const std::string head = "*** Error in syntax of function string: ";
     for (const auto& c : cases) {
         EXPECT_EQ(parse(c.text), c.errors) << c.text;

@@ -80,21 +80,19 @@ TEST(Pinv, InverseOfMooreAndPenroseWithSolutionAndDeterminant) {
 
 // A correlation of 1 + x gives the eigenvalues -x and 2 + x.
 TEST(Pinv, BendsWhatIsNotDefiniteDownToTheLimitAndNotBelow) {
-    struct Case {
+    const struct {
         double variance_1, covariance, variance_2;
         bool bent;
         double EMIN, kept;  // the covariance that comes back
-    };
-    for (const Case& c : {
-             Case{4, 6, 9, true, 0, 6},
-             {1, 1 + 1e-13, 1, true, -1e-13, 1},
-             {1, 1 + 1e-11, 1, false, -1e-11, 1 + 1e-11},
-             {4, 6, 1, false, -2, 6},     // of the correlation scale
-             {1, 1e-16, 1, false, 1, 0},  // below the smallest size of an element
-             {1e8, 1e-3, 1e4, false, 1 - 1e-9, 1e-3},
-             {1e-9, 5e-10, 1e-9, false, 0.5, 5e-10},
-             {0, 0, 0, false, 0, 0},  // all eigenvalues equal their mean
-         }) {
+    } cases[] = {{4, 6, 9, true, 0, 6},
+                 {1, 1 + 1e-13, 1, true, -1e-13, 1},
+                 {1, 1 + 1e-11, 1, false, -1e-11, 1 + 1e-11},
+                 {4, 6, 1, false, -2, 6},     // of the correlation scale
+                 {1, 1e-16, 1, false, 1, 0},  // below the smallest size of an element
+                 {1e8, 1e-3, 1e4, false, 1 - 1e-9, 1e-3},
+                 {1e-9, 5e-10, 1e-9, false, 0.5, 5e-10},
+                 {0, 0, 0, false, 0, 0}};  // all eigenvalues equal their mean
+    for (const auto& c : cases) {
         Triangle<double> a = triangle(2, {c.variance_1, c.covariance, c.variance_2});
         const PinvResult found = PINV(a, kBend, kTol, kBendable);
         EXPECT_EQ(found.bent, c.bent) << c.covariance;
@@ -107,16 +105,13 @@ TEST(Pinv, BendsWhatIsNotDefiniteDownToTheLimitAndNotBelow) {
     }
 }
 
-TEST(Pinv, AnEmptyMatrixHasTheDeterminantOne) {
+TEST(Pinv, NothingAndWhatIsNotFinite) {
     Triangle<double> empty;
     ASSERT_EQ(empty.allocate(0), 0);
     const PinvResult found = PINV(empty, kBend, kTol, kBendable);
-    EXPECT_EQ(found.DET, 1.0);
-    EXPECT_EQ(found.RANK, 0);
+    EXPECT_TRUE(found.DET == 1.0 && found.RANK == 0);
     EXPECT_EQ(found.EMIN, std::numeric_limits<double>::max());
-}
-
-TEST(Pinv, WhatIsNotFiniteShowsInTheSmallestEigenvalue) {
+    // What is not finite shows in the smallest eigenvalue.
     const double infinite = std::numeric_limits<double>::infinity();
     for (double odd : {std::nan(""), infinite, -infinite})
         for (int32_t code : {int32_t{kInverse}, int32_t{kBend}}) {
@@ -139,21 +134,16 @@ TEST(Pinv, FitOfRankKeepsTheLargestEigenvalues) {
     }
 }
 
-TEST(Pinv, ListedFitReplacesEigenvaluesBelowTheTolerance) {
+TEST(Pinv, ListedFitReplacesEigenvaluesBelowTheToleranceAndOtherCodesAreRefused) {
     Triangle<double> a = triangle(2, {1.0, 1.5, 1.0});  // eigenvalues -0.5 and 2.5
     testing::internal::CaptureStdout();
     PINV(a, kListedRankFit, kTol, 0.25);
     const std::string listing = testing::internal::GetCapturedStdout();
-    EXPECT_NE(listing.find("eigenvalues and -vectors"), std::string::npos);
-    EXPECT_NE(listing.find("-0.5"), std::string::npos);
+    for (const char* words : {"eigenvalues and -vectors", "-0.5"})
+        EXPECT_NE(listing.find(words), listing.npos);
     // With 0.25 and 2.5 the diagonal is their mean, the covariance half their difference.
     EXPECT_NEAR(a(1, 1), 1.375, 1e-12);
     EXPECT_NEAR(a(2, 1), 1.125, 1e-12);
-}
-
-TEST(Pinv, RefusesOtherCodes) {
-    Triangle<double> a = triangle(1, {1.0});
     for (int32_t code : {-1, 2, 8, 7999})
-        EXPECT_STOP(PINV(a, code, kTol, 0.0),
-                    "Subroutine PINV called with illegal argument for INFO");
+        EXPECT_STOP(PINV(a, code, kTol, 0.0), "PINV called with illegal argument for INFO");
 }

@@ -68,7 +68,8 @@ TEST_F(Restrictions, FaultsAreToldLineByLineAndStop) {
     const std::string factor = " Illegal argument for random factor no.\n";
     const std::string range = " The number must be between 1 and +3\n The value specified: +";
     const std::string matrix = " Illegal specification of .co.-variance matrix number\n" + range;
-    struct {
+    const std::string below = "in the denumerator of a ratio\n";
+    const struct {
         std::string line;
         int times;
         std::string fault;
@@ -85,18 +86,17 @@ TEST_F(Restrictions, FaultsAreToldLineByLineAndStop) {
         {"COR 9", 1, "correlations\n" + matrix + "9\n"},
         {"COR 1 4,1 1", 2, "correlations\n Illegal argument for co-variance no.\n"},
         {"COR 1 2,2", 1, ".* row: +2 col: +2        Row and Column  most be different\n"},
-        {"V_R", 1, "reading co-variance matrix number to restrict as part of a ratio\n" + factor},
+        {"V_R", 1, "matrix number to restrict as part of a ratio\n" + factor},
         {"V_R 4", 1, "specification of .co.-variance matrix to restrict\n" + range + "4\n"},
         {"V_R 1", 1, "reading number of co-variances matrices in the numerator of a ratio\n"},
         {"V_R 1 4", 1, "specification of number of .co.-variance matrices in the numerator\n"},
         {"V_R 1 1", 1, "reading .co.-variance matrix number to be used as numerator\n"},
         {"V_R 1 1 4 1 1", 1, "specification of .co.-variance matrix number\n"},
-        {"V_R 1 1 1", 1, "reading number of .co.-variance matrix in the denumerator of a ratio\n"},
-        {"V_R 1 1 1 0", 1, "number of .co.-variance matrix in the denumerator of a ratio\n"},
+        {"V_R 1 1 1", 1, "reading number of .co.-variance matrix " + below},
+        {"V_R 1 1 1 0", 1, "number of .co.-variance matrix " + below},
         {"V_R 1 1 1 2 x y", 2, "reading identification for denumerator .co.-variance matrix no.\n"},
         {"V_R 1 1 1 1 -1", 1, "Illegal identification for denumerator .co.-variance matrix no.\n"},
-        {"V_R 2 1 2 1 1 3 a", 2, "elements to restrict\n Expected input: row/col no.\n"},
-    };
+        {"V_R 2 1 2 1 1 3 a", 2, "elements to restrict\n Expected input: row/col no.\n"}};
     for (const auto& [line, times, fault] : cases)
         expect_stop(line, "CVREST.DIR\n(ERROR - [^\n]*" + fault + "){" + std::to_string(times) +
                               "}.VAR_REST " + line.substr(0, 200) + "\n");

@@ -167,7 +167,7 @@ TEST(Growth, KeepsContentAndZeroesTheTail) {
     }
     // Nothing is left behind in the folder.
     for (const auto& file : std::filesystem::directory_iterator("."))
-        EXPECT_EQ(file.path().filename().string().find("scratch"), std::string::npos);
+        EXPECT_EQ(file.path().string().find("scratch"), std::string::npos);
     EXPECT_STOP(grow_on_a_full_disk(),
                 "ERROR - ALLOC_MFL: the scratch file cannot be written\nProgram terminates\n");
     DIMENSIONS.MFL.now = 2000000000;
