@@ -56,6 +56,7 @@ int ByteInput::attach(int descriptor) {
     descriptor_ = descriptor;
     buffer_[0] = '\n';
     at_ = end_ = buffer_;
+    line_number_ = 1;
     at_end_of_file_ = false;
     error_ = 0;
     return 0;
@@ -65,6 +66,7 @@ int ByteInput::rewind() {
     if (::lseek(descriptor_, 0, SEEK_SET) < 0) return errno;
     buffer_[0] = '\n';
     at_ = end_ = buffer_;
+    line_number_ = 1;
     at_end_of_file_ = false;
     error_ = 0;
     return 0;
@@ -102,6 +104,7 @@ TextInput::Line TextInput::read_line(std::string_view& line, std::size_t longest
         if (stop != nullptr) {
             line = std::string_view(at_, static_cast<std::size_t>(stop - at_)).substr(0, longest);
             at_ = stop + 1;
+            ++line_number_;
             return Line::ok;
         }
         if (held == kBufferBytes || !fill()) return collect_line(line, longest);
@@ -124,10 +127,12 @@ TextInput::Line TextInput::collect_line(std::string_view& line, std::size_t long
         if (fill()) continue;
         if (error() != 0) return Line::failed;
         if (!any) return Line::end;
+        ++line_number_;
         line = long_line_;
         return Line::ok;
     }
     ++at_;
+    ++line_number_;
     line = long_line_;
     return Line::ok;
 }
@@ -138,6 +143,7 @@ void TextInput::skip_line() {
             static_cast<const char*>(std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_)));
         if (stop != nullptr) {
             at_ = stop + 1;
+            ++line_number_;
             return;
         }
         at_ = end_;
@@ -159,6 +165,7 @@ bool TextInput::skip_to_item() {
                 if (!after_item_) return true;
                 after_item_ = false;
             }
+            line_number_ += *at_ == '\n' ? 1 : 0;
             ++at_;
         }
         if (at_ < end_) return true;

@@ -40,6 +40,7 @@ class ByteInput {
     // NOLINTBEGIN(misc-non-private-member-variables-in-classes)
     const char* at_ = nullptr;   // next byte to consume
     const char* end_ = nullptr;  // behind the last byte held; *end_ is '\n'
+    int64_t line_number_ = 1;    // of the next byte, for readers of text
                                  // NOLINTEND(misc-non-private-member-variables-in-classes)
 
  private:
@@ -73,6 +74,14 @@ class TextInput : public ByteInput {
     void skip_line();
     // Behind a number: whether it may be one with a decimal comma, of which the front was read.
     [[nodiscard]] bool comma_and_digit_follow();
+
+    // The number of the line under the reader, and of the one with the next item: empty lines may
+    // stand ahead of it.
+    int64_t line_number() const { return line_number_; }
+    int64_t find_next_item() {
+        static_cast<void>(skip_to_item());
+        return line_number_;
+    }
 
  private:
     Line collect_line(std::string_view& line, std::size_t longest);

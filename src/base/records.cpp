@@ -98,6 +98,7 @@ RecordInput::Record RecordInput::read_parts(std::span<std::byte> first,
     bool whole =
         take(first.data(), first.size_bytes()) && take(second.data(), second.size_bytes()) &&
         take(nullptr, static_cast<std::size_t>(length) - wanted) && take(&trailer, sizeof trailer);
+    record_bytes_ = length;
     return whole && trailer == length ? Record::ok : Record::bad;
 }
 

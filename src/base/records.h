@@ -116,11 +116,15 @@ class RecordInput : public ByteInput {
     }
     // The same for a record that begins with the bytes of `body`.
     [[nodiscard]] Record read_record(std::span<std::byte> body) { return read_parts(body, {}); }
+    // Of the record read last, without its frame.
+    int32_t record_bytes() const { return record_bytes_; }
 
  private:
     Record read_parts(std::span<std::byte> first, std::span<std::byte> second);
     // The next bytes, or nowhere when `to` is null.
     bool take(void* to, std::size_t count);
+
+    int32_t record_bytes_ = 0;
 };
 
 }  // namespace kve

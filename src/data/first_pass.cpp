@@ -321,7 +321,7 @@ void read_all_records(FirstPass& pass) {
     const ReadMode mode = read_mode();
     for (;;) {
         int32_t status = read_raw_record(mode, true);
-        if (status == kEndOfData) return;
+        if (status == kEndOfData) return count_left_records(mode);
         ++INTAKE.NREC;
         if (status != kRecordRead) stop_reading_failed(status);
         TraitPattern usable = classify(pass);

@@ -20,8 +20,30 @@ struct Statistics {
     double max = std::numeric_limits<double>::lowest();
 };
 
+// Records that are not like the others, and the first of them.
+struct OddRecords {
+    int64_t n = 0;
+    int64_t first = 0;           // record number
+    int64_t line_or_length = 0;  // of the first: the line on which it begins, or its bytes
+
+    void count(int64_t record, int64_t of_first = 0) {
+        if (++n > 1) return;
+        first = record;
+        line_or_length = of_first;
+    }
+};
+
+// What was seen of one data file beside the values.
+struct DataFileCounts {
+    int64_t line_ends = 0;   // within the first record of a text file
+    OddRecords other_lines;  // text records with another number of them
+    OddRecords longer;       // binary records that hold more than their variables
+    int64_t n_left = 0;      // records without a partner in the other file
+};
+
 struct IntakeCounts {
-    int64_t NREC = 0;        // records read
+    int64_t NREC = 0;  // records read
+    DataFileCounts file[2];
     Vec<int32_t, 0> NI_OOR;  // out of range, per integer column
     Vec<int32_t> NR_OOR;     // out of range, per real column
     Vec<int32_t> N_BIN_ERR;  // max(nt, NR): binary values outside 0..1, per trait

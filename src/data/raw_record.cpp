@@ -22,33 +22,74 @@ namespace {
 constexpr int64_t kFirstTooLarge = int64_t{1} << 31;
 constexpr double kLargestReal = std::numeric_limits<float>::max();
 
-int32_t read_one_text() {
+// A text record that begins on line `begin` and ends on the one under the reader.
+void note_lines(int32_t file, int64_t begin, int64_t end) {
+    DataFileCounts& counts = INTAKE.file[file];
+    if (INTAKE.NREC == 0) counts.line_ends = end - begin;
+    if (end - begin != counts.line_ends) [[unlikely]]
+        counts.other_lines.count(INTAKE.NREC + 1, begin);
+}
+
+int32_t read_one_text(bool count) {
     TextInput& file = UNITS.data_text_1;
     file.begin_record();
+    const int64_t begin = file.find_next_item();
     int32_t status = read_list(file, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, true);
     if (status == kRecordRead)
         status = read_list(file, RECORD.L_FINP.data(), DIRECTIVES.NR, DIRECTIVES.NI == 0);
-    if (status == kRecordRead) file.skip_line();
-    return status;
-}
-
-int32_t read_two_texts() {
-    UNITS.data_text_1.begin_record();
-    int32_t status = read_list(UNITS.data_text_1, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, true);
     if (status != kRecordRead) return status;
-    if (DIRECTIVES.NI > 0) UNITS.data_text_1.skip_line();
-    UNITS.data_text_2.begin_record();
-    status = read_list(UNITS.data_text_2, RECORD.L_FINP.data(), DIRECTIVES.NR, true);
-    if (status == kRecordRead && DIRECTIVES.NR > 0) UNITS.data_text_2.skip_line();
+    if (count) note_lines(0, begin, file.line_number());
+    file.skip_line();
     return status;
 }
 
-int32_t read_binary(bool two_files) {
+// The part of a record that stands in one of two text files.
+template <class Number>
+int32_t read_part(TextInput& file, Number* into, int32_t n, int32_t number, bool count) {
+    if (n == 0) return kRecordRead;
+    file.begin_record();
+    const int64_t begin = file.find_next_item();
+    const int32_t status = read_list(file, into, n, true);
+    if (status != kRecordRead) return status;
+    if (count) note_lines(number, begin, file.line_number());
+    file.skip_line();
+    return status;
+}
+
+int32_t read_integers(bool count) {
+    return read_part(UNITS.data_text_1, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, 0, count);
+}
+
+int32_t read_reals(bool count) {
+    return read_part(UNITS.data_text_2, RECORD.L_FINP.data(), DIRECTIVES.NR, 1, count);
+}
+
+int32_t read_two_texts(bool count) {
+    int32_t status = read_integers(count);
+    if (status != kRecordRead) return status;
+    status = read_reals(count);
+    if (status == kEndOfData && DIRECTIVES.NI > 0) INTAKE.file[0].n_left = 1;
+    return status;
+}
+
+int32_t read_frame(RecordInput& file, std::span<int32_t> integers, std::span<float> reals,
+                   int32_t number, bool count) {
+    const int32_t status = read_framed(file, integers, reals);
+    const std::size_t used = integers.size_bytes() + reals.size_bytes();
+    if (count && status == kRecordRead && static_cast<std::size_t>(file.record_bytes()) > used)
+        INTAKE.file[number].longer.count(INTAKE.NREC + 1, file.record_bytes());
+    return status;
+}
+
+int32_t read_binary(bool two_files, bool count) {
     std::span<int32_t> integers(&RECORD.IINP(0) + 1, static_cast<std::size_t>(DIRECTIVES.NI));
     std::span<float> reals(RECORD.FINP.data(), static_cast<std::size_t>(DIRECTIVES.NR));
-    if (!two_files) return read_framed(UNITS.data_records_1, integers, reals);
-    int32_t status = read_framed(UNITS.data_records_1, integers, {});
-    return status == kRecordRead ? read_framed(UNITS.data_records_2, {}, reals) : status;
+    if (!two_files) return read_frame(UNITS.data_records_1, integers, reals, 0, count);
+    int32_t status = read_frame(UNITS.data_records_1, integers, {}, 0, count);
+    if (status != kRecordRead) return status;
+    status = read_frame(UNITS.data_records_2, {}, reals, 1, count);
+    if (status == kEndOfData) INTAKE.file[0].n_left = 1;
+    return status;
 }
 
 // Kept: integers have no lower test, so a number below -2**31 is cut without being counted.
@@ -92,14 +133,27 @@ void allocate_record() {
     RECORD.FINP(nr + 1) = DIRECTIVES.RMISS;
 }
 
-int32_t read_raw_record(ReadMode mode, bool count_out_of_range) {
+int32_t read_raw_record(ReadMode mode, bool count) {
     // Records without a column would never end.
     if (DIRECTIVES.NI + DIRECTIVES.NR == 0) return kEndOfData;
-    if (mode == ReadMode::one_binary) return read_binary(false);
-    if (mode == ReadMode::two_binary) return read_binary(true);
-    int32_t status = mode == ReadMode::one_text ? read_one_text() : read_two_texts();
-    if (status == kRecordRead) bring_into_range(count_out_of_range);
+    if (mode == ReadMode::one_binary) return read_binary(false, count);
+    if (mode == ReadMode::two_binary) return read_binary(true, count);
+    int32_t status = mode == ReadMode::one_text ? read_one_text(count) : read_two_texts(count);
+    if (status == kRecordRead) bring_into_range(count);
     return status;
+}
+
+void count_left_records(ReadMode mode) {
+    int64_t& first = INTAKE.file[0].n_left;
+    int64_t& second = INTAKE.file[1].n_left;
+    if (mode == ReadMode::two_text) {
+        while (DIRECTIVES.NI > 0 && read_integers(false) == kRecordRead) ++first;
+        while (DIRECTIVES.NR > 0 && read_reals(false) == kRecordRead) ++second;
+    }
+    if (mode == ReadMode::two_binary) {
+        while (read_framed(UNITS.data_records_1, {}, {}) == kRecordRead) ++first;
+        while (read_framed(UNITS.data_records_2, {}, {}) == kRecordRead) ++second;
+    }
 }
 
 void rewind_data() {

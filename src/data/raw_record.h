@@ -43,9 +43,14 @@ void allocate_record();
 // The next record into IINP(1..NI) and FINP(1..NR) of RECORD, and the status: kRecordRead,
 // kEndOfData, or above 0 for a failure (data/input_record.h). Text data are brought into the range
 // of the record: an integer of 2**31 or more becomes 0, a lower one is cut to its low 32 bits; a
-// real beyond a 32-bit real becomes RMISS. With `count_out_of_range` NI_OOR and NR_OOR of INTAKE
-// count what the range changed. Data read from binary files are taken as they stand.
-[[nodiscard]] int32_t read_raw_record(ReadMode mode, bool count_out_of_range);
+// real beyond a 32-bit real becomes RMISS. With `count` NI_OOR and NR_OOR of INTAKE count what the
+// range changed, and its `file` counts records of other lines or length. Data read from binary
+// files are taken as they stand.
+[[nodiscard]] int32_t read_raw_record(ReadMode mode, bool count);
+
+// After the last record of two data files: counts the records that only one of them has, in n_left
+// of INTAKE.
+void count_left_records(ReadMode mode);
 
 // Back to the first record, in all data files. A file that cannot be read twice stops the run.
 void rewind_data();

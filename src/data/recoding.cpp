@@ -67,6 +67,7 @@ struct RecodingPass {
     std::unordered_set<uint64_t> patterns_met;
     uint64_t last_pattern_met = 0;
     int64_t n_input = 0;
+    OddRecords lost_ends;  // last records of a subject that are not written
 
     bool lists_records() const { return DIRECTIVES.ITEST >= 2; }
 };
@@ -105,12 +106,23 @@ void note_levels(Vec<LevelColumn>& columns, TraitPattern usable) {
     }
 }
 
+[[noreturn]] void stop_key_without_bits(const RecodingPass& pass, const LevelColumn& column) {
+    std::string place;
+    append(place, "ERROR - observation %lld holds it in integer column %d, %.*s: a missing",
+           static_cast<long long>(pass.n_input), column.place,
+           KVE_SV(integer_name(column.place).view()));
+    stop_bitstr_error(column.key, place + " identity is written 0");
+}
+
 void fill_levels(RecodingPass& pass, Vec<LevelColumn>& columns) {
     for (LevelColumn& column : columns) {
         if (!column.waits) continue;
         const LevelIndex::Slot* met = column.index.find(column.key);
+        if (met == nullptr && column.key == kKeyWithoutBits) stop_key_without_bits(pass, column);
         int32_t level = met != nullptr ? met->value() : level_of(column, column.key);
         pass.IOUT(column.position) = level;
+        if (level == 0) [[unlikely]]
+            column.without_level.count(pass.n_input);
         if (met == nullptr)
             check_allocated(column.index.enter(column.key, level), kRoutine, "LEVEL INDEX", NMFL);
     }
@@ -302,6 +314,7 @@ void recode_all_records(RecodingPass& pass, ReadMode mode) {
             ends_subject(pass.sequences, usable, pass.n_input, status != kRecordRead)) {
             int32_t& sequence = pass.IOUT(pass.layout.sequence_position);
             sequence = -sequence;
+            if (usable == 0) pass.lost_ends.count(pass.n_input);
         }
         if (usable != 0) write_recoded_record(pass);
     }
@@ -311,6 +324,39 @@ void read_first_record(ReadMode mode) {
     if (read_raw_record(mode, false) == kRecordRead) return;
     say("ERROR - Problems reading the first data observation");
     stop_run("        Program terminates");
+}
+
+void warn_levels_0(const RecodingPass& pass) {
+    int64_t c = 0;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j) {
+            const OddRecords& records = pass.layout.fixed(++c).without_level;
+            if (records.n == 0) continue;
+            Block block;
+            block.line(
+                "WARNING - %lld records of RCDATA have level 0 of the fixed effect %.*s of %.*s",
+                static_cast<long long>(records.n), KVE_SV(MODEL(i).f_ef_name(j).view()),
+                KVE_SV(MODEL(i).trait_name.view()));
+            block.line(
+                "          The first is observation %lld. An absorbed effect or a censoring code "
+                "is",
+                static_cast<long long>(records.first));
+            block.line("          missing there: make the trait missing in such records");
+            block.print();
+        }
+}
+
+void warn_lost_ends(const OddRecords& ends) {
+    if (ends.n == 0) return;
+    Block block;
+    block.line(
+        "WARNING - the last record of %lld sequences has no usable trait and is not in RCDATA",
+        static_cast<long long>(ends.n));
+    block.line(
+        "          The first is observation %lld. Nothing marks the end of these sequences there:",
+        static_cast<long long>(ends.first));
+    block.line("          take such records out of the data");
+    block.print();
 }
 
 void finish_pass(RecodingPass& pass) {
@@ -324,6 +370,8 @@ void finish_pass(RecodingPass& pass) {
         block.blank(2);
         block.print();
     }
+    warn_levels_0(pass);
+    warn_lost_ends(pass.lost_ends);
     // Both files must be complete on disk whatever stops the run later.
     if (UNITS.RCDATA_I.flush() != 0) stop_not_written(UNITS.RCDATA_I.path());
     if (UNITS.RCDATA_R.flush() != 0) stop_not_written(UNITS.RCDATA_R.path());

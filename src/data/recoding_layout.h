@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/arrays.h"
+#include "data/intake.h"
 #include "data/usability.h"
 #include "store/level_index.h"
 
@@ -23,6 +24,7 @@ struct LevelColumn {
     LevelIndex index;  // levels of the identities on the factor's list, and of others met so far
     bool waits;        // for the level of `key`, noted from the record under the reader
     int32_t key;
+    OddRecords without_level;  // records in which it is asked for and is 0
 };
 
 // An integer that is taken over as it stands.

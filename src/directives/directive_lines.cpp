@@ -10,6 +10,8 @@ namespace kve {
 
 WRITES(cinp);
 WRITES(DRIVER_FILE);
+WRITES(LINE_NUMBER);
+WRITES(DIRECTIVE_WORDS);
 
 namespace {
 
@@ -82,6 +84,7 @@ bool read_physical_line(std::string& line) {
         line = without_blanks(raw);
         std::replace(line.begin(), line.end(), '\t', ' ');
         line.erase(line.find_last_not_of(' ') + 1);
+        DIRECTIVE_WORDS.append(line).append(" ");
         if (line.empty()) continue;
         if (line.back() == '\r') stop_carriage_return();
         if (line.front() != '#') return true;
@@ -113,6 +116,7 @@ Keyword read_directive_line(Keyword exclude) {
     bool pending = false;
     cinp.clear();
     while (read_physical_line(line)) {
+        if (!pending) LINE_NUMBER = DRIVER_FILE.line_number() - 1;
         if (line.front() == '$') {
             if (pending) warn_unused_before_keyword();
             // A keyword line is never continued: "/" at its end may belong to a file's name.
@@ -135,6 +139,12 @@ Keyword read_directive_line(Keyword exclude) {
     if (pending) warn_unused_at_end();
     cinp.clear();
     return Keyword::end_of_file;
+}
+
+void read_remaining_words() {
+    std::string_view raw;
+    while (DRIVER_FILE.read_line(raw, kLongestPhysicalLine) == TextInput::Line::ok)
+        DIRECTIVE_WORDS.append(raw).append(" ");
 }
 
 std::string_view keyword_text(Keyword keyword) {

@@ -30,6 +30,12 @@ inline std::string cinp;
 // Standard input.
 inline TextInput DRIVER_FILE;
 
+// The physical line on which the logical line read last begins.
+inline constinit int64_t LINE_NUMBER = 0;
+
+// The words of all physical lines read so far, one blank or more between them.
+inline std::string DIRECTIVE_WORDS;
+
 }  // namespace state
 
 // Before the first line.
@@ -40,6 +46,9 @@ Keyword read_directive_line(Keyword exclude = Keyword::text);
 
 // What stands in `cinp` after the keyword.
 std::string_view keyword_text(Keyword keyword);
+
+// After a fault that stops the run: the rest of the directive file goes to DIRECTIVE_WORDS.
+void read_remaining_words();
 
 // Reads to the next keyword line, which becomes `next`. The text lines, joined to `text` with one
 // blank each, or dropped.

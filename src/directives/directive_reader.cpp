@@ -16,6 +16,7 @@ namespace kve {
 
 WRITES(DIRECTIVES);
 WRITES(DIRECTIVE_ERROR_FLAG);
+READS(LINE_NUMBER);
 
 namespace {
 
@@ -210,6 +211,7 @@ void read_directives() {
     for (Keyword keyword : {Keyword::ANALYSE, Keyword::DATA, Keyword::MODEL})
         keywords[keyword].required = true;
     open_directives();
+    begin_sections();
     Keyword line = read_first_line();
     // Kept: a text line where no section expects one ends the reading, like the end of the file;
     // the check of the required keywords then tells what was not reached.
@@ -217,7 +219,8 @@ void read_directives() {
         enter_section(line, keywords);
         line = read_section(line, keywords);
     }
-    close_restrictions();
+    if (line == Keyword::text) DIRECTIVES.last_line_used = LINE_NUMBER;
+    write_sections();
     echo_directives();
     check_repeated_factors();
     check_required_keywords(keywords);

@@ -169,7 +169,7 @@ void read_files(VAR_STR_SPEC& spec, std::string_view rest) {
     spec.file[0] = cut_word(rest);
     if (spec.structure != Structure::PGMIX) return;
     read_pgmix_rest(spec, rest);
-    for (FileName& name : spec.file) add_submission_directory(name);
+    for (FileName& name : spec.file) take_user_file(name);
 }
 
 void read_structure_line(std::string_view rest) {

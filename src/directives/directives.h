@@ -132,6 +132,12 @@ struct Directives {
     FileName reduce_file;  // blank without $REDUCE
     FileName cvrest_file;  // blank without $VAR_REST
 
+    // Every file that a keyword line names, also one that a later line replaces.
+    std::vector<FileName> named_files;
+
+    // The last physical line that was used, when a text line ended the reading; else 0.
+    int64_t last_line_used = 0;
+
     std::vector<VAR_STR_SPEC> var_str;
     std::vector<CENS_NODE> cens;  // ascending by trait
     std::vector<GLMM_NODE> glmm;  // ascending by trait

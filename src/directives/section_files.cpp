@@ -1,6 +1,9 @@
 #include "directives/section_files.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
+#include <utility>
 
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
@@ -12,14 +15,16 @@
 namespace kve {
 
 WRITES(DIRECTIVES);
-WRITES(UNITS);
+WRITES(INLINE_TEXTS);
+WRITES(BEFORE_STOP);
 READS(cinp);
+WRITES(DIRECTIVE_WORDS);
 
 namespace {
 
-[[noreturn]] void stop_unwritable(Keyword keyword, std::string_view file) {
-    say("ERROR - %s: cannot write %.*s", keyword_as_written(keyword).c_str(), KVE_SV(file));
-    stop_run();
+void say_unwritable(const state::InlineText& section) {
+    say("ERROR - %s: cannot write %s", keyword_as_written(section.keyword).c_str(),
+        section.file.c_str());
 }
 
 void tell_empty_reduce() {
@@ -29,25 +34,79 @@ void tell_empty_reduce() {
     fault.tell();
 }
 
-// Copies text lines from the one in `cinp` on until another line comes, which becomes `next`; the
-// number of lines copied.
-int64_t copy_text_lines(TextOutput& file, Keyword& next) {
+void tell_input(const state::InlineText& section) {
+    Fault fault;
+    fault.line("ERROR - %s: the text below it goes to the file %s,",
+               keyword_as_written(section.keyword).c_str(), section.file.c_str());
+    fault.line("        which is an input of this run too, by name or by a link: rename the input");
+    fault.tell();
+}
+
+// Appends text lines from the one in `cinp` on until another line comes, which becomes `next`; the
+// number of lines.
+int64_t gather_text_lines(std::string& text, Keyword& next) {
     int64_t lines = 0;
     for (; next == Keyword::text; next = read_directive_line()) {
-        file.print_line(trimmed(cinp));
+        text.append(trimmed(cinp)).append("\n");
         ++lines;
     }
     return lines;
 }
 
-// Makes the file anew, also when no line follows: the text of an earlier run must not survive.
-int64_t write_section(Keyword keyword, std::string_view name, Keyword& next) {
-    TextOutput& file = UNITS.section;
+std::string& text_for(Keyword keyword, std::string_view file) {
+    for (state::InlineText& section : INLINE_TEXTS)
+        if (section.file == file) return section.text;
+    return INLINE_TEXTS.emplace_back(state::InlineText{keyword, std::string(file), {}}).text;
+}
+
+// The text of an earlier section or run must not survive, also when no line follows.
+int64_t gather_section(Keyword keyword, std::string_view file, Keyword& next) {
     next = read_directive_line();
-    if (file.open(std::string(name)) != 0) stop_unwritable(keyword, name);
-    int64_t lines = copy_text_lines(file, next);
-    if (file.close() != 0) stop_unwritable(keyword, name);
-    return lines;
+    std::string& text = text_for(keyword, file);
+    text.clear();
+    return gather_text_lines(text, next);
+}
+
+[[nodiscard]] int write_section(const state::InlineText& section) {
+    TextOutput file;
+    if (int status = file.open(section.file); status != 0) return status;
+    const std::string_view lines = section.text;
+    if (!lines.empty()) file.print_line(lines.substr(0, lines.size() - 1));
+    return file.close();
+}
+
+// Any word of the directive file may be meant as the name of an input: at a stop nobody knows what
+// each one would have been.
+bool is_named_anywhere(const std::string& file) {
+    std::string all = DIRECTIVE_WORDS;
+    std::replace_if(all.begin(), all.end(), is_blank, ' ');
+    for (std::string_view rest = left_adjusted(all); !rest.empty();) {
+        const std::string word(cut_word(rest));
+        if (is_same_file(word, file) || is_same_file(DIRECTIVES.ST_DIR.string() + "/" + word, file))
+            return true;
+    }
+    return false;
+}
+
+// A stop leaves what was gathered so far, but for a file that may be an input.
+void write_sections_at_stop() {
+    bool rest_read = false;
+    for (const state::InlineText& section : INLINE_TEXTS) {
+        if (std::error_code ignored; std::filesystem::exists(section.file, ignored)) {
+            if (!std::exchange(rest_read, true)) read_remaining_words();
+            if (is_input_file(section.file) || is_named_anywhere(section.file)) continue;
+        }
+        if (write_section(section) != 0) say_unwritable(section);
+    }
+}
+
+// Two names may be one file by a link.
+bool replaces_earlier_text(const state::InlineText& section) {
+    for (const state::InlineText& earlier : INLINE_TEXTS) {
+        if (&earlier == &section) break;
+        if (is_same_file(earlier.file, section.file)) return true;
+    }
+    return false;
 }
 
 struct Section {
@@ -93,7 +152,7 @@ bool take_file_name(Keyword keyword, SectionFile& file) {
 Keyword read_reduce_section() {
     DIRECTIVES.reduce_file = "KVE1.reduce";
     Keyword next;
-    if (write_section(Keyword::REDUCE, "KVE1.reduce", next) == 0) tell_empty_reduce();
+    if (gather_section(Keyword::REDUCE, "KVE1.reduce", next) == 0) tell_empty_reduce();
     return next;
 }
 
@@ -102,7 +161,7 @@ Keyword read_file_or_text(Keyword keyword) {
     if (take_file_name(keyword, section.file)) return read_directive_line();
     section.file.name = section.inline_name;
     Keyword next;
-    int64_t lines = write_section(keyword, section.inline_name, next);
+    int64_t lines = gather_section(keyword, section.inline_name, next);
     if (keyword == Keyword::MODEL && lines == 0)
         tell_fault("ERROR - No model description or file name with model description specifiec");
     return next;
@@ -122,20 +181,33 @@ Keyword read_restrictions() {
             "ERROR - Restriction on co-variance components only implemented for KVEAI (task = 1)");
         return skip_text_lines();
     }
-    TextOutput& file = UNITS.restrictions;
-    if (!file.is_open() && file.open("CVREST.DIR") != 0)
-        stop_unwritable(Keyword::VAR_REST, "CVREST.DIR");
     DIRECTIVES.cvrest_file = "CVREST.DIR";
-    if (std::string_view text = keyword_text(Keyword::VAR_REST); !text.empty())
-        file.print_line(text);
+    std::string& text = text_for(Keyword::VAR_REST, "CVREST.DIR");
+    if (std::string_view first = keyword_text(Keyword::VAR_REST); !first.empty())
+        text.append(first).append("\n");
     Keyword next = read_directive_line();
-    copy_text_lines(file, next);
+    gather_text_lines(text, next);
     return next;
 }
 
-void close_restrictions() {
-    if (UNITS.restrictions.is_open() && UNITS.restrictions.close() != 0)
-        stop_unwritable(Keyword::VAR_REST, "CVREST.DIR");
+void begin_sections() {
+    INLINE_TEXTS.clear();
+    BEFORE_STOP = write_sections_at_stop;
+}
+
+void write_sections() {
+    BEFORE_STOP = nullptr;
+    for (const state::InlineText& section : INLINE_TEXTS) {
+        const bool replaces = is_input_file(section.file) || replaces_earlier_text(section);
+        if (!replaces && write_section(section) != 0) {
+            say_unwritable(section);
+            stop_run();
+        }
+        // Also an input that exists since this run has made it.
+        if (replaces || is_input_file(section.file)) tell_input(section);
+    }
+    INLINE_TEXTS.clear();
+    DIRECTIVE_WORDS = {};
 }
 
 }  // namespace kve

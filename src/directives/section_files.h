@@ -1,19 +1,43 @@
 // Sections of free text. Inline text is copied, logical line by logical line, to a file in the
-// working directory; or the user names a file on the keyword line, which must exist. A file that
-// cannot be written stops the run.
+// working directory; or the user names a file on the keyword line, which must exist.
+//
+// The text is gathered and goes to its file when the whole directive file has been read, or at a
+// stop ahead of that: a keyword line further down may name that file as an input.
 //
 // Each procedure reads the section that begins with the keyword line in `cinp` and returns the kind
 // of the line after it.
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "base/state.h"
 #include "directives/catalogue.h"
 
 namespace kve {
 
+namespace state {
+
+struct InlineText {
+    Keyword keyword;
+    std::string file;
+    std::string text;
+};
+
+// In the order of the files' first keyword lines.
+inline std::vector<InlineText> INLINE_TEXTS;
+
+}  // namespace state
+
+void begin_sections();
+
 Keyword read_reduce_section();               // $REDUCE: KVE1.reduce
 Keyword read_file_or_text(Keyword keyword);  // $MODEL: KVE1.dir; $PRIOR: PARIN; $KVE4 to $KVEGS
 Keyword read_file_name(Keyword keyword);     // $OLDSOL, $FINFO
-Keyword read_restrictions();                 // $VAR_REST: CVREST.DIR, which stays open
-void close_restrictions();
+Keyword read_restrictions();                 // $VAR_REST: CVREST.DIR
+
+// Makes the files. A text that would replace an input is a fault and is not written; a file that
+// cannot be written stops the run.
+void write_sections();
 
 }  // namespace kve

@@ -1,5 +1,9 @@
 #include "directives/user_files.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
 
 #include "directives/directive_faults.h"
@@ -9,7 +13,7 @@
 
 namespace kve {
 
-READS(DIRECTIVES);
+WRITES(DIRECTIVES);
 
 namespace {
 
@@ -23,12 +27,23 @@ void tell_missing(Keyword keyword, const FileName& name) {
                KVE_SV(name.view()));
 }
 
+// Only a regular file can be emptied.
+bool is_standard_input(const std::string& file) {
+    struct stat input, other;
+    return ::fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode) &&
+           ::stat(file.c_str(), &other) == 0 && input.st_dev == other.st_dev &&
+           input.st_ino == other.st_ino;
+}
+
 }  // namespace
 
-bool add_submission_directory(FileName& name) {
-    if (name.blank() || name.c[0] == '/' || DIRECTIVES.ST_DIR.blank()) return true;
-    std::string whole = DIRECTIVES.ST_DIR.string() + "/" + name.string();
+bool take_user_file(FileName& name) {
+    if (name.blank()) return true;
+    std::string whole = name.string();
+    if (name.c[0] != '/' && !DIRECTIVES.ST_DIR.blank())
+        whole = DIRECTIVES.ST_DIR.string() + "/" + whole;
     name = whole;
+    DIRECTIVES.named_files.push_back(name);
     return whole.size() <= sizeof name.c;
 }
 
@@ -38,10 +53,21 @@ void require_file(Keyword keyword, const FileName& name) {
 
 void find_user_file(Keyword keyword, FileName& name) {
     // A name cut short might be that of another file.
-    if (add_submission_directory(name))
+    if (take_user_file(name))
         require_file(keyword, name);
     else
         tell_missing(keyword, name);
+}
+
+bool is_same_file(const std::string& name, const std::string& other) {
+    std::error_code absent;
+    return std::filesystem::equivalent(name, other, absent);
+}
+
+bool is_input_file(const std::string& file) {
+    const auto is_named = [&](const FileName& name) { return is_same_file(name.string(), file); };
+    return std::any_of(DIRECTIVES.named_files.begin(), DIRECTIVES.named_files.end(), is_named) ||
+           is_same_file("KVEDIM", file) || is_same_file("ST_DIR", file) || is_standard_input(file);
 }
 
 void stop_pedigree_not_opened(int32_t factor, const FileName& name) {

@@ -28,6 +28,8 @@ constexpr std::size_t kLongestLogLine = 32768;
 }  // namespace
 
 void start_listing() {
+    // Line by line to the system: whoever follows a long run sees where it is.
+    static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));
     PROGRAM_ID = "KVE1V6";
     std::time_t now = std::time(nullptr);
     std::tm local{};
@@ -162,7 +164,7 @@ void copy_log_to_listing() {
     std::string_view line;
     if (log.open("KVE_LOG") == 0)
         while (log.read_line(line, kLongestLogLine) == TextInput::Line::ok)
-            say("%.*s", KVE_SV(line.substr(0, kLogColumnsShown)));
+            say_row("%.*s", KVE_SV(line.substr(0, kLogColumnsShown)));
     std::fclose(KVE_LOG);
     KVE_LOG = nullptr;
 }

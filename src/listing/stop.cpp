@@ -1,6 +1,7 @@
 #include "listing/stop.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "listing/listing.h"
 #include "listing/units.h"
@@ -9,6 +10,7 @@ namespace kve {
 
 READS(PROGRAM_ID);
 WRITES(CUT_FILE);
+WRITES(BEFORE_STOP);
 
 namespace {
 
@@ -25,6 +27,7 @@ void tell_not_written(std::string_view file) {
 
 // What else went wrong stands ahead of the last lines of a stop.
 void flush_and_tell() {
+    if (BEFORE_STOP != nullptr) std::exchange(BEFORE_STOP, nullptr)();
     std::string failed = flush_outputs();
     if (!failed.empty()) tell_not_written(failed);
 }
@@ -44,20 +47,23 @@ void stop_run(const char* last_line) {
 
 void terminate_run() {
     flush_and_tell();
-    blank();
-    say("Program terminates");
-    blank();
+    Block end;
+    end.blank();
+    end.line("Program terminates");
+    end.blank();
+    end.print();
     if (log_is_open()) {
         page_header();
-        blank();
-        say("ERROR(S) found in model directives / prior (co)variance");
-        blank(2);
-        say("A listing of information in the directive file follows.");
-        blank();
-        say("------------------------------------------------------------- ");
+        blank_lines();
+        say_line("ERROR(S) found in model directives / prior (co)variance");
+        blank_lines(2);
+        say_line("A listing of information in the directive file follows.");
+        blank_lines();
+        say_line("------------------------------------------------------------- ");
         copy_log_to_listing();
-        blank();
-        say("Program terminated");
+        end.blank();
+        end.line("Program terminated");
+        end.print();
     }
     leave_with_error();
 }

@@ -15,6 +15,10 @@ namespace state {
 // The first output file noted as cut; empty when all are whole.
 inline std::string CUT_FILE;
 
+// What a stop has to bring to disk ahead of the outputs; null while there is nothing.
+using LastDeed = void (*)();
+inline constinit LastDeed BEFORE_STOP = nullptr;
+
 }  // namespace state
 
 inline constexpr int kErrorStatus = 16;

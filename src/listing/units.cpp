@@ -61,7 +61,7 @@ std::string factor_file_name(std::string_view prefix, int32_t k) {
 
 std::string flush_units() {
     std::string failed;
-    for (TextOutput* unit : {&UNITS.section, &UNITS.PEDDATA, &UNITS.INBREED, &UNITS.restrictions})
+    for (TextOutput* unit : {&UNITS.PEDDATA, &UNITS.INBREED})
         if (unit->is_open() && unit->flush() != 0) failed = unit->path();
     for (RecordOutput* unit : {&UNITS.RCDATA_I, &UNITS.RCDATA_R, &UNITS.MODINF, &UNITS.CODE_TABLE,
                                &UNITS.oldsol, &UNITS.RC_F_INFO})

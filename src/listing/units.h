@@ -44,7 +44,6 @@ struct Units {
     RecordInput data_records_1, data_records_2;  // data files, BINARY
     TextInput old_solutions;                     // old solutions
     TextInput foreign_information;               // foreign information
-    TextOutput section;                          // an inline section while the directives are read
     TextOutput PEDDATA;                          // PEDDATA
     TextOutput INBREED;                          // INBREED
     TextInput model_text;                        // the model description
@@ -55,7 +54,6 @@ struct Units {
     RecordOutput CODE_TABLE;                     // CODE_TABLE
     RecordOutput oldsol;                         // oldsol
     RecordOutput RC_F_INFO;                      // RC_F_INFO
-    TextOutput restrictions;                     // CVREST.DIR while the directives are read
 };
 
 // Not constinit, like the other globals that hold a std::string: its constructor is no constant

@@ -15,12 +15,24 @@ namespace kve {
 READS(DIRECTIVES);
 WRITES(UNITS);
 
+namespace {
+
+void warn_unused_lines() {
+    if (DIRECTIVES.last_line_used == 0) return;
+    log_warning(
+        "WARNING - the directive file was read up to line %lld; the lines behind it are not used",
+        static_cast<long long>(DIRECTIVES.last_line_used));
+}
+
+}  // namespace
+
 void parse_model() {
     if (open_log() != 0) {
         say("ERROR OPENING FILES");
         say("        File: KVE_LOG");
         stop_run();
     }
+    warn_unused_lines();
     ModelLines lines(UNITS.model_text);
     read_trait_counts(lines);
     read_absorption_lines(lines);

@@ -12,6 +12,7 @@
 #include "listing/listing.h"
 #include "listing/triangle_listing.h"
 #include "model/model_records.h"
+#include "reports/odd_records.h"
 #include "reports/out_of_range.h"
 
 namespace kve {
@@ -203,6 +204,7 @@ void summarise_data() {
     judge_ranges();
     judge_binary_values();
     say_records();
+    warn_odd_records();
     say_dropped_points();
     list_traits();
     list_weights();

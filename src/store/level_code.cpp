@@ -5,7 +5,7 @@
 
 namespace kve {
 
-void stop_bitstr_error(int32_t key) {
+void stop_bitstr_error(int32_t key, const std::string& place) {
     char bits[32] = {};
     int64_t remainder = key < 0 ? -int64_t{key} : int64_t{key};
     for (int k = 0; k < 31; ++k) {
@@ -13,6 +13,7 @@ void stop_bitstr_error(int32_t key) {
         remainder /= 2;
     }
     say("BITSTR ERROR%12d%12lld %s", key, static_cast<long long>(remainder), bits);
+    if (!place.empty()) say("%s", place.c_str());
     stop_run();
 }
 

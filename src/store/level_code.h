@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <string>
 
 #include "base/arrays.h"
 #include "store/big_tables.h"
@@ -19,14 +20,15 @@ struct LevelPlace {
 
 inline constexpr int32_t kTableFull = -9;
 
-// A key whose absolute value has no 31-bit string.
-[[noreturn]] void stop_bitstr_error(int32_t key);
+// A key whose absolute value has no 31-bit string; `place`, where it was read, is a second line.
+inline constexpr int32_t kKeyWithoutBits = std::numeric_limits<int32_t>::min();
+[[noreturn]] void stop_bitstr_error(int32_t key, const std::string& place = {});
 
 // The road of a key through a tree: its absolute value, least significant bit first. So a key and
 // its negative share a road and are told apart by comparison; after the 31st bit every bit is 0.
 // Stops on the one key without a bit string.
 inline uint32_t road_bits(int32_t key) {
-    if (key == std::numeric_limits<int32_t>::min()) [[unlikely]]
+    if (key == kKeyWithoutBits) [[unlikely]]
         stop_bitstr_error(key);
     return static_cast<uint32_t>(key < 0 ? -key : key);
 }

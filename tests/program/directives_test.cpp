@@ -296,6 +296,46 @@ TEST_F(Directives, SectionsBecomeFiles) {
     EXPECT_EQ(scratch.run(directives("$VAR_REST x")).times("CVREST.DIR"), 1);
 }
 
+TEST_F(Directives, InlineTextsReplaceNoInput) {
+    const std::string priors = "$PRIOR\n1 1 1 1\n";
+    const std::string data = "$ANALYSE 1 1 0 0\n$DATA ASCII (3,2,-9) PARIN\n$MODEL\nm\n";
+    const std::pair<const char*, std::string> cases[] = {
+        {"PARIN", data + priors},
+        {"PARIN", priors + data},
+        {"PARIN", directives(priors + "$PRIOR ./PARIN")},
+        {"PARIN", directives("$OLDSOL PARIN\n$OLDSOL d.dat\n" + priors)},
+        {"KVE4.dir", directives("$KVE4\nx\n$VAR_STR 1 PGMIX 1 ASCII d.dat d.dat KVE4.dir")},
+        {"KVE1.reduce", directives("$REDUCE\n1\n$VAR_STR 1 PED 1 ASCII link")},
+        {"CVREST.DIR", directives("$VAR_REST\nx\n$FINFO CVREST.DIR")},
+        {"KVE1.dir", directives("$KVEGS KVE1.dir")},
+        {"KVEDIM", directives("$KVE5\nx")}};
+    for (const auto& [file, text] : cases) {
+        SCOPED_TRACE(text);
+        const std::filesystem::path& folder = scratch.folder();
+        scratch.write(file, "&kvedim /\n");
+        std::filesystem::remove(folder / "link");
+        std::filesystem::create_hard_link(folder / file, folder / "link");
+        if (std::string_view(file) == "KVEDIM")
+            std::filesystem::create_symlink(file, folder / "KVE5.dir");
+        const Outcome outcome = scratch.run(text);
+        EXPECT_TRUE(outcome.status == 16 && outcome.words.ends_with(kRefused)) << outcome.listing;
+        EXPECT_EQ(outcome.times("which is an input of this run too"), 1);
+        EXPECT_EQ(scratch.read(file), "&kvedim /\n");
+        // Nobody knows at a stop what the rest of the lines would have named.
+        const std::size_t end = text.find("$MODEL");
+        scratch.run(text.substr(0, end) + "$no\n" + text.substr(end));
+        EXPECT_EQ(scratch.read(file), "&kvedim /\n");
+        std::filesystem::remove(folder / file);
+    }
+    // The directive file itself; a file that exists since this run has made it.
+    std::filesystem::create_symlink("directives.in", scratch.folder() / "KVE4.dir");
+    scratch.run(directives("$KVE4\nx"));
+    EXPECT_EQ(scratch.read("directives.in"), directives("$KVE4\nx"));
+    EXPECT_TRUE(
+        refused({{directives("$VAR_STR 1 PGMIX 1 ASCII d.dat PARIN d.dat\n" + priors), {"PARIN"}}})
+            .says("$PRIOR: the text below it goes to the file PARIN"));
+}
+
 TEST_F(Directives, LogicalLines) {
     const std::string x(1999, 'x'), xx = x + "x";
     const std::pair<std::string, std::string> cases[] = {

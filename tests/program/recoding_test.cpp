@@ -58,6 +58,66 @@ Outcome run_well(const Scratch& scratch, const Case& given) {
 
 }  // namespace
 
+TEST(Recoding, RecordsThatAreNotWhatTheySeemAreTold) {
+    const std::string good = "1 5 0 1 11 21\n1 5 0 1 12 22\n";
+    const std::string two_lines = "1 5 0\n1 11 21\n1 5 0\n1 12 22\n";
+    const Case two_texts{.data = "ASCII (3,3,-9.0) data reals"};
+    const Case binary{.data = "BINARY (3,3,-9.0) data"};
+    const Case censored{.model = kOneTrait, .more = "$CENS 1 CENS=3\n", .prior = kOnePrior};
+    const std::string integers = bytes_of(std::vector<int32_t>{1, 5, 0});
+    const std::string as_doubles = bytes_of(std::vector<double>{1, 11, 21});
+    const std::string as_reals = bytes_of(std::vector<float>{1, 11, 21});
+    const char* lines = "records stand on another number of lines than the first one: data";
+    struct {
+        Case given;
+        std::string data, reals;
+        std::vector<const char*> told;
+    } cases[] = {
+        {{}, good, "", {}},
+        {{}, two_lines, "", {}},
+        {{}, "\n" + good + "\n\n" + good, "", {}},
+        {{},
+         good + "1 5 0 1 11\n1 5 0 1 12 22\n" + good,
+         "",
+         {lines, "WARNING - 1 records", "is record 3, which begins on line 3."}},
+        {{},
+         "1 5 0\n1 11 21 " + good,
+         "",
+         {lines, "WARNING - 1 records", "record 2, which begins"}},
+        {two_texts,
+         "1 5 0\n1 5 0\n1 5 0\n",
+         "1 11 21\n1 12 22\n",
+         {"WARNING - 1 records more than in the other data file, which are not used: data "}},
+        {two_texts,
+         "1 5 0\n",
+         "1 11 21\n1 12 22\n1 12 22",
+         {"WARNING - 2 records", "used: reals "}},
+        {binary, framed(integers + as_reals), "", {}},
+        {binary,
+         framed(integers + as_reals) + framed(integers + as_doubles),
+         "",
+         {"WARNING - 1 records are longer than their variables, 24 bytes: data",
+          "is record 2 of 36 bytes"}},
+        {{}, "0 5 0 1 11 21\n", "", {"WARNING - no record has a usable trait"}},
+        {censored,
+         "1 5 0 1 11 0\n2 5 3 1 12 0\n",
+         "",
+         {"WARNING - 1 records of RCDATA have level 0 of the fixed effect HERD of Y1",
+          "The first is observation 2."}},
+        {kCure,
+         "1 8 1 0 -9 1\n1 8 2 0 -9 -9\n1 9 1 0 5 1\n",
+         "",
+         {"WARNING - the last record of 1 sequences", "The first is observation 2."}}};
+    for (const auto& c : cases) {
+        Scratch scratch;
+        scratch.write("data", c.data);
+        scratch.write("reals", c.reals);
+        const Outcome outcome = run_well(scratch, c.given);
+        for (const char* each : c.told) EXPECT_TRUE(outcome.says(each)) << each << outcome.listing;
+        EXPECT_EQ(outcome.times("WARNING -"), c.told.empty() ? 0 : 1) << c.data << outcome.listing;
+    }
+}
+
 TEST(Recoding, RecordsHoldLevelsCodesAndValues) {
     struct {
         const char* shows;

@@ -10,8 +10,7 @@ using state::UNITS;
 using Units = ModelTest;
 
 TEST_F(Units, AStopBringsEveryOutputToItsFile) {
-    TextOutput* const texts[] = {&UNITS.section, &UNITS.PEDDATA, &UNITS.INBREED,
-                                 &UNITS.restrictions};
+    TextOutput* const texts[] = {&UNITS.PEDDATA, &UNITS.INBREED};
     RecordOutput* const records[] = {&UNITS.RCDATA_I,   &UNITS.RCDATA_R, &UNITS.MODINF,
                                      &UNITS.CODE_TABLE, &UNITS.oldsol,   &UNITS.RC_F_INFO};
     for (TextOutput* unit : texts) {
