@@ -47,6 +47,17 @@ std::string listed(const auto& records, auto... fields) {
 
 }  // namespace
 
+TEST_F(DirectiveFile, GlmmFoldsCaseAndSpacingAndSortsByTrait) {
+    read("11 8 0 0",
+         "$GLMM 2 link = user(a=b,varf=no)\n   VARF   =  poisson  cf= 2.5d-1 /\n offset =3\n"
+         "$GLMM 1 LINK=LOGIT VARF=BINOMIAL\n"
+         "$GLMM 2 LINK=LOG\n");
+    using Glmm = GLMM_NODE;
+    EXPECT_EQ(listed(DIRECTIVES.glmm, &Glmm::trait, &Glmm::link, &Glmm::varf, &Glmm::corr_fact,
+                     &Glmm::offset_column),
+              "1 LOGIT BINOMIAL 0.5 0 \n2 USER(A=B,VARF=NO) POISSON 0.25 3 \n2 LOG  0.5 0 \n");
+}
+
 TEST_F(DirectiveFile, OptionsOfTheSamplingTask) {
     read("2 0 0 /",
          "$MIXTURE\n 2\n"

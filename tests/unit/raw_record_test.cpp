@@ -120,6 +120,17 @@ TEST_F(RawRecord, FramedRecordsMayBeLongerButNeverShorter) {
     }
 }
 
+TEST_F(RawRecord, TwoFilesEndWithTheSecondOne) {
+    begin_data(2, 1, kAscii);
+    DIRECTIVES.n_data_files = 2;
+    std::ofstream("integers") << "1 2 x\n3\n4\n5 6\n";
+    std::ofstream("reals") << "7 x\n8\n";
+    ASSERT_EQ(UNITS.data_text_1.open("integers") + UNITS.data_text_2.open("reals"), 0);
+    const ReadBack back = read_to_end();
+    EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
+    EXPECT_EQ(back.status, kEndOfData);
+}
+
 TEST_F(RawRecord, ColumnsThatTheDataLackReadAsZeroAndMissing) {
     begin_data(2, 2, kAscii);
     EXPECT_EQ(RECORD.IINP(integer_place(0)), 1);
