@@ -217,7 +217,10 @@ Keyword read_glmm_section() {
     GLMM_NODE node;
     node.trait = must_read<int32_t>(k, "a trait number", rest.substr(0, rest.find(' ')));
     if (find_value(text, " VARF=", value)) node.varf = value;
+    node.is_cut = value.size() > node.varf.padded().size();
+    value = {};
     if (find_value(text, " LINK=", value)) node.link = value;
+    node.is_cut = node.is_cut || value.size() > node.link.padded().size();
     if (find_value(text, " CF=", value))
         node.corr_fact = must_read<float>(k, "a value behind CF=", value);
     if (find_value(text, " OFFSET=", value))

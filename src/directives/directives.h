@@ -79,6 +79,7 @@ struct GLMM_NODE {
     float corr_fact = 0.5F;     // CF=
     Text<256> varf;
     Text<256> link;
+    bool is_cut = false;  // a text was longer than its field
 };
 
 // One $CURE line: real columns of the sequence trait and its mixture trait, integer

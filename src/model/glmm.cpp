@@ -134,6 +134,18 @@ bool trait_is_free(const GLMM_NODE& node) {
     return true;
 }
 
+// The last bracket of USER(...) is lost with the rest, and what is left may still be a function.
+int refuse_cut_functions(const GLMM_NODE& node) {
+    if (!node.is_cut) return 0;
+    Block block;
+    block.blank();
+    block.line("ERROR - VARF= or LINK= is longer than 256 characters for trait no.: %12d",
+               node.trait);
+    block.line("        Shorten the functions");
+    block.print();
+    return 1;
+}
+
 // The number of faults in the line.
 int take_line(const GLMM_NODE& node, FunctionTable& functions) {
     if (!trait_is_free(node)) return 1;
@@ -141,6 +153,7 @@ int take_line(const GLMM_NODE& node, FunctionTable& functions) {
     m.l_glmm = true;
     int faults = take_word(m.var_fn, node.trait, node.varf, kVarianceParts, functions);
     faults += take_word(m.link_fn, node.trait, node.link, kLinkParts, functions);
+    faults += refuse_cut_functions(node);
     m.corr_fact = node.corr_fact;
     m.offset_inp = node.offset_column;
     if (node.offset_column >= 0 && node.offset_column <= DIRECTIVES.NR) return faults;
