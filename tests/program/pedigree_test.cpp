@@ -416,3 +416,14 @@ TEST(PedigreeRun, FaultyPedigreesStopInClearWords) {
           "pedigree file of random factor 1: usable records: 1, check its form: ped No animal with "
           "data for random factor 1 Computations terminated");
 }
+
+TEST(PedigreeRun, TestPrint2ListsTheAnimalsByBirthDate) {
+    Scratch scratch;
+    scratch.write("data", "30 30 1 5 -9\n30 30 1 6 -9\n");
+    scratch.write("ped", "30 20 10 9\n20 0 0 5\n10 0 0 4\n");
+    const Outcome outcome = run_with(scratch, "1 1 0 2\n#", "$VAR_STR 1 PED 2 ASCII ped\n");
+    EXPECT_TRUE(
+        outcome.says("Animal list in birth-date order (MAX. first 100) Code N-obs A-C-NO S-var "
+                     "R-var1 R-var2 N-Desc 10 0 1 4 0 0 1 20 0 2 5 0 0 1 30 2 3 9 20 10 0 "))
+        << outcome.listing;
+}
