@@ -44,19 +44,24 @@ std::vector<Animal> read_pedigree(const std::string& path) {
 
 using Genotype = std::vector<std::int8_t>;  // copies of the second allele, by marker
 
-// From each parent one of its two alleles; an unknown parent has both alleles equally often.
+// One of a parent's two alleles at a marker, as copies of the second allele. An unknown parent,
+// which has no genotype, has both alleles equally often.
+int drop_allele(const Genotype* parent, std::size_t marker) {
+    const int copies = parent == nullptr ? 1 : (*parent)[marker];
+    return copies == 2 || (copies == 1 && random_bits() % 2 == 0) ? 1 : 0;
+}
+
 std::vector<Genotype> drop_alleles(const std::vector<Animal>& animals) {
     std::map<std::int32_t, std::size_t> place;
     std::vector<Genotype> genotypes(animals.size(), Genotype(kMarkers));
     for (std::size_t i = 0; i < animals.size(); ++i) {
         place[animals[i].id] = i;
-        for (std::int32_t parent : {animals[i].sire, animals[i].dam}) {
-            const auto found = place.find(parent);
-            for (std::size_t m = 0; m < kMarkers; ++m) {
-                const int copies = found == place.end() ? 1 : genotypes[found->second][m];
-                const bool second = copies == 2 || (copies == 1 && random_bits() % 2 == 0);
-                genotypes[i][m] = static_cast<std::int8_t>(genotypes[i][m] + (second ? 1 : 0));
-            }
+        for (std::int32_t id : {animals[i].sire, animals[i].dam}) {
+            const auto found = place.find(id);
+            const Genotype* parent = found == place.end() ? nullptr : &genotypes[found->second];
+            for (std::size_t m = 0; m < kMarkers; ++m)
+                genotypes[i][m] =
+                    static_cast<std::int8_t>(genotypes[i][m] + drop_allele(parent, m));
         }
     }
     return genotypes;

@@ -32,7 +32,7 @@ struct Node {
     std::int32_t family = 0;  // the sire for whom `share` was computed
 };
 
-// Visits the ancestors of an animal and the animal itself, each behind its parents, but for those
+// Visits the ancestors of an animal and the animal itself, each after its parents, but for those
 // who belong to the family already. Leaves them in the family.
 template <class Leave>
 void visit(std::vector<Node>& nodes, std::int32_t animal, std::int32_t family, Leave leave) {
@@ -54,23 +54,37 @@ void visit(std::vector<Node>& nodes, std::int32_t animal, std::int32_t family, L
     }
 }
 
+// Nodes are made for animals with progeny only, so that more of them stay in the cache.
+struct ParentNodes {
+    std::vector<std::int32_t> place;     // of an animal's node; 0 without progeny
+    std::vector<std::int32_t> level{0};  // the animal of a node
+    std::vector<Node> nodes = std::vector<Node>(1);
+};
+
+ParentNodes make_nodes(const std::vector<Parents>& parents) {
+    ParentNodes made;
+    std::vector<std::int32_t>& place = made.place;
+    place.resize(parents.size());
+    for (Parents p : parents) place[at(p.sire)] = place[at(p.dam)] = 1;
+    place[0] = 0;
+    for (std::size_t i = 1; i < parents.size(); ++i) {
+        if (place[i] == 0) continue;
+        place[i] = static_cast<std::int32_t>(made.nodes.size());
+        made.nodes.push_back({0, place[at(parents[i].sire)], place[at(parents[i].dam)], 0});
+        made.level.push_back(static_cast<std::int32_t>(i));
+    }
+    return made;
+}
+
 // The diagonal of A, 1 + A(sire, dam) / 2, a sire with all his mates at a time, the oldest sire
 // first. With A = T D T', A(sire, x) is the sum over their common ancestors a of
 // T(sire, a) D(a) T(x, a). The weights T(sire, a) D(a) are formed once for the family, up the
-// sire's line; summing down the line of a mate then takes halves from both parents. Nodes are made
-// for animals with progeny only, so that more of them stay in the cache.
+// sire's line; summing down the line of a mate then takes halves from both parents.
 std::vector<double> inbred_diagonal(const std::vector<Parents>& parents) {
     const std::size_t n = parents.size() - 1;
-    std::vector<std::int32_t> place(n + 1), level{0};
-    for (Parents p : parents) place[at(p.sire)] = place[at(p.dam)] = 1;
-    place[0] = 0;
-    std::vector<Node> nodes(1);
-    for (std::size_t i = 1; i <= n; ++i) {
-        if (place[i] == 0) continue;
-        place[i] = static_cast<std::int32_t>(nodes.size());
-        nodes.push_back({0, place[at(parents[i].sire)], place[at(parents[i].dam)], 0});
-        level.push_back(static_cast<std::int32_t>(i));
-    }
+    ParentNodes made = make_nodes(parents);
+    const std::vector<std::int32_t>&place = made.place, &level = made.level;
+    std::vector<Node>& nodes = made.nodes;
     Groups families(
         n, [&](std::size_t i) { return place[at(parents[i].sire)]; },
         [](std::size_t i) { return static_cast<std::int32_t>(i); });
@@ -116,47 +130,71 @@ std::vector<double> inbred_diagonal(const std::vector<Parents>& parents) {
     return diagonal;
 }
 
-// An animal with v = 1 / D adds v to its own diagonal, -v/2 between it and its parents, v/4 to its
-// parents' diagonals and between its parents. A row thus holds the animal's parents, its mates that
-// are older, and itself. v of progeny is known from the parents alone.
-bool write_inverse(const char* path, const std::vector<Parents>& parents,
-                   const std::vector<double>& diagonal) {
-    const std::size_t n = parents.size() - 1;
-    auto v = [&](Parents p) {
-        return 1 / (1 - 0.25 * (diagonal[at(p.sire)] + diagonal[at(p.dam)]));
-    };
-    std::vector<double> own(n + 1);
-    for (std::size_t i = 1; i <= n; ++i) {
-        double value = v(parents[i]);
+// 1 / D of an animal, from its parents alone.
+double v(Parents p, const std::vector<double>& diagonal) {
+    return 1 / (1 - 0.25 * (diagonal[at(p.sire)] + diagonal[at(p.dam)]));
+}
+
+std::vector<double> inverse_diagonal(const std::vector<Parents>& parents,
+                                     const std::vector<double>& diagonal) {
+    std::vector<double> own(parents.size());
+    for (std::size_t i = 1; i < parents.size(); ++i) {
+        double value = v(parents[i], diagonal);
         own[i] += value;
         own[at(parents[i].sire)] += 0.25 * value;
         own[at(parents[i].dam)] += 0.25 * value;
     }
+    return own;
+}
+
+// Each pair of parents under the younger of the two.
+Groups group_mates(const std::vector<Parents>& parents) {
     auto younger = [&](std::size_t i) {
         return parents[i].sire == 0 || parents[i].dam == 0
                    ? 0
                    : std::max(parents[i].sire, parents[i].dam);
     };
-    Groups mates(n, younger,
-                 [&](std::size_t i) { return std::min(parents[i].sire, parents[i].dam); });
+    return {parents.size() - 1, younger,
+            [&](std::size_t i) { return std::min(parents[i].sire, parents[i].dam); }};
+}
+
+// The mates of an animal that are still to be written, in ascending order.
+struct Mates {
+    const std::int32_t *next, *end;
+};
+
+// Writes the elements of a row with its mates up to a column; returns what the column itself has
+// from progeny.
+double write_mates(ElementFile& file, std::int32_t row, std::int32_t last, Mates& mates,
+                   const std::vector<double>& diagonal) {
+    while (mates.next < mates.end && *mates.next <= last) {
+        const std::int32_t column = *mates.next;
+        double sum = 0, quarter = 0.25 * v({column, row}, diagonal);
+        for (; mates.next < mates.end && *mates.next == column; ++mates.next) sum += quarter;
+        if (column == last) return sum;
+        file.write(column, row, sum);
+    }
+    return 0;
+}
+
+// An animal with v = 1 / D adds v to its own diagonal, -v/2 between it and its parents, v/4 to its
+// parents' diagonals and between its parents. A row thus holds the animal's parents, its mates that
+// are older, and itself.
+bool write_inverse(const char* path, const std::vector<Parents>& parents,
+                   const std::vector<double>& diagonal) {
+    const std::vector<double> own = inverse_diagonal(parents, diagonal);
+    Groups groups = group_mates(parents);
     ElementFile file(path);
-    for (std::int32_t row = 1; at(row) <= n; ++row) {
-        auto* mate = mates.list.data() + mates.start[at(row)];
-        auto* end = mates.list.data() + mates.start[at(row) + 1];
-        std::sort(mate, end);
+    for (std::int32_t row = 1; at(row) < parents.size(); ++row) {
+        auto* first = groups.list.data() + groups.start[at(row)];
+        auto* end = groups.list.data() + groups.start[at(row) + 1];
+        std::sort(first, end);
+        Mates mates{first, end};
         auto [sire, dam] = parents[at(row)];
-        const double half = -0.5 * v({sire, dam});
+        const double half = -0.5 * v({sire, dam}, diagonal);
         for (std::int32_t parent : {std::min(sire, dam), std::max(sire, dam), row}) {
-            double value = parent == row ? own[at(row)] : half;
-            while (mate < end && *mate <= parent) {
-                std::int32_t column = *mate;
-                double sum = 0, quarter = 0.25 * v({column, row});
-                for (; mate < end && *mate == column; ++mate) sum += quarter;
-                if (column == parent)
-                    value += sum;
-                else
-                    file.write(column, row, sum);
-            }
+            const double value = (parent == row ? own[at(row)] : half) +
+                                 write_mates(file, row, parent, mates, diagonal);
             if (parent != 0) file.write(parent, row, value);
         }
     }

@@ -174,6 +174,34 @@ void rebuild(const PinvResult& result, const Vec<double>& d, double TOL, Triangl
         }
 }
 
+int32_t count_kept(const Vec<double>& EVAL, double TOL) {
+    return static_cast<int32_t>(
+        std::count_if(EVAL.begin(), EVAL.end(), [TOL](double value) { return value >= TOL; }));
+}
+
+// False where a matrix with eigenvalues below TOL stays as it is.
+bool bend_if_deficient(PinvResult& result, double TOL, double BENDLIM) {
+    if (result.RANK == result.EVAL.size()) return true;
+    result.bent = bend(result, TOL, BENDLIM);
+    return result.bent;
+}
+
+void fit_listed_rank(PinvResult& result, double TOL, double BENDLIM) {
+    list_eigenvalues(result);
+    for (double& value : result.EVAL)
+        if (value < TOL) value = BENDLIM;
+}
+
+// Changes the eigenvalues as asked for. False when A is not to be rebuilt from them.
+bool change_eigenvalues(PinvResult& result, int32_t INFO, double TOL, double BENDLIM) {
+    if (INFO == kBend) return bend_if_deficient(result, TOL, BENDLIM);
+    if (INFO == kListedRankFit)
+        fit_listed_rank(result, TOL, BENDLIM);
+    else
+        fit_rank(result, INFO - kRankFitOf, TOL);
+    return true;
+}
+
 }  // namespace
 
 PinvResult PINV(Triangle<double>& A, int32_t INFO, double TOL, double BENDLIM, Vec<double>* B) {
@@ -186,8 +214,7 @@ PinvResult PINV(Triangle<double>& A, int32_t INFO, double TOL, double BENDLIM, V
     Triangle<double> scaled = scaled_copy(A, d);
     decompose(scaled, result);
     result.EMIN = smallest(result.EVAL);
-    result.RANK = static_cast<int32_t>(std::count_if(result.EVAL.begin(), result.EVAL.end(),
-                                                     [TOL](double value) { return value >= TOL; }));
+    result.RANK = count_kept(result.EVAL, TOL);
     result.DET = determinant(result, d);
     if (std::isnan(result.EMIN)) return result;
 
@@ -196,16 +223,7 @@ PinvResult PINV(Triangle<double>& A, int32_t INFO, double TOL, double BENDLIM, V
         if (INFO == kInverseAndSolve && B != nullptr) multiply(A, *B);
         return result;
     }
-    if (INFO == kBend) {
-        result.bent = result.RANK < A.order() && bend(result, TOL, BENDLIM);
-        if (!result.bent && result.RANK < A.order()) return result;
-    } else if (INFO == kListedRankFit) {
-        list_eigenvalues(result);
-        for (double& value : result.EVAL)
-            if (value < TOL) value = BENDLIM;
-    } else {
-        fit_rank(result, INFO - kRankFitOf, TOL);
-    }
+    if (!change_eigenvalues(result, INFO, TOL, BENDLIM)) return result;
     rebuild(result, d, TOL, A);
     result.DET = determinant(result, d);
     return result;
