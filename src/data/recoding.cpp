@@ -120,6 +120,7 @@ void fill_levels(RecodingPass& pass, Vec<LevelColumn>& columns) {
         const LevelIndex::Slot* met = column.index.find(column.key);
         if (met == nullptr && column.key == kKeyWithoutBits) stop_key_without_bits(pass, column);
         int32_t level = met != nullptr ? met->value() : level_of(column, column.key);
+        KVE_ASSERT(level >= 0 && level <= column.n_levels);
         pass.IOUT(column.position) = level;
         if (level == 0) [[unlikely]]
             column.without_level.count(pass.n_input);

@@ -38,6 +38,7 @@ void place_column(LevelColumn& column, int32_t input, int32_t position) {
 
 // Walking the list once is cheaper than a descent for each identity.
 void remember_levels(LevelColumn& column, int32_t head, int32_t n_levels) {
+    column.n_levels = n_levels;
     int status = column.index.allocate(n_levels);
     for (int32_t row = head; row != 0 && status == 0; row = IFL(row).next)
         status = column.index.enter(IFL(row).key, IFL(row).level);
@@ -47,6 +48,7 @@ void remember_levels(LevelColumn& column, int32_t head, int32_t n_levels) {
 // The animals with data, along the rows that the pedigree reader filled; the others are not looked
 // up as a rule.
 void remember_animals(LevelColumn& column, int32_t pedigree) {
+    column.n_levels = FACTORS.NRALEV(pedigree);
     int status = column.index.allocate(FACTORS.N_AWD(pedigree));
     const int32_t last = FACTORS.LAST_ANIMAL(pedigree);
     for (int32_t row = FACTORS.FIRST_ANIMAL(pedigree); row <= last && status == 0; ++row)

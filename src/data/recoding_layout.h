@@ -21,6 +21,7 @@ struct LevelColumn {
     int32_t place;
     int32_t position;  // 0: it is looked up and not written
     int32_t* root;
+    int32_t n_levels;  // of the factor or effect
     LevelIndex index;  // levels of the identities on the factor's list, and of others met so far
     bool waits;        // for the level of `key`, noted from the record under the reader
     int32_t key;
