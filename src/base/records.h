@@ -2,14 +2,12 @@
 // of the machine.
 #pragma once
 
-#include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <limits>
 #include <span>
 #include <string>
+#include <type_traits>
 
 #include "base/arrays.h"
 #include "base/input.h"
