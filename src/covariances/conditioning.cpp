@@ -1,8 +1,8 @@
 #include "covariances/conditioning.h"
 
 #include <bit>
-#include <cmath>
 
+#include "base/state.h"
 #include "covariances/covariance_triangle.h"
 #include "covariances/pinv.h"
 #include "directives/directives.h"

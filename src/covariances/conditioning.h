@@ -9,7 +9,6 @@
 #include <span>
 
 #include "base/arrays.h"
-#include "base/state.h"
 
 namespace kve {
 

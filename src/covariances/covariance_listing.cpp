@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "covariances/covariance_triangle.h"
 #include "listing/stop.h"
 #include "listing/triangle_listing.h"
+#include "listing/units.h"
 #include "model/model_records.h"
 
 namespace kve {

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "base/text.h"
 #include "covariances/library_workspace.h"

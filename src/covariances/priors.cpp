@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "covariances/conditioning.h"
 #include "covariances/covariance_triangle.h"
 #include "covariances/prior_lines.h"

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "base/state.h"
 #include "covariances/covariance_listing.h"
 #include "covariances/scaling.h"
 #include "directives/directives.h"
