@@ -1,11 +1,13 @@
 #include "data/equation_numbers.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <vector>
 
 #include "base/asserted.h"
+#include "base/state.h"
 #include "data/factors.h"
 #include "data/level_lists.h"
 #include "listing/listing.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/state.h"
 #include "listing/stop.h"
 #include "model/model_records.h"
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 
 #include "base/arrays.h"
-#include "base/state.h"
 
 namespace kve {
 

@@ -1,10 +1,14 @@
 #include "data/first_pass.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "data/covariables.h"
 #include "data/factors.h"
+#include "data/input_record.h"
 #include "data/intake.h"
 #include "data/raw_record.h"
 #include "data/usability.h"

@@ -1,9 +1,12 @@
 #include "data/level_counts.h"
 
 #include <algorithm>
+#include <cstdint>
 
+#include "base/state.h"
 #include "data/factors.h"
 #include "data/level_lists.h"
+#include "directives/directives.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"

@@ -1,5 +1,6 @@
 #include "data/level_lists.h"
 
+#include "base/state.h"
 #include "data/factors.h"
 #include "store/sorting.h"
 

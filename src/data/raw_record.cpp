@@ -1,9 +1,14 @@
 #include "data/raw_record.h"
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <span>
 
+#include "base/input.h"
+#include "base/records.h"
+#include "base/state.h"
+#include "data/input_record.h"
 #include "data/intake.h"
 #include "directives/directives.h"
 #include "listing/listing.h"

@@ -9,8 +9,6 @@
 #include <cstdint>
 
 #include "base/arrays.h"
-#include "base/state.h"
-#include "data/input_record.h"
 
 namespace kve {
 

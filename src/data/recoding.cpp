@@ -1,12 +1,19 @@
 #include "data/recoding.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <unordered_set>
 
+#include "base/arrays.h"
 #include "base/asserted.h"
+#include "base/records.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
+#include "data/input_record.h"
 #include "data/raw_record.h"
 #include "data/recoded_data.h"
 #include "data/recoding_layout.h"

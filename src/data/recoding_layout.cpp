@@ -1,9 +1,12 @@
 #include "data/recoding_layout.h"
 
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/raw_record.h"
 #include "data/recoded_data.h"
 #include "directives/catalogue.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"

@@ -1,6 +1,11 @@
 #include "data/record_positions.h"
 
+#include <cstdint>
+
+#include "base/arrays.h"
+#include "base/state.h"
 #include "data/recoded_data.h"
+#include "directives/directives.h"
 #include "model/model_records.h"
 
 namespace kve {

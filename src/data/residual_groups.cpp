@@ -1,7 +1,11 @@
 #include "data/residual_groups.h"
 
+#include <cstdint>
+
+#include "base/state.h"
 #include "data/factors.h"
 #include "data/level_lists.h"
+#include "directives/directives.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/state.h"
 #include "data/raw_record.h"
 #include "data/recoded_data.h"
 #include "listing/listing.h"

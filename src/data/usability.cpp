@@ -1,5 +1,6 @@
 #include "data/usability.h"
 
+#include "base/state.h"
 #include "data/intake.h"
 #include "data/raw_record.h"
 #include "directives/directives.h"
