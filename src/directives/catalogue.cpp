@@ -1,5 +1,7 @@
 #include "directives/catalogue.h"
 
+#include "base/text.h"
+
 namespace kve {
 namespace {
 

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "base/freeform.h"
 #include "base/input.h"
+#include "base/state.h"
 #include "base/text.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

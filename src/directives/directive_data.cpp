@@ -1,10 +1,14 @@
 #include "directives/directive_data.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
+#include "directives/directives.h"
 #include "directives/user_files.h"
 #include "listing/int_to_text.h"
 #include "listing/stop.h"

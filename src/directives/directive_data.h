@@ -5,6 +5,9 @@
 // of the line after it.
 #pragma once
 
+#include <cstdint>
+#include <string_view>
+
 #include "directives/catalogue.h"
 
 namespace kve {

@@ -1,9 +1,14 @@
 #include "directives/directive_echo.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "directives/directives.h"

@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <string>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "listing/stop.h"
 
 namespace kve {

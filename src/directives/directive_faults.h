@@ -3,7 +3,6 @@
 // several sources find.
 #pragma once
 
-#include "base/state.h"
 #include "directives/catalogue.h"
 #include "listing/listing.h"
 

@@ -1,8 +1,11 @@
 #include "directives/directive_lines.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "base/input.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 

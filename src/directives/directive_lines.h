@@ -6,13 +6,12 @@
 // run.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "base/freeform.h"
 #include "base/input.h"
-#include "base/state.h"
 #include "directives/catalogue.h"
 #include "listing/stop.h"
 

@@ -1,11 +1,19 @@
 #include "directives/directive_options.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "base/freeform.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directive_data.h"
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
+#include "directives/directives.h"
 #include "listing/stop.h"
 
 namespace kve {

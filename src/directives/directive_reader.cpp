@@ -1,13 +1,19 @@
 #include "directives/directive_reader.h"
 
-#include <utility>
+#include <cstdint>
+#include <string_view>
 
+#include "base/freeform.h"
+#include "base/state.h"
+#include "base/text.h"
+#include "directives/catalogue.h"
 #include "directives/directive_data.h"
 #include "directives/directive_echo.h"
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "directives/directive_options.h"
 #include "directives/directive_structures.h"
+#include "directives/directives.h"
 #include "directives/section_files.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

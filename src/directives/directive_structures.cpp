@@ -1,11 +1,17 @@
 #include "directives/directive_structures.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <map>
+#include <string_view>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directive_data.h"
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
+#include "directives/directives.h"
 #include "directives/user_files.h"
 
 namespace kve {

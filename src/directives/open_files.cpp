@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"

@@ -1,8 +1,12 @@
 #include "directives/pedigree_columns.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string_view>
 
 #include "base/input.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"

@@ -3,10 +3,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "base/input.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

@@ -1,12 +1,17 @@
 #include "directives/section_files.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
+#include "directives/directives.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <string>
+#include <system_error>
 
+#include "base/state.h"
 #include "directives/directive_faults.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
