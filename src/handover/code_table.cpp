@@ -2,8 +2,13 @@
 
 #include <array>
 #include <bit>
+#include <cstdint>
 
+#include "base/arrays.h"
+#include "base/records.h"
+#include "base/state.h"
 #include "data/factors.h"
+#include "directives/directives.h"
 #include "listing/stop.h"
 #include "listing/units.h"
 #include "model/model_records.h"

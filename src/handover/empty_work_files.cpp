@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "base/state.h"
 #include "data/factors.h"
 #include "listing/units.h"
 

@@ -1,8 +1,14 @@
 #include "handover/model_information.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <span>
 
+#include "base/arrays.h"
+#include "base/records.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/recoded_data.h"

@@ -1,12 +1,17 @@
 #include "handover/old_solutions.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <span>
 #include <string_view>
 
 #include "base/arrays.h"
+#include "base/input.h"
 #include "base/records.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/input_record.h"
 #include "directives/directives.h"

@@ -1,10 +1,15 @@
 #include "handover/pedfile.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 
+#include "base/arrays.h"
+#include "base/memory.h"
 #include "base/records.h"
+#include "base/state.h"
 #include "data/factors.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
