@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <system_error>
 
 #include "listing/listing.h"
 #include "listing/stop.h"

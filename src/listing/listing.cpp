@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <cstdarg>
 #include <ctime>
+#include <string_view>
 
 #include "base/input.h"
+#include "base/state.h"
 
 namespace kve {
 

@@ -9,9 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <string_view>
 
-#include "base/state.h"
 #include "base/text.h"
 
 namespace kve {

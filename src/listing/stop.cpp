@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "listing/listing.h"
 #include "listing/units.h"
 

@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "base/state.h"
-
 namespace kve {
 
 namespace state {

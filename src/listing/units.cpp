@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdarg>
 
+#include "base/state.h"
+
 namespace kve {
 
 WRITES(UNITS);

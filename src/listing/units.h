@@ -10,7 +10,6 @@
 
 #include "base/input.h"
 #include "base/records.h"
-#include "base/state.h"
 
 namespace kve {
 
