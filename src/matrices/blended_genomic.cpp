@@ -2,7 +2,10 @@
 
 #include <algorithm>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "data/factors.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "matrices/user_matrix_ids.h"

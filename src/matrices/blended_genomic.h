@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "matrices/blended_pedigree.h"
 #include "matrices/element_file.h"
 #include "matrices/typed_relationships.h"
 

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <span>
 #include <vector>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "covariances/library_workspace.h"
 #include "data/factors.h"
 #include "directives/directives.h"

@@ -4,7 +4,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <span>
+#include <string>
 
+#include "base/state.h"
 #include "data/factors.h"
 #include "directives/directives.h"
 #include "listing/listing.h"

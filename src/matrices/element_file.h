@@ -2,6 +2,7 @@
 // text or as framed binary records. Reads the file it is given; nothing here prints or stops.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>

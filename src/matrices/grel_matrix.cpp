@@ -4,12 +4,16 @@
 
 #include "base/arrays.h"
 #include "base/records.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/level_lists.h"
 #include "directives/catalogue.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
+#include "matrices/element_file.h"
 #include "matrices/user_matrix_ids.h"
 #include "model/model_records.h"
 

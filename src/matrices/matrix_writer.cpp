@@ -1,9 +1,11 @@
 #include "matrices/matrix_writer.h"
 
+#include <cstddef>
 #include <iterator>
 #include <string>
 
 #include "base/records.h"
+#include "base/state.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

@@ -1,7 +1,10 @@
 #include "matrices/pedigree_inverses.h"
 
+#include <cstdint>
 #include <utility>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "data/factors.h"
 #include "data/level_lists.h"
 #include "directives/directives.h"

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
+#include "base/memory.h"
 #include "listing/stop.h"
 
 namespace kve {

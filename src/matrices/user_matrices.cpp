@@ -2,11 +2,15 @@
 
 #include <cstdint>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/level_lists.h"
 #include "directives/catalogue.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
+#include "matrices/element_file.h"
 #include "matrices/grel_matrix.h"
 #include "matrices/matrix_writer.h"
 #include "matrices/user_matrix_ids.h"

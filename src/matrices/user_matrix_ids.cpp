@@ -2,8 +2,11 @@
 
 #include <string>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "directives/catalogue.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
