@@ -1,5 +1,6 @@
 #include "model/censoring.h"
 
+#include "base/state.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "model/model_records.h"

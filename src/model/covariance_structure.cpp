@@ -1,9 +1,13 @@
 #include "model/covariance_structure.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
+#include "base/arrays.h"
+#include "base/state.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

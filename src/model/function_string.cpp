@@ -1,6 +1,9 @@
 #include "model/function_string.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <ranges>
 #include <string>
 #include <vector>
 

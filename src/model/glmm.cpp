@@ -1,7 +1,13 @@
 #include "model/glmm.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

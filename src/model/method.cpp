@@ -1,5 +1,7 @@
 #include "model/method.h"
 
+#include "base/state.h"
+#include "directives/directives.h"
 #include "model/model_records.h"
 
 namespace kve {

@@ -1,5 +1,6 @@
 #include "model/model_parser.h"
 
+#include "base/state.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

@@ -1,7 +1,9 @@
 #include "model/model_records.h"
 
 #include <algorithm>
+#include <string_view>
 
+#include "base/state.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 

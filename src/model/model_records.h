@@ -6,7 +6,6 @@
 #include <cstdint>
 
 #include "base/arrays.h"
-#include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
 

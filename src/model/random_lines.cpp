@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "base/freeform.h"
+#include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"

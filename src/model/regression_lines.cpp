@@ -1,11 +1,15 @@
 #include "model/regression_lines.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/arrays.h"
 #include "base/freeform.h"
+#include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"

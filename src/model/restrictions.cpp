@@ -2,12 +2,17 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <string_view>
+#include <system_error>
 
+#include "base/arrays.h"
 #include "base/freeform.h"
 #include "base/input.h"
+#include "base/state.h"
 #include "base/text.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

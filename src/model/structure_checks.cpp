@@ -1,8 +1,10 @@
 #include "model/structure_checks.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
+#include "base/state.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

@@ -1,5 +1,9 @@
 #include "model/structure_link.h"
 
+#include <cstdint>
+
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

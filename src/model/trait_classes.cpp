@@ -1,5 +1,8 @@
 #include "model/trait_classes.h"
 
+#include <cstdint>
+
+#include "base/state.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"

@@ -1,10 +1,15 @@
 #include "model/trait_lines.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
+#include "base/arrays.h"
 #include "base/freeform.h"
+#include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
