@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "base/memory.h"
+#include "base/state.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "store/big_tables.h"

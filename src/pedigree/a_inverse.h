@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "base/arrays.h"
 #include "pedigree/pedigree_order.h"
 
 namespace kve {

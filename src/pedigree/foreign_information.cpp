@@ -1,17 +1,23 @@
 #include "pedigree/foreign_information.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "base/arrays.h"
 #include "base/field_line.h"
+#include "base/input.h"
 #include "base/records.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/input_record.h"
 #include "data/level_lists.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
+#include "base/memory.h"
+#include "base/state.h"
 #include "listing/stop.h"
 #include "store/big_tables.h"
 

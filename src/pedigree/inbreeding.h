@@ -1,6 +1,7 @@
 // Inbreeding: the diagonals of the numerator relationship matrix A and of its factor L, A = L L'.
 #pragma once
 
+#include "base/arrays.h"
 #include "pedigree/pedigree_order.h"
 
 namespace kve {

@@ -1,6 +1,8 @@
 #include "pedigree/inbreeding_listing.h"
 
 #include "base/field_line.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/units.h"

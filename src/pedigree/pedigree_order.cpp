@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <span>
 #include <utility>
 #include <vector>
 
 #include "base/asserted.h"
+#include "base/state.h"
 #include "data/factors.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
@@ -17,6 +19,7 @@
 #include "store/big_tables.h"
 #include "store/growth.h"
 #include "store/level_code.h"
+#include "store/level_index.h"
 #include "store/sorting.h"
 
 namespace kve {

@@ -2,11 +2,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
 #include <span>
+#include <system_error>
 
+#include "base/arrays.h"
+#include "base/input.h"
+#include "base/records.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/input_record.h"
 #include "data/level_lists.h"
@@ -18,6 +25,7 @@
 #include "store/animal_table.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
+#include "store/level_index.h"
 #include "store/level_tree.h"
 
 namespace kve {
