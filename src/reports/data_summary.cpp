@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <numeric>
 #include <string>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "data/covariables.h"
 #include "data/intake.h"
 #include "data/usability.h"

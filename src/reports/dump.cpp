@@ -1,11 +1,17 @@
 #include "reports/dump.h"
 
 #include <algorithm>
-#include <concepts>
+#include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 
+#include "base/arrays.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/catalogue.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "model/model_records.h"
 

@@ -2,7 +2,10 @@
 
 #include <string_view>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"

@@ -1,8 +1,13 @@
 #include "reports/log_tables.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
+#include "base/arrays.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "model/model_records.h"

@@ -1,8 +1,12 @@
 #include "reports/model_report.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 
+#include "base/arrays.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "model/model_records.h"

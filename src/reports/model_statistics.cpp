@@ -1,9 +1,14 @@
 #include "reports/model_statistics.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "data/factors.h"
 #include "data/recoded_data.h"
 #include "directives/directives.h"

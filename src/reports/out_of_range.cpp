@@ -1,7 +1,10 @@
 #include "reports/out_of_range.h"
 
+#include <cstdint>
 #include <limits>
 
+#include "base/state.h"
+#include "base/text.h"
 #include "data/intake.h"
 #include "directives/directives.h"
 #include "listing/listing.h"

@@ -1,5 +1,9 @@
 #include "reports/residual_group_table.h"
 
+#include <cstdint>
+
+#include "base/state.h"
+#include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"

@@ -1,8 +1,12 @@
 #include "reports/structure_page.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 
+#include "base/arrays.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "directives/catalogue.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
