@@ -1,6 +1,7 @@
 // The road of one run. Each line is a stage; the remark says what it leaves behind.
 #include "run/driver.h"
 
+#include "base/state.h"
 #include "covariances/priors.h"
 #include "covariances/starting_values.h"
 #include "data/equation_numbers.h"
