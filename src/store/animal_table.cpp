@@ -1,5 +1,6 @@
 #include "store/animal_table.h"
 
+#include "base/state.h"
 #include "listing/stop.h"
 #include "store/big_tables.h"
 #include "store/growth.h"

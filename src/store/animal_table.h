@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "base/arrays.h"
-#include "base/state.h"
 #include "store/level_index.h"
 
 namespace kve {

@@ -1,14 +1,17 @@
 #include "store/growth.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <string_view>
 
+#include "base/arrays.h"
+#include "base/state.h"
+#include "base/text.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "store/big_tables.h"

@@ -1,6 +1,8 @@
 // Digital search trees built all at once.
 #pragma once
 
+#include <cstdint>
+
 #include "base/arrays.h"
 #include "store/big_tables.h"
 

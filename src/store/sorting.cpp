@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/asserted.h"
+#include "base/state.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "store/big_tables.h"

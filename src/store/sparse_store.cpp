@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/asserted.h"
+#include "base/state.h"
 #include "store/growth.h"
 
 namespace kve {

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "base/state.h"
+#include "base/memory.h"
 #include "store/big_tables.h"
 #include "store/element_index.h"
 

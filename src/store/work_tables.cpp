@@ -1,5 +1,6 @@
 #include "store/work_tables.h"
 
+#include "base/state.h"
 #include "store/big_tables.h"
 #include "store/growth.h"
 
