@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "base/arrays.h"
+#include "data/input_record.h"
 
 namespace kve {
 
