@@ -82,8 +82,7 @@ FileAnswer ElementFile::read(MatrixElement& element) {
 }
 
 std::string ElementFile::offending() {
-    const int error = format_ == kAscii ? text_.error() : framed_.error();
-    if (error != 0) return std::strerror(error);
+    if (system_error() != 0) return std::strerror(system_error());
     if (format_ != kAscii) return std::to_string(n_read_);
     std::string_view rest;
     static_cast<void>(text_.read_line(rest, kLongestOffending));

@@ -53,6 +53,8 @@ class ElementFile {
     // 60 characters of it; of a binary file the number of the record. A read that the system
     // refused gives the system's words.
     std::string offending();
+    // The system's error number of a read that it refused, 0 while all is well.
+    int system_error() const { return format_ == kAscii ? text_.error() : framed_.error(); }
     int64_t n_read() const { return n_read_; }  // records, the one that fails among them
     DecimalCommas decimal_commas() const { return commas_; }
 

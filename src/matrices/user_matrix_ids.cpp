@@ -96,11 +96,20 @@ void say_counts(const IdCounts& counts) {
 
 }  // namespace
 
+void UserMatrixFile::next() {
+    answer = file.read(element);
+    // Not the end of the matrix: there may be more of it.
+    if (file.system_error() == 0) return;
+    say("ERROR - reading the file %s failed: %s", name.string().c_str(), file.offending().c_str());
+    stop_run();
+}
+
 void open_user_matrix(int32_t k, UserMatrixFile& from) {
     const RMatrix& r = RMAT(k);
     const auto format = static_cast<DataFormat>(r.rel_format);
+    from.name = r.rel_file;
     if (from.file.open(r.rel_file.string(), format) != 0) stop_not_opened(k);
-    from.next();
+    from.answer = from.file.read(from.element);
     if (!from.has_element()) stop_first_record(k);
 }
 

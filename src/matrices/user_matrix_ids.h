@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "base/text.h"
 #include "matrices/element_file.h"
 #include "store/level_index.h"
 
@@ -12,13 +13,15 @@ namespace kve {
 
 // The matrix file of a random factor, one element after the other.
 struct UserMatrixFile {
+    FileName name;
     ElementFile file;
     MatrixElement element{};  // as long as there is one
     FileAnswer answer = FileAnswer::end;
 
     bool has_element() const { return answer == FileAnswer::record; }
-    // A record that cannot be read ends the file; `enter_ids` notes it in the log.
-    void next() { answer = file.read(element); }
+    // A record that cannot be read ends the file; `enter_ids` notes it in the log. A read that the
+    // system refuses stops the run.
+    void next();
 };
 
 // Opens the file of factor k and reads its first record; stops the run when either fails.

@@ -1,12 +1,10 @@
-#include <string>
-
 #include "data/factors.h"
 #include "doors.h"
 #include "model/model_records.h"
-#include "stops.h"
 #include "store/big_tables.h"
 #include "store/growth.h"
 #include "store/work_tables.h"
+#include "testing.h"
 
 using namespace kve;
 

@@ -3,13 +3,9 @@
 #include "../program/run.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <map>
 #include <regex>
-#include <utility>
 
 #include "doors.h"
 #include "run/driver.h"

@@ -1,8 +1,4 @@
 // The summary of the data on the listing, against numbers found here in another way.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
 
 #include "modinf.h"
 #include "run.h"

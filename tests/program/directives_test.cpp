@@ -1,6 +1,5 @@
 // Directive files, mostly faulty ones, through the built program. The faults end the run before the
 // data are opened, so no data are needed.
-#include <gtest/gtest.h>
 
 #include "run.h"
 

@@ -1,8 +1,4 @@
 // The examples run, and the pages show what they print.
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <set>
 
 #include "run.h"
 

@@ -1,5 +1,4 @@
 // Runs with generalized traits: what they leave for the analysis programs, and what is refused.
-#include <gtest/gtest.h>
 
 #include "modinf.h"
 #include "run.h"

@@ -1,8 +1,5 @@
 // The pages that describe the model on the listing and its tables in KVE_LOG, through whole runs.
 // What a relationship structure or a generalized trait adds is tested in tests/unit.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "run.h"
 

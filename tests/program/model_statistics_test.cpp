@@ -1,6 +1,5 @@
 // The statistics of the model on the listing, through whole runs. The lists of factors with a
 // structure are compared where their matrices are.
-#include <gtest/gtest.h>
 
 #include "modinf.h"
 #include "run.h"

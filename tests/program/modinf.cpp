@@ -1,7 +1,5 @@
 #include "modinf.h"
 
-#include <algorithm>
-#include <sstream>
 #include <stdexcept>
 
 #include "run.h"

@@ -5,14 +5,10 @@
 #pragma once
 
 #include <charconv>
-#include <cstdint>
-#include <map>
-#include <span>
-#include <string>
 #include <type_traits>
-#include <vector>
 
 #include "directives/catalogue.h"
+#include "testing.h"
 
 using Ints = std::vector<int32_t>;
 using Floats = std::vector<float>;

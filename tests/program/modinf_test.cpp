@@ -3,12 +3,6 @@
 // whole run, whose files are read as an analysis program would read them.
 #include "modinf.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <random>
-#include <span>
-
 #include "data/factors.h"
 #include "data/intake.h"
 #include "data/recoded_data.h"

@@ -1,10 +1,5 @@
 // Whole runs with results of other evaluations: old solutions and foreign breeding values, against
 // plain maps and a plain computation.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <map>
-#include <random>
 
 #include "modinf.h"
 #include "run.h"

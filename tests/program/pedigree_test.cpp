@@ -1,11 +1,5 @@
 // Whole runs with pedigrees: what the reader takes, refuses and reports; the order, the links and
 // the level numbers of the animals, against a plain model that walks trees and lists step by step.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
-#include <random>
-#include <set>
 
 #include "modinf.h"
 #include "run.h"

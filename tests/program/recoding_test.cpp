@@ -1,9 +1,4 @@
 // The road of the data records through whole runs: RCDATA_I, RCDATA_R and the stops on the way.
-#include <gtest/gtest.h>
-
-#include <map>
-#include <sstream>
-#include <utility>
 
 #include "modinf.h"
 #include "run.h"

@@ -1,11 +1,7 @@
 // Runs the built program in a scratch folder of its own and reads back what it left there.
 #pragma once
 
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <string_view>
-#include <vector>
+#include "testing.h"
 
 struct Outcome {
     int status = -1;  // exit status; 1000 + signal number when a signal ended the program

@@ -1,8 +1,6 @@
 // Whole runs: where they take place, what they need and what they leave.
 #include "run.h"
 
-#include <gtest/gtest.h>
-
 namespace fs = std::filesystem;
 
 namespace {

@@ -1,11 +1,5 @@
 // Runs with relationship matrices that the user gives in files: their elements by level numbers
 // against a plain model, the levels that they lack, and the words about files that are no good.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <map>
-#include <random>
 
 #include "modinf.h"
 #include "run.h"

@@ -2,9 +2,6 @@
 // text file through reading, ordering and inversion, with tables that grow on the way. The expected
 // matrices are dense and made from the rows of the animal table alone.
 
-#include <set>
-#include <utility>
-
 #include "listing/stop.h"
 #include "matrices/matrix_writer.h"
 #include "model_builder.h"

@@ -1,13 +1,8 @@
 // Arrays that hold nothing have no rows; checks of the checked build.
 #include "base/arrays.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <limits>
-#include <utility>
-
 #include "base/field_line.h"
+#include "testing.h"
 
 using namespace kve;
 

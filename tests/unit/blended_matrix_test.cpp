@@ -1,8 +1,6 @@
 // Blended inverses of random pedigrees and genomic matrices, from their files to the matrix file,
 // against dense matrices that are inverted by elimination; what is told and refused on the way.
 
-#include <sstream>
-
 #include "model_builder.h"
 #include "pedigree_builder.h"
 

@@ -1,9 +1,6 @@
 #include "directives/directives.h"
 
-#include <unistd.h>
-
 #include <cstdio>
-#include <sstream>
 
 #include "directives/directive_reader.h"
 #include "model_builder.h"

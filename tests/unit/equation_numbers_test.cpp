@@ -1,8 +1,6 @@
 // From levels entered into the trees to level counts and places of equations.
 #include "data/equation_numbers.h"
 
-#include <limits>
-
 #include "data/level_counts.h"
 #include "data/recoded_data.h"
 #include "data/record_positions.h"

@@ -1,12 +1,7 @@
 // Functions written as text: what the code computes, what is refused and where.
 #include "model/function_string.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
-#include <string>
-#include <vector>
+#include "testing.h"
 
 using namespace kve;
 

@@ -1,16 +1,8 @@
 #include "store/level_code.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <limits>
-#include <map>
-#include <random>
-#include <vector>
-
-#include "stops.h"
 #include "store/level_tree.h"
 #include "store/work_tables.h"
+#include "testing.h"
 
 using namespace kve;
 

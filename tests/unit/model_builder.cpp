@@ -1,11 +1,5 @@
 #include "model_builder.h"
 
-#include <unistd.h>
-
-#include <cstdlib>
-#include <sstream>
-#include <utility>
-
 #include "model/covariance_structure.h"
 #include "model/model_parser.h"
 #include "reports/dump.h"

@@ -1,18 +1,8 @@
 // Fills the tables that a model section leaves behind, for tests of what comes after it.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <map>
-#include <random>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "data/factors.h"
 #include "data/intake.h"
@@ -20,8 +10,8 @@
 #include "listing/listing.h"
 #include "listing/units.h"
 #include "model/model_records.h"
-#include "stops.h"
 #include "store/big_tables.h"
+#include "testing.h"
 
 // The lines of one trait in a model section: "n" and its effects, its random effects with their
 // matrices, its regressions; and its line of $REDUCE.

@@ -1,12 +1,6 @@
 #include "pedigree_builder.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <random>
 
 #include "base/records.h"
 #include "data/factors.h"

@@ -1,11 +1,7 @@
 // Pedigrees as random factors, from text files to matrix files, for tests of what stands in these.
 #pragma once
 
-#include <cstdint>
-#include <map>
-#include <string>
-#include <utility>
-#include <vector>
+#include "testing.h"
 
 using Dense = std::vector<std::vector<double>>;
 using Elements = std::map<std::pair<int, int>, double>;  // by row and column

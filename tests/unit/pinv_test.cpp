@@ -1,12 +1,6 @@
 #include "covariances/pinv.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
-#include <vector>
-
-#include "stops.h"
+#include "testing.h"
 
 using namespace kve;
 

@@ -1,7 +1,5 @@
 #include "data/raw_record.h"
 
-#include <limits>
-
 #include "model_builder.h"
 
 using namespace kve;

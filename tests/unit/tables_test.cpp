@@ -1,24 +1,15 @@
 // Sorting, the sparse store, growth and small services of the large tables.
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <array>
 #include <csignal>
-#include <filesystem>
-#include <limits>
-#include <map>
 #include <numeric>
-#include <random>
-#include <set>
-#include <vector>
 
 #include "listing/int_to_text.h"
-#include "stops.h"
 #include "store/level_code.h"
 #include "store/sorting.h"
 #include "store/sparse_store.h"
 #include "store/work_tables.h"
+#include "testing.h"
 
 using namespace kve;
 
