@@ -20,8 +20,6 @@ inline constexpr bool kAsserted = false;
 
 }  // namespace kve
 
-#define KVE_ASSERT(condition)                                                     \
-    do {                                                                          \
-        if constexpr (kve::kAsserted)                                             \
-            if (!(condition)) kve::stop_not_held(__FILE__, __LINE__, #condition); \
-    } while (false)
+#define KVE_ASSERT(condition)                              \
+    (!kve::kAsserted || (condition) ? static_cast<void>(0) \
+                                    : kve::stop_not_held(__FILE__, __LINE__, #condition))

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 #include "base/freeform.h"
 
@@ -158,20 +159,21 @@ bool TextInput::comma_and_digit_follow() {
     return at_[1] >= '0' && at_[1] <= '9';
 }
 
+// Over the separators held. False at a comma that leaves an item out.
+bool TextInput::skip_separators() {
+    for (; kind_of(*at_) == kSeparator && at_ < end_; ++at_) {
+        if (*at_ == ',' && !std::exchange(after_item_, false)) return false;
+        line_number_ += *at_ == '\n' ? 1 : 0;
+    }
+    return true;
+}
+
 // To the first character of the next item or to what cannot begin one. False at the end.
 bool TextInput::skip_to_item() {
-    for (;;) {
-        while (kind_of(*at_) == kSeparator && at_ < end_) {
-            if (*at_ == ',') {
-                if (!after_item_) return true;
-                after_item_ = false;
-            }
-            line_number_ += *at_ == '\n' ? 1 : 0;
-            ++at_;
-        }
-        if (at_ < end_) return true;
-        if (!fill()) return false;
-    }
+    do {
+        if (!skip_separators() || at_ < end_) return true;
+    } while (fill());
+    return false;
 }
 
 template <class Value>

@@ -84,6 +84,7 @@ class TextInput : public ByteInput {
 
  private:
     Line collect_line(std::string_view& line, std::size_t longest);
+    bool skip_separators();
     bool skip_to_item();
     template <class Value>
     Number read_any(Value& value);

@@ -121,18 +121,24 @@ void note_levels(Vec<LevelColumn>& columns, TraitPattern usable) {
     stop_bitstr_error(column.key, place + " identity is written 0");
 }
 
+// The level of the identity that the column holds, which is looked up once.
+int32_t find_level_once(const RecodingPass& pass, LevelColumn& column) {
+    if (const LevelIndex::Slot* met = column.index.find(column.key); met != nullptr)
+        return met->value();
+    if (column.key == kKeyWithoutBits) stop_key_without_bits(pass, column);
+    const int32_t level = level_of(column, column.key);
+    KVE_ASSERT(level >= 0 && level <= column.n_levels);
+    check_allocated(column.index.enter(column.key, level), kRoutine, "LEVEL INDEX", NMFL);
+    return level;
+}
+
 void fill_levels(RecodingPass& pass, Vec<LevelColumn>& columns) {
     for (LevelColumn& column : columns) {
         if (!column.waits) continue;
-        const LevelIndex::Slot* met = column.index.find(column.key);
-        if (met == nullptr && column.key == kKeyWithoutBits) stop_key_without_bits(pass, column);
-        int32_t level = met != nullptr ? met->value() : level_of(column, column.key);
-        KVE_ASSERT(level >= 0 && level <= column.n_levels);
+        const int32_t level = find_level_once(pass, column);
         pass.IOUT(column.position) = level;
         if (level == 0) [[unlikely]]
             column.without_level.count(pass.n_input);
-        if (met == nullptr)
-            check_allocated(column.index.enter(column.key, level), kRoutine, "LEVEL INDEX", NMFL);
     }
 }
 

@@ -104,6 +104,13 @@ const Refusal kRefusals[] = {
     {&Granted::reads, std::regex("ERROR[^\\n]*[Rr](ead|EAD)|not contain 4 columns")},
     {&Granted::writes, std::regex("ERROR[^\\n]*writ")}};
 
+// The sanitizers make a run slow: there only some of the calls are refused.
+#ifdef KVE_INDEX_CHECKS
+constexpr int kStride = 11;
+#else
+constexpr int kStride = 1;
+#endif
+
 class RefusedCall : public testing::TestWithParam<std::tuple<int, int>> {};
 
 TEST_P(RefusedCall, EndsInWordsOrInAllBytes) {
@@ -111,7 +118,7 @@ TEST_P(RefusedCall, EndsInWordsOrInAllBytes) {
     const auto& [of, words] = kRefusals[kind];
     const Ended whole = run(kRuns[text], kAllCalls);
     ASSERT_EQ(whole.status, 0) << whole.files.at("listing");
-    for (int n = kAll - whole.left.*of; n-- > 0;) {
+    for (int n = kAll - whole.left.*of - 1; n >= 0; n -= kStride) {
         Granted few = kAllCalls;
         few.*of = n;
         const Ended cut = run(kRuns[text], few);

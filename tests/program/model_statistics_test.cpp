@@ -9,7 +9,7 @@ namespace {
 // Integers A B C D E F and reals X Y1 Y2; a missing real is -9.
 Outcome run(const Scratch& scratch, const std::string& model, const std::string& prior,
             const std::string& analyse = "2 0 0 0", const std::string& more = "", int status = 0) {
-    const Outcome outcome = scratch.run(
+    Outcome outcome = scratch.run(
         "$ANALYSE " + analyse + "\n$DATA ASCII (6,3,-9.0) data\n$VARIABLE\nA B C D E F X Y1 Y2\n" +
         more + "$MODEL\n" + model + "$PRIOR\n" + prior);
     EXPECT_EQ(outcome.status, status) << outcome.listing;

@@ -35,7 +35,7 @@ class OtherEvaluations : public testing::Test {
                 const char* task = "11 1") {
         scratch.write("given", content);
         scratch.write("KVEDIM", text("&kvedim %s /", dimensions));
-        const Outcome outcome = scratch.run(
+        Outcome outcome = scratch.run(
             text("$ANALYSE %s 0 0\n$DATA ASCII (3,3,-9) data\n%s given\n", task, keyword) +
             "$VAR_STR 2 PED 6 ASCII ped\n$MODEL\n3\n0\n0\n0\n1 0 3 3 1 2\n2 0 1 2\n3 0 1 1\n2 1 2\n"
             "1 2\n1 1\n0\n0\n0\n0\n$PRIOR\n1 1 1 0.7\n1 2 2 0.9\n2 1 1 1.3\n2 2 2 2.1\n3 1 1 4.3\n"
@@ -64,7 +64,7 @@ struct Foreign {
 };
 
 Foreign random_record() {
-    const float odd_ebvs[] = {-999999, -999998.9F, -2e6F, 123456792};
+    const float odd_ebvs[] = {-999999, -999998.9F, -2e6F, 123456792.0F};
     const float odd_r2s[] = {0, -1, -999999, 0.991F, 0.9911F, 0.5F, NAN};
     const int32_t groups[] = {-1, -2, -2, -2, -3, 0, 5};
     Foreign f{.id = below(9) == 0 ? 1000 * below(70) : 1 + below(61)};

@@ -242,7 +242,10 @@ TEST_F(ModelParser, RefusedLines) {
             {"4 1 1 1 1 -> specification of randomfactores for trait no. 1",
              "-1 -> random effects: -1 specified no. of effects in total: 3",
              "1 1(2 -> no closing brackets ')'", "2 3[2 -> no closing bracket ']'",
-             "2 {1:2 -> no closing brackets '}'", "2 {1 2} -> No ':' as separator",
+             "2 {1:2 -> effects for trait no. 1 Starting brackets '{' found, but no closing "
+             "brackets '}' found Input read: 2 {1:2",
+             "2 {1 2} -> effects for trait no. 1 No ':' as separator in list specification Input "
+             "read: 2 {1 2}",
              "1 1(x) -> between '(' and')' for trait 1 random effect 1",
              "1 (2)1 -> between '(' and')' for trait 1 random effect 0",
              "2 3[2,x] -> merge option ('+') for multiple random effects"});
