@@ -20,10 +20,9 @@ std::string four_numbers(const Floats& values) {
 Outcome run(const std::string& data, int nt, const std::string& model, int status = 0,
             const Scratch& scratch = Scratch()) {
     scratch.write("data", data);
-    Outcome outcome =
-        scratch.run(text("$ANALYSE 2 0 0 0\n$DATA ASCII (2,%d,-9.0) data", 2 + nt) +
-                    text("\n$VARIABLE\nHERD SIRE X W Trait[1:%d]\n$MODEL\n", nt) + model +
-                    "$PRIOR\n" + priors({nt, nt}));
+    Outcome outcome = scratch.run(text("$ANALYSE 2 0 0 0\n$DATA ASCII (2,%d,-9.0) data", 2 + nt) +
+                                  text("\n$VARIABLE\nHERD SIRE X W Trait[1:%d]\n$MODEL\n", nt) +
+                                  model + "$PRIOR\n" + priors({nt, nt}));
     EXPECT_EQ(outcome.status, status) << outcome.listing;
     return outcome;
 }
