@@ -229,14 +229,19 @@ void read_regression_items(RegressionLine& at) {
     if (at.q != at.m.n_reg) refuse_count(at);
 }
 
-// "2 (1)" for "2(1)": the blank makes a general regression of a nested one.
-void warn_of_loose_bracket(const RegressionLine& at) {
-    if (!at.rest.starts_with('(') && !at.rest.starts_with('[')) return;
+// The count is too small, or "2 (1)" stands for "2(1)": the blank makes a general regression of a
+// nested one. A comment may stand there.
+void warn_of_uncounted_regressions(int32_t trait, const Model& m, std::string_view rest) {
+    if (rest.empty() || rest.front() == '#' || rest.front() == '!') return;
     log_warning(
-        "WARNING - regressions of trait %d (%.*s): not used is the bracket after the last one:",
-        at.trait, KVE_SV(real_name(at.m.trait_inp_no).view()));
-    log_say("          %.*s", KVE_SV(at.rest));
-    log_say("          Nesting stands without a blank: 2(1)");
+        "WARNING - regressions of trait %d (%.*s): not used is what follows its %d regressions:",
+        trait, KVE_SV(real_name(m.trait_inp_no).view()), m.n_reg);
+    log_say("          %.*s", KVE_SV(rest));
+    if (rest.front() == '(' || rest.front() == '[')
+        log_say("          Nesting stands without a blank: 2(1)");
+    else
+        log_say(
+            "          Correct the number of regressions in the line, or set # before the text");
 }
 
 int iostat(Read status) { return status == Read::end ? -1 : 1; }
@@ -334,7 +339,9 @@ void read_regression_line(ModelLines& lines, int32_t i) {
     if (status != Read::ok) refuse_unreadable_count(i, status);
     if (m.n_reg == 0) {
         log_integers({&m.n_reg, 1});
-        return;
+        std::string_view rest = left_adjusted(lines.line());
+        cut_word(rest);
+        return warn_of_uncounted_regressions(i, m, rest);
     }
     lines.step_back();
     std::string echo;
@@ -343,7 +350,7 @@ void read_regression_line(ModelLines& lines, int32_t i) {
     RegressionLine at{.trait = i, .m = m, .line = echo, .rest = line, .runs = {}};
     cut_word(at.rest);
     read_regression_items(at);
-    warn_of_loose_bracket(at);
+    warn_of_uncounted_regressions(i, m, at.rest);
     KVEINT.N_REG_TOTAL += m.n_reg;
     store_regressions(m, at.runs);
     for (int32_t l = 1; l <= m.n_reg; ++l) set_nesting(i, m, l);

@@ -1,7 +1,9 @@
 #include "model/structure_checks.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <vector>
 
 #include "base/state.h"
@@ -37,20 +39,24 @@ bool is_of_member(const RMatrix& r, int32_t q, int32_t member) {
     return r.cont_t_no(q) == r.trait_no(member) && r.cont_eff(q) == r.r_eff(member);
 }
 
-// The first member whose contributions, with those merged with it, do not fill its block row by
-// row, 0 when all do.
+// The contributions of the member, from q on, fill its block row by row with those merged with it.
+// q becomes the one after them.
+bool fills_block(const RMatrix& r, int32_t member, int32_t& q) {
+    const int32_t start = r.trait_blk_start(member);
+    const int32_t last = start + r.trait_blk_size(member) - 1;
+    int32_t row = start - 1;
+    for (; q <= r.n_cont && (is_of_member(r, q, member) || is_merged(r, q)); ++q) {
+        if (!is_merged(r, q) && (row < start || r.cont_rc(q) == row + 1)) ++row;
+        if (r.cont_rc(q) != row) return false;
+    }
+    return row == last && last <= r.rank;
+}
+
+// The first member that has not the rows of its block, 0 when all have.
 int32_t find_misplaced_member(const RMatrix& r) {
     int32_t q = 1;
-    for (int32_t member = 1; member <= r.n_traits; ++member) {
-        const int32_t start = r.trait_blk_start(member);
-        const int32_t last = start + r.trait_blk_size(member) - 1;
-        int32_t row = start - 1;
-        for (; q <= r.n_cont && (is_of_member(r, q, member) || is_merged(r, q)); ++q) {
-            if (!is_merged(r, q) && (row < start || r.cont_rc(q) == row + 1)) ++row;
-            if (r.cont_rc(q) != row) return member;
-        }
-        if (row != last || last > r.rank) return member;
-    }
+    for (int32_t member = 1; member <= r.n_traits; ++member)
+        if (!fills_block(r, member, q)) return member;
     return 0;
 }
 
@@ -89,6 +95,29 @@ void warn_of_shared_zeros(int32_t k) {
     }
 }
 
+// Position 0 is left to warn_of_shared_zeros: who gives it twice means no position at all.
+void warn_of_positions_apart(int32_t k) {
+    const RMatrix& r = RMAT(k);
+    std::map<int32_t, int32_t> last_member;  // of each position, within the trait
+    for (int32_t member = 1; member <= r.n_traits; ++member) {
+        if (member > 1 && r.trait_no(member) != r.trait_no(member - 1)) last_member.clear();
+        int32_t& before = last_member[r.reduce(member)];
+        if (before != 0 && before != member - 1 && r.reduce(member) != 0) {
+            Block block;
+            block.line(
+                "WARNING - random matrix %d: effects %.*s and %.*s of trait %.*s share no rows,", k,
+                KVE_SV(integer_name(r.r_eff_inp(before)).view()),
+                KVE_SV(integer_name(r.r_eff_inp(member)).view()),
+                KVE_SV(real_name(r.trait_inp(member)).view()));
+            block.line(
+                "          though both have the position %d in $REDUCE: another stands between",
+                r.reduce(member));
+            return block.print();
+        }
+        before = member;
+    }
+}
+
 void warn_of_merged_effect(const Model& m, int32_t j, int32_t trait_before) {
     Block block;
     block.line("WARNING - random matrix %d: the + before effect %.*s of trait %.*s merges it with",
@@ -100,6 +129,43 @@ void warn_of_merged_effect(const Model& m, int32_t j, int32_t trait_before) {
         block.line("          nothing, its row is 0");
     block.line("          A + belongs between two effects of one trait in one matrix");
     block.print();
+}
+
+void warn_of_merged_rows(const Model& m, int32_t j, int32_t joined) {
+    Block block;
+    block.line(
+        "WARNING - random matrix %d: the + before effect %.*s of trait %.*s puts all its rows",
+        m.r_ef_matno(j), KVE_SV(m.r_ef_name(j).view()), KVE_SV(m.trait_name.view()));
+    block.line("          into the last row of effect %.*s", KVE_SV(m.r_ef_name(joined).view()));
+    block.line("          A + belongs between effects of one row each: regressions need rows too");
+    block.print();
+}
+
+// The rows that each random effect of the trait has, or would have if it were not merged.
+std::vector<int32_t> count_rows(const Model& m) {
+    std::vector<int32_t> n_rows(static_cast<std::size_t>(m.n_random) + 1);
+    for (int32_t j = 1; j <= m.n_random; ++j)
+        if (m.r_intercept(j)) ++n_rows[static_cast<std::size_t>(j)];
+    for (int32_t l = 1; l <= m.n_reg; ++l)
+        if (m.reg_type(l) == kNestedInRandom && m.reg_n_level(l) <= 1)
+            ++n_rows[static_cast<std::size_t>(m.reg_n_ef_no(l) - m.n_fixed)];
+    return n_rows;
+}
+
+// A merged effect has one row only, the last one of the effect that it joins.
+void warn_of_merging_many_rows(const Model& m) {
+    const std::vector<int32_t> n_rows = count_rows(m);
+    std::map<int32_t, int32_t> joined;  // by matrix: 0 when it has been told of
+    for (int32_t j = 1; j <= m.n_random; ++j) {
+        const int32_t matrix = m.r_ef_matno(j);
+        if (m.merge_prev(j) == 0) joined[matrix] = j;
+        const int32_t before = joined[matrix];
+        const int32_t rows = n_rows[static_cast<std::size_t>(j)];
+        if (before == 0 || before == j || rows == 0) continue;
+        if (rows == 1 && n_rows[static_cast<std::size_t>(before)] <= 1) continue;
+        warn_of_merged_rows(m, j, before);
+        joined[matrix] = 0;
+    }
 }
 
 // A merged effect takes the row before it in the matrix, whosever it is.
@@ -160,8 +226,10 @@ void check_structures() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         warn_of_misplaced_rows(k);
         warn_of_shared_zeros(k);
+        warn_of_positions_apart(k);
     }
     warn_of_merging_across_traits();
+    for (const Model& m : MODEL) warn_of_merging_many_rows(m);
     check_pgmix_methods();
     TrendRequest& request = DIRECTIVES.td_ptd;
     if (!request.asked || !task_has_deviations(DIRECTIVES.ITASK)) return;

@@ -288,9 +288,9 @@ void store_effects(Model& m, const std::vector<EffectItem>& items) {
 }
 
 // Effects and count do not agree: the last effects of the line are the random ones, so one too few
-// makes another effect random. A comment may stand there.
+// makes another effect random. A comment may stand there. A negative number stops the run later.
 void warn_of_uncounted_effects(const ModelLine& at, const Model& m) {
-    if (at.rest.empty() || at.rest.front() == '#' || at.rest.front() == '!') return;
+    if (m.n_ef < 0 || at.rest.empty() || at.rest.front() == '#' || at.rest.front() == '!') return;
     log_warning("WARNING - model line of trait %d (%.*s): not used is what follows its %d effects:",
                 at.trait, KVE_SV(real_name(m.trait_inp_no).view()), m.n_ef);
     log_say("          %.*s", KVE_SV(at.rest));
@@ -298,7 +298,7 @@ void warn_of_uncounted_effects(const ModelLine& at, const Model& m) {
     std::string_view number = at.rest.substr(0, at.rest.find_first_of(" (["));
     if (m.n_ef > 0)
         log_say("          Last effect used: %.*s", KVE_SV(integer_name(m.ef_inp(m.n_ef)).view()));
-    if (read_free(number, column) == Read::ok)
+    if (read_free(number, column) == Read::ok && !integer_name(column).blank())
         log_say("          First effect left out: %.*s", KVE_SV(integer_name(column).view()));
     log_say("          Correct the number of effects in the line, or set # before the text");
 }

@@ -224,8 +224,12 @@ TEST(LogTables, WarningsAreCountedOnTheListing) {
          "          3(0) x\n          Last effect used: dam\n"
          "          First effect left out: sire\n"},
         {"1 0 0 2 4\n0\n0\n0\n", "follows its 0 effects:\n          2 4\n          First"},
+        {"1 0 1 2 9\n0\n0\n0\n", "          9\n          Last effect used: year\n          Corr"},
         {"1 0 1 2 and more\n0\n0\n0\n", "and more\n          Last effect used: year\n  "},
-        {"1 0 1 2\n0\n1 2 (1)\n0\n", "is the bracket after the last one:\n          (1)\n"},
+        {"1 0 1 2\n0\n1 2 (1)\n0\n", "its 1 regressions:\n          (1)\n          Nesting"},
+        {"1 0 1 2 # 3\n0\n1 2(1) ! 3\n0\n", nullptr, 0},
+        {"1 0 1 2\n0\n0 1(2)\n0\n", "its 0 regressions:\n          1(2)\n          Correct"},
+        {"1 0 1 2\n0\n1 1(1) 1\n0\n", "its 1 regressions:\n          1\n          Correct"},
         {"1 0 1 2\n0\n1 2(2)\n0\n", " ERROR : Submodel no.            1\n"},
         {"1 0 1 2\n0\n2 2(1) 2\n0\n", "  A general regression for a regression variable"},
         {"1 0 1 2\n0\n3 2 3 2\n0\n", " you hav not fully specified nesting"},

@@ -112,7 +112,11 @@ TEST_F(ModelChecks, RowsThatAreNotThoseAskedForAreToldOnTheListing) {
         const char* words;  // "" when all is well
     } cases[] = {
         {{{"2 1 2", "2 1 1", "2 3(1) 3(2)"}}, ""},
-        {{{"3 4 2 6", "2 1 + 1", "2 [3:4,2,L]"}, {"1 2", "1 1"}}, ""},
+        {{{"3 4 2(0) 6(0)", "2 1 + 1", "3 [3:4,2,L] 5(3)"}, {"1 2", "1 1"}}, ""},
+        {{{"3 4 2 6", "2 1 + 1", "2 [3:4,2,L]"}},
+         "matrix 1: the + before effect I6 of trait R1 puts all its rows\n"
+         "          into the last row of effect I2\n"},
+        {{{"2 1 2", "2 1 + 1", "1 3(2)"}}, "into the last row of effect I1\n"},
         {{{"2 1 2", "2 1 1", "1 3(2)"}}, "effect I2 of trait R1 has not the 1 rows from 2 on"},
         // Three rows less and three more: the rank is the number of rows all the same.
         {{{"2 1 2", "2 1 1", "1 3(1)"}, {"2 1 2", "2 1 1", "1 3(2)"}},
@@ -125,6 +129,9 @@ TEST_F(ModelChecks, RowsThatAreNotThoseAskedForAreToldOnTheListing) {
         {{{"4 1 2 3 4", "4 1 1 1 1", "0", "1 1 2 2"}}, "I3 of trait R1 has not"},
         {{{"3 1 2 3", "3 1 1 1", "3 3(1) 3(2) 3(3)", "1 1 1"}}, "I3 of trait R1 has not the 2"},
         {{{"2 1 2", "2 1 + 1", "0", "1 1"}, {"1 1", "1 1", "0", "1"}}, "I1 of trait R2 has not"},
+        {{{"3 1 2 3", "3 1 1 1", "0", "1 2 1"}, {"1 1", "1 1", "0", "2"}},
+         "effects I1 and I3 of trait R1 share no rows,\n"},
+        {{{"2 1 2", "2 1 1", "0", "1 2"}, {"2 1 2", "2 1 1", "0", "1 2"}}, ""},
         {{{"2 1 2", "2 1 1", "0", "0 0"}}, "matrix 1: effects with the position 0 in $REDUCE"},
         {{{"2 1 2", "2 2 + 2"}, {"1 3", "1 + 2"}},
          "matrix 2: the + before effect I3 of trait R2 merges it with\n"
