@@ -116,7 +116,8 @@ TEST_F(ModelChecks, RowsThatAreNotThoseAskedForAreToldOnTheListing) {
         {{{"3 4 2 6", "2 1 + 1", "2 [3:4,2,L]"}},
          "matrix 1: the + before effect I6 of trait R1 puts all its rows\n"
          "          into the last row of effect I2\n"},
-        {{{"2 1 2", "2 1 + 1", "1 3(2)"}}, "into the last row of effect I1\n"},
+        {{{"2 1 2", "2 1+1", "1 3(2)"}}, "into the last row of effect I1\n"},
+        {{{"2 1 2", "2 1+1", "2 3(1) 3(2)"}}, "into the last row of effect I1\n"},
         {{{"2 1 2", "2 1 1", "1 3(2)"}}, "effect I2 of trait R1 has not the 1 rows from 2 on"},
         // Three rows less and three more: the rank is the number of rows all the same.
         {{{"2 1 2", "2 1 1", "1 3(1)"}, {"2 1 2", "2 1 1", "1 3(2)"}},
