@@ -89,21 +89,23 @@ void end_run() {
 }
 
 void alloc_error(std::string_view routine, std::string_view array, int64_t elements, int status) {
-    say("ERROR");
-    blank();
-    say("Trying to allocate                    : %.*s", KVE_SV(array));
-    say("With elements                         : %12lld", static_cast<long long>(elements));
-    say("Retur status from allocate            : %12d", status);
-    say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
+    page_if(6);  // no Block: memory may be short
+    say_line("ERROR");
+    blank_lines();
+    say_line("Trying to allocate                    : %.*s", KVE_SV(array));
+    say_line("With elements                         : %12lld", static_cast<long long>(elements));
+    say_line("Retur status from allocate            : %12d", status);
+    say_line("Called in subroutine(function/program): %.*s", KVE_SV(routine));
     terminate_run();
 }
 
 void dealloc_error(std::string_view routine, std::string_view array, int status) {
-    say("ERROR");
-    blank();
-    say("Trying to deallocate                  : %.*s", KVE_SV(array));
-    say("Retur status from deallocate          : %12d", status);
-    say("Called in subroutine(function/program): %.*s", KVE_SV(routine));
+    page_if(5);
+    say_line("ERROR");
+    blank_lines();
+    say_line("Trying to deallocate                  : %.*s", KVE_SV(array));
+    say_line("Retur status from deallocate          : %12d", status);
+    say_line("Called in subroutine(function/program): %.*s", KVE_SV(routine));
     terminate_run();
 }
 

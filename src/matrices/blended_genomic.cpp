@@ -120,7 +120,7 @@ void read_blended_genomic(BlendedGenomicFile& genomic, const ReducedPedigree& pe
     }
     if (genomic.answer == FileAnswer::failure)
         stop_unreadable_item("an element", RMAT(genomic.factor).rel_file3.string().c_str(),
-                             genomic.file.offending().c_str());
+                             genomic.file);
     warn_of_decimal_commas(genomic.factor, RMAT(genomic.factor).rel_file3,
                            genomic.file.decimal_commas());
     warn_of_missing_diagonals(genomic.factor, ped, has_diagonal);

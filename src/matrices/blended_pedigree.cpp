@@ -89,8 +89,7 @@ void read_typed_animals(TypedAnimals& typed) {
             typed.factor);
     for (; answer == FileAnswer::record; answer = file.read(std::span(&id, 1)))
         take_typed_animal(typed, id);
-    if (answer == FileAnswer::failure)
-        stop_unreadable_item("an ID", name.c_str(), file.offending().c_str());
+    if (answer == FileAnswer::failure) stop_unreadable_item("an ID", name.c_str(), file);
 }
 
 int32_t count_marked(int32_t k) {
@@ -202,8 +201,11 @@ void stop_blended_file(const char* words, int32_t k) {
     stop_run();
 }
 
-void stop_unreadable_item(const char* what, const char* file, const char* offending) {
-    say("ERROR - %s: cannot read %s from: %s", file, what, offending);
+void stop_unreadable_item(const char* what, const char* name, ElementFile& file) {
+    const std::string record =
+        file.is_binary() ? "record " + std::to_string(file.n_read()) + ": " : "";
+    say("ERROR - %s: cannot read %s from: %s%s", name, what, record.c_str(),
+        file.offending().c_str());
     stop_run();
 }
 

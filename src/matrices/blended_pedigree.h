@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/arrays.h"
+#include "matrices/element_file.h"
 
 namespace kve {
 
@@ -55,7 +56,7 @@ struct UnknownAnimals {
 // The words around a file of factor k that cannot be used.
 [[noreturn]] void stop_blended_file(const char* words, int32_t k);
 
-[[noreturn]] void stop_unreadable_item(const char* what, const char* file, const char* offending);
+[[noreturn]] void stop_unreadable_item(const char* what, const char* name, ElementFile& file);
 
 // Kept: stops when factor k is no PGMIX, though no caller has another one.
 void require_pgmix(int32_t k);

@@ -50,6 +50,7 @@ FileAnswer ElementFile::read_text_ids(std::span<int32_t> ids) {
 }
 
 FileAnswer ElementFile::read_framed(std::span<std::byte> body) {
+    bytes_asked_ = body.size();
     switch (framed_.read_record(body)) {
         case RecordInput::Record::ok:
             return FileAnswer::record;
@@ -83,9 +84,13 @@ FileAnswer ElementFile::read(MatrixElement& element) {
 
 std::string ElementFile::offending() {
     if (system_error() != 0) return std::strerror(system_error());
-    if (format_ != kAscii) return std::to_string(n_read_);
+    if (is_binary())
+        return "it is cut, shorter than " + std::to_string(bytes_asked_) +
+               " bytes, or without its length on both sides";
     std::string_view rest;
-    static_cast<void>(text_.read_line(rest, kLongestOffending));
+    const TextInput::Line line = text_.read_line(rest, kLongestOffending);
+    if (line == TextInput::Line::end && too_large_.empty())
+        return "the file ends within the record";
     return make_printable((too_large_ + std::string(rest)).substr(0, kLongestOffending));
 }
 

@@ -50,11 +50,12 @@ class ElementFile {
     [[nodiscard]] FileAnswer read(std::span<int32_t> ids);
 
     // After a failure: of a text the item that could not be read with the rest of its line, at most
-    // 60 characters of it; of a binary file the number of the record. A read that the system
-    // refused gives the system's words.
+    // 60 characters of it, or that the file ends within the record; of a binary file what may be
+    // wrong with the record. A read that the system refused gives the system's words.
     std::string offending();
+    bool is_binary() const { return format_ != kAscii; }
     // The system's error number of a read that it refused, 0 while all is well.
-    int system_error() const { return format_ == kAscii ? text_.error() : framed_.error(); }
+    int system_error() const { return is_binary() ? framed_.error() : text_.error(); }
     int64_t n_read() const { return n_read_; }  // records, the one that fails among them
     DecimalCommas decimal_commas() const { return commas_; }
 
@@ -67,6 +68,7 @@ class ElementFile {
     RecordInput framed_;
     DataFormat format_ = kNoFormat;
     int64_t n_read_ = 0;
+    std::size_t bytes_asked_ = 0;  // of a binary record
     DecimalCommas commas_{};
     std::string too_large_{};  // an ID outside 32 bits, which has been passed
 };

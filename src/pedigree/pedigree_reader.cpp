@@ -133,6 +133,13 @@ void announce_reports(PedigreeFile& file) {
             file.factor, RMAT(file.factor).rel_file.string().c_str());
 }
 
+// Animals with data alone, without papers, are an everyday thing and no warning.
+void name_pedigree_file(const PedigreeFile& file) {
+    if (file.is_announced) return;
+    say_row("Pedigree file of random factor %d: %s", file.factor,
+            RMAT(file.factor).rel_file.string().c_str());
+}
+
 void report_invalid(PedigreeFile& file, const PedigreeRecord& r, const char* fault) {
     if (!file.reports()) return;
     announce_reports(file);
@@ -227,9 +234,10 @@ void report_repeated_ids(const PedigreeFile& file) {
         file.factor, file.duplicates);
 }
 
-void report_few_records(const PedigreeFile& file) {
+void report_few_records(PedigreeFile& file) {
     const int32_t n = NMDL - FACTORS.FIRST_ANIMAL(file.factor) + 1;
     if (n > 1) return;
+    announce_reports(file);
     say_row("WARNING - pedigree file of random factor %d: usable records: %d, check its form: %s",
             file.factor, n, RMAT(file.factor).rel_file.string().c_str());
 }
@@ -273,7 +281,7 @@ void build_animal_tree(int32_t k) {
 void report_animals(PedigreeFile& file) {
     const int32_t k = file.factor;
     if (FACTORS.N_AIN(k) > 0) {
-        announce_reports(file);
+        name_pedigree_file(file);
         say_row("%60s%8d", "Number of animal with data not in pedigree ", FACTORS.N_AIN(k));
         say_row("%60s", "The animals has been inserted Phantom Parent: -999999998");
     }

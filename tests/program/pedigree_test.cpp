@@ -62,7 +62,8 @@ struct Pedigree {
     // The records of the file, then the animals of the data that it does not tell.
     void read(const std::vector<Ints>& records) {
         int reports = 0, errors = 0, taken = 0;
-        auto announce = [&, announced = false]() mutable {
+        bool announced = false;
+        auto announce = [&] {
             if (!std::exchange(announced, true))
                 told += text(
                     "WARNING - Check the pedigree file of random factor %d, see the lines "
@@ -108,7 +109,8 @@ struct Pedigree {
             animals[row].n_obs = n;
             if (is_new) animals[row].sort = -999999998, ++unrecorded;
         }
-        if (unrecorded > 0) announce();
+        if (unrecorded > 0 && !announced)
+            told += text("Pedigree file of random factor %d: ped%d ", number, number);
         tell(unrecorded, "Number of animal with data not in pedigree ",
              " The animals has been inserted Phantom Parent: -999999998");
         tell(errors > 10 ? errors : 0, "Number of errors in pedigree information ",
@@ -407,7 +409,8 @@ TEST(PedigreeRun, FaultyPedigreesStopInClearWords) {
     EXPECT_EQ(folded(scratch.read("PEDDATA")), "2 9 3 0 8 9 0 1 6 5 1 6 6 2 1 2 1 3 2 2 3");
     scratch.write("data", "1 7 1 -9 5\n");
     stops(2, "ASCII", "1 0 0 1\n",
-          "pedigree file of random factor 1: usable records: 1, check its form: ped No animal with "
+          "see the lines below: ped WARNING - pedigree file of random factor 1: usable records: 1, "
+          "check its form: ped No animal with "
           "data for random factor 1 Computations terminated");
 }
 

@@ -208,6 +208,8 @@ TEST(StructuresRun, FilesThatAreNoGoodStopInClearWords) {
                       "and ends the file, correct it: x 1"),
             std::string::npos);
         ends(type + " BINARY file", framed_good + "cut", 0, "END OF KVE1V6");
+        EXPECT_NE(folded(scratch.read("KVE_LOG")).find("correct it: it is cut, shorter than 16"),
+                  std::string::npos);
     }
     scratch.write("file", "0 0 2\n1 1 1,25\n2 2 1, 5\n");
     EXPECT_TRUE(run_with(scratch, {"COR ASCII file"})
