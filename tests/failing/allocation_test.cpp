@@ -1,5 +1,7 @@
 #include "data/factors.h"
 #include "doors.h"
+#include "listing/listing.h"
+#include "listing/stop.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
 #include "store/growth.h"
@@ -43,4 +45,12 @@ TEST(FailedAllocation, NamesTheTable) {
     KVEINT.NRAMAT = 3;
     ASSERT_EQ(RMAT.allocate(4), 0);
     expect_failure(2, allocate_factors, "ITOPR", 3, "KVE1");
+}
+
+TEST(FailedAllocation, StandsOnOnePage) {
+    count_lines(kLinesOnPage - 6);
+    const std::string head = "1.*Multivariate Mixed Model Package.*\nERROR\n\nTrying to ";
+    EXPECT_STOP(alloc_error("KVE1", "ITOPR", 3, 1), head + "allocate");
+    count_lines(1);
+    EXPECT_STOP(dealloc_error("KVE1", "ITOPR", 1), head + "deallocate");
 }
