@@ -156,7 +156,8 @@ TEST_F(ModelChecks, StructuresTellTheirMethodAndNameTheirFiles) {
     r.rel_file3 = "three";
     r.pgmix_weight = 0.25;
     r.ran_factor = 2.5;
-    const auto tells = [&r](Structure structure, int method, bool options, std::string words) {
+    const auto tells = [&r](Structure structure, int method, bool options,
+                            const std::string& words) {
         r.structure = structure;
         r.method = method;
         r.l_ram = r.phg_random = r.pgmix_g_adjust = options;

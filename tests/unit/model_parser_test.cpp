@@ -162,7 +162,8 @@ TEST_F(ModelParser, RandomItems) {
 }
 
 TEST_F(ModelParser, ReducedRank) {
-    auto reduces = [](const char* text, const Replaced& lines, std::vector<std::string> fields) {
+    auto reduces = [](const char* text, const Replaced& lines,
+                      const std::vector<std::string>& fields) {
         std::ofstream("KVE1.reduce") << text;
         ASSERT_EQ(UNITS.reduced_ranks.open("KVE1.reduce"), 0);
         parses(lines, fields);

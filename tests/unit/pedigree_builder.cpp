@@ -20,7 +20,7 @@ using state::DIMENSIONS, state::DIRECTIVES, state::FACTORS, state::IDL, state::I
 namespace {
 
 std::string file_of(const char* name, int32_t k, const std::string& content) {
-    const std::string file = name + std::to_string(k);
+    std::string file = name + std::to_string(k);
     if (!content.empty()) std::ofstream(file) << content;
     return file;
 }
