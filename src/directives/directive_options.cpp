@@ -248,7 +248,7 @@ Keyword read_cure_section() {
     if (DIRECTIVES.cure.size() < kMostCureSpecs)
         DIRECTIVES.cure.push_back(spec);
     else
-        tell_limit("ERROR - $CURE: more than 31 specifications");
+        tell_limit("ERROR - $CURE: more than 31 pairs of traits");
     return next;
 }
 

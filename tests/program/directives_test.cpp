@@ -181,7 +181,7 @@ TEST_F(Directives, LinesThatAreRefused) {
     const std::string type = "model type not specified - legal types are AM or SM";
     const std::string parameter = "Wrong value for optional parameter - must be an integer value";
     refused(
-        {{times(32, "$CURE 1 2 3 4\n"), {"$CURE: more than 31 specifications"}},
+        {{times(32, "$CURE 1 2 3 4\n"), {"$CURE: more than 31 pairs of traits"}},
          {"$GLMM 1 VARF=A LINK=B", {"GLMM is only implemented for KVEAI (task = 1) and KVE4"}},
          {"$VAR_REST a\nb", {"Restriction on co-variance components only implemented for KVEAI"}},
          {"$RESIDUALS ASCII", {residuals}},
