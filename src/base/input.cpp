@@ -36,6 +36,7 @@ inline unsigned char kind_of(char c) { return kCharacterKind[static_cast<unsigne
 
 int ByteInput::open(const std::string& path) {
     close();
+    path_ = path;
     // Without O_NONBLOCK the open of a pipe would wait for a writer.
     int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) return errno;

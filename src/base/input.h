@@ -25,6 +25,8 @@ class ByteInput {
     [[nodiscard]] int rewind();
     void close();
     bool is_open() const { return descriptor_ >= 0; }
+    // The name that it was opened by; it stays after the close.
+    const std::string& path() const { return path_; }
 
     // The system's error number of a failed read, 0 while all is well.
     int error() const { return error_; }
@@ -43,6 +45,7 @@ class ByteInput {
                                  // NOLINTEND(misc-non-private-member-variables-in-classes)
 
  private:
+    std::string path_;
     char* buffer_ = nullptr;
     int descriptor_ = -1;
     bool owned_ = false;

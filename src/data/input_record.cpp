@@ -54,10 +54,8 @@ Number read_fields(TextInput& file, std::span<int32_t> into) { return read_each(
 Number read_fields(TextInput& file, std::span<float> into) { return read_each(file, into); }
 Number read_fields(TextInput& file, std::span<double> into) { return read_each(file, into); }
 
-void stop_if_failed(const ByteInput& file, const char* keyword) {
-    if (file.error() == 0) return;
-    say("ERROR - %s: the file cannot be read, status:%12d", keyword, file.error());
-    stop_run();
+void stop_if_failed(const ByteInput& file) {
+    if (file.error() != 0) stop_not_read(file.path(), file.error());
 }
 
 int32_t read_framed(RecordInput& file, std::span<int32_t> integers, std::span<float> reals) {

@@ -52,9 +52,8 @@ template <class First, class Second>
     return status;
 }
 
-// Stops when the system could not read the file, so that nobody reads on in it; `keyword` is the
-// directive that names it.
-void stop_if_failed(const ByteInput& file, const char* keyword);
+// Stops when the system could not read the file: a read that fails is no end of the file.
+void stop_if_failed(const ByteInput& file);
 
 [[nodiscard]] int32_t read_framed(RecordInput& file, std::span<int32_t> integers,
                                   std::span<float> reals);

@@ -98,7 +98,7 @@ bool read_entry(OldSolutions& old) {
     TextInput& file = UNITS.old_solutions;
     const Number status = read_record_of(file, std::span(old.ivar.begin(), old.ivar.end()),
                                          std::span(old.e.begin(), old.e.end()));
-    if (status == Number::bad) stop_if_failed(file, "$OLDSOL");
+    if (status == Number::bad) stop_if_failed(file);
     return status != Number::end;
 }
 

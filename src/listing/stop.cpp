@@ -1,6 +1,7 @@
 #include "listing/stop.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "base/state.h"
@@ -11,7 +12,7 @@
 namespace kve {
 
 READS(PROGRAM_ID);
-WRITES(CUT_FILE);
+WRITES(CUT_FILES);
 WRITES(BEFORE_STOP);
 
 namespace {
@@ -27,11 +28,17 @@ void tell_not_written(std::string_view file) {
     say("ERROR - writing the file %.*s failed", KVE_SV(file));
 }
 
+void tell_cut_files() {
+    for (const std::string& file : CUT_FILES)
+        say("ERROR - writing the file %s failed, the file is not complete", file.c_str());
+}
+
 // What else went wrong stands ahead of the last lines of a stop.
 void flush_and_tell() {
     if (BEFORE_STOP != nullptr) std::exchange(BEFORE_STOP, nullptr)();
     std::string failed = flush_outputs();
     if (!failed.empty()) tell_not_written(failed);
+    tell_cut_files();
 }
 
 [[noreturn]] void leave_with_error() {
@@ -71,16 +78,13 @@ void terminate_run() {
 }
 
 void note_cut_file(std::string_view file) {
-    if (CUT_FILE.empty()) CUT_FILE = file;
+    CUT_FILES.emplace_back(file);
 }
 
 void end_run() {
     std::string failed = flush_outputs();
     if (!failed.empty()) stop_not_written(failed);
-    if (!CUT_FILE.empty()) {
-        say("ERROR - writing the file %s failed, the file is not complete", CUT_FILE.c_str());
-        stop_run();
-    }
+    if (!CUT_FILES.empty()) stop_run();
     Block block;
     block.blank(3);
     block.line(" END OF %.*s", KVE_SV(PROGRAM_ID.padded()));
@@ -116,8 +120,18 @@ void stop_unreadable(std::string_view where, std::string_view expected, std::str
     stop_run();
 }
 
+void tell_not_read(std::string_view file, int code) {
+    say("ERROR - reading the file %.*s failed: %s", KVE_SV(file), std::strerror(code));
+}
+
+void stop_not_read(std::string_view file, int code) {
+    tell_not_read(file, code);
+    stop_run();
+}
+
 void stop_not_written(std::string_view file) {
     tell_not_written(file);
+    tell_cut_files();
     static_cast<void>(flush_outputs());
     say("Program terminates");
     leave_with_error();

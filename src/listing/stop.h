@@ -5,13 +5,14 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kve {
 
 namespace state {
 
-// The first output file noted as cut; empty when all are whole.
-inline std::string CUT_FILE;
+// The output files noted as cut.
+inline std::vector<std::string> CUT_FILES;
 
 // What a stop has to bring to disk ahead of the outputs; null while there is nothing.
 using LastDeed = void (*)();
@@ -49,6 +50,11 @@ inline void check_allocated(int status, std::string_view routine, std::string_vi
 // `where` is the keyword or file, `expected` what was to be read; a `remark` is a second line.
 [[noreturn]] void stop_unreadable(std::string_view where, std::string_view expected,
                                   std::string_view text, std::string_view remark = {});
+
+// An input that the system did not let read to its end. `code` is the system's error number. The
+// first one only tells, where words of the stage follow.
+void tell_not_read(std::string_view file, int code);
+[[noreturn]] void stop_not_read(std::string_view file, int code);
 
 // An output file that could not be written whole.
 [[noreturn]] void stop_not_written(std::string_view file);

@@ -99,9 +99,7 @@ void say_counts(const IdCounts& counts) {
 void UserMatrixFile::next() {
     answer = file.read(element);
     // Not the end of the matrix: there may be more of it.
-    if (file.system_error() == 0) return;
-    say("ERROR - reading the file %s failed: %s", name.string().c_str(), file.offending().c_str());
-    stop_run();
+    if (file.system_error() != 0) stop_not_read(name.view(), file.system_error());
 }
 
 void open_user_matrix(int32_t k, UserMatrixFile& from) {

@@ -91,7 +91,7 @@ Number read_foreign_record(ForeignRecord& record) {
     record = ForeignRecord();
     const Number status = read_record_of(UNITS.foreign_information, std::span<int32_t>(record.id),
                                          std::span<float>(record.value));
-    if (status == Number::bad) stop_if_failed(UNITS.foreign_information, "$FINFO");
+    if (status == Number::bad) stop_if_failed(UNITS.foreign_information);
     return status;
 }
 

@@ -185,4 +185,7 @@ TEST_F(AInverse, AFullDiskStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
     EXPECT_STOP(end_run(),
                 "ERROR - writing the file COR1 failed, the file is not complete\n"
                 "Program terminates\n");
+    // Whatever stops it.
+    EXPECT_STOP(stop_not_written("x"), "file x failed\nERROR - writing the file COR1 failed, the");
+    EXPECT_STOP(stop_run(), "ERROR - writing the file COR1 failed, the");
 }
