@@ -77,9 +77,7 @@ void terminate_run() {
     leave_with_error();
 }
 
-void note_cut_file(std::string_view file) {
-    CUT_FILES.emplace_back(file);
-}
+void note_cut_file(std::string_view file) { CUT_FILES.emplace_back(file); }
 
 void end_run() {
     std::string failed = flush_outputs();
