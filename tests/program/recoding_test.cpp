@@ -161,6 +161,12 @@ TEST(Recoding, RecordsHoldLevelsCodesAndValues) {
          "1 30 20 0 5 0\n1 20 10 0 5 0\n",
          "1 3 2 0 0; 1 2 1 0 0",
          "5; 5"},
+        {"a random factor of one level takes a level for each of its regressions",
+         {.model = "1 1 0 0 0\n0\n2 0 2 1 2\n1 1\n2 1(2) 2(2)\n0\n",
+          .prior = "1 1 1 1.0\n1 2 2 1.0\n1 3 3 1.0\n2 1 1 4.0\n"},
+         "1 7 0 2 5 0\n1 7 0 3 6 0\n",
+         "1 3 0 0; 1 3 0 0",
+         "2 5 5; 3 6 6"},
     };
     for (const auto& c : cases) {
         Scratch scratch;

@@ -277,6 +277,9 @@ TEST_F(BlendedMatrix, ListsEndWhereTheySay) {
     };
     EXPECT_EQ(listed("genomic matrix:           21\n", 1), 20);
     EXPECT_EQ(listed("Row     Col     element\n", 3), 251);
+    DIRECTIVES.ITEST = 1;
+    const std::string shorter = listing_of([&] { process({factor}); });
+    EXPECT_EQ(shorter.find("Row     Col     element"), std::string::npos);
 }
 
 TEST_F(BlendedMatrix, TellsWhatItPassesOverAndHowItAdjusts) {
