@@ -1,13 +1,12 @@
-// The decoder of MODINF. It knows the layout told in docs/files.md and nothing of the program's own
-// records: every extent comes from an earlier record. A record of another length than the layout
-// says, a logical other than 0 and -1, a text with a zero byte or a record too many
-// throws std::runtime_error, which shows the layout of the record.
+// What MODINF holds, as texts by name, out of the file or out of the tables that it is written
+// from.
 #pragma once
 
 #include <charconv>
 #include <type_traits>
 
 #include "directives/catalogue.h"
+#include "handover/model_information_fields.h"
 #include "testing.h"
 
 using Ints = std::vector<int32_t>;
@@ -25,8 +24,12 @@ struct Modinf {
     Fields tail;
 };
 
-// The whole content of the file.
+// The whole content of the file, as the program's own reader finds it. What that refuses throws.
 Modinf decode_modinf(const std::string& bytes);
+
+// The same out of docs/files.md alone: its tables tell each record's items, their types, extents
+// and conditions, and its bytes. It knows nothing of the program's records.
+Modinf decode_as_documented(const std::string& bytes);
 
 // A number, a logical, a text or an array of them in this form.
 template <class Item>
@@ -49,3 +52,26 @@ std::string printed(const Item& item) {
         return all;
     }
 }
+
+// Collects the fields that a description shows.
+struct FieldsOf {
+    Fields& fields;
+
+    template <class... Parts>
+    void record(const Parts&... parts) {
+        (kve::for_each_field(parts,
+                             [this](std::string_view name, const auto& shape, const auto& item) {
+                                 fields[std::string(name)] = text_of(shape, item);
+                             }),
+         ...);
+    }
+
+ private:
+    static std::string text_of(const kve::Extents& shape, const auto& item) {
+        if constexpr (requires { item.data(); })
+            return printed(std::span(
+                item.data(), static_cast<std::size_t>(shape.n[0] * shape.n[1] * shape.n[2])));
+        else
+            return printed(item);
+    }
+};
