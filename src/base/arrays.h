@@ -81,10 +81,24 @@ class Vec {
         return 0;
     }
 
+    // The same elements and behind them cleared ones, n together; an array that is as long already
+    // stays as it is, and so does one when there is no memory.
+    [[nodiscard]] int lengthen(int64_t n) {
+        static_assert(std::is_trivially_copyable_v<T> &&
+                      std::is_trivially_default_constructible_v<T>);
+        if (n <= size_) return 0;
+        void* longer = lengthened_memory(data_, static_cast<std::size_t>(size_),
+                                         static_cast<std::size_t>(n), sizeof(T));
+        if (longer == nullptr) return kNoMemory;
+        data_ = static_cast<T*>(longer);
+        size_ = n;
+        return 0;
+    }
+
     void release() {
         if constexpr (!std::is_trivially_destructible_v<T>)
             for (int64_t k = 0; k < size_; ++k) data_[k].~T();
-        free_memory(data_);
+        free_memory(data_, static_cast<std::size_t>(size_), sizeof(T));
         data_ = nullptr;
         size_ = 0;
     }

@@ -12,6 +12,13 @@ namespace kve {
 // Zeroed memory straight from the system (untouched pages cost nothing), or null.
 [[nodiscard]] void* zeroed_memory(std::size_t elements, std::size_t element_bytes);
 
-void free_memory(void* memory);
+// The same elements followed by zeroed ones, as a rule at another address. The system moves a large
+// array without copying it, so that it never stands in memory twice. Null when that fails: the
+// array is then where it was.
+[[nodiscard]] void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_elements,
+                                      std::size_t element_bytes);
+
+// With the elements that it has now.
+void free_memory(void* memory, std::size_t elements, std::size_t element_bytes);
 
 }  // namespace kve

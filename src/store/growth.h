@@ -1,10 +1,8 @@
 // First allocation and growth of the large work tables.
 //
 // Growing lengthens the tables of a dimension by a tenth, at least by one. What they held stays in
-// front and the new tail is zero. Growth goes through an unlinked scratch file in the working
-// directory, so that the old and the new copy of a table are never in memory together; references
-// to rows do not survive it. A table that cannot be had, and a scratch file that cannot be written
-// or read back, stop the run.
+// front and the new tail is zero. The old and the new copy of a table are never in memory together;
+// references to rows do not survive it. A table that cannot be had stops the run.
 #pragma once
 
 #include <cstdint>

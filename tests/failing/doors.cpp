@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "base/memory.h"
@@ -24,7 +25,16 @@ void* zeroed_memory(std::size_t elements, std::size_t element_bytes) {
     return std::calloc(elements > 0 ? elements : 1, element_bytes);
 }
 
-void free_memory(void* memory) { std::free(memory); }
+void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_elements,
+                        std::size_t element_bytes) {
+    void* longer = zeroed_memory(more_elements, element_bytes);
+    if (longer == nullptr) return nullptr;
+    if (elements > 0) std::memcpy(longer, memory, elements * element_bytes);
+    std::free(memory);
+    return longer;
+}
+
+void free_memory(void* memory, std::size_t, std::size_t) { std::free(memory); }
 
 }  // namespace kve
 

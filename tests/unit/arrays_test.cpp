@@ -1,5 +1,7 @@
-// Arrays that hold nothing have no rows; checks of the checked build.
+// Arrays that hold nothing have no rows; growth; checks of the checked build.
 #include "base/arrays.h"
+
+#include <sys/resource.h>
 
 #include "base/field_line.h"
 #include "testing.h"
@@ -22,6 +24,29 @@ TEST(Arrays, NothingIsLeftAfterReleaseMoveAndAFailedAllocation) {
     ASSERT_EQ(t.allocate(4), 0);
     EXPECT_EQ(t.allocate(std::numeric_limits<int64_t>::max()), kNoMemory);
     EXPECT_EQ(t.order() + t.size(), 0);
+}
+
+// From small arrays to those that the system moves; it never has the elements twice.
+TEST(Arrays, KeepTheirElementsWhenTheyGrow) {
+    constexpr int64_t kMegabyte = (1 << 20) / sizeof(int32_t);
+    Vec<int32_t> a;
+    int64_t held = 0;
+    for (int64_t n : {int64_t{7}, kMegabyte, 5 * kMegabyte - 1, 6 * kMegabyte, 80 * kMegabyte,
+                      88 * kMegabyte + 1}) {
+        rusage before, after;
+        getrusage(RUSAGE_SELF, &before);
+        ASSERT_EQ(a.lengthen(n), 0);
+        getrusage(RUSAGE_SELF, &after);
+        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8000) << n;  // kB
+        for (int64_t k = 1; k <= n; ++k) {
+            ASSERT_EQ(a(k), k <= held ? k : 0) << n;
+            a(k) = static_cast<int32_t>(k);
+        }
+        held = n;
+        ASSERT_EQ(a.lengthen(std::numeric_limits<int64_t>::max() / 8), kNoMemory);
+        ASSERT_EQ(a.lengthen(n / 2), 0);
+        ASSERT_EQ(a.size(), n);
+    }
 }
 
 #ifdef KVE_INDEX_CHECKS
