@@ -1,6 +1,5 @@
 #include "base/records.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,14 +7,15 @@
 #include <cstdlib>
 #include <limits>
 
+#include "base/output_file.h"
+
 namespace kve {
 
 int RecordOutput::open(const std::string& path) {
     static_cast<void>(close());
     path_ = path;
     error_ = 0;
-    descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (descriptor_ < 0) return errno;
+    if (const int status = open_output(path, descriptor_); status != 0) return status;
     buffer_ = static_cast<char*>(std::malloc(kBufferBytes));
     if (buffer_ == nullptr) return error_ = ENOMEM;
     return 0;
@@ -42,6 +42,7 @@ int RecordOutput::flush() {
 int RecordOutput::close() {
     if (descriptor_ < 0) return error_;
     write_out();
+    if (error_ == 0) error_ = sync_to_disk(descriptor_);
     if (::close(descriptor_) != 0 && error_ == 0) error_ = errno;
     descriptor_ = -1;
     std::free(buffer_);

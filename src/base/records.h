@@ -24,10 +24,11 @@ class RecordOutput {
     RecordOutput& operator=(const RecordOutput&) = delete;
     ~RecordOutput() { static_cast<void>(close()); }
 
-    // Creates or empties the file. 0 or the system's error number.
+    // Creates or empties the file. 0 or what open_output tells.
     [[nodiscard]] int open(const std::string& path);
     // To the system. 0 or the number of the first error met so far.
     [[nodiscard]] int flush();
+    // To the disk. What was told by the first error is told again.
     [[nodiscard]] int close();
     bool is_open() const { return descriptor_ >= 0; }
     int error() const { return error_; }

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <vector>
 
+#include "base/output_file.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
@@ -42,7 +43,8 @@ bool is_section_file(const std::string& file) {
 }
 
 // Opening an output empties it.
-void refuse_input(const char* output) {
+void refuse_name(const char* output) {
+    if (const int status = check_output(output); status != 0) stop_not_opened(output, status);
     if (!is_input_file(output) && !is_section_file(output)) return;
     say("ERROR OPENING FILES");
     say("        File: %s is input and output of this run", output);
@@ -65,13 +67,13 @@ void refuse_factor_inputs() {
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
         for (const FactorOutput& output : kFactorOutputs)
             if (output.structure == spec.structure)
-                refuse_input(factor_file_name(output.prefix, spec.factor).c_str());
+                refuse_name(factor_file_name(output.prefix, spec.factor).c_str());
 }
 
 template <class Unit>
-void open_output(Unit& unit, const char* file) {
-    refuse_input(file);
-    open_unit(unit, file);
+void open_output_unit(Unit& unit, const char* file) {
+    refuse_name(file);
+    if (const int status = unit.open(file); status != 0) stop_not_opened(file, status);
 }
 
 void open_data() {
@@ -92,25 +94,25 @@ void open_data() {
 
 void open_files() {
     open_data();
-    refuse_input("KVE_LOG");  // the model parser opens it
+    refuse_name("KVE_LOG");  // the model parser opens it
     refuse_factor_inputs();
     open_unit(UNITS.model_text, DIRECTIVES.model.name.view());
     if (!DIRECTIVES.reduce_file.blank())
         open_unit(UNITS.reduced_ranks, DIRECTIVES.reduce_file.view());
-    open_output(UNITS.PEDDATA, "PEDDATA");
-    open_output(UNITS.INBREED, "INBREED");
-    open_output(UNITS.MODINF, "MODINF");
-    open_output(UNITS.CODE_TABLE, "CODE_TABLE");
+    open_output_unit(UNITS.PEDDATA, "PEDDATA");
+    open_output_unit(UNITS.INBREED, "INBREED");
+    open_output_unit(UNITS.MODINF, "MODINF");
+    open_output_unit(UNITS.CODE_TABLE, "CODE_TABLE");
     if (!DIRECTIVES.finfo.name.blank()) {
         open_unit(UNITS.foreign_information, DIRECTIVES.finfo.name.view());
-        open_output(UNITS.RC_F_INFO, "RC_F_INFO");
+        open_output_unit(UNITS.RC_F_INFO, "RC_F_INFO");
     }
     if (!DIRECTIVES.oldsol.name.blank()) {
         open_unit(UNITS.old_solutions, DIRECTIVES.oldsol.name.view());
-        open_output(UNITS.oldsol, "oldsol");
+        open_output_unit(UNITS.oldsol, "oldsol");
     }
-    open_output(UNITS.RCDATA_I, "RCDATA_I");
-    open_output(UNITS.RCDATA_R, "RCDATA_R");
+    open_output_unit(UNITS.RCDATA_I, "RCDATA_I");
+    open_output_unit(UNITS.RCDATA_R, "RCDATA_R");
 }
 
 }  // namespace kve

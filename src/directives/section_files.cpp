@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/output_file.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "directives/directive_faults.h"
@@ -27,9 +28,9 @@ WRITES(DIRECTIVE_WORDS);
 
 namespace {
 
-void say_unwritable(const state::InlineText& section) {
-    say("ERROR - %s: cannot write %s", keyword_as_written(section.keyword).c_str(),
-        section.file.c_str());
+void say_unwritable(const state::InlineText& section, int status) {
+    say("ERROR - %s: cannot write %s: %s", keyword_as_written(section.keyword).c_str(),
+        section.file.c_str(), words_of(status).c_str());
 }
 
 void tell_empty_reduce() {
@@ -101,7 +102,7 @@ void write_sections_at_stop() {
             if (!std::exchange(rest_read, true)) read_remaining_words();
             if (is_input_file(section.file) || is_named_anywhere(section.file)) continue;
         }
-        if (write_section(section) != 0) say_unwritable(section);
+        if (const int status = write_section(section); status != 0) say_unwritable(section, status);
     }
 }
 
@@ -204,8 +205,8 @@ void write_sections() {
     BEFORE_STOP = nullptr;
     for (const state::InlineText& section : INLINE_TEXTS) {
         const bool replaces = is_input_file(section.file) || replaces_earlier_text(section);
-        if (!replaces && write_section(section) != 0) {
-            say_unwritable(section);
+        if (const int status = replaces ? 0 : write_section(section); status != 0) {
+            say_unwritable(section, status);
             stop_run();
         }
         // Also an input that exists since this run has made it.

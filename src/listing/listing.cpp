@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "base/input.h"
+#include "base/output_file.h"
 #include "base/state.h"
 
 namespace kve {
@@ -119,8 +120,11 @@ int flush_listing() { return std::fflush(stdout) != 0 || std::ferror(stdout) ? E
 
 int open_log() {
     if (KVE_LOG != nullptr) std::fclose(KVE_LOG);
-    KVE_LOG = std::fopen("KVE_LOG", "w");
+    KVE_LOG = nullptr;
     N_WARNINGS = 0;
+    int descriptor = -1;
+    if (const int status = open_output("KVE_LOG", descriptor); status != 0) return status;
+    KVE_LOG = ::fdopen(descriptor, "w");
     return KVE_LOG != nullptr ? 0 : errno;
 }
 

@@ -74,7 +74,7 @@ class Block {
 // To the system. 0, or the error number when the listing cannot be written.
 [[nodiscard]] int flush_listing();
 
-// KVE_LOG. Opening creates or empties it; 0 or the system's error number.
+// KVE_LOG. Opening creates or empties it; 0 or what open_output tells.
 [[nodiscard]] int open_log();
 [[gnu::format(printf, 1, 2)]] void log_say(const char* format, ...);  // one line
 void log_blank();

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/output_file.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "listing/listing.h"
@@ -124,6 +125,13 @@ void tell_not_read(std::string_view file, int code) {
 
 void stop_not_read(std::string_view file, int code) {
     tell_not_read(file, code);
+    stop_run();
+}
+
+void stop_not_opened(std::string_view file, int status) {
+    say("ERROR - the output %.*s cannot be opened: %s", KVE_SV(file), words_of(status).c_str());
+    say("ERROR OPENING FILES");
+    say("        File: %.*s", KVE_SV(file));
     stop_run();
 }
 

@@ -56,6 +56,9 @@ inline void check_allocated(int status, std::string_view routine, std::string_vi
 void tell_not_read(std::string_view file, int code);
 [[noreturn]] void stop_not_read(std::string_view file, int code);
 
+// An output file that could not be opened; `status` is what open_output tells.
+[[noreturn]] void stop_not_opened(std::string_view file, int status);
+
 // An output file that could not be written whole.
 [[noreturn]] void stop_not_written(std::string_view file);
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdarg>
 
+#include "base/output_file.h"
 #include "base/state.h"
 
 namespace kve {
@@ -20,7 +21,9 @@ int TextOutput::open(const std::string& path) {
     static_cast<void>(close());
     path_ = path;
     error_ = 0;
-    file_ = std::fopen(path.c_str(), "w");
+    int descriptor = -1;
+    if (const int status = open_output(path, descriptor); status != 0) return status;
+    file_ = ::fdopen(descriptor, "w");
     if (file_ == nullptr) return errno;
     // INBREED has a line for each animal; without the larger buffer it is only slower.
     static_cast<void>(std::setvbuf(file_, nullptr, _IOFBF, kBufferBytes));
@@ -51,10 +54,11 @@ int TextOutput::flush() {
 
 int TextOutput::close() {
     if (file_ == nullptr) return error_;
-    int status = flush();
-    if (std::fclose(file_) != 0 && status == 0) status = error_ = errno;
+    static_cast<void>(flush());
+    if (error_ == 0) error_ = sync_to_disk(::fileno(file_));
+    if (std::fclose(file_) != 0 && error_ == 0) error_ = errno;
     file_ = nullptr;
-    return status;
+    return error_;
 }
 
 std::string factor_file_name(std::string_view prefix, int32_t k) {

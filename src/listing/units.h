@@ -21,12 +21,12 @@ class TextOutput {
     TextOutput& operator=(const TextOutput&) = delete;
     ~TextOutput() { static_cast<void>(close()); }
 
-    // Creates or empties the file. 0 or the system's error number.
+    // Creates or empties the file. 0 or what open_output tells.
     [[nodiscard]] int open(const std::string& path);
     [[gnu::format(printf, 2, 3)]] void print(const char* format, ...);  // one line
     void print_line(std::string_view line);
     [[nodiscard]] int flush();
-    [[nodiscard]] int close();
+    [[nodiscard]] int close();  // on the disk then
     bool is_open() const { return file_ != nullptr; }
     const std::string& path() const { return path_; }
 

@@ -28,11 +28,7 @@ void warn_unused_lines() {
 }  // namespace
 
 void parse_model() {
-    if (open_log() != 0) {
-        say("ERROR OPENING FILES");
-        say("        File: KVE_LOG");
-        stop_run();
-    }
+    if (const int status = open_log(); status != 0) stop_not_opened("KVE_LOG", status);
     warn_unused_lines();
     ModelLines lines(UNITS.model_text);
     read_trait_counts(lines);

@@ -282,16 +282,15 @@ TEST_F(Directives, SectionsBecomeFiles) {
     scratch.run(directives("$VAR_REST a\nb\n$KVE4\na\nb\r\n"));
     EXPECT_EQ(scratch.read("KVE4.dir") + scratch.read("CVREST.DIR"), "a\na\nb\n");
     // Those that cannot be written.
-    std::filesystem::remove(scratch.folder() / "KVE1.dir");
-    std::filesystem::create_directory(scratch.folder() / "KVE1.dir");
-    stopped(directives(""), "ERROR - $MODEL: cannot write KVE1.dir");
-    std::filesystem::remove(scratch.folder() / "KVE1.dir");
-    for (std::string name : {"CVREST.DIR", "KVEAI.dir"}) {
+    const std::string fault = ": it is a folder: remove it";
+    for (std::string name : {"KVE1.dir", "CVREST.DIR", "KVEAI.dir"}) {
         std::filesystem::remove(scratch.folder() / name);
-        std::filesystem::create_symlink("/dev/full", scratch.folder() / name);
+        std::filesystem::create_directory(scratch.folder() / name);
     }
-    stopped(directives("$KVEAI\nx"), "ERROR - $KVEAI: cannot write KVEAI.dir");
-    stopped(directives("$VAR_REST x"), "ERROR - $VAR_REST: cannot write CVREST.DIR");
+    stopped(directives(""), "ERROR - $MODEL: cannot write KVE1.dir" + fault);
+    std::filesystem::remove(scratch.folder() / "KVE1.dir");
+    stopped(directives("$KVEAI\nx"), "ERROR - $KVEAI: cannot write KVEAI.dir" + fault);
+    stopped(directives("$VAR_REST x"), "ERROR - $VAR_REST: cannot write CVREST.DIR" + fault);
     EXPECT_EQ(scratch.run(directives("$VAR_REST x")).times("CVREST.DIR"), 1);
 }
 

@@ -1,6 +1,8 @@
 // Whole runs: where they take place, what they need and what they leave.
 #include "run.h"
 
+#include <sys/stat.h>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -93,12 +95,35 @@ TEST_F(Run, TextPedigreesHaveFourColumns) {
 
 TEST_F(Run, StopsAtFilesThatCannotBeOpenedOrWritten) {
     const std::string opening = "\nERROR OPENING FILES\n        File: ";
+    // Neither a link that leads out of the folder nor what is no file becomes an output.
+    const fs::path folder = scratch.folder() / "folder", pipe = scratch.folder() / "pipe";
+    fs::create_directory(folder);
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0666), 0);
+    const fs::path outside = fs::path(scratch.folder()) += ".outside";
+    std::ofstream(outside) << "kept";
+    const char* const link = "it is a link that leads out of the working directory, or to no file";
+    const std::pair<std::string, const char*> kinds[] = {
+        {outside.string(), link},
+        {"nothing", link},
+        {"/dev/null", link},
+        {"folder", "it is a folder"},
+        {"pipe", "it is a pipe, a socket or a device"}};
+    std::size_t n = 0;
     for (std::string file : {"MODINF", "CODE_TABLE", "RCDATA_I", "RCDATA_R", "PEDDATA", "INBREED",
-                             "oldsol", "KVE_LOG"})
-        stops_with(file, kFolder, directives("$OLDSOL data\n"), opening + file);
-    // A full disk is told once, ahead of the last line.
-    for (std::string file : {"RCDATA_I", "RCDATA_R", "MODINF", "CODE_TABLE", "KVE_LOG"})
-        stops_with(file, "/dev/full", directives(), "ERROR - writing the file " + file + " failed");
+                             "oldsol", "KVE_LOG", "AINV1", "PEDFILE1"}) {
+        const auto& [target, words] = kinds[n++ % std::size(kinds)];
+        stops_with(file, target.c_str(), directives("$OLDSOL data\n$VAR_STR 1 PED 1 BINARY data\n"),
+                   "ERROR - the output " + file + " cannot be opened: " + words + ": remove it" +
+                       opening + file);
+    }
+    EXPECT_EQ(fs::file_size(outside), 4U);
+    fs::remove(outside);
+    std::ofstream(folder / "model") << "of an earlier run";
+    fs::remove(scratch.folder() / "MODINF");
+    fs::create_symlink("folder/model", scratch.folder() / "MODINF");
+    ends_well(directives());
+    EXPECT_GT(framed_records(scratch.read("folder/model")).size(), 80U);
+    fs::remove(scratch.folder() / "MODINF");
     EXPECT_EQ(scratch.run(directives(), ">/dev/full").status, 16);
     // An input is not emptied as an output.
     stops_with("KVE_LOG", "data", directives(),
@@ -108,9 +133,7 @@ TEST_F(Run, StopsAtFilesThatCannotBeOpenedOrWritten) {
     stops(directives("$OLDSOL ./oldsol\n"), opening + "oldsol is input and output of this run");
     EXPECT_EQ(scratch.read("oldsol"), "solutions");
     // Devices and pipes are no input.
-    const std::string pipe = (scratch.folder() / "pipe").string();
-    ASSERT_EQ(std::system(("mkfifo '" + pipe + "'").c_str()), 0);
-    for (const std::string& name : {pipe, std::string("/dev/zero")})
+    for (const std::string& name : {pipe.string(), std::string("/dev/zero")})
         stops("$ANALYSE 1 1 0 0\n$DATA ASCII (1,1,-9.0) data\n$MODEL " + name + "\n",
               opening + name);
     stops_with("data", kFolder, directives(), opening + "data");

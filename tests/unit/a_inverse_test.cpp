@@ -170,16 +170,16 @@ TEST_F(AInverse, MethodsWithoutAnInverseStopOrLeaveNoFile) {
                     "ERROR: ILLEGAL A-INVERSE METHOD\nProgram terminates\n");
 }
 
-TEST_F(AInverse, AFullDiskStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
+TEST_F(AInverse, ACutFileStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
     const std::vector<Factor> factors{{2, random_pedigree(61, 30, 1, {0})}};
     process(factors);
     const std::string count = " +" + std::to_string(N_SPARSE) + "\n";
     std::filesystem::remove("AINV1");
-    std::filesystem::create_symlink("/dev/full", "AINV1");
-    std::filesystem::create_symlink("/dev/full", "COR1");
+    for (const char* name : {"AINV1", "COR1"}) std::filesystem::create_directory(name);
     EXPECT_STOP(process(factors),
-                "ERROR writing A.* for random factor +1\n +Elements written:" + count +
-                    " +Elements in A.*:" + count + " +IOSTAT +: +[1-9][0-9]*\n\nComputations ");
+                "ERROR writing A.* for random factor +1\n +Elements written: +0\n"
+                " +Elements in A.*:" +
+                    count + " +IOSTAT +: +[1-9][0-9]*\n\nComputations ");
     RMAT(1).structure = Structure::COR;
     kvewai(1, FACTORS.NRALEV(1), MatrixFile::COR);
     EXPECT_STOP(end_run(),
