@@ -15,7 +15,8 @@ enum OutputFault : int { kNotAFile = -1, kLinkOutside = -2 };
 // Creates or empties the file. 0, or what check_output or the system says.
 [[nodiscard]] int open_output(const std::string& path, int& descriptor);
 
-// What was written to an output or a folder is on the disk then, as far as its file system can tell.
+// What was written to an output or a folder is on the disk then, as far as its file system can
+// tell.
 [[nodiscard]] int sync_to_disk(int descriptor);
 
 // What stands in the way, in words that follow the name of the output.
