@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
@@ -19,18 +18,6 @@ namespace kve {
 namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
-
-enum : unsigned char { kItemCharacter = 0, kSeparator = 1, kItemEnd = 2 };
-
-// What ends an item; all but "/" may also stand in front of one.
-constexpr std::array<unsigned char, 256> kCharacterKind = [] {
-    std::array<unsigned char, 256> kind{};
-    for (char c : {' ', '\t', '\r', '\n', ','}) kind[static_cast<unsigned char>(c)] = kSeparator;
-    kind[static_cast<unsigned char>('/')] = kItemEnd;
-    return kind;
-}();
-
-inline unsigned char kind_of(char c) { return kCharacterKind[static_cast<unsigned char>(c)]; }
 
 }  // namespace
 
@@ -140,7 +127,7 @@ TextInput::Line TextInput::collect_line(std::string_view& line, std::size_t long
     return Line::ok;
 }
 
-void TextInput::skip_line() {
+void TextInput::skip_rest() {
     for (;;) {
         auto* stop =
             static_cast<const char*>(std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_)));
@@ -212,7 +199,7 @@ TextInput::Number TextInput::read_odd_number(Value& value) {
     return Number::ok;
 }
 
-TextInput::Number TextInput::read_number(int64_t& value) { return read_any(value); }
-TextInput::Number TextInput::read_number(double& value) { return read_any(value); }
+TextInput::Number TextInput::read_any_number(int64_t& value) { return read_any(value); }
+TextInput::Number TextInput::read_any_number(double& value) { return read_any(value); }
 
 }  // namespace kve

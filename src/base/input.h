@@ -1,10 +1,13 @@
 // Input files behind one buffer: as bytes, as lines of text, or as free-form numbers across lines.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "base/plain_number.h"
 
 namespace kve {
 
@@ -68,12 +71,20 @@ class TextInput : public ByteInput {
     // separate; an item left empty between two commas, "/", a repeat count and a text that is no
     // number are bad. `end` means that the file ended before the item. A real beyond the range of
     // a double is infinite; "nan" is a number.
-    [[nodiscard]] Number read_number(int64_t& value);
-    [[nodiscard]] Number read_number(double& value);
+    [[nodiscard]] Number read_number(int64_t& value) {
+        return take_plain_number(value) ? Number::ok : read_any_number(value);
+    }
+    [[nodiscard]] Number read_number(double& value) {
+        return take_plain_number(value) ? Number::ok : read_any_number(value);
+    }
 
     // Before the first number of a record, and behind its last: the rest of the line is skipped.
     void begin_record() { after_item_ = false; }
-    void skip_line();
+    void skip_line() {
+        if (*at_ != '\n' || at_ == end_) return skip_rest();
+        ++at_;
+        ++line_number_;
+    }
     // Behind a number: whether it may be one with a decimal comma, of which the front was read.
     [[nodiscard]] bool comma_and_digit_follow();
 
@@ -86,13 +97,39 @@ class TextInput : public ByteInput {
     }
 
  private:
-    Line collect_line(std::string_view& line, std::size_t longest);
-    bool skip_separators();
-    bool skip_to_item();
+    enum : unsigned char { kItemCharacter = 0, kSeparator = 1, kItemEnd = 2 };
+    // What ends an item; all but "/" may also stand in front of one.
+    static constexpr std::array<unsigned char, 256> kCharacterKind = [] {
+        std::array<unsigned char, 256> kind{};
+        for (char c : {' ', '\t', '\r', '\n', ','})
+            kind[static_cast<unsigned char>(c)] = kSeparator;
+        kind[static_cast<unsigned char>('/')] = kItemEnd;
+        return kind;
+    }();
+    static unsigned char kind_of(char c) { return kCharacterKind[static_cast<unsigned char>(c)]; }
+
+    // A number on the same line, of the usual form, that does not reach the buffer's end.
+    template <class Value>
+    bool take_plain_number(Value& value) {
+        const char* at = at_;
+        if (*at == ',' && after_item_) ++at;
+        while (*at == ' ' || *at == '\t') ++at;
+        at = scan_plain_number(at, value);
+        if (at == nullptr || kind_of(*at) == kItemCharacter || at == end_) return false;
+        at_ = at;
+        after_item_ = true;
+        return true;
+    }
+    Number read_any_number(int64_t& value);
+    Number read_any_number(double& value);
     template <class Value>
     Number read_any(Value& value);
     template <class Value>
     Number read_odd_number(Value& value);
+    bool skip_separators();
+    bool skip_to_item();
+    void skip_rest();
+    Line collect_line(std::string_view& line, std::size_t longest);
 
     std::string long_line_;    // a line that does not stand in the buffer as one piece
     bool after_item_ = false;  // one comma may follow

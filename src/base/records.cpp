@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -91,16 +92,14 @@ bool RecordInput::take(void* to, std::size_t count) {
     return true;
 }
 
-RecordInput::Record RecordInput::read_parts(std::span<std::byte> first,
-                                            std::span<std::byte> second) {
+RecordInput::Record RecordInput::read_front(std::span<std::byte> body) {
     if (at_ == end_ && !fill()) return error() != 0 ? Record::bad : Record::end;
     int32_t length, trailer;
-    if (!take(&length, sizeof length)) return Record::bad;
-    std::size_t wanted = first.size_bytes() + second.size_bytes();
-    if (length < 0 || static_cast<std::size_t>(length) < wanted) return Record::bad;
-    bool whole =
-        take(first.data(), first.size_bytes()) && take(second.data(), second.size_bytes()) &&
-        take(nullptr, static_cast<std::size_t>(length) - wanted) && take(&trailer, sizeof trailer);
+    if (!take(&length, sizeof length) || length < 0) return Record::bad;
+    const auto bytes = static_cast<std::size_t>(length);
+    const std::size_t front = std::min(bytes, body.size());
+    const bool whole =
+        take(body.data(), front) && take(nullptr, bytes - front) && take(&trailer, sizeof trailer);
     record_bytes_ = length;
     return whole && trailer == length ? Record::ok : Record::bad;
 }

@@ -107,19 +107,19 @@ class RecordInput : public ByteInput {
  public:
     enum class Record { ok, end, bad };
 
-    // The next record: its first words into `first` and then `second`; what stands behind them in
-    // the record is skipped. Bad: shorter than asked for, lengths that differ, a file that ends
-    // inside the record.
-    [[nodiscard]] Record read_record(std::span<int32_t> first, std::span<float> second) {
-        return read_parts(std::as_writable_bytes(first), std::as_writable_bytes(second));
+    // The first bytes of the next record, as many as it has; what stands behind them in the record
+    // is skipped. Bad: lengths that differ, a file that ends inside the record.
+    [[nodiscard]] Record read_front(std::span<std::byte> body);
+    // The same, and a record that is shorter than `body` is bad.
+    [[nodiscard]] Record read_record(std::span<std::byte> body) {
+        const Record record = read_front(body);
+        const bool is_short = static_cast<std::size_t>(record_bytes_) < body.size();
+        return record == Record::ok && is_short ? Record::bad : record;
     }
-    // The same for a record that begins with the bytes of `body`.
-    [[nodiscard]] Record read_record(std::span<std::byte> body) { return read_parts(body, {}); }
     // Of the record read last, without its frame.
     int32_t record_bytes() const { return record_bytes_; }
 
  private:
-    Record read_parts(std::span<std::byte> first, std::span<std::byte> second);
     // The next bytes, or nowhere when `to` is null.
     bool take(void* to, std::size_t count);
 

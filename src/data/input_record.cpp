@@ -58,8 +58,8 @@ void stop_if_failed(const ByteInput& file) {
     if (file.error() != 0) stop_not_read(file.path(), file.error());
 }
 
-int32_t read_framed(RecordInput& file, std::span<int32_t> integers, std::span<float> reals) {
-    switch (file.read_record(integers, reals)) {
+int32_t framed_status(const RecordInput& file, RecordInput::Record record) {
+    switch (record) {
         case RecordInput::Record::ok:
             return kRecordRead;
         case RecordInput::Record::end:

@@ -55,8 +55,8 @@ template <class First, class Second>
 // Stops when the system could not read the file: a read that fails is no end of the file.
 void stop_if_failed(const ByteInput& file);
 
-[[nodiscard]] int32_t read_framed(RecordInput& file, std::span<int32_t> integers,
-                                  std::span<float> reals);
+// The same status for a framed record.
+[[nodiscard]] int32_t framed_status(const RecordInput& file, RecordInput::Record record);
 
 // The end of a report on a record that could not be read: the status and what to look for.
 // `check` is the line that names the file to check.

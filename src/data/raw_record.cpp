@@ -2,8 +2,8 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <limits>
-#include <span>
 
 #include "base/input.h"
 #include "base/records.h"
@@ -27,93 +27,133 @@ namespace {
 constexpr int64_t kFirstTooLarge = int64_t{1} << 31;
 constexpr double kLargestReal = std::numeric_limits<float>::max();
 
-// A text record that begins on line `begin` and ends on the one under the reader.
-void note_lines(int32_t file, int64_t begin, int64_t end) {
-    DataFileCounts& counts = INTAKE.file[file];
-    if (INTAKE.NREC == 0) counts.line_ends = end - begin;
-    if (end - begin != counts.line_ends) [[unlikely]]
-        counts.other_lines.count(INTAKE.NREC + 1, begin);
-}
+// A text record as it is read ahead: the lines of its first and its last item; after them the
+// integers and the reals of the file.
+struct TextRecord {
+    int64_t begin, end;
 
-int32_t read_one_text(bool count) {
-    TextInput& file = UNITS.data_text_1;
-    file.begin_record();
-    const int64_t begin = file.find_next_item();
-    int32_t status = read_list(file, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, true);
+    int64_t* l_IINP() { return reinterpret_cast<int64_t*>(this + 1); }
+    double* L_FINP(int32_t n_integers) { return reinterpret_cast<double*>(l_IINP() + n_integers); }
+};
+
+int32_t make_text_record(void* source, void* to) {
+    DataFile& from = *static_cast<DataFile*>(source);
+    auto* record = static_cast<TextRecord*>(to);
+    from.text.begin_record();
+    record->begin = from.text.find_next_item();
+    int32_t status = read_list(from.text, record->l_IINP(), from.n_integers, true);
     if (status == kRecordRead)
-        status = read_list(file, RECORD.L_FINP.data(), DIRECTIVES.NR, DIRECTIVES.NI == 0);
+        status = read_list(from.text, record->L_FINP(from.n_integers), from.n_reals,
+                           from.n_integers == 0);
     if (status != kRecordRead) return status;
-    if (count) note_lines(0, begin, file.line_number());
-    file.skip_line();
+    record->end = from.text.line_number();
+    from.text.skip_line();
+    return kRecordRead;
+}
+
+// A framed record: how many bytes it has, and its front.
+struct FramedRecord {
+    int32_t bytes;
+
+    std::byte* front() { return reinterpret_cast<std::byte*>(this + 1); }
+};
+
+int32_t make_framed_record(void* source, void* to) {
+    RecordInput& from = static_cast<DataFile*>(source)->framed;
+    auto* record = static_cast<FramedRecord*>(to);
+    const std::size_t wanted = static_cast<DataFile*>(source)->used_bytes();
+    const int32_t status = framed_status(from, from.read_front({record->front(), wanted}));
+    record->bytes = from.record_bytes();
     return status;
 }
 
-// The part of a record that stands in one of two text files.
-template <class Number>
-int32_t read_part(TextInput& file, Number* into, int32_t n, int32_t number, bool count) {
-    if (n == 0) return kRecordRead;
-    file.begin_record();
-    const int64_t begin = file.find_next_item();
-    const int32_t status = read_list(file, into, n, true);
-    if (status != kRecordRead) return status;
-    if (count) note_lines(number, begin, file.line_number());
-    file.skip_line();
-    return status;
-}
-
-int32_t read_integers(bool count) {
-    return read_part(UNITS.data_text_1, &RECORD.l_IINP(0) + 1, DIRECTIVES.NI, 0, count);
-}
-
-int32_t read_reals(bool count) {
-    return read_part(UNITS.data_text_2, RECORD.L_FINP.data(), DIRECTIVES.NR, 1, count);
-}
-
-int32_t read_two_texts(bool count) {
-    int32_t status = read_integers(count);
-    if (status != kRecordRead) return status;
-    status = read_reals(count);
-    if (status == kEndOfData && DIRECTIVES.NI > 0) INTAKE.file[0].n_left = 1;
-    return status;
-}
-
-int32_t read_frame(RecordInput& file, std::span<int32_t> integers, std::span<float> reals,
-                   int32_t number, bool count) {
-    const int32_t status = read_framed(file, integers, reals);
-    const std::size_t used = integers.size_bytes() + reals.size_bytes();
-    if (count && status == kRecordRead && static_cast<std::size_t>(file.record_bytes()) > used)
-        INTAKE.file[number].longer.count(INTAKE.NREC + 1, file.record_bytes());
-    return status;
-}
-
-int32_t read_binary(bool two_files, bool count) {
-    std::span<int32_t> integers(&RECORD.IINP(0) + 1, static_cast<std::size_t>(DIRECTIVES.NI));
-    std::span<float> reals(RECORD.FINP.data(), static_cast<std::size_t>(DIRECTIVES.NR));
-    if (!two_files) return read_frame(UNITS.data_records_1, integers, reals, 0, count);
-    int32_t status = read_frame(UNITS.data_records_1, integers, {}, 0, count);
-    if (status != kRecordRead) return status;
-    status = read_frame(UNITS.data_records_2, {}, reals, 1, count);
-    if (status == kEndOfData) INTAKE.file[0].n_left = 1;
-    return status;
+void note_lines(int32_t file, const TextRecord& record) {
+    DataFileCounts& counts = INTAKE.file[file];
+    const int64_t line_ends = record.end - record.begin;
+    if (INTAKE.NREC == 0) counts.line_ends = line_ends;
+    if (line_ends != counts.line_ends) [[unlikely]]
+        counts.other_lines.count(INTAKE.NREC + 1, record.begin);
 }
 
 // Kept: integers have no lower test, so a number below -2**31 is cut without being counted.
-void bring_into_range(bool count) {
-    for (int32_t i = 1; i <= DIRECTIVES.NI; ++i) {
-        int64_t value = RECORD.l_IINP(i);
+void take_integers(const int64_t* l_IINP, int32_t n, bool count) {
+    for (int32_t i = 1; i <= n; ++i) {
+        int64_t value = l_IINP[i - 1];
         if (value >= kFirstTooLarge) [[unlikely]] {
             value = 0;
             if (count) ++INTAKE.NI_OOR(i);
         }
         RECORD.IINP(i) = static_cast<int32_t>(static_cast<uint32_t>(value));
     }
-    for (int32_t j = 1; j <= DIRECTIVES.NR; ++j) {
-        double value = RECORD.L_FINP(j);
+}
+
+void take_reals(const double* L_FINP, int32_t n, bool count) {
+    for (int32_t j = 1; j <= n; ++j) {
+        double value = L_FINP[j - 1];
         if (std::fabs(value) > kLargestReal) [[unlikely]] {
             value = static_cast<double>(DIRECTIVES.RMISS);
             if (count) ++INTAKE.NR_OOR(j);
         }
         RECORD.FINP(j) = static_cast<float>(value);
+    }
+}
+
+int32_t read_text_record(int n_files, bool count) {
+    TextRecord* records[2] = {};
+    for (int k = 0; k < n_files; ++k) {
+        DataFile& file = UNITS.data[k];
+        if (file.used_bytes() == 0) continue;
+        records[k] = static_cast<TextRecord*>(file.records.next());
+        if (records[k] == nullptr) {
+            const bool lacks_partner = k == 1 && records[0] != nullptr;
+            if (lacks_partner && file.records.status() == kEndOfData) INTAKE.file[0].n_left = 1;
+            return file.records.status();
+        }
+        if (count) note_lines(k, *records[k]);
+    }
+    for (int k = 0; k < n_files; ++k) {
+        if (records[k] == nullptr) continue;
+        const DataFile& file = UNITS.data[k];
+        take_integers(records[k]->l_IINP(), file.n_integers, count);
+        take_reals(records[k]->L_FINP(file.n_integers), file.n_reals, count);
+    }
+    return kRecordRead;
+}
+
+int32_t read_framed_record(int n_files, bool count) {
+    for (int k = 0; k < n_files; ++k) {
+        DataFile& file = UNITS.data[k];
+        auto* record = static_cast<FramedRecord*>(file.records.next());
+        if (record == nullptr) {
+            if (k == 1 && file.records.status() == kEndOfData) INTAKE.file[0].n_left = 1;
+            return file.records.status();
+        }
+        const std::size_t bytes = static_cast<std::size_t>(record->bytes);
+        if (bytes < file.used_bytes()) return kUnreadableRecord;
+        if (count && bytes > file.used_bytes())
+            INTAKE.file[k].longer.count(INTAKE.NREC + 1, record->bytes);
+        const std::size_t of_integers = static_cast<std::size_t>(file.n_integers) * sizeof(int32_t);
+        std::memcpy(&RECORD.IINP(0) + 1, record->front(), of_integers);
+        std::memcpy(RECORD.FINP.data(), record->front() + of_integers,
+                    file.used_bytes() - of_integers);
+    }
+    return kRecordRead;
+}
+
+// With two files the integers stand in the first and the reals in the second.
+void open_records(ReadMode mode) {
+    const bool two = mode == ReadMode::two_text || mode == ReadMode::two_binary;
+    const bool text = mode == ReadMode::one_text || mode == ReadMode::two_text;
+    for (int k = 0; k < (two ? 2 : 1); ++k) {
+        DataFile& file = UNITS.data[k];
+        file.n_integers = k == 0 ? DIRECTIVES.NI : 0;
+        file.n_reals = k == 1 || !two ? DIRECTIVES.NR : 0;
+        const int32_t n = file.n_integers + file.n_reals;
+        const std::size_t bytes = text ? sizeof(TextRecord) + static_cast<std::size_t>(n) * 8
+                                       : sizeof(FramedRecord) + file.used_bytes();
+        check_allocated(
+            file.records.open(text ? make_text_record : make_framed_record, &file, bytes), "KVEFP1",
+            k == 0 && file.n_integers > 0 ? "l_IINP" : "L_FINP", n);
     }
 }
 
@@ -129,44 +169,48 @@ void allocate_record() {
     int64_t ni = DIRECTIVES.NI, nr = DIRECTIVES.NR;
     // One place more than the data have columns, for the columns that they lack.
     check_allocated(RECORD.IINP.allocate(ni + 2), "KVEFP1", "IINP", ni + 2);
-    check_allocated(RECORD.l_IINP.allocate(ni + 1), "KVEFP1", "l_IINP", ni + 1);
     check_allocated(RECORD.FINP.allocate(nr + 1), "KVEFP1", "FINP", nr + 1);
-    check_allocated(RECORD.L_FINP.allocate(nr), "KVEFP1", "L_FINP", nr);
     check_allocated(RECORD.L_FINP_MIS.allocate(nr + 1), "KVEFP1", "L_FINP_MIS", nr + 1);
+    open_records(read_mode());
     RECORD.IINP(0) = 1;
-    RECORD.l_IINP(0) = 1;
     RECORD.FINP(nr + 1) = DIRECTIVES.RMISS;
+}
+
+void release_record() {
+    for (DataFile& file : UNITS.data) file.records.close();
+    RECORD = DataRecord();
 }
 
 int32_t read_raw_record(ReadMode mode, bool count) {
     // Records without a column would never end.
     if (DIRECTIVES.NI + DIRECTIVES.NR == 0) return kEndOfData;
-    if (mode == ReadMode::one_binary) return read_binary(false, count);
-    if (mode == ReadMode::two_binary) return read_binary(true, count);
-    int32_t status = mode == ReadMode::one_text ? read_one_text(count) : read_two_texts(count);
-    if (status == kRecordRead) bring_into_range(count);
-    return status;
+    switch (mode) {
+        case ReadMode::one_text:
+            return read_text_record(1, count);
+        case ReadMode::two_text:
+            return read_text_record(2, count);
+        case ReadMode::one_binary:
+            return read_framed_record(1, count);
+        default:
+            return read_framed_record(2, count);
+    }
 }
 
 void count_left_records(ReadMode mode) {
-    int64_t& first = INTAKE.file[0].n_left;
-    int64_t& second = INTAKE.file[1].n_left;
-    if (mode == ReadMode::two_text) {
-        while (DIRECTIVES.NI > 0 && read_integers(false) == kRecordRead) ++first;
-        while (DIRECTIVES.NR > 0 && read_reals(false) == kRecordRead) ++second;
-    }
-    if (mode == ReadMode::two_binary) {
-        while (read_framed(UNITS.data_records_1, {}, {}) == kRecordRead) ++first;
-        while (read_framed(UNITS.data_records_2, {}, {}) == kRecordRead) ++second;
+    if (mode != ReadMode::two_text && mode != ReadMode::two_binary) return;
+    for (int k = 0; k < 2; ++k) {
+        const bool is_read = mode == ReadMode::two_binary || UNITS.data[k].used_bytes() > 0;
+        while (is_read && UNITS.data[k].records.next() != nullptr) ++INTAKE.file[k].n_left;
     }
 }
 
 void rewind_data() {
     int status = 0;
-    for (TextInput* file : {&UNITS.data_text_1, &UNITS.data_text_2})
-        if (file->is_open() && status == 0) status = file->rewind();
-    for (RecordInput* file : {&UNITS.data_records_1, &UNITS.data_records_2})
-        if (file->is_open() && status == 0) status = file->rewind();
+    for (DataFile& file : UNITS.data) {
+        file.records.stop();
+        if (file.text.is_open() && status == 0) status = file.text.rewind();
+        if (file.framed.is_open() && status == 0) status = file.framed.rewind();
+    }
     if (status == 0) return;
     say("ERROR - The data file cannot be read a second time, status:%12d", status);
     stop_run();

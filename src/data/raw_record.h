@@ -17,8 +17,6 @@ namespace kve {
 struct DataRecord {
     Vec<int32_t, 0> IINP;    // 0..NI, IINP(0) is the constant 1, IINP(NI+1) always 0
     Vec<float> FINP;         // 1..NR, FINP(NR+1) always RMISS
-    Vec<int64_t, 0> l_IINP;  // 0..NI, as read from text
-    Vec<double> L_FINP;      // 1..NR, as read from text
     Vec<int8_t> L_FINP_MIS;  // 1..NR+1, not 0 when the value is present
 };
 
@@ -36,8 +34,9 @@ enum class ReadMode : int32_t { one_text = 1, one_binary = 2, two_text = 3, two_
 // first and the reals in the second.
 ReadMode read_mode();
 
-// RECORD, sized by NI and NR. A failure stops the run.
+// RECORD, sized by NI and NR, and the memory of records read ahead. A failure stops the run.
 void allocate_record();
+void release_record();
 
 // The next record into IINP(1..NI) and FINP(1..NR) of RECORD, and the status: kRecordRead,
 // kEndOfData, or above 0 for a failure (data/input_record.h). Text data are brought into the range

@@ -389,7 +389,7 @@ void finish_pass(RecodingPass& pass) {
     // Both files must be complete on disk whatever stops the run later.
     if (UNITS.RCDATA_I.flush() != 0) stop_not_written(UNITS.RCDATA_I.path());
     if (UNITS.RCDATA_R.flush() != 0) stop_not_written(UNITS.RCDATA_R.path());
-    RECORD = DataRecord();
+    release_record();
 }
 
 }  // namespace

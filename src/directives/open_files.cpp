@@ -77,16 +77,12 @@ void open_output_unit(Unit& unit, const char* file) {
 }
 
 void open_data() {
-    bool ascii = DIRECTIVES.data_format == kAscii;
-    bool two = DIRECTIVES.n_data_files == 2;
-    std::string_view first = DIRECTIVES.data_file[0].view();
-    std::string_view second = DIRECTIVES.data_file[1].view();
-    if (ascii) {
-        open_unit(UNITS.data_text_1, first);
-        if (two) open_unit(UNITS.data_text_2, second);
-    } else {
-        open_unit(UNITS.data_records_1, first);
-        if (two) open_unit(UNITS.data_records_2, second);
+    for (int k = 0; k < (DIRECTIVES.n_data_files == 2 ? 2 : 1); ++k) {
+        const std::string_view name = DIRECTIVES.data_file[k].view();
+        if (DIRECTIVES.data_format == kAscii)
+            open_unit(UNITS.data[k].text, name);
+        else
+            open_unit(UNITS.data[k].framed, name);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/input.h"
+#include "base/reading_ahead.h"
 #include "base/records.h"
 
 namespace kve {
@@ -36,23 +37,32 @@ class TextOutput {
     int error_ = 0;
 };
 
+// A file of the data, which holds all columns of a record or those of one kind.
+struct DataFile {
+    TextInput text;                       // ASCII
+    RecordInput framed;                   // BINARY
+    int32_t n_integers = 0, n_reals = 0;  // columns
+    ReadingAhead records;                 // of the one that is open
+
+    std::size_t used_bytes() const { return static_cast<std::size_t>(n_integers + n_reals) * 4; }
+};
+
 namespace state {
 
 struct Units {
-    TextInput data_text_1, data_text_2;          // data files, ASCII
-    RecordInput data_records_1, data_records_2;  // data files, BINARY
-    TextInput old_solutions;                     // old solutions
-    TextInput foreign_information;               // foreign information
-    TextOutput PEDDATA;                          // PEDDATA
-    TextOutput INBREED;                          // INBREED
-    TextInput model_text;                        // the model description
-    TextInput reduced_ranks;                     // KVE1.reduce
-    RecordOutput RCDATA_I;                       // RCDATA_I
-    RecordOutput RCDATA_R;                       // RCDATA_R
-    RecordOutput MODINF;                         // MODINF
-    RecordOutput CODE_TABLE;                     // CODE_TABLE
-    RecordOutput oldsol;                         // oldsol
-    RecordOutput RC_F_INFO;                      // RC_F_INFO
+    DataFile data[2];
+    TextInput old_solutions;        // old solutions
+    TextInput foreign_information;  // foreign information
+    TextOutput PEDDATA;             // PEDDATA
+    TextOutput INBREED;             // INBREED
+    TextInput model_text;           // the model description
+    TextInput reduced_ranks;        // KVE1.reduce
+    RecordOutput RCDATA_I;          // RCDATA_I
+    RecordOutput RCDATA_R;          // RCDATA_R
+    RecordOutput MODINF;            // MODINF
+    RecordOutput CODE_TABLE;        // CODE_TABLE
+    RecordOutput oldsol;            // oldsol
+    RecordOutput RC_F_INFO;         // RC_F_INFO
 };
 
 // Not constinit, like the other globals that hold a std::string: its constructor is no constant

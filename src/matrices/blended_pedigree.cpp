@@ -77,7 +77,7 @@ void read_typed_animals(TypedAnimals& typed) {
     const RMatrix& r = RMAT(typed.factor);
     const std::string name = r.rel_file2.string();
     ElementFile file;
-    if (file.open(name, static_cast<DataFormat>(r.rel_format)) != 0)
+    if (file.open(name, static_cast<DataFormat>(r.rel_format), 1) != 0)
         stop_blended_file("ERROR opening file with ID's of typed animals for random effect",
                           typed.factor);
     int32_t id;

@@ -4,10 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "base/input.h"
+#include "base/reading_ahead.h"
 #include "base/records.h"
 #include "directives/directives.h"
 
@@ -28,8 +30,8 @@ struct DecimalCommas {
     int64_t first = 0;  // number of the first such record
 };
 
-enum class FileAnswer {
-    record,
+enum class FileAnswer : int32_t {
+    record = 0,
     end,
     failure,  // not to be read on; `offending` tells
 };
@@ -42,11 +44,11 @@ enum class FileAnswer {
 // one the front counts.
 class ElementFile {
  public:
-    // 0 or the system's error number.
-    [[nodiscard]] int open(const std::string& path, DataFormat format);
+    // A file of elements, or of IDs with n_ids of them in a record. 0 or the system's error number.
+    [[nodiscard]] int open(const std::string& path, DataFormat format, int32_t n_ids = 0);
 
     [[nodiscard]] FileAnswer read(MatrixElement& element);
-    // A record of as many IDs as there is room for.
+    // A record of n_ids IDs.
     [[nodiscard]] FileAnswer read(std::span<int32_t> ids);
 
     // After a failure: of a text the item that could not be read with the rest of its line, at most
@@ -54,23 +56,29 @@ class ElementFile {
     // wrong with the record. A read that the system refused gives the system's words.
     std::string offending();
     bool is_binary() const { return format_ != kAscii; }
-    // The system's error number of a read that it refused, 0 while all is well.
-    int system_error() const { return is_binary() ? framed_.error() : text_.error(); }
+    // The system's error number of a failure that is a read which it refused, else 0.
+    int system_error() const;
     int64_t n_read() const { return n_read_; }  // records, the one that fails among them
     DecimalCommas decimal_commas() const { return commas_; }
 
  private:
+    static int32_t make_text_element(void* self, void* to);
+    static int32_t make_text_ids(void* self, void* to);
+    static int32_t make_framed(void* self, void* to);
     FileAnswer read_id(int32_t& id, bool is_first);
     FileAnswer read_text_ids(std::span<int32_t> ids);
-    FileAnswer read_framed(std::span<std::byte> body);
+    const void* next_record();  // null when there is none: answer_ tells
 
     TextInput text_;
     RecordInput framed_;
     DataFormat format_ = kNoFormat;
+    std::size_t n_ids_ = 0;
+    std::size_t record_bytes_ = 0;
     int64_t n_read_ = 0;
-    std::size_t bytes_asked_ = 0;  // of a binary record
+    FileAnswer answer_ = FileAnswer::end;  // the last one
     DecimalCommas commas_{};
-    std::string too_large_{};  // an ID outside 32 bits, which has been passed
+    std::optional<int64_t> too_large_{};  // an ID outside 32 bits, which has been passed
+    ReadingAhead records_;
 };
 
 }  // namespace kve

@@ -11,6 +11,7 @@
 
 #include "base/arrays.h"
 #include "base/input.h"
+#include "base/reading_ahead.h"
 #include "base/records.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -57,6 +58,7 @@ struct PedigreeFile {
     bool ascii;
     TextInput text;
     RecordInput framed;
+    ReadingAhead records{};
     int64_t n_read = 0;   // records, the one that fails among them
     int64_t n_taken = 0;  // records that have been judged
     bool is_announced = false;
@@ -66,10 +68,31 @@ struct PedigreeFile {
     bool reports() const { return int64_t{errors} + duplicates <= kMostReports; }
 };
 
+// Values of a text are 64 bits wide, so that one beyond the range is counted and not refused.
+using WideRecord = std::array<int64_t, kColumns>;
+using FramedRecord = std::array<int32_t, kColumns>;
+
+int32_t make_text_record(void* source, void* to) {
+    TextInput& text = static_cast<PedigreeFile*>(source)->text;
+    text.begin_record();
+    const int32_t status = read_list(text, static_cast<WideRecord*>(to)->data(), kColumns, true);
+    if (status == kRecordRead) text.skip_line();
+    return status;
+}
+
+int32_t make_framed_record(void* source, void* to) {
+    RecordInput& framed = static_cast<PedigreeFile*>(source)->framed;
+    FramedRecord& record = *static_cast<FramedRecord*>(to);
+    return framed_status(framed, framed.read_record(std::as_writable_bytes(std::span(record))));
+}
+
 void open_pedigree(PedigreeFile& file) {
     const FileName& name = RMAT(file.factor).rel_file;
     const int status = file.ascii ? file.text.open(name.string()) : file.framed.open(name.string());
     if (status != 0) stop_pedigree_not_opened(file.factor, name);
+    check_allocated(file.ascii ? file.records.open(make_text_record, &file, sizeof(WideRecord))
+                               : file.records.open(make_framed_record, &file, sizeof(FramedRecord)),
+                    "PEDIGREE", "RECORDS", kColumns);
 }
 
 // About as many records as the file has, so that the index need not grow; of a file that can be no
@@ -84,23 +107,18 @@ int64_t estimate_records(const PedigreeFile& file) {
     return std::min(static_cast<int64_t>(bytes) / bytes_each, kMost);
 }
 
-// Values of a text are 64 bits wide, so that one beyond the range is counted and not refused.
-int32_t read_text_record(PedigreeFile& file, std::span<int32_t, kColumns> values) {
-    int64_t wide[kColumns];
-    file.text.begin_record();
-    const int32_t status = read_list(file.text, wide, kColumns, true);
-    if (status != kRecordRead) return status;
-    file.text.skip_line();
+FramedRecord bring_into_range(PedigreeFile& file, const WideRecord& wide) {
+    FramedRecord values;
     for (std::size_t k = 0; k < kColumns; ++k) {
         const bool fits = wide[k] >= -int64_t{kLargest} && wide[k] <= kLargest;
         values[k] = fits ? static_cast<int32_t>(wide[k]) : 0;
         if (!fits) ++file.out_of_range[k];
     }
-    return kRecordRead;
+    return values;
 }
 
 // Without phantom parent groups a negative parent code is an unknown parent.
-PedigreeRecord record_of(std::span<const int32_t, kColumns> values, bool groups) {
+PedigreeRecord record_of(const FramedRecord& values, bool groups) {
     PedigreeRecord record{values[0], values[1], values[2], values[3]};
     if (!groups && record.sire < 0) record.sire = 0;
     if (!groups && record.dam < 0) record.dam = 0;
@@ -108,13 +126,14 @@ PedigreeRecord record_of(std::span<const int32_t, kColumns> values, bool groups)
 }
 
 int32_t read_pedigree_record(PedigreeFile& file, bool groups, PedigreeRecord& record) {
-    std::array<int32_t, kColumns> values{};
-    const int32_t status =
-        file.ascii ? read_text_record(file, values) : read_framed(file.framed, values, {});
-    if (status == kEndOfData) return status;
+    const void* next = file.records.next();
+    if (next == nullptr && file.records.status() == kEndOfData) return kEndOfData;
     ++file.n_read;
-    if (status == kRecordRead) record = record_of(values, groups);
-    return status;
+    if (next == nullptr) return file.records.status();
+    record = record_of(file.ascii ? bring_into_range(file, *static_cast<const WideRecord*>(next))
+                                  : *static_cast<const FramedRecord*>(next),
+                       groups);
+    return kRecordRead;
 }
 
 // Why a record is left out; null for a good one.

@@ -76,11 +76,11 @@ TEST_F(ElementFileTest, BinaryAndRecordsOfIds) {
                   "both sides");
     int32_t ids[2];
     ElementFile file;
-    ASSERT_EQ(file.open("elements", kBinaryFile), 0);
+    ASSERT_EQ(file.open("elements", kBinaryFile, 1), 0);
     EXPECT_EQ(file.read(std::span(ids).first(1)), FileAnswer::record);
     EXPECT_EQ(ids[0], 1);
     std::ofstream("ids") << "1 2 x\n3\n4\n5";
-    ASSERT_EQ(file.open("ids", kAscii), 0);
+    ASSERT_EQ(file.open("ids", kAscii, 2), 0);
     EXPECT_EQ(file.read(ids), FileAnswer::record);
     EXPECT_EQ(file.read(ids), FileAnswer::record);
     EXPECT_EQ(ids[1], 4);

@@ -139,7 +139,7 @@ TEST_F(Passes, AgreeWithASlowCount) {
             if ((usable & traits) != 0 && row.i[column] > 0) ++trees[tree][row.i[column]];
     }
     data.close();
-    ASSERT_EQ(UNITS.data_text_1.open("data"), 0);
+    ASSERT_EQ(UNITS.data[0].text.open("data"), 0);
     KVEFP1();
 
     EXPECT_EQ(INTAKE.NREC, 4000);

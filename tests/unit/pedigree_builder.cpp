@@ -87,7 +87,8 @@ Elements elements_of(const char* file) {
     RecordInput in;
     EXPECT_EQ(in.open(file), 0);
     std::array<int32_t, 4> words;
-    for (std::pair last(0, 0); in.read_record(words, {}) == RecordInput::Record::ok;) {
+    for (std::pair last(0, 0);
+         in.read_record(std::as_writable_bytes(std::span(words))) == RecordInput::Record::ok;) {
         const std::pair place(words[1], words[0]);
         EXPECT_TRUE(std::exchange(last, place) < place && 1 <= words[0] && words[0] <= words[1]);
         std::memcpy(&all[place], &words[2], sizeof(double));

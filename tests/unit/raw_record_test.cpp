@@ -15,12 +15,12 @@ struct ReadBack {
     int32_t status = kRecordRead;
 };
 
-void begin_data(int32_t ni, int32_t nr, DataFormat format) {
+void begin_data(int32_t ni, int32_t nr, DataFormat format, int32_t n_files = 1) {
     DIRECTIVES.NI = ni;
     DIRECTIVES.NR = nr;
     DIRECTIVES.RMISS = kMissing;
     DIRECTIVES.data_format = format;
-    DIRECTIVES.n_data_files = 1;
+    DIRECTIVES.n_data_files = n_files;
     allocate_record();
     ASSERT_EQ(INTAKE.NI_OOR.allocate(ni + 1) + INTAKE.NR_OOR.allocate(nr), 0);
 }
@@ -39,8 +39,8 @@ ReadBack read_to_end(bool count = true) {
 ReadBack read(DataFormat format, const std::string& bytes, int32_t ni = 1, int32_t nr = 1) {
     begin_data(ni, nr, format);
     std::ofstream("data", std::ios::binary) << bytes;
-    EXPECT_EQ(format == kAscii ? UNITS.data_text_1.open("data") : UNITS.data_records_1.open("data"),
-              0);
+    DataFile& file = UNITS.data[0];
+    EXPECT_EQ(format == kAscii ? file.text.open("data") : file.framed.open("data"), 0);
     return read_to_end();
 }
 ReadBack read_text(const std::string& text) { return read(kAscii, text); }
@@ -119,11 +119,10 @@ TEST_F(RawRecord, FramedRecordsMayBeLongerButNeverShorter) {
 }
 
 TEST_F(RawRecord, TwoFilesEndWithTheSecondOne) {
-    begin_data(2, 1, kAscii);
-    DIRECTIVES.n_data_files = 2;
+    begin_data(2, 1, kAscii, 2);
     std::ofstream("integers") << "1 2 x\n3\n4\n5 6\n";
     std::ofstream("reals") << "7 x\n8\n";
-    ASSERT_EQ(UNITS.data_text_1.open("integers") + UNITS.data_text_2.open("reals"), 0);
+    ASSERT_EQ(UNITS.data[0].text.open("integers") + UNITS.data[1].text.open("reals"), 0);
     const ReadBack back = read_to_end();
     EXPECT_EQ(back.rows, (Rows{{1, 2, 7}, {3, 4, 8}}));
     EXPECT_EQ(back.status, kEndOfData);
