@@ -18,7 +18,8 @@ install_missing() {
     fi
 }
 
-install_missing g++ cmake ninja-build libopenblas-serial-dev libgtest-dev clang-format python3
+install_missing g++ cmake ninja-build libopenblas-serial-dev libgtest-dev clang-format python3 \
+    libcli11-dev libfmt-dev nlohmann-json3-dev
 
 # configure_and_build PRESET, one of CMakePresets.json: into build/PRESET.
 configure_and_build() {

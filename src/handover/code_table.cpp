@@ -8,7 +8,7 @@
 #include "base/records.h"
 #include "base/state.h"
 #include "data/factors.h"
-#include "directives/directives.h"
+#include "handover/code_table_lists.h"
 #include "listing/stop.h"
 #include "listing/units.h"
 #include "model/model_records.h"
@@ -19,7 +19,6 @@ namespace kve {
 READS(FACTORS);
 READS(IDL);
 READS(IFL);
-READS(KVEINT);
 READS(MODEL);
 READS(RMAT);
 WRITES(UNITS);
@@ -45,23 +44,18 @@ void write_animals(const Vec<int32_t>& rows) {
     }
 }
 
-void write_random_factor(int32_t k) {
-    const RMatrix& r = RMAT(k);
-    if (r.structure == Structure::I || r.structure == Structure::COR ||
-        r.structure == Structure::GREL)
-        write_levels(FACTORS.ITOPRS(k));
-    if (has_pedigree(r.structure)) write_animals(FACTORS.ANIMAL_LIST(k));
-    if (r.structure == Structure::DOM) write_animals(FACTORS.ANIMAL_LIST(r.ass_rf));
-    // ABS_QTL: its levels are those of the pedigree factor, which stand there.
-}
+struct Writer {
+    void fixed_levels(int32_t i, int32_t j) { write_levels(FACTORS.HEAD_EF(i, j)); }
+    void random_levels(int32_t k) { write_levels(FACTORS.ITOPRS(k)); }
+    void animals(int32_t, int32_t owner) { write_animals(FACTORS.ANIMAL_LIST(owner)); }
+    void residual_groups() { write_levels(FACTORS.HEAD_GRP); }
+};
 
 }  // namespace
 
 void write_code_table() {
-    for (int32_t i = 1; i <= KVEINT.nt; ++i)
-        for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j) write_levels(FACTORS.HEAD_EF(i, j));
-    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) write_random_factor(k);
-    if (residual_of(RMAT).structure == Structure::GROUP) write_levels(FACTORS.HEAD_GRP);
+    Writer file;
+    describe_code_table(file, MODEL, RMAT);
     if (CODE_TABLE.close() != 0) stop_not_written("CODE_TABLE");
 }
 

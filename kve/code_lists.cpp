@@ -1,0 +1,110 @@
+#include "code_lists.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "failure.h"
+#include "handover/code_table_lists.h"
+
+namespace kve::companion {
+
+namespace {
+
+struct Collector {
+    const RunFolder& run;
+    std::vector<CodeList>& lists;
+
+    void fixed_levels(int32_t i, int32_t j) {
+        const Model& m = run.trait(i);
+        const std::string name = m.f_ef_name(j).string();
+        lists.push_back({.kind = CodeList::fixed,
+                         .trait = i,
+                         .effect = j,
+                         .n_levels = run.run().NLEV(i, j),
+                         .label = fmt::format("{}:{}", m.trait_name.view(), name),
+                         .name = name});
+    }
+    void random_levels(int32_t k) { add_factor(CodeList::random, k, 0); }
+    void animals(int32_t k, int32_t owner) { add_factor(CodeList::animals, k, owner); }
+    void residual_groups() {
+        const RMatrix& r = run.residual();
+        lists.push_back({.kind = CodeList::groups,
+                         .n_levels = r.grp_nlev,
+                         .label = "residual",
+                         .name = r.grp_name.string()});
+    }
+
+ private:
+    void add_factor(CodeList::Kind kind, int32_t k, int32_t owner) {
+        lists.push_back({.kind = kind,
+                         .factor = k,
+                         .owner = owner,
+                         .n_levels = run.run().NRALEV(k),
+                         .label = std::to_string(k),
+                         .name = run.factor_name(k)});
+    }
+};
+
+}  // namespace
+
+std::vector<CodeList> lists_of(const RunFolder& run) {
+    std::vector<CodeList> lists;
+    Collector collector{run, lists};
+    describe_code_table(collector, run.traits(), run.matrices());
+    return lists;
+}
+
+std::size_t list_of_factor(const RunFolder& run, const std::vector<CodeList>& lists, int32_t k) {
+    const RMatrix& r = run.factor(k);
+    const int32_t owner = r.structure == Structure::ABS_QTL ? r.ass_rf : k;
+    const auto found = std::ranges::find(lists, owner, &CodeList::factor);
+    return static_cast<std::size_t>(found - lists.begin());
+}
+
+Code CodeFile::read(const CodeList& list) {
+    if (list.kind != CodeList::animals) {
+        std::array<int32_t, 6> level;  // LevelRow without its mark
+        file_.expect(level);
+        return {level[0], level[1], level[2], level[3], 0, 0, 0, 0};
+    }
+    AnimalRow a;
+    file_.expect(a);
+    return {a.next, a.key, a.n_obs, a.level, a.sort, a.sire, a.dam, a.n_desc};
+}
+
+void CodeFile::expect_end() {
+    std::array<int32_t, 6> more;
+    if (file_.next(more)) file_.refuse("more levels than MODINF tells");
+}
+
+std::vector<std::vector<int32_t>> read_identities(const RunFolder& run,
+                                                  const std::vector<CodeList>& lists,
+                                                  const std::vector<bool>& is_wanted) {
+    std::vector<std::vector<int32_t>> identities(lists.size());
+    CodeFile file(run);
+    const auto last = std::find(is_wanted.rbegin(), is_wanted.rend(), true);
+    const std::size_t n_lists = static_cast<std::size_t>(is_wanted.rend() - last);
+    // A level takes at least this much of the file, so that a false count is seen here.
+    constexpr uintmax_t kBytes = 32;
+    uintmax_t room = bytes_of_file(run.path() / "CODE_TABLE");
+    for (std::size_t l = 0; l < n_lists; ++l) {
+        const auto n = static_cast<std::size_t>(lists[l].n_levels);
+        if (n > room / kBytes) file.refuse("fewer levels than MODINF tells");
+        room -= n * kBytes;
+        if (!is_wanted[l]) {
+            file.skip(lists[l]);
+            continue;
+        }
+        identities[l].resize(n + 1);
+        for (std::size_t j = 1; j <= n; ++j) {
+            const Code code = file.read(lists[l]);
+            if (code.level < 1 || code.level > lists[l].n_levels)
+                file.refuse(fmt::format("level {} outside 1 to {}", code.level, n));
+            identities[l][static_cast<std::size_t>(code.level)] = code.identity;
+        }
+    }
+    return identities;
+}
+
+}  // namespace kve::companion

@@ -1,0 +1,26 @@
+// The commands. Each adds itself to the command line; what it returns is called when the user has
+// asked for it, and gives the exit status.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+
+namespace kve::companion {
+
+using Command = std::function<int()>;
+
+Command add_summary(CLI::App& app);
+Command add_levels(CLI::App& app);
+Command add_records(CLI::App& app);
+Command add_matrix(CLI::App& app);
+Command add_verify(CLI::App& app);
+
+// What all commands have.
+struct CommonOptions {
+    std::string folder;
+    std::string output;
+};
+void add_common(CLI::App& command, CommonOptions& options);
+
+}  // namespace kve::companion

@@ -1,0 +1,87 @@
+// kve: what KVE1 left, in forms that people and other programs read. It never writes to the files
+// of a run.
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+#include "commands.h"
+#include "failure.h"
+#include "run_folder.h"
+
+namespace kve::companion {
+
+namespace {
+
+// Data go anywhere but into the files that they come from.
+std::string refuse_run_file(const std::string& output, const std::string& folder) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored))
+        if (is_name_of_run_file(entry.path().filename().string()) &&
+            fs::equivalent(entry.path(), output, ignored))
+            return fmt::format("-o {}: a file of the run", output);
+    return {};
+}
+
+int run_command(const Command& command) {
+    try {
+        return command();
+    } catch (const Failure& failure) {
+        fmt::print(stderr, "kve: {}\n", failure.what());
+        return failure.status;
+    } catch (const ClosedPipe&) {
+        return kGood;
+    } catch (const std::bad_alloc&) {
+        fmt::print(stderr, "kve: there is not enough memory\n");
+        return kUnreadable;
+    }
+}
+
+int run_program(int argc, char** argv) {
+    CLI::App app("Shows what KVE1 left in the folder DIR of a run.", "kve");
+    app.set_version_flag("--version", "kve " KVE_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "kve COMMAND --help tells more and has an example.\n"
+        "Exit status: 0 good, 1 verify found something, 2 wrong use, 3 a file that cannot be "
+        "read or written.");
+    std::vector<std::pair<CLI::App*, Command>> commands;
+    for (auto* add : {add_summary, add_levels, add_records, add_matrix, add_verify}) {
+        Command command = add(app);
+        commands.emplace_back(app.get_subcommands({}).back(), std::move(command));
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return app.exit(error);
+        fmt::print(stderr, "kve: {}\nkve --help tells more\n", error.what());
+        return kUsage;
+    }
+    for (const auto& [parsed, command] : commands)
+        if (parsed->parsed()) return run_command(command);
+    return kUsage;
+}
+
+}  // namespace
+
+void add_common(CLI::App& command, CommonOptions& options) {
+    command.add_option("DIR", options.folder, "the folder in which KVE1 ran")->required();
+    command.add_option("-o,--output", options.output, "a file in place of standard output")
+        ->type_name("FILE");
+    command.final_callback([&options] {
+        const std::string fault = refuse_run_file(options.output, options.folder);
+        if (!options.output.empty() && !fault.empty()) throw CLI::ValidationError(fault);
+    });
+}
+
+}  // namespace kve::companion
+
+int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // a write tells
+    return kve::companion::run_program(argc, argv);
+}

@@ -1,0 +1,144 @@
+// kve matrix: a relationship matrix in forms that other programs read.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "code_lists.h"
+#include "commands.h"
+#include "failure.h"
+#include "matrix_file.h"
+#include "output.h"
+#include "run_folder.h"
+
+namespace kve::companion {
+
+namespace {
+
+struct Options : CommonOptions {
+    std::string name;
+    std::string format;
+    bool original = false, summary = false;
+};
+
+RunFile find_matrix(const RunFolder& run, const std::string& name) {
+    std::string known;
+    for (const RunFile& file : run.promised_files()) {
+        if (file.kind != FileKind::matrix) continue;
+        if (file.name == name) return file;
+        known += " " + file.name;
+    }
+    throw Failure(kUsage, fmt::format("{}: the run has no matrix {}; it has:{}",
+                                      run.path().string(), name, known.empty() ? " none" : known));
+}
+
+class Elements {
+ public:
+    Elements(const RunFolder& run, const RunFile& file, bool original) : from_(run, file) {
+        if (!original) return;
+        const std::vector<CodeList> lists = lists_of(run);
+        const std::size_t own = list_of_factor(run, lists, file.factor);
+        std::vector<bool> is_wanted(lists.size());
+        is_wanted[own] = true;
+        identities_ = std::move(read_identities(run, lists, is_wanted)[own]);
+    }
+
+    MatrixFile& from() { return from_; }
+
+    void put_all(Output& out) {
+        Element e;
+        while (from_.next(e)) {
+            if (from_.is_outside(e) || e.column > e.row) refuse_element(e);
+            out.put(identity_of(e.row));
+            out.put(' ');
+            out.put(identity_of(e.column));
+            out.put(' ');
+            out.put(texts_(e.value));
+            out.put('\n');
+        }
+    }
+
+ private:
+    int32_t identity_of(int32_t level) const {
+        return identities_.empty() ? level : identities_[static_cast<std::size_t>(level)];
+    }
+    [[noreturn]] void refuse_element(const Element& e) const {
+        from_.refuse(fmt::format("row {}, column {} are not of the lower triangle of {} levels",
+                                 e.row, e.column, from_.order));
+    }
+
+    MatrixFile from_;
+    std::vector<int32_t> identities_;
+    RealTexts<double> texts_;
+};
+
+int show_summary(const Options& options, const RunFolder& run, const RunFile& file) {
+    MatrixFile from(run, file);
+    MatrixSummary s(from.order);
+    for (Element e; from.next(e);) s.add(e);
+    s.finish();
+    Output out(options.output);
+    out.put(fmt::format("matrix                  {} of random factor {}, {}\n", file.name,
+                        file.factor, run.factor_name(file.factor)));
+    out.put(fmt::format("order                   {}\n", from.order));
+    out.put(fmt::format("elements                {}\n", s.n_elements));
+    out.put(
+        fmt::format("longest row             {} elements in row {}\n", s.longest, s.longest_row));
+    if (s.n_diagonals > 0)
+        out.put(fmt::format("diagonal                {} to {}\n", s.smallest, s.largest));
+    out.put(fmt::format("rows without diagonal   {}\n", s.n_without_diagonal()));
+    out.put(fmt::format("outside the levels      {}\n", s.n_outside));
+    if (s.n_above > 0) out.put(fmt::format("above the diagonal      {}\n", s.n_above));
+    if (s.n_unordered > 0) out.put(fmt::format("out of order            {}\n", s.n_unordered));
+    out.finish();
+    return kGood;
+}
+
+int show_matrix(const Options& options) {
+    const RunFolder run(options.folder);
+    const RunFile file = find_matrix(run, options.name);
+    if (options.summary) return show_summary(options, run, file);
+    const bool is_mtx = options.format == "mtx" || (options.format.empty() && !options.original);
+    if (is_mtx && options.original)
+        throw Failure(kUsage,
+                      "--original goes with --format text: rows of a Matrix Market file are "
+                      "numbered from 1");
+    Elements elements(run, file, options.original);
+    Output out(options.output);
+    if (is_mtx)
+        out.put(
+            fmt::format("%%MatrixMarket matrix coordinate real symmetric\n"
+                        "% {} of random factor {}, {}: rows are levels of CODE_TABLE\n"
+                        "{} {} {}\n",
+                        file.name, file.factor, run.factor_name(file.factor), elements.from().order,
+                        elements.from().order, elements.from().n_elements()));
+    elements.put_all(out);
+    out.finish();
+    return kGood;
+}
+
+}  // namespace
+
+Command add_matrix(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("matrix", "a relationship matrix or its inverse");
+    add_common(*command, *options);
+    command->add_option("NAME", options->name, "AINV1, AINV_RAM1, PGMIX1, COR1, DOM1, IBD1, GINV1")
+        ->required();
+    command
+        ->add_option("--format", options->format,
+                     "mtx: Matrix Market, symmetric, the lower triangle; text: row, column and "
+                     "value without a header")
+        ->check(CLI::IsMember({"mtx", "text"}));
+    command->add_flag("--original", options->original,
+                      "identities in place of level numbers, as text");
+    command->add_flag("--summary", options->summary,
+                      "what the matrix is like, and not its elements");
+    command->footer(
+        "Values have all their digits.\n\nExample: the inverse relationships of animals, "
+        "for scipy.io.mmread or Matrix::readMM\n"
+        "  kve matrix out/dairy AINV1 -o ainv.mtx");
+    return [options] { return show_matrix(*options); };
+}
+
+}  // namespace kve::companion

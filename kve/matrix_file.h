@@ -1,0 +1,62 @@
+// The files of relationship matrices: elements of the lower triangle.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "record_file.h"
+#include "run_folder.h"
+
+namespace kve::companion {
+
+struct Element {
+    int32_t column, row;  // levels
+    double value;
+};
+static_assert(sizeof(Element) == 16);
+inline constexpr uintmax_t kElementBytes = sizeof(Element) + 8;  // with its frame
+
+class MatrixFile {
+ public:
+    // `order` is the number of levels of its factor.
+    MatrixFile(const RunFolder& run, const RunFile& file)
+        : order(run.run().NRALEV(file.factor)), file_(run.path(), file.name) {
+        if (file_.bytes() % kElementBytes != 0) file_.refuse("the file ends within a record");
+    }
+
+    bool next(Element& element) { return file_.next(element); }
+    bool is_outside(const Element& e) const {
+        return e.row < 1 || e.row > order || e.column < 1 || e.column > order;
+    }
+    uintmax_t n_elements() const { return file_.bytes() / kElementBytes; }
+    [[noreturn]] void refuse(const std::string& words) const { file_.refuse(words); }
+
+    int64_t order;
+
+ private:
+    RecordFile file_;
+};
+
+// What can be told of a matrix when its elements have passed by in order.
+class MatrixSummary {
+ public:
+    explicit MatrixSummary(int64_t order) : order_(order) {}
+    void add(const Element& e);
+    void finish() { end_row(); }
+
+    int64_t order_;
+    int64_t n_elements = 0, n_outside = 0, n_above = 0, n_unordered = 0;
+    int64_t longest = 0, n_diagonals = 0;
+    int32_t longest_row = 0;
+    double smallest = 0.0, largest = 0.0;  // of the diagonal
+    int64_t n_without_diagonal() const { return order_ - n_diagonals; }
+
+ private:
+    void end_row();
+
+    Element last_{0, 0, 0.0};
+    int64_t n_in_row_ = 0;
+};
+
+}  // namespace kve::companion

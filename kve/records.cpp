@@ -1,0 +1,175 @@
+// kve records: the recoded data as a table.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "code_lists.h"
+#include "commands.h"
+#include "data_columns.h"
+#include "data_file.h"
+#include "failure.h"
+#include "output.h"
+#include "run_folder.h"
+#include "table_text.h"
+
+namespace kve::companion {
+
+namespace {
+
+struct Options : CommonOptions {
+    bool original = false, tsv = false;
+    std::vector<std::string> columns;
+    std::string trait;
+    std::optional<int64_t> first;
+    std::optional<float> missing;
+
+    char separator() const { return tsv ? '\t' : ','; }
+    bool is_missing(float value) const { return missing && value <= *missing; }
+};
+
+std::vector<DataColumn> choose_columns(const Options& options, std::vector<DataColumn> all) {
+    if (options.columns.empty()) return all;
+    std::vector<DataColumn> chosen;
+    for (const std::string& name : options.columns) {
+        const auto found = std::ranges::find(all, name, &DataColumn::name);
+        if (found == all.end()) {
+            std::string known;
+            for (const DataColumn& column : all) known += " " + column.name;
+            throw Failure(
+                kUsage, fmt::format("{}: no column {}; there are:{}", options.folder, name, known));
+        }
+        chosen.push_back(*found);
+    }
+    return chosen;
+}
+
+class Table {
+ public:
+    Table(const Options& options, const RunFolder& run)
+        : options_(options),
+          run_(run),
+          lists_(lists_of(run)),
+          trait_(options.trait.empty() ? 0 : find_trait(run, options.trait)),
+          columns_(choose_columns(options, data_columns(run, lists_, trait_))),
+          out_(options.output) {
+        if (!options.original) return;
+        std::vector<bool> is_wanted(lists_.size());
+        for (const DataColumn& column : columns_)
+            if (has_list(column)) is_wanted[column.list] = true;
+        if (std::ranges::count(is_wanted, true) > 0)
+            identities_ = read_identities(run, lists_, is_wanted);
+    }
+
+    void put_all() {
+        put_header();
+        DataFile data(run_);
+        for (int64_t n = 0; (!options_.first || n < *options_.first) && data.next();)
+            if (trait_ == 0 || is_used(data, trait_)) {
+                put_record(data);
+                ++n;
+            }
+        out_.finish();
+    }
+
+ private:
+    static bool has_list(const DataColumn& column) {
+        return column.kind == DataColumn::level || column.kind == DataColumn::group;
+    }
+
+    bool is_used(const DataFile& data, int32_t trait) const {
+        const Usable told = data.usable(trait);
+        return told == Usable::yes ||
+               (told == Usable::not_told &&
+                !options_.is_missing(data.real(run_.trait(trait).trait_rci)));
+    }
+
+    void put_header() {
+        for (std::size_t c = 0; c < columns_.size(); ++c) {
+            if (c > 0) out_.put(options_.separator());
+            out_.put(std::string_view(table_field(columns_[c].name, options_.separator())));
+        }
+        out_.put('\n');
+    }
+
+    void put_record(const DataFile& data) {
+        bool is_first = true;
+        for (const DataColumn& column : columns_) {
+            if (!std::exchange(is_first, false)) out_.put(options_.separator());
+            if (column.is_real())
+                put_real(data, column);
+            else
+                put_integer(data, column);
+        }
+        out_.put('\n');
+    }
+
+    void put_real(const DataFile& data, const DataColumn& column) {
+        const float value = data.real(column.position);
+        if (options_.is_missing(value)) return;
+        if (column.kind == DataColumn::dependent && !is_used(data, column.trait)) return;
+        out_.put(texts_(value));
+    }
+
+    void put_integer(const DataFile& data, const DataColumn& column) {
+        const int32_t value = data.integer(column.position);
+        if (!has_list(column)) return out_.put(value);
+        if (value == 0) return;
+        if (!options_.original) return out_.put(value);
+        const std::vector<int32_t>& identities = identities_[column.list];
+        if (value < 1 || static_cast<std::size_t>(value) >= identities.size())
+            data.refuse(fmt::format("{}: level {} is not in CODE_TABLE", column.name, value));
+        out_.put(identities[static_cast<std::size_t>(value)]);
+    }
+
+    const Options& options_;
+    const RunFolder& run_;
+    std::vector<CodeList> lists_;
+    int32_t trait_;
+    std::vector<DataColumn> columns_;
+    std::vector<std::vector<int32_t>> identities_;  // by list and level
+    Output out_;
+    RealTexts<float> texts_;
+};
+
+int show_records(const Options& options) {
+    const RunFolder run(options.folder);
+    Table(options, run).put_all();
+    return kGood;
+}
+
+}  // namespace
+
+Command add_records(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("records", "the recoded data, CSV");
+    add_common(*command, *options);
+    command->add_flag("--original", options->original,
+                      "identities of the data in place of level numbers");
+    command->add_option("--columns", options->columns, "these columns in this order")
+        ->delimiter(',')
+        ->type_name("NAME,...");
+    command->add_option("--trait", options->trait,
+                        "the columns of one trait, and the records in which it is used");
+    command->add_option("--first", options->first, "so many records")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("N");
+    command
+        ->add_option("--missing", options->missing,
+                     "the missing value code of $DATA: reals at or below it are empty")
+        ->type_name("CODE");
+    command->add_flag("--tsv", options->tsv, "tabs in place of commas");
+    command->footer(
+        "The header has the names of the directive file. Effects of the same name are told apart "
+        "by "
+        "trait (MILK:HERD) or random factor (2:COW). A level that the record does not have is "
+        "empty, and so is a trait that the analysis cannot use in the record, as far as its fixed "
+        "effects tell: give --missing for traits without them, and for covariables. Scaled traits "
+        "are shown scaled.\n\nExample: the first records as the user knows them\n"
+        "  kve records out/dairy --original --first 10");
+    return [options] { return show_records(*options); };
+}
+
+}  // namespace kve::companion

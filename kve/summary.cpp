@@ -1,0 +1,261 @@
+// kve summary: the analysis on one screen, or all of MODINF as JSON.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
+
+#include "code_lists.h"
+#include "commands.h"
+#include "directives/catalogue.h"
+#include "failure.h"
+#include "handover/model_information_fields.h"
+#include "output.h"
+#include "run_folder.h"
+
+namespace kve::companion {
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::ordered_json;
+
+struct Options : CommonOptions {
+    bool json = false;
+};
+
+// JSON
+
+ordered_json to_json(int8_t value) { return static_cast<int>(value); }
+ordered_json to_json(int32_t value) { return value; }
+ordered_json to_json(int64_t value) { return value; }
+ordered_json to_json(double value) { return value; }
+// With the digits that the number has as a real32.
+ordered_json to_json(float value) { return std::stod(fmt::format("{}", value)); }
+ordered_json to_json(logical4 value) { return static_cast<bool>(value); }
+ordered_json to_json(Structure value) { return structure_name(value); }
+template <int N>
+ordered_json to_json(const Text<N>& value) {
+    return value.view();
+}
+
+// An array as a list, a matrix as a list of its rows, a cube as a list of its layers.
+template <class T>
+ordered_json to_json(const T* values, const Extents& shape) {
+    ordered_json all = ordered_json::array();
+    const int64_t rows = shape.n[0], columns = shape.n[1];
+    if (shape.dimensions == 3) {
+        for (int64_t layer = 0; layer < shape.n[2]; ++layer)
+            all.push_back(to_json(values + layer * rows * columns, extents(rows, columns)));
+        return all;
+    }
+    for (int64_t i = 0; i < rows; ++i) {
+        if (shape.dimensions == 1) {
+            all.push_back(to_json(values[i]));
+            continue;
+        }
+        ordered_json row = ordered_json::array();
+        for (int64_t j = 0; j < columns; ++j) row.push_back(to_json(values[j * rows + i]));
+        all.push_back(std::move(row));
+    }
+    return all;
+}
+
+// The fields that a description shows, by their names.
+struct JsonFields {
+    ordered_json fields = ordered_json::object();
+
+    template <class... Parts>
+    void record(const Parts&... parts) {
+        (for_each_field(parts,
+                        [this](std::string_view name, const Extents& shape, const auto& item) {
+                            if constexpr (requires { item.data(); })
+                                fields[std::string(name)] = to_json(item.data(), shape);
+                            else
+                                fields[std::string(name)] = to_json(item);
+                        }),
+         ...);
+    }
+};
+
+ordered_json to_json(const RunFolder& run) {
+    ordered_json all;
+    JsonFields head, tail;
+    describe_head(head, run.run());
+    all["head"] = std::move(head.fields);
+    all["traits"] = ordered_json::array();
+    for (const Model& m : run.traits()) {
+        JsonFields trait;
+        describe_trait(trait, m);
+        all["traits"].push_back(std::move(trait.fields));
+    }
+    all["matrices"] = ordered_json::array();
+    for (const RMatrix& r : run.matrices()) {
+        JsonFields matrix;
+        describe_matrix(matrix, r, &r != &run.residual());
+        all["matrices"].push_back(std::move(matrix.fields));
+    }
+    describe_tail(tail, run.run(), run.residual());
+    all["tail"] = std::move(tail.fields);
+    all["files"] = ordered_json::array();
+    for (const RunFile& file : run.promised_files()) {
+        std::error_code error;
+        const uintmax_t bytes = fs::file_size(run.path() / file.name, error);
+        all["files"].push_back({{"name", file.name}, {"bytes", nullptr}});
+        if (!error) all["files"].back()["bytes"] = bytes;
+    }
+    return all;
+}
+
+// Text
+
+const char* trait_type_name(int32_t type) {
+    switch (type) {
+        case kGaussian:
+            return "Gaussian";
+        case kRightCensored:
+            return "right censored";
+        case kCategorical:
+            return "categorical";
+        case kBinary:
+            return "binary";
+        case kMixtureLinear:
+            return "linear trait of a mixed pair";
+        case kGeneralized:
+            return "generalized";
+        case kSequentialBinary:
+            return "sequential binary";
+        case kSequentialLinear:
+            return "linear trait of a sequential pair";
+        default:
+            return "of unknown type";
+    }
+}
+
+// Records in which each trait is usable, as its first fixed class effect counts them. Of a trait
+// without one MODINF tells the number when it is the first.
+std::vector<std::optional<int64_t>> count_records(const RunFolder& run) {
+    std::vector<std::optional<int64_t>> records(run.traits().size());
+    records[0] = run.trait(1).n_obs;
+    std::optional<CodeFile> file;
+    for (const CodeList& list : lists_of(run)) {
+        if (list.kind != CodeList::fixed) break;
+        if (!file) file.emplace(run);
+        int64_t n = 0;
+        for (int64_t j = 0; j < list.n_levels; ++j) n += file->read(list).n_obs;
+        if (list.effect == 1) records[static_cast<std::size_t>(list.trait) - 1] = n;
+    }
+    return records;
+}
+
+std::string regressions_of(const Model& m) {
+    std::vector<std::string> all;
+    for (int32_t r = 1; r <= m.n_reg; ++r)
+        all.push_back(m.reg_name_n(r).blank() ? m.reg_name(r).string() : m.reg_name_n(r).string());
+    return fmt::format("{}", fmt::join(all, ", "));
+}
+
+void put_line(Output& out, const char* heading, const std::string& text) {
+    if (!text.empty()) out.put(fmt::format("      {:<12} {}\n", heading, text));
+}
+
+void put_trait(Output& out, const RunFolder& run, int32_t i, std::optional<int64_t> records) {
+    const Model& m = run.trait(i);
+    out.put(fmt::format("  {} {:<8} {}{}", i, m.trait_name.view(), trait_type_name(m.trait_type),
+                        records ? fmt::format(", {} records", *records) : ""));
+    if (m.wgt_inp_no > 0) out.put(fmt::format(", weight {}", m.wgt_name.view()));
+    if (m.l_glmm) out.put(fmt::format(", {} {}", m.var_fn.view(), m.link_fn.view()));
+    out.put('\n');
+    std::vector<std::string> fixed, random, absorbed;
+    for (int32_t j = 1; j <= m.n_absorb; ++j)
+        absorbed.push_back(fmt::format("{} {} groups", m.a_ef_name(j).view(), run.run().NABGR(j)));
+    for (int32_t j = 1; j <= m.n_fixed; ++j)
+        fixed.push_back(fmt::format("{} {} levels{}", m.f_ef_name(j).view(), run.run().NLEV(i, j),
+                                    m.f_intercept(j) ? "" : " (regressions only)"));
+    for (int32_t j = 1; j <= m.n_random; ++j)
+        random.push_back(fmt::format("{} (factor {})", m.r_ef_name(j).view(), m.r_ef_matno(j)));
+    put_line(out, "absorbed", fmt::format("{}", fmt::join(absorbed, ", ")));
+    put_line(out, "fixed", fmt::format("{}", fmt::join(fixed, ", ")));
+    put_line(out, "random", fmt::format("{}", fmt::join(random, ", ")));
+    put_line(out, "regressions", regressions_of(m));
+}
+
+void put_rows(Output& out, const RMatrix& r) {
+    for (int32_t c = 1; c <= r.n_cont; ++c)
+        out.put(fmt::format("      row {:<3} {:<8} {:<8} {}\n", r.cont_rc(c),
+                            r.cont_t_name(c).view(), r.cont_id_name(c).view(),
+                            r.cont_rr_eff(c) ? r.cont_rr_name(c).view() : ""));
+}
+
+void put_factor(Output& out, const RunFolder& run, int32_t k) {
+    const RMatrix& r = run.factor(k);
+    const int64_t levels = run.run().NRALEV(k);
+    out.put(fmt::format("  {} {:<8} {}", k, run.factor_name(k), structure_name(r.structure)));
+    if (r.method > 0) out.put(fmt::format(" method {}", r.method));
+    if (r.ass_rf > 0) out.put(fmt::format(" of factor {}", r.ass_rf));
+    if (!r.rel_file.blank()) out.put(fmt::format(" {}", r.rel_file.view()));
+    out.put(fmt::format(", {} levels, {} equations", levels, levels * r.rank));
+    if (r.l_log_det) out.put(fmt::format(", log determinant {:.3f}", r.log_det));
+    out.put('\n');
+    put_rows(out, r);
+}
+
+void put_files(Output& out, const RunFolder& run) {
+    out.put("\nFiles\n");
+    for (const RunFile& file : run.promised_files()) {
+        std::error_code error;
+        const uintmax_t bytes = fs::file_size(run.path() / file.name, error);
+        out.put(fmt::format("  {:<12} {}\n", file.name,
+                            error ? "missing" : fmt::format("{:>15} bytes", bytes)));
+    }
+}
+
+void put_summary(Output& out, const RunFolder& run) {
+    const RunInformation<Owned>& h = run.run();
+    out.put(fmt::format("{}: KVE1 {}.{}, {}\n", run.path().string(), h.version.view(),
+                        h.release.view(), h.RUN_DATE.view()));
+    out.put(fmt::format("task {}, {}; method {}, {}{}\n", h.ITASK, task_label(h.ITASK), h.IMETHOD,
+                        method_label(h.ITASK, h.IMETHOD), h.ISCALE == 1 ? "; traits scaled" : ""));
+    out.put(fmt::format("{} data records, {} recoded\n\nTraits\n", h.NREC, h.n_records));
+    const auto records = count_records(run);
+    for (int32_t i = 1; i <= h.nt; ++i)
+        put_trait(out, run, i, records[static_cast<std::size_t>(i) - 1]);
+    if (h.NRAMAT > 0) out.put("\nRandom factors\n");
+    for (int32_t k = 1; k <= h.NRAMAT; ++k) put_factor(out, run, k);
+    if (run.has_groups())
+        out.put(fmt::format("\nResidual (co)variances in {} groups of {}\n",
+                            run.residual().grp_nlev, run.residual().grp_name.view()));
+    put_files(out, run);
+}
+
+int show_summary(const Options& options) {
+    const RunFolder run(options.folder);
+    Output out(options.output);
+    if (options.json) {
+        constexpr auto replace = ordered_json::error_handler_t::replace;
+        out.put(std::string_view(to_json(run).dump(1, ' ', false, replace)));
+        out.put('\n');
+    } else {
+        put_summary(out, run);
+    }
+    out.finish();
+    return kGood;
+}
+
+}  // namespace
+
+Command add_summary(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("summary", "the analysis on one screen");
+    add_common(*command, *options);
+    command->add_flag("--json", options->json,
+                      "all of MODINF, its fields by the names of docs/files.md");
+    command->footer(
+        "Example: the number of animals in the first random factor\n"
+        "  kve summary out/dairy --json | jq '.head.NRALEV[0]'");
+    return [options] { return show_summary(*options); };
+}
+
+}  // namespace kve::companion
