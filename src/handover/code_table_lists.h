@@ -1,4 +1,5 @@
-// The lists of CODE_TABLE in the order of the file: the one account by which it is written and read.
+// The lists of CODE_TABLE in the order of the file: the one account by which it is written and
+// read.
 #pragma once
 
 #include <cstdint>
