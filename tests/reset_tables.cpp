@@ -1,20 +1,12 @@
 // Every case starts with the tables as a run starts with them, also when a test program runs whole.
-// The list of the tables is made from the headers that declare them.
+#include "reset_tables.h"
+
 #include <gtest/gtest.h>
-
-#include <memory>
-
-#include "all_tables.h"
 
 namespace {
 
-template <class... Tables>
-void reset(Tables&... tables) {
-    ((std::destroy_at(&tables), std::construct_at(&tables)), ...);
-}
-
 struct ResetTables : testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo&) override { reset(ALL_TABLES); }
+    void OnTestStart(const testing::TestInfo&) override { reset_tables(); }
 };
 
 [[maybe_unused]] const bool appended =

@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <limits>
 #include <new>
-#include <source_location>
 #include <type_traits>
 #include <utility>
 
@@ -25,11 +24,12 @@
 namespace kve {
 
 #ifdef KVE_INDEX_CHECKS
-#define KVE_WHERE , std::source_location where = std::source_location::current()
-#define KVE_CHECK_INDEX(i, first, last) check_index((i), (first), (last), where)
-inline void check_index(int64_t i, int64_t first, int64_t last, const std::source_location& where) {
+// The builtins are those of both compilers; clang++ 14 has no std::source_location.
+#define KVE_WHERE , const char *file = __builtin_FILE(), int line = __builtin_LINE()
+#define KVE_CHECK_INDEX(i, first, last) check_index((i), (first), (last), file, line)
+inline void check_index(int64_t i, int64_t first, int64_t last, const char* file, int line) {
     if (i >= first && i <= last) return;
-    std::fprintf(stderr, "%s:%u: index %lld outside %lld..%lld\n", where.file_name(), where.line(),
+    std::fprintf(stderr, "%s:%d: index %lld outside %lld..%lld\n", file, line,
                  static_cast<long long>(i), static_cast<long long>(first),
                  static_cast<long long>(last));
     std::abort();

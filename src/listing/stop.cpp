@@ -1,9 +1,9 @@
 #include "listing/stop.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include "base/leave.h"
 #include "base/output_file.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -44,7 +44,7 @@ void flush_and_tell() {
 
 [[noreturn]] void leave_with_error() {
     static_cast<void>(flush_listing());
-    std::_Exit(kErrorStatus);
+    leave_program(kErrorStatus);
 }
 
 }  // namespace
@@ -88,7 +88,7 @@ void end_run() {
     block.blank(3);
     block.line(" END OF %.*s", KVE_SV(PROGRAM_ID.padded()));
     block.print();
-    std::_Exit(flush_listing() == 0 ? 0 : kErrorStatus);
+    leave_program(flush_listing() == 0 ? 0 : kErrorStatus);
 }
 
 void alloc_error(std::string_view routine, std::string_view array, int64_t elements, int status) {
