@@ -108,7 +108,7 @@ int show_levels(const Options& options) {
         return options.factor.empty() || options.factor == list.label ||
                options.factor == list.name;
     };
-    if (std::ranges::none_of(lists, is_wanted)) {
+    if (!options.factor.empty() && std::ranges::none_of(lists, is_wanted)) {
         std::string known;
         for (const CodeList& list : lists) known += fmt::format(" {} ({})", list.label, list.name);
         throw Failure(kUsage, fmt::format("{}: no factor {}; there are:{}", options.folder,

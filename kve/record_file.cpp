@@ -63,13 +63,12 @@ void RecordFile::refuse(const std::string& words) const {
 
 bool RecordFile::next(std::span<std::byte> record) {
     constexpr std::size_t kFrame = 8;
-    const RecordInput::Record found = file_.read_record(record);
+    const RecordInput::Record found = file_.read_front(record);
     if (found == RecordInput::Record::end) return false;
     ++n_read_;
     if (found == RecordInput::Record::bad)
-        refuse(file_.error() != 0
-                   ? std::string(std::strerror(file_.error()))
-                   : fmt::format("cut, or not one of {} bytes between its lengths", record.size()));
+        refuse(file_.error() != 0 ? std::string(std::strerror(file_.error()))
+                                  : std::string("cut, or the file is no file of records"));
     if (static_cast<std::size_t>(file_.record_bytes()) != record.size())
         refuse(fmt::format("{} bytes, and not {}", file_.record_bytes(), record.size()));
     progress_.advance(record.size() + kFrame);

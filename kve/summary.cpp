@@ -183,10 +183,12 @@ void put_trait(Output& out, const RunFolder& run, int32_t i, std::optional<int64
 }
 
 void put_rows(Output& out, const RMatrix& r) {
-    for (int32_t c = 1; c <= r.n_cont; ++c)
-        out.put(fmt::format("      row {:<3} {:<8} {:<8} {}\n", r.cont_rc(c),
-                            r.cont_t_name(c).view(), r.cont_id_name(c).view(),
-                            r.cont_rr_eff(c) ? r.cont_rr_name(c).view() : ""));
+    for (int32_t c = 1; c <= r.n_cont; ++c) {
+        out.put(fmt::format("      row {:<3} {:<8} {}", r.cont_rc(c), r.cont_t_name(c).view(),
+                            r.cont_id_name(c).view()));
+        if (r.cont_rr_eff(c)) out.put(fmt::format(", regression on {}", r.cont_rr_name(c).view()));
+        out.put('\n');
+    }
 }
 
 void put_factor(Output& out, const RunFolder& run, int32_t k) {

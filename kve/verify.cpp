@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 
 #include "code_lists.h"
 #include "commands.h"
@@ -267,7 +268,11 @@ void check_parents(const RunFolder& run, const RunFile& file, Findings& findings
         n_outside +=
             std::ranges::count_if(parents, [&](int64_t level) { return level < -n || level > n; });
     if (n_outside > 0)
-        findings.tell(file.name, fmt::format("{} parents outside the levels", n_outside));
+        findings.tell(
+            file.name,
+            fmt::format("{} parents outside the levels of factor {}; the listing warns of "
+                        "wrong parents",
+                        n_outside, file.factor));
 }
 
 void check_inbreeding(const RunFolder& run, const RunFile& file, Findings& findings) {
@@ -287,7 +292,7 @@ void check_old_solutions(const RunFolder& run, const RunFile& file, Findings& fi
     RecordInput head;
     std::array<int32_t, 4> numbers{};
     if (head.open((run.path() / file.name).string()) != 0 ||
-        head.read_record(numbers, {}) != RecordInput::Record::ok)
+        head.read_record(std::as_writable_bytes(std::span(numbers))) != RecordInput::Record::ok)
         return findings.tell(file.name, "cannot be read");
     const int64_t length = 4 * int64_t{numbers[2]} + 8 * int64_t{numbers[3]};
     if (numbers[1] != run.run().OLDSOL_H2 || head.record_bytes() != length)
