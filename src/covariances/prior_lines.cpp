@@ -26,6 +26,10 @@ namespace {
 constexpr std::size_t kLongestLine = 100;
 constexpr std::string_view kSeparators = " ,\t\r";
 
+// Matrices that REPEAT lines may fill, each as often as this on the average: a short file could ask
+// for hours of work on the same ones.
+constexpr int64_t kMostCopies = 100;
+
 // Numbers shown as the status of a failed read.
 constexpr int kEndOfFile = -1;
 constexpr int kUnreadable = 1;
@@ -35,6 +39,7 @@ struct PriorFile {
     std::string_view line;  // the last line that was not blank, left-adjusted
     int64_t n_lines = 0;
     int64_t matrix = 0;  // last matrix number read
+    int64_t n_copied = 0;
     int32_t errors = 0;
 };
 
@@ -171,6 +176,11 @@ void repeat_matrix(PriorFile& file, std::size_t word) {
     }
     const int64_t from = file.matrix;
     for (int32_t k = 1; k <= times; ++k) {
+        if (++file.n_copied > kMostCopies * (KVEINT.NRAMAT + residual_groups())) {
+            say("ERROR -  REPEAT lines fill the same matrices more than %lld times",
+                static_cast<long long>(kMostCopies));
+            stop_showing(file);
+        }
         copy_matrix(file, from, from + k);
         file.matrix = from + k;
     }

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "base/state.h"
 #include "base/text.h"
@@ -20,6 +23,9 @@ WRITES(DIRECTIVES);
 namespace {
 
 constexpr int32_t kMostVariables = 10000000;  // of one kind
+
+// More variables than these are believed when a record of them fits into the data.
+constexpr int64_t kAnyVariables = 1000;
 
 void clear_data() {
     DIRECTIVES.data_format = kNoFormat;
@@ -74,6 +80,29 @@ void take_data_files(std::string_view rest) {
     DIRECTIVES.n_data_files = rest.empty() ? 1 : 2;
 }
 
+// In text a number takes a character and what separates it from the next one.
+bool fits_into(const FileName& file, int64_t variables) {
+    std::error_code absent;
+    const std::uintmax_t bytes = std::filesystem::file_size(file.string(), absent);
+    const int64_t most = absent ? 0 : static_cast<int64_t>(bytes) + 1;
+    return variables <= most / (DIRECTIVES.data_format == kAscii ? 2 : 4);
+}
+
+// Tables are made for each variable: a count that is a slip of the pen gets none.
+void check_record_fits() {
+    int32_t &ni = DIRECTIVES.NI, &nr = DIRECTIVES.NR;
+    const bool two = DIRECTIVES.n_data_files == 2;
+    const int64_t in_first = two ? ni : int64_t{ni} + nr;
+    if (int64_t{ni} + nr <= kAnyVariables) return;
+    if (fits_into(DIRECTIVES.data_file[0], in_first) &&
+        (!two || fits_into(DIRECTIVES.data_file[1], nr)))
+        return;
+    tell_limit(
+        "ERROR - $DATA: a record of %d integer and %d real variables is larger than the file", ni,
+        nr);
+    ni = nr = 0;
+}
+
 std::string numbered(std::string_view stem, int64_t number) {
     char digits[20];
     std::string name(stem);
@@ -96,9 +125,10 @@ bool read_data_line(std::string_view rest) {
     DIRECTIVES.data_format = format_of(cut_word(rest));
     if (DIRECTIVES.data_format == kNoFormat || !read_shape(rest)) return false;
     take_data_files(rest);
-    set_default_names();
     for (int32_t k = 0; k < DIRECTIVES.n_data_files; ++k)
         find_user_file(Keyword::DATA, DIRECTIVES.data_file[k]);
+    check_record_fits();
+    set_default_names();
     return true;
 }
 

@@ -22,13 +22,6 @@ WRITES(DIRECTIVES);
 
 namespace {
 
-// Into a list in ascending trait order, after those of the same trait.
-template <class Node>
-void insert_by_trait(std::vector<Node>& list, const Node& node) {
-    auto later = [](const Node& a, const Node& b) { return a.trait < b.trait; };
-    list.insert(std::upper_bound(list.begin(), list.end(), node, later), node);
-}
-
 // Single blanks, none beside "=", capitals: neither case nor spacing matters in a $GLMM section.
 std::string normalized(std::string_view text) {
     std::string out;
@@ -176,7 +169,7 @@ void read_cens(std::string_view rest) {
             node.trait, "        Expected postitional parameter \"INT_MAX\", but cinp(1:lng)found");
     if (node.has_upper_limit && !read_assigned(rest, "a value behind INT_MAX", node.upper_limit))
         return tell_cens(node.trait, "        Expected \"=\" afterINT_MAX not found");
-    insert_by_trait(DIRECTIVES.cens, node);
+    DIRECTIVES.cens.push_back(node);
 }
 
 // ---- $TD_PTD, $GLMM_PRED
@@ -233,7 +226,7 @@ Keyword read_glmm_section() {
         node.corr_fact = must_read<float>(k, "a value behind CF=", value);
     if (find_value(text, " OFFSET=", value))
         node.offset_column = must_read<int32_t>(k, "a column behind OFFSET=", value);
-    insert_by_trait(DIRECTIVES.glmm, node);
+    DIRECTIVES.glmm.push_back(node);
     return next;
 }
 
@@ -303,6 +296,11 @@ Keyword read_cens_line() {
         tell_fault("ERROR - Censoring is only implemented for KVEGS (task = 2)");
     read_cens(keyword_text(Keyword::CENS));
     return read_directive_line();
+}
+
+void sort_by_trait() {
+    std::ranges::stable_sort(DIRECTIVES.cens, {}, &CENS_NODE::trait);
+    std::ranges::stable_sort(DIRECTIVES.glmm, {}, &GLMM_NODE::trait);
 }
 
 }  // namespace kve

@@ -18,4 +18,7 @@ Keyword read_glmm_pred_line();  // $GLMM_PRED iterations criterion
 Keyword read_sol_cov_line();    // $SOL_COV n e1 e2 ... en
 Keyword read_cens_line();       // $CENS trait CENS = value [INT_MAX = value]
 
+// The $CENS and $GLMM lines in ascending trait order, those of one trait as they stand.
+void sort_by_trait();
+
 }  // namespace kve

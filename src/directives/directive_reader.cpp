@@ -226,6 +226,7 @@ void read_directives() {
         line = read_section(line, keywords);
     }
     if (line == Keyword::text) DIRECTIVES.last_line_used = LINE_NUMBER;
+    sort_by_trait();
     write_sections();
     echo_directives();
     check_repeated_factors();

@@ -204,22 +204,18 @@ bool has_a_file_to_find(Structure structure) {
            structure == Structure::GREL;
 }
 
-// Kept: the files of earlier groups are looked for again, and told again when missing.
-void find_structure_files() {
-    for (VAR_STR_SPEC& spec : DIRECTIVES.var_str) {
-        if (!has_a_file_to_find(spec.structure)) continue;
-        if (spec.has_prefix) {
-            require_file(k, spec.file[0]);
-        } else {
-            spec.has_prefix = true;
-            find_user_file(k, spec.file[0]);
-        }
+// Each file is looked for once, at the end of the group of lines that names it.
+void find_structure_files(std::size_t first) {
+    for (std::size_t i = first; i < DIRECTIVES.var_str.size(); ++i) {
+        VAR_STR_SPEC& spec = DIRECTIVES.var_str[i];
+        if (has_a_file_to_find(spec.structure)) find_user_file(k, spec.file[0]);
     }
 }
 
 }  // namespace
 
 Keyword read_structures() {
+    const std::size_t first = DIRECTIVES.var_str.size();
     Keyword next;
     do {
         std::string_view line = cinp;
@@ -228,7 +224,7 @@ Keyword read_structures() {
         // line; a $VAR_STR line begins a group of its own.
         next = read_directive_line(Keyword::REDUCE);
     } while (next == Keyword::text);
-    find_structure_files();
+    find_structure_files(first);
     return next;
 }
 

@@ -55,7 +55,6 @@ struct VAR_STR_SPEC {
     bool ram = false;           // RAM given
     bool r = false;             // R given, method 6
     bool g_adjust = false;      // G-ADJUST given, PGMIX
-    bool has_prefix = false;    // file 1 carries the submission directory already
     double r_value = 0.0;
     double weight = 0.0;  // PGMIX, after the third file name
     Structure structure = Structure::unknown;

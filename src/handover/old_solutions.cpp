@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
-#include <limits>
 #include <span>
 #include <string_view>
 
@@ -42,6 +41,8 @@ using Number = TextInput::Number;
 
 constexpr const char* kRoutine = "oldsol";
 constexpr int32_t kFewestIntegers = 7;
+// Of an entry. One that cannot be read makes a record of as many all the same.
+constexpr int64_t kMostNumbers = 1000;
 constexpr std::size_t kLongestText = 100;  // of a header that cannot be read
 
 // Positions in ivar. What an entry holds at the other ones is handed on.
@@ -77,11 +78,17 @@ void read_header(OldSolutions& old) {
     stop_run();
 }
 
+[[noreturn]] void stop_long_entries(const OldSolutions& old) {
+    say("ERROR - $OLDSOL: the header tells %d integers and %d reals an entry,", old.head[2],
+        old.head[3]);
+    say("        together at most %lld are possible: does the file begin with its header?",
+        static_cast<long long>(kMostNumbers));
+    stop_run();
+}
+
 void allocate_entry(OldSolutions& old) {
     const int64_t niv = old.head[2], nrv = old.head[3];
-    const int64_t bytes = 4 * niv + 8 * nrv;
-    if (bytes > std::numeric_limits<int32_t>::max())
-        alloc_error(kRoutine, "oldsol", niv + nrv, kNoMemory);
+    if (niv + nrv > kMostNumbers) stop_long_entries(old);
     check_allocated(old.ivar.allocate(niv), kRoutine, "ivar", niv);
     check_allocated(old.e.allocate(nrv), kRoutine, "e", nrv);
 }

@@ -23,13 +23,9 @@ WRITES(RMAT);
 
 namespace {
 
-// The largest matrix number comes from the user's lines and numbers in between may be unused; the
-// bound keeps a slip of the pen from asking for all the memory there is.
-constexpr int64_t kMostMatrices = 100000;
-
-// Repeated effects multiply the regressions on the first of them: a short model section can ask for
-// billions of rows. A matrix of so many takes gigabytes already.
-constexpr int64_t kMostRows = 10000;
+// Of all random matrices together. Repeated effects multiply the regressions on the first of them:
+// a short model section can ask for billions of rows.
+constexpr int64_t kMostElements = 1000000;
 
 // Random effect j of a trait with the regressions nested in it, in the order of their line.
 struct RandomEffect {
@@ -49,7 +45,7 @@ using Regressions = std::vector<int32_t>;
 
 void allocate_matrices() {
     const int64_t n = int64_t{KVEINT.NRAMAT} + 1;
-    check_allocated(n <= kMostMatrices ? RMAT.allocate(n) : kNoMemory, "KVEINT", "RMAT", n);
+    check_allocated(RMAT.allocate(n), "KVEINT", "RMAT", n);
 }
 
 Regressions group_by_effect(const Model& m) {
@@ -242,10 +238,19 @@ void list_member_regressions(RMatrix& r, const Effects& effects) {
     }
 }
 
-void add_rows(RMatrix& r, int32_t n) {
-    const int64_t rank = int64_t{r.rank} + n;
-    check_allocated(rank <= kMostRows ? 0 : kNoMemory, "RMAT_ALLOC4", "RMAT%COV_MAT", rank * rank);
-    r.rank = static_cast<int32_t>(rank);
+[[noreturn]] void refuse_rows(int32_t k) {
+    log_say("ERROR - The random matrices have more than %lld elements together",
+            static_cast<long long>(kMostElements));
+    log_say("        The limit is passed by matrix%12d", k);
+    log_say("        A matrix of n rows has n*n elements");
+    terminate_run();
+}
+
+// `n_elements` are those of the matrices before.
+void add_rows(int32_t k, int32_t n, int64_t n_elements) {
+    const int64_t rank = int64_t{RMAT(k).rank} + n;
+    if (rank > kMostElements || n_elements + rank * rank > kMostElements) refuse_rows(k);
+    RMAT(k).rank = static_cast<int32_t>(rank);
 }
 
 bool shares_block(const RMatrix& r, int32_t member) {
@@ -253,12 +258,13 @@ bool shares_block(const RMatrix& r, int32_t member) {
 }
 
 // Neighbours of one reduced rank position share their rows.
-void place_blocks(RMatrix& r) {
+void place_blocks(int32_t k, int64_t n_elements) {
+    RMatrix& r = RMAT(k);
     int32_t start = 1;
     for (int32_t member = 1; member <= r.n_traits; ++member) {
         if (!shares_block(r, member)) {
             start = member == 1 ? 1 : start + r.trait_blk_size(member - 1);
-            add_rows(r, r.trait_blk_size(member));
+            add_rows(k, r.trait_blk_size(member), n_elements);
         }
         r.trait_blk_start(member) = start;
     }
@@ -305,14 +311,15 @@ void name_rows(RMatrix& r) {
 
 // The rank is known, and its bound checked, before the contributions are listed: they may be many
 // more than the rows.
-void derive_matrix(int32_t k, const Effects& effects, int32_t n_columns_before) {
+void derive_matrix(int32_t k, const Effects& effects, int32_t n_columns_before,
+                   int64_t n_elements_before) {
     RMatrix& r = RMAT(k);
     count_effects(r, effects);
     list_members(r, effects);
     list_identifiers(r, effects, n_columns_before);
     describe_members(r);
     size_blocks(r, effects);
-    place_blocks(r);
+    place_blocks(k, n_elements_before);
     list_contributions(r, effects);
     share_reduced_rows(r);
     set_recoded_columns(r, effects);
@@ -329,9 +336,11 @@ void derive_matrices() {
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
         add_effects(i, nested[static_cast<std::size_t>(i - 1)], effects);
     int32_t n_columns = 0;
+    int64_t n_elements = 0;
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
-        derive_matrix(k, effects[static_cast<std::size_t>(k - 1)], n_columns);
+        derive_matrix(k, effects[static_cast<std::size_t>(k - 1)], n_columns, n_elements);
         n_columns += RMAT(k).n_random_id;
+        n_elements += int64_t{RMAT(k).rank} * RMAT(k).rank;
     }
     for (Model& m : MODEL) {
         std::copy(m.f_ef_rci.begin(), m.f_ef_rci.end(), m.ef_rci.begin());

@@ -23,6 +23,10 @@ WRITES(KVEINT);
 
 namespace {
 
+// Numbers that no effect uses are matrices of no rows, which the listing and MODINF hold all the
+// same: a slip of the pen must not fill the disk.
+constexpr int32_t kMostMatrices = 1000;
+
 // A RANDOM line under way.
 struct RandomLine {
     int32_t trait;
@@ -49,12 +53,20 @@ struct RandomLine {
     refuse_input_read(at.line);
 }
 
+[[noreturn]] void refuse_large_matrix_number(const RandomLine& at, int32_t number) {
+    log_say("ERROR - In the RANDOM line for trait%12d", at.trait);
+    log_say("        Number of a random matrix:%12d, at most:%12d", number, kMostMatrices);
+    log_say("        Number the matrices 1, 2, ...");
+    refuse_input_read(at.line);
+}
+
 // "m": the next effect, in matrix m.
 void read_matrix_number(RandomLine& at, std::size_t length) {
     int32_t number = 0;
     ++at.r;
     if (read_free(cut_text(at.rest, length), number) != Read::ok || number < 1)
         refuse_matrix_number(at);
+    if (number > kMostMatrices) refuse_large_matrix_number(at, number);
     if (at.r <= at.m.n_random) {
         at.m.r_ef_matno(at.r) = number;
         at.m.r_ef_coeff(at.r) = 1.0F;

@@ -31,6 +31,11 @@ constexpr std::size_t kNestingWidth = 100;
 // no further warning after so many numbers, since the log would fill the disk.
 constexpr int64_t kMostNumbersTold = 1000000;
 
+// A trait may have so many regressions, or a few times the real columns if that is more: lists of
+// columns in brackets could ask for billions.
+constexpr int64_t kMostRegressions = 10000;
+constexpr int64_t kMostOfColumn = 4;
+
 // Neighbouring columns nested in one effect.
 struct RegressionRun {
     int32_t first, last;  // real columns
@@ -66,6 +71,15 @@ void log_covariable_error(const RegressionLine& at, int64_t regression) {
     log_say("        Trait%12d", at.trait);
     log_say("        Total number of regressions specified:%12d", at.m.n_reg);
     log_say("        Number of covariables found:          %12lld", static_cast<long long>(at.q));
+    terminate_run();
+}
+
+[[noreturn]] void refuse_many_regressions(int32_t trait, int32_t n_reg, int64_t most) {
+    log_say("ERROR - In specification of regressions");
+    log_say("        Trait%12d", trait);
+    log_say("        Total number of regressions specified:%12d", n_reg);
+    log_say("        At most, with this number of real columns:%12lld",
+            static_cast<long long>(most));
     terminate_run();
 }
 
@@ -351,6 +365,8 @@ void read_regression_line(ModelLines& lines, int32_t i) {
     cut_word(at.rest);
     read_regression_items(at);
     warn_of_uncounted_regressions(i, m, at.rest);
+    const int64_t most = std::max(kMostRegressions, kMostOfColumn * DIRECTIVES.NR);
+    if (m.n_reg > most) refuse_many_regressions(i, m.n_reg, most);
     KVEINT.N_REG_TOTAL += m.n_reg;
     store_regressions(m, at.runs);
     for (int32_t l = 1; l <= m.n_reg; ++l) set_nesting(i, m, l);

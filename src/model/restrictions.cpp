@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "base/arrays.h"
 #include "base/freeform.h"
@@ -28,11 +30,17 @@ namespace {
 const char* const kFile = "CVREST.DIR";
 constexpr std::size_t kLongestLine = 200;
 constexpr int32_t kColumnsOfBlock = 15;
+constexpr int kMostUnequal = 5;  // told of each matrix of a ratio
 
 // --- Items of a line
 
+// Matrices of which all elements have been restricted by an option: a further line that does so
+// has nothing to add.
+using WholeMatrices = std::set<std::pair<const void*, int32_t>>;
+
 struct RestrictionLine {
     std::string_view rest;  // what is not yet read, left-adjusted
+    WholeMatrices& whole;
     int32_t errors = 0;
 };
 
@@ -148,7 +156,7 @@ void restrict_elements(RestrictionLine& line, const ElementOption& option) {
     int32_t k = 0;
     if (!read_matrix(line, option, k)) return;
     RMatrix& r = RMAT(k);
-    if (line.rest.empty())
+    if (line.rest.empty() && line.whole.insert({&option, k}).second)
         for (int32_t i = 1; i <= r.rank; ++i)
             for (int32_t j = 1; j <= r.rank; ++j)
                 if ((i == j) == option.on_diagonal) (r.*option.flags)(i, j) = true;
@@ -247,8 +255,8 @@ void apply_option(RestrictionLine& line) {
 }
 
 // The number of errors in the line. A faulty line is shown after its messages.
-int32_t apply_line(std::string_view text) {
-    RestrictionLine line{trimmed(text)};
+int32_t apply_line(std::string_view text, WholeMatrices& whole) {
+    RestrictionLine line{trimmed(text), whole};
     const std::string_view shown = line.rest.substr(0, kLongestLine);
     if (text.size() > kLongestLine)
         begin_fault(line.errors, "ERROR - A $VAR_REST line is longer than 200 characters", 2);
@@ -262,10 +270,11 @@ int32_t apply_lines() {
     TextInput input;
     if (input.open(kFile) != 0) stop_unreadable_file();
     int32_t errors = 0;
+    WholeMatrices whole;
     std::string_view text;
     TextInput::Line status;
     while ((status = input.read_line(text, kLongestLine + 1)) == TextInput::Line::ok)
-        errors += apply_line(text);
+        errors += apply_line(text, whole);
     if (status == TextInput::Line::failed) stop_unreadable_file();
     return errors;
 }
@@ -365,8 +374,10 @@ int32_t check_ratio(int32_t k) {
     if (!has_side(kDenominator))
         begin_fault(errors, "ERROR - no co-variance matrix is specified as part of the denumerator",
                     1);
-    for (int32_t m = 1; m <= count_matrices(); ++m) {
+    int unequal = 0;
+    for (int32_t m = 1; m <= count_matrices() && unequal < kMostUnequal; ++m) {
         if (!in_ratio(RMAT(m)) || RMAT(m).rank == RMAT(k).rank) continue;
+        ++unequal;
         begin_fault(errors,
                     "ERROR - Co-variance matrices in restriction on variance ratios must be of "
                     "equal size",

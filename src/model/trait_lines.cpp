@@ -27,6 +27,10 @@ namespace {
 
 constexpr std::size_t kOptionWidth = 25;
 
+// Effects that the counts in brackets add, those of all traits together: a few characters could ask
+// for billions.
+constexpr int64_t kMostRepeated = 1000;
+
 // Number of traits
 
 bool classes_are_counted() {
@@ -166,6 +170,7 @@ struct EffectItem {
 struct ModelLine {
     int32_t trait;
     std::string_view rest;  // what is not yet taken
+    int64_t& n_repeated;    // effects that counts have added so far, in earlier traits too
     int32_t j = 1;          // the effect that comes next
 };
 
@@ -250,6 +255,13 @@ bool read_intercept(ModelLine& at) {
     terminate_run();
 }
 
+[[noreturn]] void refuse_repeated_effects(const ModelLine& at) {
+    log_say("ERROR - Reading model line for trait: %12d", at.trait);
+    log_say("        The counts in [ ] add more than %lld effects to the lines of all traits",
+            static_cast<long long>(kMostRepeated));
+    terminate_run();
+}
+
 int32_t read_repeat_count(ModelLine& at, int32_t n_ef) {
     if (!at.rest.starts_with('[')) return 1;
     std::string_view text;
@@ -257,7 +269,10 @@ int32_t read_repeat_count(ModelLine& at, int32_t n_ef) {
     int32_t count = 0;
     if (read_free(text, count) != Read::ok) stop_unreadable("$MODEL", "the count in [ ]", text);
     if (int64_t{at.j} + count - 1 > n_ef) refuse_effect_number(at);
-    return std::max(count, 1);
+    count = std::max(count, 1);
+    at.n_repeated += count - 1;
+    if (at.n_repeated > kMostRepeated) refuse_repeated_effects(at);
+    return count;
 }
 
 // Exactly n_ef effects; what stands after the last one stays in the line.
@@ -303,11 +318,11 @@ void warn_of_uncounted_effects(const ModelLine& at, const Model& m) {
     log_say("          Correct the number of effects in the line, or set # before the text");
 }
 
-void read_model_line(ModelLines& lines, int32_t i) {
+void read_model_line(ModelLines& lines, int32_t i, int64_t& n_repeated) {
     Model& m = MODEL(i);
     Read status = lines.next_line();
     if (status != Read::ok) refuse_model_line(i, lines.line());
-    ModelLine at{.trait = i, .rest = left_adjusted(lines.line())};
+    ModelLine at{.trait = i, .rest = left_adjusted(lines.line()), .n_repeated = n_repeated};
     log_say("%.*s", KVE_SV(at.rest));
     // There is no item for the censoring indicator in the line, whatever its header says.
     if (read_free(at.rest, m.trait_inp_no, m.wgt_inp_no) != Read::ok)
@@ -369,10 +384,11 @@ void read_model_lines(ModelLines& lines) {
     log_say("  Model");
     KVEINT.MAX_N_EF = 0;
     int32_t class_before = 0;
+    int64_t n_repeated = 0;
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         if (MODEL(i).trait_type != class_before) say_class_header(MODEL(i).trait_type);
         class_before = MODEL(i).trait_type;
-        read_model_line(lines, i);
+        read_model_line(lines, i, n_repeated);
         KVEINT.MAX_N_EF = std::max(KVEINT.MAX_N_EF, MODEL(i).n_ef);
     }
     if (KVEINT.NCatTraits > 0) {

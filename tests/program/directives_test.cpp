@@ -223,6 +223,8 @@ TEST_F(Directives, DataAndVariableNames) {
           {"$DATA: more than 10000000 variables of one kind: 10000001"}},
          {"$DATA BINARY (1,2147483647,0)",
           {"$DATA: more than 10000000 variables of one kind: 2147483647", "DATA file : not found"}},
+         {"$DATA ASCII (1000,1,0) d.dat\n$DATA BINARY (0,1001,0) d.dat d.dat",
+          Words(2, "real variables is larger than the file")},
          {"$DATA ASCII (1,1,0) d.dat my data/", {"DATA file :my data/ not found"}},
          {"$DATA ASCII (3,2,0\n$VARIABLE\na b c d e\n$MIXTURE 2",  // counts without tables
           {incomplete, "Mixture models only"}}},
@@ -247,14 +249,14 @@ TEST_F(Directives, DataAndVariableNames) {
 }
 
 TEST_F(Directives, MissingAndRepeatedLines) {
-    // Lines of one group, one factor twice; a missing file is told again by the next group.
+    // Lines of one group, one factor twice; a missing file is told once, where its group ends.
     const char* gone = "VAR_STR file :gone not found";
     const std::string twice = "Variance structure for random factor : ";
     refused({{"$VAR_STR 2147483647 COR ASCII gone\n-------- 1 COR ASCII d.dat", {}},
              {"-------- 1 PED 5 ASCII d.dat", {gone}},
-             {"$VAR_STR 3 GREL BINARY d.dat", {gone}},
+             {"$VAR_STR 3 GREL BINARY d.dat", {}},
              {"$VAR_STR 2147483647 COR ASCII d.dat",
-              {gone, twice + "1 specified 2 times", twice + "2147483647 specified 2"}}},
+              {twice + "1 specified 2 times", twice + "2147483647 specified 2"}}},
             directives(""));
     refused({{"$COMMENT",
               {"Required KEYWORD line ANALYSE not found", "line DATA not", "line MODEL not"}}});

@@ -193,8 +193,8 @@ TEST_F(OtherEvaluations, FaultyOldSolutions) {
         expect(run("$OLDSOL", old), no_header + old + " Program terminates", 16);
     for (const std::string old : {"6 0", "7 -1"})
         expect(run("$OLDSOL", "1 2 " + old), "integers and 0 reals an entry, it tells: " + old, 16);
-    for (const char* old : {"1 2 2147483647 2147483647\n", "1 2 7 268435453\n"})
-        expect(run("$OLDSOL", old), "function/program): oldsol Program terminates", 16);
+    for (const char* old : {"1 2 2147483647 2147483647\n", "1 2 7 994\n"})
+        expect(run("$OLDSOL", old), "reals an entry, together at most 1000 are possible", 16);
     expect(run("$OLDSOL", effects, "MFL=200"), "Oldsol Max no of effects reached 200 200 Prog", 16);
     expect(run("$OLDSOL", relatives, "MDL=200"), "OLDSOL Max no of animals reached 200 200 P", 16);
     // So many rows are in use ahead of the old solutions.

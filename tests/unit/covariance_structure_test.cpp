@@ -159,13 +159,13 @@ TEST_F(CovarianceStructure, RefusesStructuresThatDoNotFit) {
     }
 }
 
-TEST_F(CovarianceStructure, AbsurdSizesAreFailedAllocations) {
-    // 200 members, each with the block size of the first one.
-    std::string ones = "200", regressions = "50";
-    for (int k = 0; k < 200; ++k) ones += " 1";
-    for (int k = 0; k < 50; ++k) regressions += " 3(1)";
-    EXPECT_STOP(derive_model({{ones, ones, regressions}}), "Trying to allocate +: RMAT%COV_MAT\n");
-    build_model({{"1 1", "1 1"}});
-    KVEINT.NRAMAT = MODEL(1).r_ef_matno(1) = 1000000000;
-    EXPECT_STOP(derive_covariance_structure(), "Trying to allocate +: RMAT\n");
+TEST_F(CovarianceStructure, ElementsOfAllMatricesAreBounded) {
+    // 200 members of matrix 1, each with the block size of the first one, and one of matrix 2.
+    std::string effects = "201 1", random = "201";
+    for (int k = 0; k < 200; ++k) effects += " 1", random += " 1";
+    const std::string words = "more than 1000000 elements together\n.*passed by matrix +";
+    EXPECT_STOP(derive_model({{effects, random + " 2", "5 3(1) 4(1) 5(1) 6(1) 7(1)"}}),
+                words + "1");
+    EXPECT_STOP(derive_model({{effects, random + " 2", "4 3(1) 4(1) 5(1) 6(1)"}}), words + "2");
+    derive_model({{effects, random + " 2", "3 3(1) 4(1) 5(1)"}});
 }

@@ -224,7 +224,7 @@ TEST_F(ModelParser, RefusedLines) {
     refuses(model_1, "",
             {"1 0 2 1(0 2 -> Closing bracket not found for effect 1",
              "1 0 2 1[2 -> \"[\" specified, but no \"]\" found",
-             "1 0 2147483647 1[2147483647] -> memeory for level 3 of the model",
+             "1 0 2000 1[1000] 2 3[3] -> [ ] add more than 1000 effects to the lines of all traits",
              "1 0 -1 -> random effects: 1 specified no. of effects in total: -1"});
     for (const char* line : {"1 0 2 1[x]", "1 0 2 1[]"})
         EXPECT_STOP(parse({{model_1, line}}), "\\$MODEL: cannot read the count in \\[ \\] from:");
@@ -249,6 +249,7 @@ TEST_F(ModelParser, RefusedLines) {
              "read: 2 {1 2}",
              "1 1(x) -> between '(' and')' for trait 1 random effect 1",
              "1 (2)1 -> between '(' and')' for trait 1 random effect 0",
+             "1 1001 -> trait 1 Number of a random matrix: 1001, at most: 1000",
              "2 3[2,x] -> merge option ('+') for multiple random effects"});
     refuses_text("1\n0\n1 0 1 1\n", "ERROR - Reading random line for trait 1 Line read:");
 
