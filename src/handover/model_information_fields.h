@@ -55,6 +55,8 @@ template <class T>
 struct Constant {
     T value;
 };
+template <class T>
+Constant(T) -> Constant<T>;
 
 // Calls visit(name, shape, item) for each field of the group.
 template <class Visit, class... Items>
