@@ -16,6 +16,7 @@ int RecordOutput::open(const std::string& path) {
     static_cast<void>(close());
     path_ = path;
     error_ = 0;
+    first_ = First::written;
     if (const int status = open_output(path, descriptor_); status != 0) return status;
     buffer_ = static_cast<char*>(std::malloc(kBufferBytes));
     if (buffer_ == nullptr) return error_ = ENOMEM;
@@ -23,6 +24,11 @@ int RecordOutput::open(const std::string& path) {
 }
 
 void RecordOutput::write_out() {
+    if (first_ == First::to_be_held && held_ >= sizeof first_length_) {
+        std::memcpy(&first_length_, buffer_, sizeof first_length_);
+        std::memset(buffer_, 0, sizeof first_length_);
+        first_ = First::held;
+    }
     const char* from = buffer_;
     std::size_t left = held_;
     held_ = 0;
@@ -35,6 +41,13 @@ void RecordOutput::write_out() {
     }
 }
 
+void RecordOutput::write_first_length() {
+    if (::pwrite(descriptor_, &first_length_, sizeof first_length_, 0) < 0)
+        error_ = errno;
+    else
+        error_ = sync_to_disk(descriptor_);
+}
+
 int RecordOutput::flush() {
     if (descriptor_ >= 0) write_out();
     return error_;
@@ -44,6 +57,7 @@ int RecordOutput::close() {
     if (descriptor_ < 0) return error_;
     write_out();
     if (error_ == 0) error_ = sync_to_disk(descriptor_);
+    if (error_ == 0 && first_ == First::held) write_first_length();
     if (::close(descriptor_) != 0 && error_ == 0) error_ = errno;
     descriptor_ = -1;
     std::free(buffer_);

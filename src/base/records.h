@@ -26,6 +26,9 @@ class RecordOutput {
 
     // Creates or empties the file. 0 or what open_output tells.
     [[nodiscard]] int open(const std::string& path);
+    // Right after open: until close() has brought all else to disk the length of the first record
+    // is 0 in the file, so that nobody takes a file for whole that a dying machine has left.
+    void hold_first_length() { first_ = First::to_be_held; }
     // To the system. 0 or the number of the first error met so far.
     [[nodiscard]] int flush();
     // To the disk. What was told by the first error is told again.
@@ -45,8 +48,11 @@ class RecordOutput {
  private:
     static constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
 
+    enum class First { written, to_be_held, held };
+
     void put_in_pieces(const void* bytes, std::size_t count);
     void write_out();
+    void write_first_length();
 
     std::string path_;
     char* buffer_ = nullptr;
@@ -54,6 +60,8 @@ class RecordOutput {
     int descriptor_ = -1;
     int error_ = 0;
     int32_t length_ = 0;
+    int32_t first_length_ = 0;
+    First first_ = First::written;
 };
 
 namespace record_items {

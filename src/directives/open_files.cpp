@@ -12,6 +12,7 @@
 #include "directives/directives.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
+#include "listing/model_file.h"
 #include "listing/stop.h"
 #include "listing/units.h"
 
@@ -95,9 +96,10 @@ void open_files() {
     open_unit(UNITS.model_text, DIRECTIVES.model.name.view());
     if (!DIRECTIVES.reduce_file.blank())
         open_unit(UNITS.reduced_ranks, DIRECTIVES.reduce_file.view());
+    open_output_unit(UNITS.MODINF, "MODINF");
+    if (const int status = begin_model_file(); status != 0) stop_not_opened("MODINF", status);
     open_output_unit(UNITS.PEDDATA, "PEDDATA");
     open_output_unit(UNITS.INBREED, "INBREED");
-    open_output_unit(UNITS.MODINF, "MODINF");
     open_output_unit(UNITS.CODE_TABLE, "CODE_TABLE");
     if (!DIRECTIVES.finfo.name.blank()) {
         open_unit(UNITS.foreign_information, DIRECTIVES.finfo.name.view());

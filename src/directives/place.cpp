@@ -15,6 +15,7 @@
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
+#include "listing/working_folder.h"
 
 namespace kve {
 
@@ -75,6 +76,12 @@ void find_place() {
     print_host();
     read_submission_directory();
     print_working_directory();
+}
+
+void claim_place() {
+    if (claim_working_folder()) return;
+    say("ERROR - another run works in this directory: wait for its end, or run in another one");
+    stop_run();
 }
 
 }  // namespace kve

@@ -15,6 +15,7 @@
 #include "directives/directives.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
+#include "listing/model_file.h"
 #include "listing/stop.h"
 #include "listing/units.h"
 
@@ -94,14 +95,21 @@ bool is_named_anywhere(const std::string& file) {
     return false;
 }
 
-// A stop leaves what was gathered so far, but for a file that may be an input.
+// `rest_read` tells whether all words of the directive file are known.
+bool may_be_input(const std::string& file, bool& rest_read) {
+    if (std::error_code ignored; !std::filesystem::exists(file, ignored)) return false;
+    if (!std::exchange(rest_read, true)) read_remaining_words();
+    return is_input_file(file) || is_named_anywhere(file);
+}
+
+// A stop leaves what was gathered so far, but for a file that may be an input, and not beside the
+// model of an earlier run.
 void write_sections_at_stop() {
     bool rest_read = false;
+    if (INLINE_TEXTS.empty() || may_be_input("MODINF", rest_read) || begin_model_file() != 0)
+        return;
     for (const state::InlineText& section : INLINE_TEXTS) {
-        if (std::error_code ignored; std::filesystem::exists(section.file, ignored)) {
-            if (!std::exchange(rest_read, true)) read_remaining_words();
-            if (is_input_file(section.file) || is_named_anywhere(section.file)) continue;
-        }
+        if (may_be_input(section.file, rest_read)) continue;
         if (const int status = write_section(section); status != 0) say_unwritable(section, status);
     }
 }
@@ -113,6 +121,12 @@ bool replaces_earlier_text(const state::InlineText& section) {
         if (is_same_file(earlier.file, section.file)) return true;
     }
     return false;
+}
+
+// Its sections are about to be replaced.
+void empty_earlier_model() {
+    if (INLINE_TEXTS.empty() || is_input_file("MODINF")) return;  // `open_files` tells an input
+    if (const int status = begin_model_file(); status != 0) stop_not_opened("MODINF", status);
 }
 
 struct Section {
@@ -203,6 +217,7 @@ void begin_sections() {
 
 void write_sections() {
     BEFORE_STOP = nullptr;
+    empty_earlier_model();
     for (const state::InlineText& section : INLINE_TEXTS) {
         const bool replaces = is_input_file(section.file) || replaces_earlier_text(section);
         if (const int status = replaces ? 0 : write_section(section); status != 0) {

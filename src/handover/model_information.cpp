@@ -203,6 +203,7 @@ void KVEPFL() {
     Matrix<int32_t> NORCOV;
     collect_zero_residual_covariances(NORCOV);
     const RunInformation<Borrowed> run = collect_run(NORCOV);
+    MODINF.hold_first_length();
     Writer file;
     describe_head(file, run);
     for (const Model& m : MODEL) describe_trait(file, m);

@@ -1,5 +1,7 @@
 #include "listing/listing.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdarg>
 #include <ctime>
@@ -15,6 +17,8 @@ WRITES(PROGRAM_ID);
 WRITES(RUN_DATE);
 WRITES(LINES_ON_PAGE);
 WRITES(KVE_LOG);
+WRITES(HAS_LOG);
+WRITES(LISTING_FAULT);
 WRITES(N_WARNINGS);
 
 namespace {
@@ -22,10 +26,15 @@ namespace {
 constexpr std::size_t kLogColumnsShown = 98;
 constexpr std::size_t kLongestLogLine = 32768;
 
+// Later lines may find room again, so the first fault is kept.
+void note_lost_line() {
+    if (LISTING_FAULT == 0) LISTING_FAULT = errno != 0 ? errno : EIO;
+}
+
 [[gnu::format(printf, 2, 0)]] void print_line(std::FILE* to, const char* format,
                                               std::va_list items) {
-    std::vfprintf(to, format, items);
-    std::fputc('\n', to);
+    const bool printed = std::vfprintf(to, format, items) >= 0 && std::fputc('\n', to) != EOF;
+    if (!printed && to == stdout) note_lost_line();
 }
 
 }  // namespace
@@ -52,7 +61,8 @@ void say(const char* format, ...) {
 }
 
 void blank(int lines) {
-    for (int k = 0; k < lines; ++k) std::fputc('\n', stdout);
+    for (int k = 0; k < lines; ++k)
+        if (std::fputc('\n', stdout) == EOF) note_lost_line();
 }
 
 void count_lines(int lines) { LINES_ON_PAGE += lines; }
@@ -110,22 +120,32 @@ void Block::blank(int lines) {
 
 void Block::print() {
     page_if(lines_);
-    std::fwrite(text_.data(), 1, text_.size(), stdout);
+    if (std::fwrite(text_.data(), 1, text_.size(), stdout) != text_.size()) note_lost_line();
     count_lines(lines_);
     text_.clear();
     lines_ = 0;
 }
 
-int flush_listing() { return std::fflush(stdout) != 0 || std::ferror(stdout) ? EIO : 0; }
+int flush_listing() {
+    if (std::fflush(stdout) != 0) note_lost_line();
+    return LISTING_FAULT;
+}
+
+int sync_listing() {
+    if (flush_listing() == 0) LISTING_FAULT = sync_to_disk(STDOUT_FILENO);
+    return LISTING_FAULT;
+}
 
 int open_log() {
     if (KVE_LOG != nullptr) std::fclose(KVE_LOG);
     KVE_LOG = nullptr;
+    HAS_LOG = false;
     N_WARNINGS = 0;
     int descriptor = -1;
     if (const int status = open_output("KVE_LOG", descriptor); status != 0) return status;
     KVE_LOG = ::fdopen(descriptor, "w");
-    return KVE_LOG != nullptr ? 0 : errno;
+    HAS_LOG = KVE_LOG != nullptr;
+    return HAS_LOG ? 0 : errno;
 }
 
 void log_say(const char* format, ...) {
@@ -162,17 +182,26 @@ int flush_log() {
     return std::fflush(KVE_LOG) != 0 || std::ferror(KVE_LOG) ? EIO : 0;
 }
 
-bool log_is_open() { return KVE_LOG != nullptr; }
+int close_log() {
+    if (KVE_LOG == nullptr) return 0;
+    int status = flush_log();
+    if (status == 0) status = sync_to_disk(::fileno(KVE_LOG));
+    if (std::fclose(KVE_LOG) != 0 && status == 0) status = errno;
+    KVE_LOG = nullptr;
+    return status;
+}
+
+bool has_log() { return HAS_LOG; }
 
 void copy_log_to_listing() {
+    HAS_LOG = false;
     static_cast<void>(flush_log());
     TextInput log;
     std::string_view line;
     if (log.open("KVE_LOG") == 0)
         while (log.read_line(line, kLongestLogLine) == TextInput::Line::ok)
             say_row("%.*s", KVE_SV(line.substr(0, kLogColumnsShown)));
-    std::fclose(KVE_LOG);
-    KVE_LOG = nullptr;
+    static_cast<void>(close_log());
 }
 
 }  // namespace kve

@@ -25,6 +25,10 @@ inline constinit int32_t LINES_ON_PAGE = 0;
 
 // What was understood of the model section; null unless this run has it open.
 inline constinit std::FILE* KVE_LOG = nullptr;
+inline constinit bool HAS_LOG = false;  // this run has made it; it may be closed
+
+// The system's error number of the first line that did not reach the listing, 0 while it has all.
+inline constinit int LISTING_FAULT = 0;
 
 inline constinit int N_WARNINGS = 0;  // in the log
 
@@ -71,8 +75,10 @@ class Block {
     int lines_ = 0;
 };
 
-// To the system. 0, or the error number when the listing cannot be written.
+// To the system, and to the disk at the end of the run. 0, or LISTING_FAULT: a line that is lost
+// once is lost for good.
 [[nodiscard]] int flush_listing();
+[[nodiscard]] int sync_listing();
 
 // KVE_LOG. Opening creates or empties it; 0 or what open_output tells.
 [[nodiscard]] int open_log();
@@ -83,9 +89,10 @@ void log_blank();
 // On the listing, which says where they stand when the run goes on. Nothing without warnings.
 void tell_warnings_in_log();
 [[nodiscard]] int flush_log();
+[[nodiscard]] int close_log();  // on the disk then
 // By this run: a log that an earlier one has left does not count.
-bool log_is_open();
-// Copies the open log to the listing, each line cut to 98 characters, and closes it.
+bool has_log();
+// Copies the log to the listing, each line cut to 98 characters, and closes it.
 void copy_log_to_listing();
 
 }  // namespace kve

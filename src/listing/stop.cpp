@@ -1,5 +1,6 @@
 #include "listing/stop.h"
 
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -7,11 +8,15 @@
 #include "base/output_file.h"
 #include "base/state.h"
 #include "base/text.h"
+#include "listing/interruption.h"
 #include "listing/listing.h"
+#include "listing/model_file.h"
 #include "listing/units.h"
+#include "listing/working_folder.h"
 
 namespace kve {
 
+READS(LISTING_FAULT);
 READS(PROGRAM_ID);
 WRITES(CUT_FILES);
 WRITES(BEFORE_STOP);
@@ -42,8 +47,14 @@ void flush_and_tell() {
     tell_cut_files();
 }
 
+// A listing that cannot take its last lines is told where somebody may see it.
+void tell_lost_listing() {
+    std::fprintf(stderr, "ERROR - writing the listing failed: %s\n", std::strerror(LISTING_FAULT));
+}
+
 [[noreturn]] void leave_with_error() {
-    static_cast<void>(flush_listing());
+    empty_model_file();
+    if (flush_listing() != 0) tell_lost_listing();
     leave_program(kErrorStatus);
 }
 
@@ -62,7 +73,7 @@ void terminate_run() {
     end.line("Program terminates");
     end.blank();
     end.print();
-    if (log_is_open()) {
+    if (has_log()) {
         page_header();
         blank_lines();
         say_line("ERROR(S) found in model directives / prior (co)variance");
@@ -80,15 +91,29 @@ void terminate_run() {
 
 void note_cut_file(std::string_view file) { CUT_FILES.emplace_back(file); }
 
-void end_run() {
-    std::string failed = flush_outputs();
+void close_outputs() {
+    std::string failed = close_units();
+    if (close_log() != 0 && failed.empty()) failed = "KVE_LOG";
     if (!failed.empty()) stop_not_written(failed);
     if (!CUT_FILES.empty()) stop_run();
+    if (const int status = sync_working_folder(); status != 0) {
+        say("ERROR - the working directory cannot be brought to disk: %s", std::strerror(status));
+        stop_run();
+    }
+    if (flush_listing() != 0) {
+        say("ERROR - lines of this listing are lost: %s", std::strerror(LISTING_FAULT));
+        stop_run();
+    }
+}
+
+void end_run() {
+    settle_outcome();
     Block block;
     block.blank(3);
     block.line(" END OF %.*s", KVE_SV(PROGRAM_ID.padded()));
     block.print();
-    leave_program(flush_listing() == 0 ? 0 : kErrorStatus);
+    if (sync_listing() != 0) leave_with_error();
+    leave_program(0);
 }
 
 void alloc_error(std::string_view routine, std::string_view array, int64_t elements, int status) {

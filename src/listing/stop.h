@@ -31,7 +31,10 @@ inline constexpr int kErrorStatus = 16;
 // An output file that could not be written whole, where the run goes on: it will not end well.
 void note_cut_file(std::string_view file);
 
-// The normal end: flushes everything. Status 0, or 16 when an output could not be written.
+// Every output but MODINF is on the disk and the listing has all its lines; stops otherwise.
+void close_outputs();
+
+// The normal end. Status 0, or 16 when the listing cannot take its last line.
 [[noreturn]] void end_run();
 
 // An allocation of `elements` elements for `array`, asked for by `routine`, failed with `status`.

@@ -15,6 +15,18 @@ namespace {
 constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
 constexpr std::size_t kLongestFactorFileName = 12;
 
+// The name of one for which the deed failed, empty when all is well. MODINF comes by itself.
+template <class Deed>
+std::string for_all_outputs(const Deed& deed) {
+    std::string failed;
+    for (TextOutput* unit : {&UNITS.PEDDATA, &UNITS.INBREED})
+        if (deed(*unit) != 0) failed = unit->path();
+    for (RecordOutput* unit :
+         {&UNITS.RCDATA_I, &UNITS.RCDATA_R, &UNITS.CODE_TABLE, &UNITS.oldsol, &UNITS.RC_F_INFO})
+        if (deed(*unit) != 0) failed = unit->path();
+    return failed;
+}
+
 }  // namespace
 
 int TextOutput::open(const std::string& path) {
@@ -66,13 +78,11 @@ std::string factor_file_name(std::string_view prefix, int32_t k) {
 }
 
 std::string flush_units() {
-    std::string failed;
-    for (TextOutput* unit : {&UNITS.PEDDATA, &UNITS.INBREED})
-        if (unit->is_open() && unit->flush() != 0) failed = unit->path();
-    for (RecordOutput* unit : {&UNITS.RCDATA_I, &UNITS.RCDATA_R, &UNITS.MODINF, &UNITS.CODE_TABLE,
-                               &UNITS.oldsol, &UNITS.RC_F_INFO})
-        if (unit->is_open() && unit->flush() != 0) failed = unit->path();
-    return failed;
+    return for_all_outputs([](auto& unit) { return unit.is_open() ? unit.flush() : 0; });
+}
+
+std::string close_units() {
+    return for_all_outputs([](auto& unit) { return unit.close(); });
 }
 
 }  // namespace kve

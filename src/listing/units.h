@@ -74,8 +74,9 @@ inline Units UNITS;
 // The name of a file that a run makes for random factor k: prefix and number, cut to 12 characters.
 std::string factor_file_name(std::string_view prefix, int32_t k);
 
-// Brings everything written so far to the open files. Empty when all is well, else the name of one
-// that could not be written; who closes a file looks at the outcome.
+// Brings everything written so far to the open files, or to the disk as they are closed; MODINF is
+// left alone. Empty when all is well, else the name of one that could not be written.
 std::string flush_units();
+std::string close_units();
 
 }  // namespace kve

@@ -52,6 +52,7 @@ void run() {
     print_banner();     // name and version
     read_dimensions();  // DIMENSIONS
     find_place();       // ST_DIR
+    claim_place();      // no other run in this folder
     read_directives();  // DIRECTIVES, section files
     check_pedigree_columns();
     open_files();                   // UNITS, emptied outputs
@@ -88,14 +89,15 @@ void run() {
     tell_warnings_in_log();
     translate_old_solutions();  // oldsol, OLDSOL_H2
     blank();
-    KVEPFL();                   // MODINF
     write_code_table();         // CODE_TABLE
     write_pedfiles();           // PEDFILE
     convert_foreign_records();  // RC_F_INFO
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
     note_used_dimensions();  // DIMENSIONS
-    end_run();               // last line
+    close_outputs();
+    KVEPFL();   // MODINF, when all else is whole
+    end_run();  // last line
 }
 
 }  // namespace kve

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "base/arrays.h"
+#include "listing/interruption.h"
 #include "listing/stop.h"
 #include "run/driver.h"
 
@@ -25,6 +26,7 @@ int main() {
     // A full disk or a closed pipe shows as a failed write, which is reported, not as a signal.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    kve::catch_signals();
     std::set_new_handler([] { kve::alloc_error("KVE1", "working memory", 0, kve::kNoMemory); });
     kve::run();
 }

@@ -124,7 +124,6 @@ TEST_F(Run, StopsAtFilesThatCannotBeOpenedOrWritten) {
     ends_well(directives());
     EXPECT_GT(framed_records(scratch.read("folder/model")).size(), 80U);
     fs::remove(scratch.folder() / "MODINF");
-    EXPECT_EQ(scratch.run(directives(), ">/dev/full").status, 16);
     // An input is not emptied as an output.
     stops_with("KVE_LOG", "data", directives(),
                opening + "KVE_LOG is input and output of this run");
@@ -137,12 +136,4 @@ TEST_F(Run, StopsAtFilesThatCannotBeOpenedOrWritten) {
         stops("$ANALYSE 1 1 0 0\n$DATA ASCII (1,1,-9.0) data\n$MODEL " + name + "\n",
               opening + name);
     stops_with("data", kFolder, directives(), opening + "data");
-}
-
-// The first file that a run opens must not take the place of the listing.
-TEST_F(Run, ClosedListingReachesNoFile) {
-    std::string faults = "$ANALYSE 1 1 0 0\n$VAR_REST\n1 1\n";
-    for (int k = 0; k < 200; ++k) faults += "$DATA WRONG\n";
-    EXPECT_EQ(scratch.run(faults, ">&-").status, 16);
-    EXPECT_EQ(scratch.read("CVREST.DIR"), "1 1\n");
 }

@@ -11,8 +11,8 @@ using Units = ModelTest;
 
 TEST_F(Units, AStopBringsEveryOutputToItsFile) {
     TextOutput* const texts[] = {&UNITS.PEDDATA, &UNITS.INBREED};
-    RecordOutput* const records[] = {&UNITS.RCDATA_I,   &UNITS.RCDATA_R, &UNITS.MODINF,
-                                     &UNITS.CODE_TABLE, &UNITS.oldsol,   &UNITS.RC_F_INFO};
+    RecordOutput* const records[] = {&UNITS.RCDATA_I, &UNITS.RCDATA_R, &UNITS.CODE_TABLE,
+                                     &UNITS.oldsol, &UNITS.RC_F_INFO};
     for (TextOutput* unit : texts) {
         ASSERT_EQ(unit->open("output"), 0);
         EXPECT_STOP((unit->print("%d", 7), stop_run("end")), "^end\n$");
