@@ -1,9 +1,11 @@
 #include "store/sorting.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 
 #include "base/asserted.h"
+#include "base/memory.h"
 #include "base/state.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -39,45 +41,84 @@ int32_t second_key(int64_t joined) {
     return static_cast<int32_t>((joined & 0xffffffff) + INT32_MIN);
 }
 
-// Lets `taken` sink from place i into the heap a(i..ir), whose place i is free. Of two children the
-// right one goes up unless the left one is greater, and `taken` sinks past equal keys (kept, since
-// the order of equal keys is part of the numbering). That road down does not depend on `taken`: it
-// is walked to its end, where most elements belong that come from the end of the heap, and back up
-// to the place.
+// An element on its way down the heap a(1..last): the place `at`, `depth` generations below the
+// top, is free for it or for what goes up.
 template <class Element>
-void sink_element(Vec<Element>& a, int64_t i, int64_t ir, Element taken) {
-    const int64_t top = i;
-    int64_t child = 2 * i;
-    while (child < ir) {
-        if (child * 8 + 7 <= ir) {  // three generations below
-            __builtin_prefetch(&a(child * 8));
-            __builtin_prefetch(&a(child * 8 + 7));
-        }
-        child += a(child).key <= a(child + 1).key ? 1 : 0;
-        a(i) = a(child);
-        i = child;
-        child = 2 * i;
-    }
-    if (child == ir) {
-        a(i) = a(child);
-        i = child;
-    }
-    while (i > top && a(i / 2).key < taken.key) {
-        a(i) = a(i / 2);
-        i /= 2;
-    }
-    a(i) = taken;
+struct Sinking {
+    Element element;
+    int64_t at, last;
+    int depth;
+};
+
+// Descendants of a child that two lines of the cache hold and that are near enough to be wanted.
+template <class Element>
+KVE_FETCH void expect_descendants(const Vec<Element>& a, int64_t child, int64_t last) {
+    constexpr int64_t kHeld = 64 / sizeof(Element);
+    if (child * kHeld + 2 * kHeld - 1 > last) return;
+    __builtin_prefetch(&a(child * kHeld));
+    __builtin_prefetch(&a(child * kHeld + 2 * kHeld - 1));
 }
 
-// The classic heap sort, ascending.
+constexpr int kStride = 2;  // generations that an element sinks at a time
+
+// Of two children the right one goes up unless the left one is greater, and the element sinks past
+// equal keys (kept, since the order of equal keys is part of the numbering). False when the element
+// has found its place.
+template <class Element>
+bool sink_on(Vec<Element>& a, Sinking<Element>& s) {
+    for (int generation = 0; generation < kStride; ++generation) {
+        int64_t child = 2 * s.at;
+        expect_descendants(a, child, s.last);
+        if (child < s.last) child += a(child).key <= a(child + 1).key ? 1 : 0;
+        if (child > s.last || a(child).key < s.element.key) {
+            a(s.at) = s.element;
+            return false;
+        }
+        a(s.at) = a(child);
+        s.at = child;
+    }
+    s.depth += kStride;
+    return true;
+}
+
+template <class Element>
+void build_heap(Vec<Element>& a) {
+    for (int64_t l = a.size() / 2; l >= 1; --l) {
+        Sinking<Element> sinking{a(l), l, a.size(), 0};
+        while (sink_on(a, sinking)) continue;
+    }
+}
+
+// Whether the element may still come to a place at the end of the heap.
+template <class Element>
+bool is_above(const Sinking<Element>& s, int64_t place) {
+    const int generations = static_cast<int>(std::bit_width(static_cast<uint64_t>(place))) - 1;
+    return s.depth <= generations && place >> (generations - s.depth) == s.at;
+}
+
+// The classic heap sort, ascending: the top goes behind the heap, whose last element sinks from
+// there. In a large heap each generation is a wait for the memory. So the next element does not
+// wait until those before it have found their places: what is above them is settled. It waits only
+// while one of them is on the way to the place that it comes from itself.
 template <class Element>
 void heap_sort(Vec<Element>& a) {
-    const int64_t n = a.size();
-    for (int64_t l = n / 2; l >= 1; --l) sink_element(a, l, n, a(l));
-    for (int64_t ir = n; ir >= 2; --ir) {
-        const Element taken = a(ir);
-        a(ir) = a(1);
-        sink_element(a, 1, ir - 1, taken);
+    build_heap(a);
+    Sinking<Element> under_way[32];  // the oldest first; a heap has 31 generations
+    int n_under_way = 0;
+    int64_t last = a.size();
+    while (last > 1 || n_under_way > 0) {
+        int n_left = 0;
+        bool waits = false;
+        for (int k = 0; k < n_under_way; ++k) {
+            if (!sink_on(a, under_way[k])) continue;
+            waits = waits || is_above(under_way[k], last);
+            under_way[n_left++] = under_way[k];
+        }
+        n_under_way = n_left;
+        if (waits || last <= 1) continue;
+        under_way[n_under_way++] = {a(last), 1, last - 1, 0};
+        a(last) = a(1);
+        --last;
     }
 }
 

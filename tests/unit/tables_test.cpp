@@ -39,7 +39,46 @@ std::map<std::pair<int32_t, int32_t>, double> stored_elements() {
     return all;
 }
 
+// The heap sort of textbooks, one element after the other: key, second key, companion.
+using Element = std::array<int32_t, 3>;
+void sort_plainly(std::vector<Element>& a) {
+    const auto is_less = [&](std::size_t i, std::size_t j) {
+        return std::pair(a[i][0], a[i][1]) < std::pair(a[j][0], a[j][1]);
+    };
+    const auto sink = [&](std::size_t i, std::size_t n) {
+        for (std::size_t child; (child = 2 * i + 1) < n; i = child) {
+            if (child + 1 < n && !is_less(child + 1, child)) ++child;
+            if (is_less(child, i)) return;
+            std::swap(a[i], a[child]);
+        }
+    };
+    for (std::size_t i = a.size() / 2; i-- > 0;) sink(i, a.size());
+    for (std::size_t n = a.size(); n-- > 1; sink(0, n)) std::swap(a[0], a[n]);
+}
+
 }  // namespace
+
+TEST(HeapSort, LeavesEqualKeysWhereThePlainOneDoes) {
+    std::mt19937 random(7);
+    for (int32_t n : {0, 1, 2, 3, 4, 31, 32, 33, 500, 20000})
+        for (uint32_t second_keys : {1, 3}) {
+            std::vector<Element> plain;
+            std::vector<int32_t> keys, seconds, companions;
+            for (int32_t k = 1; k <= n; ++k) {
+                keys.push_back(static_cast<int32_t>(random() % (static_cast<uint32_t>(n) / 8 + 2)));
+                seconds.push_back(-static_cast<int32_t>(random() % second_keys));
+                companions.push_back(k);
+                plain.push_back({keys.back(), seconds.back(), k});
+            }
+            sort_plainly(plain);
+            if (second_keys == 1)
+                heap_sort_pairs(n, keys.data(), companions.data());
+            else
+                heap_sort_pairs(n, keys.data(), seconds.data(), companions.data());
+            for (std::size_t k = 0; k < plain.size(); ++k)
+                ASSERT_EQ((Element{keys[k], seconds[k], companions[k]}), plain[k]) << n;
+        }
+}
 
 TEST(LevelList, IsChainedAndNumberedInOrderOfTheKeys) {
     start_with_dimensions(1, 1, 1);
