@@ -10,11 +10,12 @@
 namespace kve {
 namespace {
 
-// Searches jump about in the large tables; pages of 2 MiB spare most of the address look-ups that
-// this costs. So a large array is mapped by itself, in whole large pages: at such an address the
-// system also moves it by a few entries of its page tables, large pages as they are.
+// Large arrays are mapped one by one, at an address where large pages begin and in whole ones: from
+// there to another such address the system moves them by a few entries of its page tables. Smaller
+// ones come from the heap of the library.
 constexpr std::size_t kLargePage = std::size_t{2} << 20;
-constexpr std::size_t kLargeArray = 2 * kLargePage;
+constexpr std::size_t kMappedArray = kLargePage / 2;
+constexpr std::size_t kArrayOfLargePages = 3 * kLargePage;
 
 // 0 when the product is beyond the range.
 std::size_t bytes_of(std::size_t elements, std::size_t element_bytes) {
@@ -40,19 +41,23 @@ void* map_pages(std::size_t bytes, int protection) {
     return first + ahead;
 }
 
-void* map_large_array(std::size_t bytes) {
-    void* memory = map_pages(bytes, PROT_READ | PROT_WRITE);
-    // Only a hint: pages that nobody touches still cost nothing.
-    if (memory != nullptr) ::madvise(memory, bytes, MADV_HUGEPAGE);
+// Searches jump about in the large tables; pages of 2 MiB spare most of the address look-ups that
+// this costs. Only a hint: pages that nobody touches still cost nothing.
+void* hint_large_pages(void* memory, std::size_t bytes) {
+    if (memory != nullptr && bytes >= kArrayOfLargePages) ::madvise(memory, bytes, MADV_HUGEPAGE);
     return memory;
 }
 
-void* lengthen_large_array(void* memory, std::size_t bytes, std::size_t more_bytes) {
+void* map_array(std::size_t bytes) {
+    return hint_large_pages(map_pages(bytes, PROT_READ | PROT_WRITE), bytes);
+}
+
+void* lengthen_mapped_array(void* memory, std::size_t bytes, std::size_t more_bytes) {
     if (bytes == more_bytes) return memory;
     void* place = map_pages(more_bytes, PROT_NONE);
     const int flags = place != nullptr ? MREMAP_MAYMOVE | MREMAP_FIXED : MREMAP_MAYMOVE;
     void* moved = ::mremap(memory, bytes, more_bytes, flags, place);
-    return moved != MAP_FAILED ? moved : nullptr;
+    return moved != MAP_FAILED ? hint_large_pages(moved, more_bytes) : nullptr;
 }
 
 }  // namespace
@@ -61,7 +66,7 @@ void* zeroed_memory(std::size_t elements, std::size_t element_bytes) {
     const std::size_t bytes = bytes_of(elements, element_bytes);
     if (bytes == 0) return nullptr;
     // calloc hands out fresh pages without touching them.
-    return bytes < kLargeArray ? std::calloc(bytes, 1) : map_large_array(whole_pages(bytes));
+    return bytes < kMappedArray ? std::calloc(bytes, 1) : map_array(whole_pages(bytes));
 }
 
 void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_elements,
@@ -69,8 +74,8 @@ void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_ele
     const std::size_t bytes = bytes_of(elements, element_bytes);
     const std::size_t more_bytes = bytes_of(more_elements, element_bytes);
     if (more_bytes == 0) return nullptr;
-    if (bytes >= kLargeArray)
-        return lengthen_large_array(memory, whole_pages(bytes), whole_pages(more_bytes));
+    if (bytes >= kMappedArray)
+        return lengthen_mapped_array(memory, whole_pages(bytes), whole_pages(more_bytes));
     void* longer = zeroed_memory(more_elements, element_bytes);
     if (longer == nullptr) return nullptr;
     if (elements > 0) std::memcpy(longer, memory, bytes);
@@ -80,7 +85,7 @@ void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_ele
 
 void free_memory(void* memory, std::size_t elements, std::size_t element_bytes) {
     const std::size_t bytes = bytes_of(elements, element_bytes);
-    if (bytes < kLargeArray)
+    if (bytes < kMappedArray)
         std::free(memory);
     else
         ::munmap(memory, whole_pages(bytes));
