@@ -73,7 +73,7 @@ TEST(ModelReport, TwoTraitsOnThePagesAndInTheLog) {
           "5"})
         EXPECT_TRUE(outcome.says(page)) << page << outcome.listing;
     for (const char* table :
-         {" Y1 herd 1 Y2 herd 1 year 2 ",
+         {"No of traits in the analysis 2 ", " Y1 herd 1 Y2 herd 1 year 2 ",
           "Trait 1 2 3 4 ---------|-----------| -------- -------- -------- --------"
           " Y1 | F-input | 1 1 2 2 | Name | age age day day | Nesting | 0 1 2 3 | Name | sex sire"
           " dam | Type | F F R R Total no of covariables 4 No of fixed covariables 2 No of random"

@@ -248,8 +248,10 @@ Animal ID       PHG Trait      EBV       R**2        EBV       R**2        EBV  
     const auto z = numbers<float>(framed_records(scratch.read("RC_F_INFO")).at(0));
     EXPECT_TRUE(z[3] == 0.0F && std::isnan(z[4]));
     expect(run("$FINFO", times(1000, "x\n")), "deleted.. 1000 END OF");
-    expect(run("$FINFO", times(1001, "x\n")),
+    const Outcome faulty = run("$FINFO", times(1001, "x\n"));
+    expect(faulty,
            "More than 1000 records with foreign information deleted "
            "due to errors CHECK YOUR INPUT DATA KVE_FINFO2 terminated with an error Program",
            16);
+    EXPECT_TRUE(faulty.prints("CHECK YOUR INPUT DATA\n\n")) << faulty.listing;
 }
