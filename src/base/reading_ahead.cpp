@@ -7,7 +7,7 @@
 namespace kve {
 namespace {
 
-constexpr std::size_t kBlockBytes = std::size_t{1} << 16;
+constexpr std::size_t kBlockBytes = std::size_t{1} << 17;
 constexpr std::size_t kAlignment = 8;
 
 }  // namespace

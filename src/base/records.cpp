@@ -23,22 +23,18 @@ int RecordOutput::open(const std::string& path) {
     return 0;
 }
 
+void RecordOutput::keep_first_length() {
+    if (first_ != First::to_be_held || held_ < sizeof first_length_) return;
+    std::memcpy(&first_length_, buffer_, sizeof first_length_);
+    std::memset(buffer_, 0, sizeof first_length_);
+    first_ = First::held;
+}
+
 void RecordOutput::write_out() {
-    if (first_ == First::to_be_held && held_ >= sizeof first_length_) {
-        std::memcpy(&first_length_, buffer_, sizeof first_length_);
-        std::memset(buffer_, 0, sizeof first_length_);
-        first_ = First::held;
-    }
-    const char* from = buffer_;
-    std::size_t left = held_;
+    keep_first_length();
+    if (error_ == 0) error_ = behind_.wait();
+    if (error_ == 0) error_ = write_all(descriptor_, buffer_, held_);
     held_ = 0;
-    while (left > 0 && error_ == 0) {
-        ssize_t done = ::write(descriptor_, from, left);
-        if (done < 0 && errno != EINTR) error_ = errno;
-        if (done <= 0) continue;
-        from += done;
-        left -= static_cast<std::size_t>(done);
-    }
 }
 
 void RecordOutput::write_first_length() {
@@ -56,6 +52,7 @@ int RecordOutput::flush() {
 int RecordOutput::close() {
     if (descriptor_ < 0) return error_;
     write_out();
+    behind_.end();
     if (error_ == 0) error_ = sync_to_disk(descriptor_);
     if (error_ == 0 && first_ == First::held) write_first_length();
     if (::close(descriptor_) != 0 && error_ == 0) error_ = errno;
@@ -74,7 +71,10 @@ void RecordOutput::put_in_pieces(const void* bytes, std::size_t count) {
         held_ += part;
         from += part;
         count -= part;
-        write_out();
+        keep_first_length();
+        error_ = behind_.hand_over(descriptor_, buffer_, held_);
+        held_ = 0;
+        if (error_ != 0) return;
     }
     std::memcpy(buffer_ + held_, from, count);
     held_ += count;

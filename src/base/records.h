@@ -12,6 +12,7 @@
 #include "base/arrays.h"
 #include "base/input.h"
 #include "base/text.h"
+#include "base/writing_behind.h"
 
 namespace kve {
 
@@ -19,7 +20,7 @@ namespace kve {
 // tells. write_record below is the way to use it.
 class RecordOutput {
  public:
-    constexpr RecordOutput() = default;
+    RecordOutput() = default;
     RecordOutput(const RecordOutput&) = delete;
     RecordOutput& operator=(const RecordOutput&) = delete;
     ~RecordOutput() { static_cast<void>(close()); }
@@ -31,7 +32,8 @@ class RecordOutput {
     void hold_first_length() { first_ = First::to_be_held; }
     // To the system. 0 or the number of the first error met so far.
     [[nodiscard]] int flush();
-    // To the disk. What was told by the first error is told again.
+    // To the disk. What was told by the first error is told again. A large file is written behind
+    // the run: a failure is told by a later write, at the latest here or by flush().
     [[nodiscard]] int close();
     bool is_open() const { return descriptor_ >= 0; }
     int error() const { return error_; }
@@ -46,12 +48,13 @@ class RecordOutput {
     void end_record() { put(&length_, sizeof length_); }
 
  private:
-    static constexpr std::size_t kBufferBytes = std::size_t{1} << 20;
+    static constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
 
     enum class First { written, to_be_held, held };
 
     void put_in_pieces(const void* bytes, std::size_t count);
     void write_out();
+    void keep_first_length();
     void write_first_length();
 
     std::string path_;
@@ -62,6 +65,7 @@ class RecordOutput {
     int32_t length_ = 0;
     int32_t first_length_ = 0;
     First first_ = First::written;
+    WritingBehind behind_;
 };
 
 namespace record_items {

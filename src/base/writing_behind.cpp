@@ -1,0 +1,76 @@
+#include "base/writing_behind.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+namespace kve {
+
+int write_all(int descriptor, const char* from, std::size_t bytes) {
+    while (bytes > 0) {
+        const ssize_t done = ::write(descriptor, from, bytes);
+        if (done < 0 && errno != EINTR) return errno;
+        if (done <= 0) continue;
+        from += done;
+        bytes -= static_cast<std::size_t>(done);
+    }
+    return 0;
+}
+
+void WritingBehind::start(std::size_t bytes) {
+    buffer_ = static_cast<char*>(std::malloc(bytes));
+    if (buffer_ == nullptr) return;
+    given_.set(0);
+    emptied_.set(1);
+    static_cast<void>(thread_.start(write_buffers, this));
+}
+
+void* WritingBehind::write_buffers(void* self) {
+    auto& behind = *static_cast<WritingBehind*>(self);
+    for (;;) {
+        behind.given_.wait();
+        if (behind.bytes_ == 0) return nullptr;
+        if (behind.error_ == 0)
+            behind.error_ = write_all(behind.descriptor_, behind.buffer_, behind.bytes_);
+        behind.emptied_.post();
+    }
+}
+
+int WritingBehind::hand_over(int descriptor, char*& buffer, std::size_t bytes) {
+    if (buffer_ == nullptr) start(bytes);
+    if (!thread_.is_running()) return write_all(descriptor, buffer, bytes);
+    emptied_.wait();
+    if (error_ != 0) {
+        emptied_.post();
+        return error_;
+    }
+    std::swap(buffer_, buffer);
+    descriptor_ = descriptor;
+    bytes_ = bytes;
+    given_.post();
+    return 0;
+}
+
+int WritingBehind::wait() {
+    if (!thread_.is_running()) return 0;
+    emptied_.wait();
+    emptied_.post();
+    return error_;
+}
+
+void WritingBehind::end() {
+    if (thread_.is_running()) {
+        emptied_.wait();
+        bytes_ = 0;
+        given_.post();
+        thread_.join();
+    }
+    std::free(buffer_);
+    buffer_ = nullptr;
+    error_ = 0;
+}
+
+}  // namespace kve
