@@ -4,7 +4,12 @@
 #include <pthread.h>
 #include <semaphore.h>
 
+#include <cstddef>
+
 namespace kve {
+
+// What one thread writes all the time stands on other lines of the cache than what another reads.
+inline constexpr std::size_t kCacheLine = 64;
 
 // Counts what is ready. The memory that one side wrote ahead of `post` is what the other sees after
 // `wait`.

@@ -7,13 +7,14 @@
 #include <string>
 #include <string_view>
 
+#include "base/helper_thread.h"
 #include "base/plain_number.h"
 
 namespace kve {
 
 // A file read front to back through one buffer. The byte behind the last one held is always a
 // line end, so that scanners need not test for the end of the buffer at each character.
-class ByteInput {
+class alignas(kCacheLine) ByteInput {
  public:
     constexpr ByteInput() = default;
     ByteInput(const ByteInput&) = delete;

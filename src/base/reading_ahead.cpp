@@ -45,10 +45,14 @@ void ReadingAhead::close() {
 }
 
 void ReadingAhead::make_block(Block& block) const {
+    // Copies, since `next` writes to the members all the time.
+    const MakeRecord make = make_;
+    void* const source = source_;
+    const std::size_t record_bytes = record_bytes_;
     std::byte* at = block.records;
     const std::byte* end = at + block_bytes_;
     int32_t status = 0;
-    while (at != end && (status = make_(source_, at)) == 0) at += record_bytes_;
+    while (at != end && (status = make(source, at)) == 0) at += record_bytes;
     block.end = at;
     block.status = status;
 }

@@ -16,7 +16,7 @@ namespace kve {
 //
 // Until `next` has returned null or `stop` has been called, what the procedure reads from belongs
 // to the thread.
-class ReadingAhead {
+class alignas(kCacheLine) ReadingAhead {
  public:
     // Makes the next record at `to`. 0, or a status that ends the reading: nothing is there then.
     using MakeRecord = int32_t (*)(void* source, void* to);

@@ -74,11 +74,11 @@ class ElementFile {
     DataFormat format_ = kNoFormat;
     std::size_t n_ids_ = 0;
     std::size_t record_bytes_ = 0;
+    std::optional<int64_t> too_large_{};  // an ID outside 32 bits, which has been passed
+    ReadingAhead records_;
     int64_t n_read_ = 0;
     FileAnswer answer_ = FileAnswer::end;  // the last one
     DecimalCommas commas_{};
-    std::optional<int64_t> too_large_{};  // an ID outside 32 bits, which has been passed
-    ReadingAhead records_;
 };
 
 }  // namespace kve
