@@ -127,10 +127,11 @@ class Collector {
         }
     }
     static void add_qualifier(DataColumn& column, int) {
-        if (!column.qualifier.empty()) column.name = column.qualifier + ":" + column.name;
+        if (!column.qualifier.empty())
+            column.name = fmt::format("{}:{}", column.qualifier, column.name);
     }
     static void add_number(DataColumn& column, int number) {
-        column.name += "#" + std::to_string(number);
+        column.name = fmt::format("{}#{}", column.name, number);
     }
 
     const RunFolder& run_;

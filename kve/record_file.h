@@ -48,7 +48,7 @@ class RecordFile {
     // The next record; one that must be there.
     template <class Record>
     void expect(Record& record) {
-        if (!next(record)) refuse("the file ends before it");
+        if (!next(record)) refuse("the last one, and more must follow");
     }
 
     [[noreturn]] void refuse(const std::string& words) const;  // of the record read last

@@ -1,5 +1,5 @@
 #!/bin/sh
-# lint.sh              clang-tidy over src, bench and tests, cppcheck over src and bench
+# lint.sh              clang-tidy over src, kve, bench and tests, cppcheck over all but tests
 # lint.sh SOURCES...   the same for some sources (.cpp)
 # Ends with a status other than 0 on any finding. .clang-tidy says which checks, and why not others.
 set -u
@@ -10,7 +10,7 @@ install_missing clang clang-tidy cppcheck
 # The list of compile commands, and the header that a build of the tests would make.
 cmake --preset clang >/dev/null || exit 1
 cmake -DSRC="$PWD/src" -DOUT=build/clang/tests/all_tables.h -P tests/list_tables.cmake || exit 1
-[ $# -gt 0 ] || set -- $(find src bench tests -name '*.cpp' | sort)
+[ $# -gt 0 ] || set -- $(find src kve bench tests -name '*.cpp' | sort)
 
 status=0
 echo "clang-tidy on $# sources"
@@ -22,7 +22,7 @@ if [ -n "$checked" ]; then
     # missingIncludeSystem: cppcheck knows the standard library without reading its headers.
     # shellcheck disable=SC2086
     cppcheck --enable=warning,performance,portability --std=c++20 --language=c++ --inline-suppr \
-        --suppress=missingIncludeSystem --error-exitcode=1 --quiet -j "$(nproc)" -I src $checked ||
+        --suppress=missingIncludeSystem --error-exitcode=1 --quiet -j "$(nproc)" -I src -I kve $checked ||
         status=1
 fi
 [ $status -eq 0 ] && echo "No findings"

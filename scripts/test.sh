@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds KVE1 twice, for release and with index checks and sanitizers, and passes all tests in both.
+# Builds KVE1 and kve twice, for release and with index checks and sanitizers, and passes all tests in both.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/setup.sh
@@ -11,7 +11,7 @@ scripts/check-messages
 echo "Checking the map of the shared tables"
 scripts/table-map --check
 echo "Checking the layout of the sources"
-find src tests bench -name '*.h' -o -name '*.cpp' | sort | xargs clang-format --dry-run --Werror
+find src kve tests bench -name '*.h' -o -name '*.cpp' | sort | xargs clang-format --dry-run --Werror
 
 echo "Release build"
 configure_and_build release
