@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "base/freeform.h"
@@ -11,6 +12,7 @@
 #include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"
@@ -75,6 +77,13 @@ void store(int64_t matrix, int32_t i, int32_t j, double value) {
 
 // --- Faults
 
+// After words that name no file.
+[[noreturn]] void stop_naming(const PriorFile& file) {
+    say("ERROR - this is line %lld of the file %s", static_cast<long long>(file.n_lines),
+        file.input.path().c_str());
+    stop_run();
+}
+
 [[noreturn]] void stop_at_line(int64_t number, int status) {
     if (number == 1)
         say("ERROR -  Reading 1'st line in the PRIOR section");
@@ -84,10 +93,15 @@ void store(int64_t matrix, int32_t i, int32_t j, double value) {
     stop_run();
 }
 
+[[noreturn]] void stop_without_line(const PriorFile& file) {
+    say("ERROR - the file %s holds no line of numbers", file.input.path().c_str());
+    stop_at_line(1, kEndOfFile);
+}
+
 [[noreturn]] void stop_showing(const PriorFile& file) {
     say("Line read:");
     say("%.*s", KVE_SV(file.line));
-    stop_run();
+    stop_naming(file);
 }
 
 void refuse_place(PriorFile& file, int32_t row, int32_t column, double value) {
@@ -119,7 +133,10 @@ bool next_line(PriorFile& file) {
         const TextInput::Line status = file.input.read_line(line, kLongestLine);
         if (status == TextInput::Line::end) return false;
         ++file.n_lines;
-        if (status == TextInput::Line::failed) stop_at_line(file.n_lines, file.input.error());
+        if (status == TextInput::Line::failed) {
+            tell_not_read(file.input.path(), file.input.error());
+            stop_at_line(file.n_lines, file.input.error());
+        }
         file.line = after_separators(line);
         if (!file.line.empty()) return true;
     }
@@ -135,7 +152,7 @@ void read_value(PriorFile& file) {
         say("         Error condition (iostat from read) = %12d",
             status == Read::end ? kEndOfFile : kUnreadable);
         say("line read: %.*s", KVE_SV(file.line));
-        stop_run();
+        stop_naming(file);
     }
     file.matrix = matrix;
     if (!exists(matrix)) return refuse_place(file, row, column, value);
@@ -198,11 +215,15 @@ void settle_common_prior() {
 
 int read_prior_lines() {
     PriorFile file;
-    const int status = file.input.open(DIRECTIVES.prior.name.string());
+    const std::string name = DIRECTIVES.prior.name.string();
+    check_input(name);
+    const int status = file.input.open(name);
     if (status == ENOENT || status == ENOTDIR) return kNoPriorFile;
-    if (status != 0) stop_at_line(1, status);
-
-    if (!next_line(file)) stop_at_line(1, kEndOfFile);
+    if (status != 0) {
+        tell_input_not_opened(name, status);
+        stop_at_line(1, status);
+    }
+    if (!next_line(file)) stop_without_line(file);
     if (file.line.find("REPEAT") != std::string_view::npos) {
         say("ERROR -  REPEAT can not be the first line in the PRIOR section");
         stop_showing(file);

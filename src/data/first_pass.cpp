@@ -317,6 +317,7 @@ void copy_observation_counts() {
 }
 
 [[noreturn]] void stop_reading_failed(int32_t status) {
+    tell_failed_data();
     say("ERROR - Reading data file at observation:%12lld", static_cast<long long>(INTAKE.NREC));
     stop_unreadable_record(status, "        Check your data for:");
 }

@@ -11,6 +11,7 @@
 #include "data/input_record.h"
 #include "data/intake.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
@@ -157,6 +158,17 @@ void open_records(ReadMode mode) {
     }
 }
 
+// The one that the system did not let us read, null when there is none. A file belongs to its
+// thread until its records have a status.
+const ByteInput* failed_data_file() {
+    for (const DataFile& file : UNITS.data) {
+        if (file.records.status() <= 0) continue;
+        if (file.text.error() != 0) return &file.text;
+        if (file.framed.error() != 0) return &file.framed;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 ReadMode read_mode() {
@@ -204,16 +216,28 @@ void count_left_records(ReadMode mode) {
     }
 }
 
+void tell_failed_data() {
+    if (const ByteInput* file = failed_data_file()) tell_not_read(file->path(), file->error());
+}
+
 void rewind_data() {
-    int status = 0;
+    if (const ByteInput* file = failed_data_file()) stop_if_failed(*file);
     for (DataFile& file : UNITS.data) {
         file.records.stop();
-        if (file.text.is_open() && status == 0) status = file.text.rewind();
-        if (file.framed.is_open() && status == 0) status = file.framed.rewind();
+        for (ByteInput* input :
+             {static_cast<ByteInput*>(&file.text), static_cast<ByteInput*>(&file.framed)}) {
+            if (!input->is_open()) continue;
+            check_input(input->path());
+            if (const int status = input->rewind(); status != 0)
+                stop_not_read(input->path(), status);
+        }
     }
-    if (status == 0) return;
-    say("ERROR - The data file cannot be read a second time, status:%12d", status);
-    stop_run();
+}
+
+void check_second_pass(int64_t n_read) {
+    if (const ByteInput* file = failed_data_file()) stop_if_failed(*file);
+    for (int k = 0; k < DIRECTIVES.n_data_files; ++k) check_input(DIRECTIVES.data_file[k].string());
+    check_second_reading(DIRECTIVES.data_file[0].string(), INTAKE.NREC, n_read);
 }
 
 int32_t integer_place(int64_t column) {

@@ -50,8 +50,16 @@ void release_record();
 // of INTAKE.
 void count_left_records(ReadMode mode);
 
-// Back to the first record, in all data files. A file that cannot be read twice stops the run.
+// Names the data file that the system did not let us read, when that was the failure.
+void tell_failed_data();
+
+// Back to the first record, in all data files. Stops the run when one was not read to its end,
+// cannot be read twice, or has changed.
 void rewind_data();
+
+// After the second pass over `n_read` records: stops the run when a file was not read to its end or
+// has changed since the first pass.
+void check_second_pass(int64_t n_read);
 
 // Place of a column in RECORD.IINP (column 0 is the constant 1) or in RECORD.FINP.
 int32_t integer_place(int64_t column);

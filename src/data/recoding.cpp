@@ -336,6 +336,7 @@ void recode_all_records(RecodingPass& pass, ReadMode mode) {
 
 void read_first_record(ReadMode mode) {
     if (read_raw_record(mode, false) == kRecordRead) return;
+    tell_failed_data();
     say("ERROR - Problems reading the first data observation");
     stop_run("        Program terminates");
 }
@@ -404,6 +405,7 @@ void KVEWDF() {
     if (pass.layout.has_sequences)
         pass.sequences = begin_sequences(pass.layout.subject_place, pass.layout.sequence_place);
     recode_all_records(pass, mode);
+    check_second_pass(pass.n_input);
     finish_pass(pass);
 }
 

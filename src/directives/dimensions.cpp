@@ -24,7 +24,8 @@ namespace {
 // "IO-status = " shows which fault it was.
 enum Fault { kUnreadable = 1, kUnknownName = 2, kBadForm = 3 };
 
-[[noreturn]] void stop_reading(Fault fault) {
+[[noreturn]] void stop_reading(Fault fault, int code = 0) {
+    if (code != 0) tell_not_read("KVEDIM", code);
     blank();
     say("ERROR READING KVEDIM");
     blank();
@@ -41,7 +42,7 @@ class Characters : public ByteInput {
     int peek() {
         for (;;) {
             if (at_ == end_ && !fill()) {
-                if (error() != 0) stop_reading(kUnreadable);
+                if (error() != 0) stop_reading(kUnreadable, error());
                 return kEnd;
             }
             if (*at_ == '!') in_comment_ = true;
@@ -142,7 +143,7 @@ void read_dimensions() {
     Characters in;
     int status = in.open("KVEDIM");
     if (status == ENOENT) return;
-    if (status != 0) stop_reading(kUnreadable);
+    if (status != 0) stop_reading(kUnreadable, status);
     while (find_group(in)) read_group(in);
 }
 

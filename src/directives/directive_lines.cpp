@@ -20,7 +20,8 @@ namespace {
 
 // The room asked for counts the last line of the stop as well.
 [[noreturn]] void stop_read_failure(int code) {
-    page_if(3);
+    page_if(4);
+    tell_not_read("with the directives", code);
     say("ERROR while reading the driver file");
     say("Error code = %12d", code);
     stop_run();
@@ -144,10 +145,11 @@ Keyword read_directive_line(Keyword exclude) {
     return Keyword::end_of_file;
 }
 
-void read_remaining_words() {
+bool read_remaining_words() {
     std::string_view raw;
     while (DRIVER_FILE.read_line(raw, kLongestPhysicalLine) == TextInput::Line::ok)
         DIRECTIVE_WORDS.append(raw).append(" ");
+    return DRIVER_FILE.error() == 0;
 }
 
 std::string_view keyword_text(Keyword keyword) {

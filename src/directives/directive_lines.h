@@ -46,8 +46,9 @@ Keyword read_directive_line(Keyword exclude = Keyword::text);
 // What stands in `cinp` after the keyword.
 std::string_view keyword_text(Keyword keyword);
 
-// After a fault that stops the run: the rest of the directive file goes to DIRECTIVE_WORDS.
-void read_remaining_words();
+// After a fault that stops the run: the rest of the directive file goes to DIRECTIVE_WORDS. False
+// when it cannot be read.
+bool read_remaining_words();
 
 // Reads to the next keyword line, which becomes `next`. The text lines, joined to `text` with one
 // blank each, or dropped.

@@ -8,6 +8,7 @@
 #include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -34,10 +35,12 @@ int gaps_in(std::string_view line) {
 
 bool has_four_columns(const VAR_STR_SPEC& spec) {
     TextInput file;
+    note_input(spec.file[0].string());
     if (file.open(spec.file[0].string()) != 0) stop_pedigree_not_opened(spec.factor, spec.file[0]);
     std::string_view line;
-    bool read = file.read_line(line, kLongestLine) == TextInput::Line::ok;
-    return read && gaps_in(line) >= kLeastGaps;
+    const TextInput::Line read = file.read_line(line, kLongestLine);
+    if (read == TextInput::Line::failed) stop_not_read(file.path(), file.error());
+    return read == TextInput::Line::ok && gaps_in(line) >= kLeastGaps;
 }
 
 void report_columns(const VAR_STR_SPEC& spec) {

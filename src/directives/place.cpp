@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
 #include <string>
@@ -42,12 +43,13 @@ void print_host() {
 }
 
 void read_submission_directory() {
-    std::error_code ignored;
-    if (!std::filesystem::exists("ST_DIR", ignored)) return;
     TextInput file;
     std::string_view line;
-    if (file.open("ST_DIR") != 0 ||
-        file.read_line(line, kLongestDirectory) != TextInput::Line::ok) {
+    const int status = file.open("ST_DIR");
+    if (status == ENOENT) return;
+    if (status != 0 || file.read_line(line, kLongestDirectory) != TextInput::Line::ok) {
+        const int code = status != 0 ? status : file.error();
+        if (code != 0) tell_not_read("ST_DIR", code);
         blank();
         say("Unexpected EOF on file with name of submition directory");
         blank();

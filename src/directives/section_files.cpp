@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
+#include <vector>
 
 #include "base/output_file.h"
 #include "base/state.h"
@@ -13,6 +17,7 @@
 #include "directives/directive_faults.h"
 #include "directives/directive_lines.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
 #include "listing/model_file.h"
@@ -95,25 +100,6 @@ bool is_named_anywhere(const std::string& file) {
     return false;
 }
 
-// `rest_read` tells whether all words of the directive file are known.
-bool may_be_input(const std::string& file, bool& rest_read) {
-    if (std::error_code ignored; !std::filesystem::exists(file, ignored)) return false;
-    if (!std::exchange(rest_read, true)) read_remaining_words();
-    return is_input_file(file) || is_named_anywhere(file);
-}
-
-// A stop leaves what was gathered so far, but for a file that may be an input, and not beside the
-// model of an earlier run.
-void write_sections_at_stop() {
-    bool rest_read = false;
-    if (INLINE_TEXTS.empty() || may_be_input("MODINF", rest_read) || begin_model_file() != 0)
-        return;
-    for (const state::InlineText& section : INLINE_TEXTS) {
-        if (may_be_input(section.file, rest_read)) continue;
-        if (const int status = write_section(section); status != 0) say_unwritable(section, status);
-    }
-}
-
 // Two names may be one file by a link.
 bool replaces_earlier_text(const state::InlineText& section) {
     for (const state::InlineText& earlier : INLINE_TEXTS) {
@@ -123,9 +109,65 @@ bool replaces_earlier_text(const state::InlineText& section) {
     return false;
 }
 
+// `all_known` tells whether all words of the directive file could be read.
+bool may_be_input(const std::string& file, std::optional<bool>& all_known) {
+    if (std::error_code ignored; !std::filesystem::exists(file, ignored)) return false;
+    if (!all_known) all_known = read_remaining_words();
+    return !*all_known || is_input_file(file) || is_listing(file) || is_named_anywhere(file);
+}
+
+// A stop leaves what was gathered so far, but for a file that may be an input, and not beside the
+// model of an earlier run.
+void write_sections_at_stop() {
+    std::optional<bool> all_known;
+    if (INLINE_TEXTS.empty() || may_be_input("MODINF", all_known) || begin_model_file() != 0)
+        return;
+    for (const state::InlineText& section : INLINE_TEXTS) {
+        if (replaces_earlier_text(section) || may_be_input(section.file, all_known)) continue;
+        if (const int status = write_section(section); status != 0) say_unwritable(section, status);
+    }
+}
+
+std::vector<std::string> text_files() {
+    std::vector<std::string> names;
+    for (const state::InlineText& section : INLINE_TEXTS) names.push_back(section.file);
+    return names;
+}
+
+const state::InlineText* text_of(const std::string& file) {
+    for (const state::InlineText& section : INLINE_TEXTS)
+        if (section.file == file) return &section;
+    return nullptr;
+}
+
+void tell_shared_output(const SharedFile& shared) {
+    Fault fault;
+    if (shared.is_input) {
+        fault.line("ERROR - the file %s is input and output of this run:", shared.output.c_str());
+        fault.line("        by name or by a link it is %s: rename the input", shared.other.c_str());
+    } else {
+        fault.line("ERROR - the files %s and %s are one file by a link, and this run makes both:",
+                   shared.other.c_str(), shared.output.c_str());
+        fault.line("        remove the link");
+    }
+    fault.tell();
+}
+
+// The names of the files that this run must not make.
+std::set<std::string> tell_shared_files() {
+    std::set<std::string> shared_files;
+    for (const SharedFile& shared : find_shared_files(text_files())) {
+        shared_files.insert(shared.output);
+        if (const state::InlineText* section = text_of(shared.output); section != nullptr)
+            tell_input(*section);
+        else
+            tell_shared_output(shared);
+    }
+    return shared_files;
+}
+
 // Its sections are about to be replaced.
 void empty_earlier_model() {
-    if (INLINE_TEXTS.empty() || is_input_file("MODINF")) return;  // `open_files` tells an input
     if (const int status = begin_model_file(); status != 0) stop_not_opened("MODINF", status);
 }
 
@@ -217,15 +259,14 @@ void begin_sections() {
 
 void write_sections() {
     BEFORE_STOP = nullptr;
-    empty_earlier_model();
+    const std::set<std::string> shared = tell_shared_files();
+    if (!INLINE_TEXTS.empty() && !shared.contains("MODINF")) empty_earlier_model();
     for (const state::InlineText& section : INLINE_TEXTS) {
-        const bool replaces = is_input_file(section.file) || replaces_earlier_text(section);
-        if (const int status = replaces ? 0 : write_section(section); status != 0) {
+        if (shared.contains(section.file)) continue;
+        if (const int status = write_section(section); status != 0) {
             say_unwritable(section, status);
             stop_run();
         }
-        // Also an input that exists since this run has made it.
-        if (replaces || is_input_file(section.file)) tell_input(section);
     }
     INLINE_TEXTS.clear();
     DIRECTIVE_WORDS = {};

@@ -36,8 +36,9 @@ Keyword read_file_or_text(Keyword keyword);  // $MODEL: KVE1.dir; $PRIOR: PARIN;
 Keyword read_file_name(Keyword keyword);     // $OLDSOL, $FINFO
 Keyword read_restrictions();                 // $VAR_REST: CVREST.DIR
 
-// Makes the files. A text that would replace an input is a fault and is not written; a file that
-// cannot be written stops the run.
+// Makes the files. Ahead of that looks at all the outputs of the run: one that is also an input, or
+// another output, by a link, is a fault, and a text that would replace one is not written. A file
+// that cannot be written stops the run.
 void write_sections();
 
 }  // namespace kve

@@ -1,9 +1,5 @@
 #include "directives/user_files.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -30,14 +26,6 @@ void tell_missing(Keyword keyword, const FileName& name) {
                KVE_SV(name.view()));
 }
 
-// Only a regular file can be emptied.
-bool is_standard_input(const std::string& file) {
-    struct stat input, other;
-    return ::fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode) &&
-           ::stat(file.c_str(), &other) == 0 && input.st_dev == other.st_dev &&
-           input.st_ino == other.st_ino;
-}
-
 }  // namespace
 
 bool take_user_file(FileName& name) {
@@ -60,17 +48,6 @@ void find_user_file(Keyword keyword, FileName& name) {
         require_file(keyword, name);
     else
         tell_missing(keyword, name);
-}
-
-bool is_same_file(const std::string& name, const std::string& other) {
-    std::error_code absent;
-    return std::filesystem::equivalent(name, other, absent);
-}
-
-bool is_input_file(const std::string& file) {
-    const auto is_named = [&](const FileName& name) { return is_same_file(name.string(), file); };
-    return std::any_of(DIRECTIVES.named_files.begin(), DIRECTIVES.named_files.end(), is_named) ||
-           is_same_file("KVEDIM", file) || is_same_file("ST_DIR", file) || is_standard_input(file);
 }
 
 void stop_pedigree_not_opened(int32_t factor, const FileName& name) {

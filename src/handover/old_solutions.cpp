@@ -58,11 +58,13 @@ struct OldSolutions {
 };
 
 [[noreturn]] void stop_no_header() {
+    stop_if_failed(UNITS.old_solutions);
     std::string_view line;
     if (UNITS.old_solutions.rewind() == 0)
         while (UNITS.old_solutions.read_line(line, kLongestText) == TextInput::Line::ok)
             if (!trimmed(line).empty()) break;
-    stop_unreadable("$OLDSOL", "the header of four integers", trimmed(line));
+    stop_unreadable("$OLDSOL " + UNITS.old_solutions.path(), "the header of four integers",
+                    trimmed(line));
 }
 
 void read_header(OldSolutions& old) {
@@ -71,16 +73,15 @@ void read_header(OldSolutions& old) {
         stop_no_header();
     OLDSOL_H2 = old.head[1];
     if (old.head[2] >= kFewestIntegers && old.head[3] >= 0) return;
-    say("ERROR - $OLDSOL: the header must tell at least %d integers and 0 reals an entry, it "
-        "tells: "
-        "%12d%12d",
-        kFewestIntegers, old.head[2], old.head[3]);
+    say("ERROR - $OLDSOL %s: the header must tell at least %d integers and 0 reals an entry, it "
+        "tells: %12d%12d",
+        UNITS.old_solutions.path().c_str(), kFewestIntegers, old.head[2], old.head[3]);
     stop_run();
 }
 
 [[noreturn]] void stop_long_entries(const OldSolutions& old) {
-    say("ERROR - $OLDSOL: the header tells %d integers and %d reals an entry,", old.head[2],
-        old.head[3]);
+    say("ERROR - $OLDSOL %s: the header tells %d integers and %d reals an entry,",
+        UNITS.old_solutions.path().c_str(), old.head[2], old.head[3]);
     say("        together at most %lld are possible: does the file begin with its header?",
         static_cast<long long>(kMostNumbers));
     stop_run();

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 #include <ctime>
 #include <string_view>
 
@@ -198,9 +199,13 @@ void copy_log_to_listing() {
     static_cast<void>(flush_log());
     TextInput log;
     std::string_view line;
-    if (log.open("KVE_LOG") == 0)
+    int status = log.open("KVE_LOG");
+    if (status == 0) {
         while (log.read_line(line, kLongestLogLine) == TextInput::Line::ok)
             say_row("%.*s", KVE_SV(line.substr(0, kLogColumnsShown)));
+        status = log.error();
+    }
+    if (status != 0) say_row("ERROR - reading the file KVE_LOG failed: %s", std::strerror(status));
     static_cast<void>(close_log());
 }
 

@@ -144,6 +144,10 @@ void stop_unreadable(std::string_view where, std::string_view expected, std::str
     stop_run();
 }
 
+void tell_input_not_opened(std::string_view file, int code) {
+    say("ERROR - opening the file %.*s failed: %s", KVE_SV(file), std::strerror(code));
+}
+
 void tell_not_read(std::string_view file, int code) {
     say("ERROR - reading the file %.*s failed: %s", KVE_SV(file), std::strerror(code));
 }

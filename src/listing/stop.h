@@ -54,8 +54,9 @@ inline void check_allocated(int status, std::string_view routine, std::string_vi
 [[noreturn]] void stop_unreadable(std::string_view where, std::string_view expected,
                                   std::string_view text, std::string_view remark = {});
 
-// An input that the system did not let read to its end. `code` is the system's error number. The
-// first one only tells, where words of the stage follow.
+// An input that the system did not let open, or read to its end. `code` is the system's error
+// number. Those that only tell stand ahead of words of the stage.
+void tell_input_not_opened(std::string_view file, int code);
 void tell_not_read(std::string_view file, int code);
 [[noreturn]] void stop_not_read(std::string_view file, int code);
 

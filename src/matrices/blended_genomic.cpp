@@ -48,8 +48,9 @@ void report_unknown(UnknownAnimals& unknown, int32_t id) {
     stop_run("Program terminated");
 }
 
-int32_t find_position(Positions& positions, int32_t id) {
+int32_t find_position(Positions& positions, int32_t id, const ElementFile& file) {
     if (const LevelIndex::Slot* slot = positions.index.find(id)) return slot->value();
+    refuse_key_without_bits(id, RMAT(positions.factor).rel_file3.view(), file.n_read());
     if (find_level(id, FACTORS.ITOPA(positions.factor), IDL) == 0) return kUnknown;
     enter_position(positions, id, kNotTyped);
     return kNotTyped;
@@ -85,19 +86,24 @@ void warn_of_missing_diagonals(int32_t k, const ReducedPedigree& ped,
 void open_blended_genomic(BlendedGenomicFile& genomic) {
     const RMatrix& r = RMAT(genomic.factor);
     const auto format = static_cast<DataFormat>(r.rel_format);
-    genomic.opened = genomic.file.open(r.rel_file3.string(), format) == 0;
-    if (genomic.opened) genomic.answer = genomic.file.read(genomic.element);
+    genomic.open_status = genomic.file.open(r.rel_file3.string(), format);
+    if (genomic.open_status == 0) genomic.answer = genomic.file.read(genomic.element);
 }
 
-void require_blended_genomic(const BlendedGenomicFile& genomic) {
-    if (!genomic.opened)
+void require_blended_genomic(BlendedGenomicFile& genomic) {
+    const FileName& name = RMAT(genomic.factor).rel_file3;
+    if (genomic.open_status != 0) {
+        tell_input_not_opened(name.view(), genomic.open_status);
         stop_blended_file(
             "ERROR opening file with the Genomic relationship matrix for random effect",
             genomic.factor);
-    if (genomic.answer != FileAnswer::record)
+    }
+    if (genomic.answer != FileAnswer::record) {
+        tell_first_record(name, genomic.answer, genomic.file);
         stop_blended_file(
             "ERROR reading first record of the Genomic relationship matrix for random effect",
             genomic.factor);
+    }
 }
 
 void read_blended_genomic(BlendedGenomicFile& genomic, const ReducedPedigree& ped,
@@ -107,12 +113,13 @@ void read_blended_genomic(BlendedGenomicFile& genomic, const ReducedPedigree& pe
     Vec<int8_t> has_diagonal;
     check_allocated(has_diagonal.allocate(ped.n_typed()), "PGMIX", "G_MAT", ped.n_typed());
     const MatrixElement& element = genomic.element;
-    int32_t last_id = element.id_1, i = find_position(positions, last_id);
+    int32_t last_id = element.id_1, i = find_position(positions, last_id, genomic.file);
     while (genomic.answer == FileAnswer::record) {
         // As a rule row by row, so the first ID often stays the same.
-        if (element.id_1 != last_id) i = find_position(positions, last_id = element.id_1);
+        if (element.id_1 != last_id)
+            i = find_position(positions, last_id = element.id_1, genomic.file);
         if (i == kUnknown) report_unknown(positions.unknown, element.id_1);
-        const int32_t j = find_position(positions, element.id_2);
+        const int32_t j = find_position(positions, element.id_2, genomic.file);
         if (j == kUnknown) report_unknown(positions.unknown, element.id_2);
         if (i > 0 && j > 0) both.G(std::max(i, j), std::min(i, j)) = element.value;
         if (i > 0 && i == j) has_diagonal(i) = 1;

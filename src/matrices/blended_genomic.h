@@ -12,8 +12,8 @@ namespace kve {
 struct BlendedGenomicFile {
     int32_t factor;
     ElementFile file{};
-    MatrixElement element{};  // the one read last
-    bool opened = false;
+    MatrixElement element{};                  // the one read last
+    int open_status = 0;                      // the system's error number
     FileAnswer answer = FileAnswer::failure;  // how its reading went
 };
 
@@ -21,7 +21,7 @@ struct BlendedGenomicFile {
 void open_blended_genomic(BlendedGenomicFile& genomic);
 
 // Stops when the file was not opened, or its first record not read.
-void require_blended_genomic(const BlendedGenomicFile& genomic);
+void require_blended_genomic(BlendedGenomicFile& genomic);
 
 // The elements into G, in either triangle; of a repeated element the last one stands. A record with
 // an animal that is not typed is skipped, and so is one with an animal that the pedigree lacks, of

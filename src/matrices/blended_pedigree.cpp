@@ -12,6 +12,7 @@
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "matrices/element_file.h"
+#include "matrices/user_matrix_ids.h"
 #include "model/model_records.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
@@ -77,18 +78,24 @@ void read_typed_animals(TypedAnimals& typed) {
     const RMatrix& r = RMAT(typed.factor);
     const std::string name = r.rel_file2.string();
     ElementFile file;
-    if (file.open(name, static_cast<DataFormat>(r.rel_format), 1) != 0)
+    if (const int code = file.open(name, static_cast<DataFormat>(r.rel_format), 1); code != 0) {
+        tell_input_not_opened(name, code);
         stop_blended_file("ERROR opening file with ID's of typed animals for random effect",
                           typed.factor);
+    }
     int32_t id;
     FileAnswer answer = file.read(std::span(&id, 1));
-    if (answer != FileAnswer::record)
+    if (answer != FileAnswer::record) {
+        tell_first_record(r.rel_file2, answer, file);
         stop_blended_file(
             "ERROR reading the first record of the file with ID's of typed animals for random "
             "effect",
             typed.factor);
-    for (; answer == FileAnswer::record; answer = file.read(std::span(&id, 1)))
+    }
+    for (; answer == FileAnswer::record; answer = file.read(std::span(&id, 1))) {
+        refuse_key_without_bits(id, name, file.n_read());
         take_typed_animal(typed, id);
+    }
     if (answer == FileAnswer::failure) stop_unreadable_item("an ID", name.c_str(), file);
 }
 
@@ -202,6 +209,7 @@ void stop_blended_file(const char* words, int32_t k) {
 }
 
 void stop_unreadable_item(const char* what, const char* name, ElementFile& file) {
+    if (file.system_error() != 0) stop_not_read(name, file.system_error());
     const std::string record =
         file.is_binary() ? "record " + std::to_string(file.n_read()) + ": " : "";
     say("ERROR - %s: cannot read %s from: %s%s", name, what, record.c_str(),

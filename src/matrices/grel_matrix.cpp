@@ -44,6 +44,7 @@ void store_elements(UserMatrixFile& from, int32_t k, Triangle<double>& G_INV) {
         const int32_t j = e.id_1 == e.id_2 ? i : levels.level_of(e.id_2);
         if (i > 0 && j > 0) G_INV(i, j) = e.value;
     }
+    check_second_matrix_reading(k, from);
 }
 
 // False when a write has failed.

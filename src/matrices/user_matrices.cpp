@@ -90,6 +90,7 @@ void add_elements(int32_t k, UserMatrixFile& from) {
         else
             insert_sparse(i, j, e.value);
     }
+    check_second_matrix_reading(k, from);
 }
 
 void COR_RECODE(int32_t k, MatrixFile kind) {

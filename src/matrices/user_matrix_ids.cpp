@@ -7,6 +7,7 @@
 #include "data/factors.h"
 #include "directives/catalogue.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
@@ -28,7 +29,8 @@ constexpr const char* kRoutine = "cor_check";
 constexpr int32_t kLastFactor = 999;
 constexpr int32_t kMostMissingListed = 50;
 
-[[noreturn]] void stop_not_opened(int32_t k) {
+[[noreturn]] void stop_not_opened(int32_t k, int code) {
+    tell_input_not_opened(RMAT(k).rel_file.view(), code);
     blank();
     say("ERROR opening file with the %-12.*s matrix for random effect%4d",
         KVE_SV(structure_name(RMAT(k).structure)), k);
@@ -36,7 +38,8 @@ constexpr int32_t kMostMissingListed = 50;
     stop_run();
 }
 
-[[noreturn]] void stop_first_record(int32_t k) {
+[[noreturn]] void stop_first_record(int32_t k, UserMatrixFile& from) {
+    tell_first_record(from.name, from.answer, from.file);
     blank();
     say("ERROR reading the first record of the file with the %-12.*s matrix for random effect%4d",
         KVE_SV(structure_name(RMAT(k).structure)), k);
@@ -100,15 +103,32 @@ void UserMatrixFile::next() {
     answer = file.read(element);
     // Not the end of the matrix: there may be more of it.
     if (file.system_error() != 0) stop_not_read(name.view(), file.system_error());
+    refuse_ids_without_bits();
+}
+
+void UserMatrixFile::refuse_ids_without_bits() const {
+    if (!has_element()) return;
+    refuse_key_without_bits(element.id_1, name.view(), file.n_read());
+    refuse_key_without_bits(element.id_2, name.view(), file.n_read());
+}
+
+void tell_first_record(const FileName& name, FileAnswer answer, ElementFile& file) {
+    if (file.system_error() != 0) return tell_not_read(name.view(), file.system_error());
+    const std::string offending =
+        answer == FileAnswer::end ? "the file holds no record" : file.offending();
+    say("ERROR - %.*s: cannot read record 1: %s", KVE_SV(name.view()), offending.c_str());
 }
 
 void open_user_matrix(int32_t k, UserMatrixFile& from) {
     const RMatrix& r = RMAT(k);
     const auto format = static_cast<DataFormat>(r.rel_format);
     from.name = r.rel_file;
-    if (from.file.open(r.rel_file.string(), format) != 0) stop_not_opened(k);
+    check_input(r.rel_file.string());
+    if (const int code = from.file.open(r.rel_file.string(), format); code != 0)
+        stop_not_opened(k, code);
     from.answer = from.file.read(from.element);
-    if (!from.has_element()) stop_first_record(k);
+    if (!from.has_element()) stop_first_record(k, from);
+    from.refuse_ids_without_bits();
 }
 
 void take_determinant(int32_t k, UserMatrixFile& from) {
@@ -161,6 +181,11 @@ void enter_ids(int32_t k, int32_t& root) {
     say_counts(counts);
     warn_of_decimal_commas(k, RMAT(k).rel_file, from.file.decimal_commas());
     if (from.answer == FileAnswer::failure) log_unreadable_record(k, from);
+    RMAT(k).n_rel_records = from.file.n_read();
+}
+
+void check_second_matrix_reading(int32_t k, const UserMatrixFile& from) {
+    check_second_reading(from.name.string(), RMAT(k).n_rel_records, from.file.n_read());
 }
 
 void report_missing_ids(int32_t k, int32_t row, int32_t& status) {

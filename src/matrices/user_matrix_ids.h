@@ -22,7 +22,12 @@ struct UserMatrixFile {
     // A record that cannot be read ends the file; `enter_ids` notes it in the log. A read that the
     // system refuses stops the run.
     void next();
+    // Stops the run when the record read last holds the identity that has no bit string.
+    void refuse_ids_without_bits() const;
 };
+
+// Names a file whose first record cannot be read, ahead of the words of its stage.
+void tell_first_record(const FileName& name, FileAnswer answer, ElementFile& file);
 
 // Opens the file of factor k and reads its first record; stops the run when either fails.
 void open_user_matrix(int32_t k, UserMatrixFile& from);
@@ -42,6 +47,9 @@ void enter_ids(int32_t k, int32_t& root);
 // After it: the levels of the list from `row` on that have no diagonal element go to the listing
 // and to the file MISS_IDk; `status` becomes 1 when there is one, and stays otherwise.
 void report_missing_ids(int32_t k, int32_t row, int32_t& status);
+
+// At the end of the second pass: stops the run when the file has changed since the first one.
+void check_second_matrix_reading(int32_t k, const UserMatrixFile& from);
 
 // Second pass: the level numbers of the IDs of a matrix.
 class ElementLevels {

@@ -41,8 +41,8 @@ Read ModelLines::next_line() {
     std::string_view text;
     TextInput::Line status = unit_.read_line(text, kLongestModelLine);
     line_.clear();
-    if (status != TextInput::Line::ok)
-        return status == TextInput::Line::end ? Read::end : Read::bad;
+    if (status == TextInput::Line::failed) stop_not_read(unit_.path(), unit_.error());
+    if (status == TextInput::Line::end) return Read::end;
     line_ = right_trimmed(text);
     std::replace(line_.begin(), line_.end(), '\t', ' ');
     return Read::ok;

@@ -22,8 +22,8 @@ class ModelLines {
  public:
     explicit ModelLines(TextInput& unit) : unit_(unit) {}
 
-    // The next physical line into line(). Read::end: no line is left; Read::bad: the file cannot be
-    // read. line() is empty then.
+    // The next physical line into line(). Read::end: no line is left, and line() is empty. A file
+    // that the system does not let us read stops the run.
     [[nodiscard]] Read next_line();
 
     // Without trailing blanks and carriage return, tabs turned into blanks.

@@ -150,7 +150,8 @@ struct RMatrix {
     logical4 pgmix_g_adjust{};
     int32_t rel_format = 0;
     FileName rel_file, rel_file2, rel_file3;
-    int32_t grp_inp = 0;  // residual of type GROUP: integer column of the groups
+    int64_t n_rel_records = 0;  // of a matrix in rel_file, as its first pass met them
+    int32_t grp_inp = 0;        // residual of type GROUP: integer column of the groups
     int32_t grp_rci = 0;
     Name grp_name;
     int32_t grp_nlev = 0;

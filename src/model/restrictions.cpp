@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <set>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "base/arrays.h"
@@ -83,11 +82,6 @@ void say_bounds(int32_t value) {
     block.line("The program terminates");
     block.print();
     terminate_run();
-}
-
-[[noreturn]] void stop_unreadable_file() {
-    say("ERROR - $VAR_REST: cannot read %s", kFile);
-    stop_run();
 }
 
 // --- VAR, COV and COR: single elements of a matrix
@@ -266,16 +260,14 @@ int32_t apply_line(std::string_view text, WholeMatrices& whole) {
     return line.errors;
 }
 
-int32_t apply_lines() {
-    TextInput input;
-    if (input.open(kFile) != 0) stop_unreadable_file();
+int32_t apply_lines(TextInput& input) {
     int32_t errors = 0;
     WholeMatrices whole;
     std::string_view text;
     TextInput::Line status;
     while ((status = input.read_line(text, kLongestLine + 1)) == TextInput::Line::ok)
         errors += apply_line(text, whole);
-    if (status == TextInput::Line::failed) stop_unreadable_file();
+    if (status == TextInput::Line::failed) stop_not_read(kFile, input.error());
     return errors;
 }
 
@@ -433,13 +425,15 @@ void report_restrictions() {
 }  // namespace
 
 void apply_restrictions() {
-    std::error_code ignored;
-    if (!std::filesystem::exists(kFile, ignored)) return;
+    TextInput input;
+    const int status = input.open(kFile);
+    if (status == ENOENT) return;
+    if (status != 0) stop_not_read(kFile, status);
     Block block;
     block.blank();
     block.line("Restrictions are read from the file CVREST.DIR");
     block.print();
-    int32_t errors = apply_lines();
+    int32_t errors = apply_lines(input);
     for (int32_t k = 1; k <= count_matrices(); ++k) errors += check_elements(k);
     if (errors > 0) stop_for_errors();
     report_restrictions();

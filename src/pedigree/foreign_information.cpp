@@ -18,6 +18,7 @@
 #include "data/input_record.h"
 #include "data/level_lists.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
@@ -86,6 +87,11 @@ struct Conversion {
     int64_t n_read = 0, n_deleted = 0;
     bool table_open = false;
 };
+
+int32_t capped(int64_t n) {
+    constexpr int64_t most = std::numeric_limits<int32_t>::max();
+    return static_cast<int32_t>(std::min(n, most));
+}
 
 Number read_foreign_record(ForeignRecord& record) {
     record = ForeignRecord();
@@ -217,6 +223,8 @@ void convert_all_records(Conversion& c) {
             delete_unreadable(c);
             continue;
         }
+        for (int32_t id : {r.animal(), r.group()})
+            refuse_key_without_bits(id, UNITS.foreign_information.path(), c.n_read);
         const Levels levels{level_of(c.factor, r.animal()), level_of(c.factor, r.group())};
         const std::string marks = marks_of(c, r, levels);
         if (marks.find('x') == marks.npos)
@@ -282,6 +290,7 @@ bool KVE_FINFO2(int32_t k) {
     check_allocated(c.weights.allocate(KVEINT.nt), "KVE_FINFO2", "LAMDA", KVEINT.nt);
     for (int32_t t = 1; t <= KVEINT.nt; ++t) c.weights(t) = weights_of(t);
     convert_all_records(c);
+    check_second_reading(UNITS.foreign_information.path(), FACTORS.NFINFO(k), capped(c.n_read));
     if (c.n_deleted > 0) say_error_codes();
     say_counts(c);
     say_groups(k);
@@ -305,15 +314,15 @@ void count_foreign_records() {
     Number status;
     while ((status = read_foreign_record(r)) != Number::end) {
         ++n_read;
-        if (status == Number::ok && r.group() < 1)
-            enter_level(r.group(), FACTORS.ITP_FPHG(k), 1, IFL, NMFL);
+        if (status != Number::ok || r.group() >= 1) continue;
+        refuse_key_without_bits(r.group(), UNITS.foreign_information.path(), n_read);
+        enter_level(r.group(), FACTORS.ITP_FPHG(k), 1, IFL, NMFL);
     }
-    constexpr int64_t most = std::numeric_limits<int32_t>::max();
-    FACTORS.NFINFO(k) = static_cast<int32_t>(std::min(n_read, most));
+    FACTORS.NFINFO(k) = capped(n_read);
     sort_foreign_groups(k);
-    if (UNITS.foreign_information.rewind() == 0) return;
-    say("ERROR - $FINFO: the file cannot be read a second time");
-    stop_run();
+    const std::string& name = UNITS.foreign_information.path();
+    check_input(name);
+    if (const int code = UNITS.foreign_information.rewind(); code != 0) stop_not_read(name, code);
 }
 
 void convert_foreign_records() {
@@ -324,6 +333,8 @@ void convert_foreign_records() {
     if (UNITS.RC_F_INFO.close() != 0) stop_not_written("RC_F_INFO");
     if (good) return;
     say("KVE_FINFO2 terminated with an error");
+    say("ERROR - correct the records above in the file %s",
+        UNITS.foreign_information.path().c_str());
     stop_run();
 }
 

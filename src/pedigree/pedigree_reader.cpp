@@ -19,6 +19,7 @@
 #include "data/input_record.h"
 #include "data/level_lists.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "directives/user_files.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
@@ -88,6 +89,7 @@ int32_t make_framed_record(void* source, void* to) {
 
 void open_pedigree(PedigreeFile& file) {
     const FileName& name = RMAT(file.factor).rel_file;
+    check_input(name.string());
     const int status = file.ascii ? file.text.open(name.string()) : file.framed.open(name.string());
     if (status != 0) stop_pedigree_not_opened(file.factor, name);
     check_allocated(file.ascii ? file.records.open(make_text_record, &file, sizeof(WideRecord))
@@ -177,7 +179,9 @@ void report_duplicate(PedigreeFile& file, int32_t id) {
 }
 
 // A code of 0 or below names a phantom parent group under the methods that have them.
-void register_group(int32_t k, int32_t code) {
+void register_group(const PedigreeFile& file, int32_t code) {
+    const int32_t k = file.factor;
+    refuse_key_without_bits(code, RMAT(k).rel_file.view(), file.n_taken);
     if (code == 0) ++FACTORS.NPHNUL(k);
     if (code <= 0) enter_level(code, FACTORS.ITPPHG(k), 0, IFL, NMFL);
 }
@@ -198,11 +202,13 @@ void take_record(PedigreeFile& file, bool groups, const PedigreeRecord& record) 
     row.sire = record.sire;
     row.dam = record.dam;
     if (!groups) return;
-    register_group(k, record.sire);
-    register_group(k, record.dam);
+    register_group(file, record.sire);
+    register_group(file, record.dam);
 }
 
 [[noreturn]] void stop_reading_failed(const PedigreeFile& file, int32_t status) {
+    const ByteInput& input = file.ascii ? static_cast<const ByteInput&>(file.text) : file.framed;
+    if (input.error() != 0) tell_not_read(input.path(), input.error());
     say("ERROR - reading pedigree file for random factor %12d at observation %12lld", file.factor,
         static_cast<long long>(file.n_read));
     stop_unreadable_record(status, "        Check your pedigree file for:");

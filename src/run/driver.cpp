@@ -13,6 +13,7 @@
 #include "directives/dimensions.h"
 #include "directives/directive_reader.h"
 #include "directives/directives.h"
+#include "directives/file_identities.h"
 #include "directives/open_files.h"
 #include "directives/pedigree_columns.h"
 #include "directives/place.h"
@@ -95,6 +96,7 @@ void run() {
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
     note_used_dimensions();  // DIMENSIONS
+    check_inputs();  // none has changed
     close_outputs();
     KVEPFL();   // MODINF, when all else is whole
     end_run();  // last line

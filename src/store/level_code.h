@@ -23,6 +23,13 @@ inline constexpr int32_t kTableFull = -9;
 // A key whose absolute value has no 31-bit string; `place`, where it was read, is a second line.
 inline constexpr int32_t kKeyWithoutBits = std::numeric_limits<int32_t>::min();
 [[noreturn]] void stop_bitstr_error(int32_t key, const std::string& place = {});
+[[noreturn]] void stop_bitstr_in_file(std::string_view file, int64_t record);
+
+// Ahead of a lookup of a key that stands in record `record` of a file.
+inline void refuse_key_without_bits(int32_t key, std::string_view file, int64_t record) {
+    if (key == kKeyWithoutBits) [[unlikely]]
+        stop_bitstr_in_file(file, record);
+}
 
 // The road of a key through a tree: its absolute value, least significant bit first. So a key and
 // its negative share a road and are told apart by comparison; after the 31st bit every bit is 0.

@@ -46,6 +46,7 @@ static ssize_t ask_system(int& left, long call, int descriptor, void* buffer, si
     return -1;
 }
 extern "C" ssize_t read(int descriptor, void* buffer, size_t bytes) {
+    if (before_read != nullptr) before_read();
     return ask_system(granted().reads, SYS_read, descriptor, buffer, bytes);
 }
 extern "C" ssize_t write(int descriptor, const void* buffer, size_t bytes) {

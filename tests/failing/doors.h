@@ -8,3 +8,6 @@ struct Granted {
 constexpr int kAll = 1 << 30;
 constexpr Granted kAllCalls{kAll, kAll, kAll};
 Granted& granted();
+
+// What a test does to the files ahead of each read, if anything.
+inline void (*before_read)() = nullptr;

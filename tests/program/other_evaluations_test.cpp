@@ -188,7 +188,7 @@ TEST_F(OtherEvaluations, FaultyOldSolutions) {
     std::string effects = "1 2 7 0\n", relatives = effects;
     for (int j = 100; j < 999; ++j)
         effects += text("2 1 0 1 %d 0 0\n", j), relatives += text("4 0 0 0 %d 0 0\n", j);
-    const std::string no_header = "$OLDSOL: cannot read the header of four integers from: ";
+    const std::string no_header = "$OLDSOL given: cannot read the header of four integers from: ";
     for (const char* old : {"", "\n 1 2 3\n", "1 2 seven 0\n", "1 2 7 2147483648"})
         expect(run("$OLDSOL", old), no_header + old + " Program terminates", 16);
     for (const std::string old : {"6 0", "7 -1"})
@@ -251,7 +251,8 @@ Animal ID       PHG Trait      EBV       R**2        EBV       R**2        EBV  
     const Outcome faulty = run("$FINFO", times(1001, "x\n"));
     expect(faulty,
            "More than 1000 records with foreign information deleted "
-           "due to errors CHECK YOUR INPUT DATA KVE_FINFO2 terminated with an error Program",
+           "due to errors CHECK YOUR INPUT DATA KVE_FINFO2 terminated with an error ERROR - "
+           "correct the records above in the file given Program",
            16);
     EXPECT_TRUE(faulty.prints("CHECK YOUR INPUT DATA\n\n")) << faulty.listing;
 }

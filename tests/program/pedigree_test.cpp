@@ -390,8 +390,9 @@ TEST(PedigreeRun, FaultyPedigreesStopInClearWords) {
     for (const std::string& second :
          {good.substr(0, 23), framed(body.substr(4, 12)), body + "1234", body.substr(0, 1)})
         stops(2, "BINARY", good + second, unreadable);
-    stops(6, "BINARY", framed(bytes_of(Ints{1, 0, INT32_MIN, 1})),
-          "BITSTR ERROR -2147483648 1 0000000000000000000000000000000 Program terminates");
+    stops(6, "BINARY", good + framed(bytes_of(Ints{4, 0, INT32_MIN, 1})),
+          "BITSTR ERROR -2147483648 1 0000000000000000000000000000000 ERROR - record 2 of the file "
+          "ped holds it: a missing identity is written 0 Program terminates");
     stops(2, "ASCII",
           "2147483648 0 -2147483648 7\n1 -2147483647 9999999999 -2147483649\n3 0 -2147483648 0\n",
           "see the lines below: ped ERROR : ID = 0 SIRE = 0 DAM/MGS = 0 S-var = 7 WARNING - record "

@@ -124,16 +124,63 @@ TEST_F(Run, StopsAtFilesThatCannotBeOpenedOrWritten) {
     ends_well(directives());
     EXPECT_GT(framed_records(scratch.read("folder/model")).size(), 80U);
     fs::remove(scratch.folder() / "MODINF");
-    // An input is not emptied as an output.
-    stops_with("KVE_LOG", "data", directives(),
-               opening + "KVE_LOG is input and output of this run");
-    EXPECT_FALSE(scratch.read("data").empty());
-    scratch.write("oldsol", "solutions");
-    stops(directives("$OLDSOL ./oldsol\n"), opening + "oldsol is input and output of this run");
-    EXPECT_EQ(scratch.read("oldsol"), "solutions");
     // Devices and pipes are no input.
     for (const std::string& name : {pipe.string(), std::string("/dev/zero")})
         stops("$ANALYSE 1 1 0 0\n$DATA ASCII (1,1,-9.0) data\n$MODEL " + name + "\n",
               opening + name);
     stops_with("data", kFolder, directives(), opening + "data");
+}
+
+TEST_F(Run, MakesNoFileThatIsAnotherInputOrOutput) {
+    const fs::path folder = scratch.folder();
+    const std::string all =
+        "$ANALYSE 1 1 0 0\n$DATA ASCII (1,1,-9.0) data\n$MODEL model\n$PRIOR prior\n$OLDSOL old\n"
+        "$FINFO foreign\n$KVE4\nx\n$VAR_STR 1 PGMIX 1 ASCII ped typed genomic\n$VAR_STR 2 COR "
+        "ASCII "
+        "matrix\n$VAR_STR 3 PED 1 ASCII ped\n$VAR_STR 4 GREL ASCII matrix\n";
+    const std::vector<std::string> inputs{"data",    "model",  "prior",        "old",
+                                          "foreign", "ped",    "typed",        "genomic",
+                                          "matrix",  "KVEDIM", "directives.in"},
+        outputs{"KVE4.dir",   "CVREST.DIR", "KVE_LOG",  "PEDDATA",  "INBREED",   "MODINF",
+                "CODE_TABLE", "RCDATA_I",   "RCDATA_R", "oldsol",   "RC_F_INFO", "PGMIX1",
+                "COR2",       "MISS_ID2",   "AINV3",    "PEDFILE3", "GINV4"};
+    for (const std::string& input : inputs) scratch.write(input, "&kvedim /\n");
+    const auto refuses = [&](const std::string& words,
+                             const std::string& listing = ">listing.out") {
+        const Outcome outcome = scratch.run(all, listing);
+        EXPECT_TRUE(listing != ">listing.out" || (outcome.status == 16 && outcome.says(words) &&
+                                                  outcome.words.ends_with("TERMINATED")))
+            << words << outcome.listing;
+        EXPECT_EQ(outcome.status, 16);
+        for (const std::string& name : inputs)
+            EXPECT_EQ(scratch.read(name), name == "directives.in" ? all : "&kvedim /\n") << name;
+        for (const char* name : {"PEDDATA", "RCDATA_R", "KVE_LOG"})
+            EXPECT_TRUE(!scratch.has(name) || !scratch.read(name).empty()) << words;
+    };
+    for (std::size_t k = 0; k < std::max(inputs.size(), outputs.size()); ++k) {
+        const std::string &input = inputs[k % inputs.size()], &output = outputs[k % outputs.size()];
+        SCOPED_TRACE(input + output);
+        if (k % 2 == 0)
+            fs::create_symlink(input, folder / output);
+        else
+            fs::create_hard_link(folder / input, folder / output);
+        refuses(k == 0 ? "the text below it goes to the file KVE4.dir"
+                       : "the file " + output + " is input and output of this run: by name or by");
+        fs::remove(folder / output);
+    }
+    // Links to nothing, too.
+    fs::create_symlink("RCDATA_R", folder / "RCDATA_I");
+    refuses("the files RCDATA_I and RCDATA_R are one file");
+    fs::remove(folder / "RCDATA_I");
+    fs::create_symlink("./one", folder / "MODINF");
+    fs::create_symlink(folder / "one", folder / "COR2");
+    refuses("the files MODINF and COR2 are one file");
+    fs::remove(folder / "COR2");
+    fs::remove(folder / "MODINF");
+    // The listing.
+    EXPECT_EQ(scratch.run(all, ">MODINF").status, 16);
+    EXPECT_NE(scratch.read("MODINF").find("the listing and MODINF are one file"),
+              std::string::npos);
+    scratch.run(all, ">>data");
+    EXPECT_NE(scratch.read("data").find("the listing is input and output"), std::string::npos);
 }

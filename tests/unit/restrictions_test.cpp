@@ -60,7 +60,7 @@ TEST_F(Restrictions, LinesSetFlags) {
         EXPECT_EQ(listing_of(apply_restrictions), "");  // the file is gone
     }
     EXPECT_STOP((std::filesystem::create_directory("CVREST.DIR"), apply_restrictions()),
-                "ERROR - .VAR_REST: cannot read CVREST.DIR\nProgram terminates");
+                "ERROR - reading the file CVREST.DIR failed: Is a directory\nProgram terminates");
 }
 
 TEST_F(Restrictions, FaultsAreToldLineByLineAndStop) {
