@@ -131,7 +131,7 @@ std::vector<std::string> output_files() {
 std::vector<SharedFile> find_shared_files(const std::vector<std::string>& text_files) {
     const Names inputs = input_files();
     Names outputs;
-    enter_stream(outputs, STDOUT_FILENO, "the listing");
+    enter_stream(outputs, STDOUT_FILENO, "of the listing");
     std::vector<SharedFile> shared;
     for (const auto& [identity, listing] : outputs)
         if (const auto input = inputs.find(identity); input != inputs.end())
