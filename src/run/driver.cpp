@@ -96,7 +96,7 @@ void run() {
     delete_empty_work_files();  // PEDDATA and INBREED only where they hold something
     if (DIRECTIVES.ITEST > 0) dump_model_records();
     note_used_dimensions();  // DIMENSIONS
-    check_inputs();  // none has changed
+    check_inputs();          // none has changed
     close_outputs();
     KVEPFL();   // MODINF, when all else is whole
     end_run();  // last line
