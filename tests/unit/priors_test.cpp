@@ -133,7 +133,10 @@ TEST_F(Priors, ValuesThatMayNotBeAreRefused) {
     // Residual covariances that are fixed at zero take no prior.
     RMAT(2).l_rcov_zero(1, 2) = RMAT(2).l_rcov_zero(2, 1) = true;
     EXPECT_EQ(outcome(kRandom + "1 2 1 1\n" + kResidual), "");
-    EXPECT_EQ(outcome(kRandom + "REPEAT 1\n"), "");
+    std::string again = kRandom;
+    for (int k = 0; k < 200; ++k) again += "REPEAT 1\n" + kRandom;
+    EXPECT_EQ(outcome(again), "");
+    EXPECT_STOP(run_on(again + "REPEAT 1\n"), "the same matrices more than 100 times\nLine read");
     EXPECT_STOP(run_on(good + "2 2 1 0.0\n"), "the residual covariance between trait *2 and  *1\n");
     EXPECT_STOP(run_on(kRandom + "1 2 1 1\nREPEAT 1\n"), "\\(here specified as  *1\\)");
 }

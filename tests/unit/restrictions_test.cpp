@@ -50,7 +50,7 @@ TEST_F(Restrictions, LinesSetFlags) {
         {"VAR 2", "... ... ... |v. .v |... ... ... |"},
         {"  variance\t1 +1 3\r\n", "v.. ... ..v |.. .. |... ... ... |"},
         {"COV 3\ncov 1 1,2 3,3", ".v. v.. ..v |.. .. |.vv v.v vv. |"},
-        {"Cor 1 3,2\nCOR 2\nVAR 1 2", "... .vc .c. |.c c. |... ... ... |"},
+        {"Cor 1 3,2\nCOR 2\nVAR 1 2\nCOR 2", "... .vc .c. |.c c. |... ... ... |"},
         {"V_R 1 2 1 3 1 3", "r.. .r. ..r RN|.. .. |... ... ... ND|"},
         {"V_R 3 1 1 1 3 2\nVAR 3 1 3\nCOR 3", "... ... ... N|.. .. |vcc crc ccv RD|"},
     };
@@ -121,4 +121,12 @@ TEST_F(Restrictions, ReportShowsFlagsAndRatios) {
                 "ratios\n-+\nERROR - Co-variance matricx to restrict is not included in the ratio\n"
                 "ERROR.*" +
                     size + "1 has dim= +3\nERROR.*" + size + "3 has dim= +3\n");
+    // Of six smaller matrices five are told.
+    EXPECT_STOP(
+        {
+            derive_model({{"8 1 1 1 1 1 1 1 1", "8 1 1 2 3 4 5 6 7"}});
+            std::ofstream("CVREST.DIR") << "V_R 1 7 1 2 3 4 5 6 7 1 1";
+            apply_restrictions();
+        },
+        "matrix +6 has dim= +1\nERRORS");
 }
