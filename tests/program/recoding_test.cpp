@@ -179,30 +179,6 @@ TEST(Recoding, RecordsHoldLevelsCodesAndValues) {
     }
 }
 
-TEST(Recoding, TheFourFormsOfDataGiveTheSameFiles) {
-    std::map<std::string, std::string> files;
-    for (const std::string row :
-         {"20 5 1 1.5 11 21.25", "10 9 1 1 12 -9", "10 0 1 1 13 23", "20 9 7 2 -9 24"}) {
-        std::istringstream items(row);
-        Ints integers(3);
-        Floats reals(3);
-        for (int32_t& value : integers) items >> value;
-        for (float& value : reals) items >> value;
-        const std::string i = printed(integers) + " ", r = printed(reals) + "\n";
-        files["text"] += i + r, files["text_i"] += i + "\n", files["text_r"] += r;
-        files["one"] += framed(bytes_of(integers) + bytes_of(reals));
-        files["two_i"] += framed(bytes_of(integers)), files["two_r"] += framed(bytes_of(reals));
-    }
-    Scratch scratch;
-    for (const auto& [name, content] : files) scratch.write(name, content);
-    for (const char* data : {"ASCII (3,3,-9.0) text", "ASCII (3,3,-9.0) text_i text_r",
-                             "BINARY (3,3,-9.0) one", "BINARY (3,3,-9.0) two_i two_r"}) {
-        run_well(scratch, {.data = data});
-        EXPECT_EQ(integers_of(scratch), "2 1 1 0 0; 1 0 2 0 0; 0 1 2 0 0") << data;
-        EXPECT_EQ(reals_of(scratch), "11 21.25; 12 -9; -9 24") << data;
-    }
-}
-
 TEST(Recoding, ScalesTheStartingValuesAndTheTraitButNotTheCovariableOnItsColumn) {
     Scratch scratch;
     scratch.write("data", "1 1 0 3 8 0\n1 2 0 0 -9 0\n1 2 0 -2e6 6 0\n");
