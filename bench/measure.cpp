@@ -1,4 +1,4 @@
-// Runs a program and prints its CPU time (user and system, seconds) and its peak memory (MB).
+// Runs a program and prints its wall, user and system time (seconds) and its peak memory (MB).
 //
 //     measure PROGRAM [ARGUMENT...]
 //
@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 
 namespace {
@@ -20,6 +21,7 @@ double seconds(const timeval& time) {
 
 int main(int count, char** words) {
     if (count < 2) return 2;
+    const auto start = std::chrono::steady_clock::now();
     pid_t child = ::fork();
     if (child == 0) {
         ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
@@ -29,7 +31,8 @@ int main(int count, char** words) {
     int status = 0;
     rusage used;
     if (child < 0 || ::wait4(child, &status, 0, &used) != child) return 2;
-    std::printf("%.3f %.1f\n", seconds(used.ru_utime) + seconds(used.ru_stime),
-                static_cast<double>(used.ru_maxrss) / 1024.0);
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
+    std::printf("%.3f %.3f %.3f %.1f\n", wall.count(), seconds(used.ru_utime),
+                seconds(used.ru_stime), static_cast<double>(used.ru_maxrss) / 1024.0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 2;
 }
