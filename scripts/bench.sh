@@ -1,7 +1,8 @@
 #!/bin/bash
 # bench.sh            measures KVE1 at 1 and 10 million records and animals and with 2,000 typed animals
 # bench.sh SIZE...    the same with other numbers of records and animals, the smallest first
-# bench.sh --large    20,000 typed animals, by threads of the BLAS: some 15 GB of disk, 12 GB of memory
+# bench.sh --large [TYPED]
+#                     20,000 typed animals, by threads of the BLAS: some 15 GB of disk, 12 GB of memory
 #
 # Builds for release, generates what is missing (build/bench, 5 GB) and prints one table: medians of
 # RUNS runs (an environment variable, 5 by default, 1 with --large) in seconds and MB. The runs are
@@ -100,16 +101,16 @@ fetch_threaded_blas() {
 }
 
 plan_large() {
-    plan_genomic 20000
+    plan_genomic "$1"
     if fetch_threaded_blas; then
         for threads in 1 2; do
-            add typed 20000 "threads: $threads" "$folder" default "$cores" blended \
+            add typed "$1" "threads: $threads" "$folder" default "$cores" blended \
                 "env LD_LIBRARY_PATH=$blas OPENBLAS_NUM_THREADS=$threads $build/program/KVE1"
         done
     else
         echo "There is no package libopenblas0-pthread: no runs with threads" >&2
     fi
-    echo "default: $(realpath /usr/lib/x86_64-linux-gnu/libopenblas.so.0)"
+    echo "BLAS of the rows without threads: $(realpath /usr/lib/x86_64-linux-gnu/libopenblas.so.0)"
 }
 
 # Each run has a folder of its own, which goes with its outputs before they reach the disk.
@@ -175,7 +176,7 @@ print_table() {
 runs=${RUNS:-5}
 if [ "${1:-}" = --large ]; then
     runs=${RUNS:-1}
-    plan_large
+    plan_large "${2:-20000}"
 else
     [ $# -gt 0 ] || set -- 1000000 10000000
     has_r || echo "Without data.table of R: install r-cran-data.table" >&2
