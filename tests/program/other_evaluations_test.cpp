@@ -132,8 +132,11 @@ void OtherEvaluations::compare_foreign(int n_records) {
     }
     const Outcome outcome = run("$FINFO", file + "1 -2 1 5 .5");  // the last one is cut
     EXPECT_TRUE(scratch.read("RC_F_INFO") == written);
-    EXPECT_EQ(decode_modinf(scratch.read("MODINF")).head.at("n_foreign_records"),
-              std::to_string(n_records));
+    const std::string model = scratch.read("MODINF");
+    EXPECT_EQ(model.empty(), deleted > 1000);
+    if (!model.empty()) {
+        EXPECT_EQ(decode_modinf(model).head.at("n_foreign_records"), std::to_string(n_records));
+    }
     for (const std::string& line : lines_of(outcome.listing))
         if (line.size() == 99 && (line[98] == ' ' || line[98] == 'x')) listed += line + "\n";
     EXPECT_EQ(listed, rows);
