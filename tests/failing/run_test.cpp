@@ -161,7 +161,7 @@ TEST(ChangedInput, NeverEndsWell) {
          {"data", "old", "foreign", "typed", "genomic", "four", "dom", "ped", "KVE1.dir", "PARIN"})
         for (auto* make : kChanges) {
             change = {file, make, 0};
-            for (int n = first++ % 7 + 6; n < n_reads; n += 7) {
+            for (int n = first++ % 7 + 6; n < n_reads; n += 6 + kStride) {
                 change.at_read = n;
                 const Ended ended = run(kRuns[0], kAllCalls);
                 EXPECT_TRUE(ended.status == 16 &&
