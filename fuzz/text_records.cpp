@@ -23,11 +23,12 @@ std::vector<uint64_t> read_records(std::string_view text, int width) {
             double real = 0;
             int64_t integer = 0;
             status = k % 2 == 0 ? file.read_number(integer) : file.read_number(real);
-            all.push_back(k % 2 == 0 ? std::bit_cast<uint64_t>(integer)
-                                     : std::bit_cast<uint64_t>(real));
+            if (status == TextInput::Number::ok)
+                all.push_back(k % 2 == 0 ? std::bit_cast<uint64_t>(integer)
+                                         : std::bit_cast<uint64_t>(real));
         }
         all.push_back(static_cast<uint64_t>(status));
-        if (file.comma_and_digit_follow()) all.push_back(',');
+        if (status == TextInput::Number::ok && file.comma_and_digit_follow()) all.push_back(',');
         file.skip_line();
     }
     return all;

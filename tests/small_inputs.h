@@ -19,8 +19,8 @@ inline Files input_files(int animals) {
         file.back() = '\n';
     };
     for (int k = 0; k < 4 * animals; ++k)
-        line(files["data"], 1 + k / 16 % 3, 1 + k % animals, 1 + k % 4, 1 + k % 2, 2, 1, k % 5, k,
-             k % 2, 5);
+        line(files["data"], 1 + 3 * k / (4 * animals), 1 + k % animals, 1 + k % 4, 1 + k % 2, 2, 1,
+             k % 5, k, k % 2, 5);
     for (int k = 1; k <= animals; ++k) {
         const int sire = std::max(k - 4, 0), dam = std::max(k - 5, 0);
         line(files["ped"], k, sire, dam, k);

@@ -121,14 +121,16 @@ void Block::blank(int lines) {
 
 void Block::print() {
     page_if(lines_);
-    if (std::fwrite(text_.data(), 1, text_.size(), stdout) != text_.size()) note_lost_line();
+    std::fwrite(text_.data(), 1, text_.size(), stdout);
+    // The library counts as written what it has lost on the way from its buffer.
+    if (std::ferror(stdout)) note_lost_line();
     count_lines(lines_);
     text_.clear();
     lines_ = 0;
 }
 
 int flush_listing() {
-    if (std::fflush(stdout) != 0) note_lost_line();
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) note_lost_line();
     return LISTING_FAULT;
 }
 

@@ -15,7 +15,7 @@ using state::DIMENSIONS, state::KVEINT, state::RMAT;
 // After `allowed` allocations.
 static void expect_failure(int allowed, void (*call)(), const std::string& array, int elements,
                            const std::string& routine) {
-    granted().allocations = allowed;
+    refuse_calls(Call::allocation, allowed + 1, allowed + 1);
     EXPECT_STOP(call(), "ERROR\n\nTrying to allocate                    : " + array +
                             "\nWith elements                         : +" +
                             std::to_string(elements) +
@@ -33,14 +33,14 @@ TEST(FailedAllocation, NamesTheTable) {
         0, [] { allocate_elements(); }, "AI", 300000, "ALLOC_MAXNRM");
     expect_failure(
         1, [] { allocate_animals(); }, "IF", 300000, "ALLOC_MDL");
-    granted().allocations = 100;
+    grant_all_calls();
     DIMENSIONS.MDL.now = DIMENSIONS.MAXNRM.now = 100;
     allocate_tables();
     expect_failure(
         2, [] { grow_animals(); }, "AD", 110, "ALLOC_MDL");
     expect_failure(
         2, [] { grow_elements(); }, "IV", 110, "ALLOC_MAXNRM");
-    granted().allocations = 100;
+    grant_all_calls();
     KVEINT.nt = 2;
     KVEINT.NRAMAT = 3;
     ASSERT_EQ(RMAT.allocate(4), 0);
