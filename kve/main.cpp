@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -38,6 +39,9 @@ int run_command(const Command& command) {
         return kGood;
     } catch (const std::bad_alloc&) {
         fmt::print(stderr, "kve: there is not enough memory\n");
+        return kUnreadable;
+    } catch (const std::exception& other) {
+        fmt::print(stderr, "kve: {}\n", other.what());
         return kUnreadable;
     }
 }
@@ -74,8 +78,9 @@ void add_common(CLI::App& command, CommonOptions& options) {
     command.add_option("-o,--output", options.output, "a file in place of standard output")
         ->type_name("FILE");
     command.final_callback([&options] {
+        if (options.output.empty()) return;
         const std::string fault = refuse_run_file(options.output, options.folder);
-        if (!options.output.empty() && !fault.empty()) throw CLI::ValidationError(fault);
+        if (!fault.empty()) throw CLI::ValidationError(fault);
     });
 }
 

@@ -64,7 +64,7 @@ class Elements {
     }
     [[noreturn]] void refuse_element(const Element& e) const {
         from_.refuse(fmt::format("row {}, column {} are not of the lower triangle of {} levels",
-                                 e.row, e.column, from_.order));
+                                 e.row, e.column, from_.order()));
     }
 
     MatrixFile from_;
@@ -74,13 +74,13 @@ class Elements {
 
 int show_summary(const Options& options, const RunFolder& run, const RunFile& file) {
     MatrixFile from(run, file);
-    MatrixSummary s(from.order);
+    MatrixSummary s(from.order());
     for (Element e; from.next(e);) s.add(e);
     s.finish();
     Output out(options.output);
     out.put(fmt::format("matrix                  {} of random factor {}, {}\n", file.name,
                         file.factor, run.factor_name(file.factor)));
-    out.put(fmt::format("order                   {}\n", from.order));
+    out.put(fmt::format("order                   {}\n", from.order()));
     out.put(fmt::format("elements                {}\n", s.n_elements));
     out.put(
         fmt::format("longest row             {} elements in row {}\n", s.longest, s.longest_row));
@@ -106,12 +106,12 @@ int show_matrix(const Options& options) {
     Elements elements(run, file, options.original);
     Output out(options.output);
     if (is_mtx)
-        out.put(
-            fmt::format("%%MatrixMarket matrix coordinate real symmetric\n"
-                        "% {} of random factor {}, {}: rows are levels of CODE_TABLE\n"
-                        "{} {} {}\n",
-                        file.name, file.factor, run.factor_name(file.factor), elements.from().order,
-                        elements.from().order, elements.from().n_elements()));
+        out.put(fmt::format(
+            "%%MatrixMarket matrix coordinate real symmetric\n"
+            "% {} of random factor {}, {}: rows are levels of CODE_TABLE\n"
+            "{} {} {}\n",
+            file.name, file.factor, run.factor_name(file.factor), elements.from().order(),
+            elements.from().order(), elements.from().n_elements()));
     elements.put_all(out);
     out.finish();
     return kGood;

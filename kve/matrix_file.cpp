@@ -14,7 +14,7 @@ void MatrixSummary::end_row() {
 
 void MatrixSummary::add(const Element& e) {
     ++n_elements;
-    if (e.row < 1 || e.row > order_ || e.column < 1 || e.column > order_) {
+    if (e.row < 1 || e.row > order || e.column < 1 || e.column > order) {
         ++n_outside;
         return;
     }

@@ -21,36 +21,36 @@ class MatrixFile {
  public:
     // `order` is the number of levels of its factor.
     MatrixFile(const RunFolder& run, const RunFile& file)
-        : order(run.run().NRALEV(file.factor)), file_(run.path(), file.name) {
+        : order_(run.run().NRALEV(file.factor)), file_(run.path(), file.name) {
         if (file_.bytes() % kElementBytes != 0) file_.refuse("the file ends within a record");
     }
 
     bool next(Element& element) { return file_.next(element); }
+    int64_t order() const { return order_; }
     bool is_outside(const Element& e) const {
-        return e.row < 1 || e.row > order || e.column < 1 || e.column > order;
+        return e.row < 1 || e.row > order_ || e.column < 1 || e.column > order_;
     }
     uintmax_t n_elements() const { return file_.bytes() / kElementBytes; }
     [[noreturn]] void refuse(const std::string& words) const { file_.refuse(words); }
 
-    int64_t order;
-
  private:
+    int64_t order_;
     RecordFile file_;
 };
 
 // What can be told of a matrix when its elements have passed by in order.
 class MatrixSummary {
  public:
-    explicit MatrixSummary(int64_t order) : order_(order) {}
+    explicit MatrixSummary(int64_t levels) : order(levels) {}
     void add(const Element& e);
     void finish() { end_row(); }
 
-    int64_t order_;
+    int64_t order;
     int64_t n_elements = 0, n_outside = 0, n_above = 0, n_unordered = 0;
     int64_t longest = 0, n_diagonals = 0;
     int32_t longest_row = 0;
     double smallest = 0.0, largest = 0.0;  // of the diagonal
-    int64_t n_without_diagonal() const { return order_ - n_diagonals; }
+    int64_t n_without_diagonal() const { return order - n_diagonals; }
 
  private:
     void end_row();

@@ -63,7 +63,7 @@ class ModelCheck {
     void check_counts() const {
         require(run_.nt >= 1, "there is no trait");
         require(run_.n_records >= 0, "negative n_records");
-        require(run_.NIOUT >= 0 && run_.NFOUT >= 0, "negative length of records");
+        require(run_.NIOUT >= 2 && run_.NFOUT >= 0, "no length of records");  // two zeros
         require(run_.MAX_N_ABSORB >= 0 && run_.MAX_N_ABSORB <= run_.NIOUT,
                 "MAX_N_ABSORB is no number of positions");
         const auto is_count = [](int32_t n) { return n >= 0; };
@@ -71,6 +71,14 @@ class ModelCheck {
         require(std::all_of(run_.NLEV.data(), run_.NLEV.data() + run_.NLEV.size(), is_count),
                 "negative NLEV");
         within(run_.TraitIdWithWeight, 0, run_.nt, "TraitIdWithWeight is no trait");
+        int64_t n_fixed = 0, n_reg = 0;
+        for (const Model& m : model_.traits) {
+            n_fixed += m.n_fixed;
+            n_reg += m.n_reg;
+        }
+        require(run_.n_fixed_positions == n_fixed, "n_fixed_positions is not that of the traits");
+        require(run_.N_REG_COLS >= 0 && run_.N_REG_COLS <= n_reg,
+                "N_REG_COLS is above the regressions of the traits");
     }
 
     void check_effects(const Model& m) const {

@@ -235,7 +235,7 @@ class DataCheck {
 
 void check_matrix(const RunFolder& run, const RunFile& file, Findings& findings) {
     MatrixFile from(run, file);
-    MatrixSummary s(from.order);
+    MatrixSummary s(from.order());
     for (Element e; from.next(e);) s.add(e);
     s.finish();
     const auto tell = [&](int64_t n, const char* words) {
@@ -245,9 +245,9 @@ void check_matrix(const RunFolder& run, const RunFile& file, Findings& findings)
     tell(s.n_above, "elements above the diagonal");
     tell(s.n_unordered, "elements out of order");
     const bool whole = run.factor(file.factor).structure == Structure::GREL;
-    if (whole && s.n_elements != from.order * (from.order + 1) / 2)
+    if (whole && s.n_elements != from.order() * (from.order() + 1) / 2)
         findings.tell(file.name, fmt::format("{} elements, and {} levels need {}", s.n_elements,
-                                             from.order, from.order * (from.order + 1) / 2));
+                                             from.order(), from.order() * (from.order() + 1) / 2));
     // Animals without progeny, and those that the user's file lacks, have no elements.
     const bool may_lack = file.name.starts_with("AINV_RAM") || file.name.starts_with("DOM") ||
                           file.name.starts_with("IBD");
