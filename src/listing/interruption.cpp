@@ -40,7 +40,7 @@ void end_interrupted_run(int signal) {
     std::raise(signal);
     sigset_t all;
     ::sigfillset(&all);
-    ::sigprocmask(SIG_UNBLOCK, &all, nullptr);
+    ::pthread_sigmask(SIG_UNBLOCK, &all, nullptr);
 }
 
 }  // namespace

@@ -182,7 +182,7 @@ TEST_F(AInverse, ACutFileStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
                     count + " +IOSTAT +: +[1-9][0-9]*\n\nComputations ");
     RMAT(1).structure = Structure::COR;
     kvewai(1, FACTORS.NRALEV(1), MatrixFile::COR);
-    EXPECT_STOP(end_run(),
+    EXPECT_STOP(close_outputs(),
                 "ERROR - writing the file COR1 failed, the file is not complete\n"
                 "Program terminates\n");
     // Whatever stops it.
