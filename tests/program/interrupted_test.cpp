@@ -125,6 +125,22 @@ TEST_F(InterruptedRun, LeavesNoModelAndNothingInTheWay) {
     EXPECT_GE(n_interrupted, 3 * (kPlaces - 1));
 }
 
+TEST_F(InterruptedRun, StoppedByAFaultLeavesNoEarlierModelBesideItsFiles) {
+    for (const std::string& fault : {directives("5") + "$MODEL\n", directives("5") + "a\r\n",
+                                     directives("x"), directives("-5")}) {
+        ASSERT_EQ(scratch.run(directives("4")).status, 0);
+        EXPECT_EQ(scratch.run(fault).status, 16);
+        EXPECT_EQ(scratch.read("MODINF"), "") << fault;
+        EXPECT_NE(scratch.read("PARIN").find(fault.substr(fault.find("2 1 1"), 7)),
+                  std::string::npos);
+    }
+    // It has written nothing.
+    ASSERT_EQ(scratch.run(directives("4")).status, 0);
+    const Files earlier = outputs();
+    EXPECT_EQ(scratch.run("$ANALYSE 1 1 0 0\n$DATA WRONG\n").status, 16);
+    EXPECT_EQ(outputs(), earlier);
+}
+
 TEST_F(InterruptedRun, AnotherOneInTheFolderIsRefused) {
     ASSERT_EQ(scratch.run(directives("4")).status, 0);
     const Files earlier = outputs();

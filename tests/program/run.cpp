@@ -107,11 +107,11 @@ bool Scratch::says(const std::string& name, std::string_view text) const {
 
 bool Scratch::has(const std::string& name) const { return fs::exists(folder_ / name); }
 
-Outcome Scratch::run(std::string_view directives) const {
+Outcome Scratch::run(std::string_view directives, const std::string& listing) const {
     write("directives.in", directives);
     std::string command = "cd '" + folder_.string() +
-                          "' && exec '" KVE1_PROGRAM
-                          "' < directives.in > listing.out 2> errors.out";
+                          "' && exec '" KVE1_PROGRAM "' < directives.in " + listing +
+                          " 2> errors.out";
     int raw = std::system(command.c_str());
     EXPECT_EQ(read("errors.out"), "") << "nothing goes to standard error";
     return outcome_of(WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw),

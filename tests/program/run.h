@@ -30,8 +30,9 @@ class Scratch {
     bool has(const std::string& name) const;
     bool says(const std::string& name, std::string_view text) const;  // with blanks folded
 
-    // One run with the given directive text on standard input.
-    Outcome run(std::string_view directives) const;
+    // One run with the given directive text on standard input. `listing` says where the shell sends
+    // the listing.
+    Outcome run(std::string_view directives, const std::string& listing = ">listing.out") const;
 
  private:
     std::filesystem::path folder_;
