@@ -27,8 +27,8 @@ class RecordOutput {
 
     // Creates or empties the file. 0 or what open_output tells.
     [[nodiscard]] int open(const std::string& path);
-    // Ahead of the first record: until close() has brought all else to disk the length of the first record
-    // is 0 in the file, so that nobody takes a file for whole that a dying machine has left.
+    // Ahead of the first record: until close() has brought all else to disk the length of the first
+    // record is 0 in the file, so that nobody takes a file for whole that a dying machine has left.
     void hold_first_length() { first_ = First::to_be_held; }
     // To the system. 0 or the number of the first error met so far.
     [[nodiscard]] int flush();
