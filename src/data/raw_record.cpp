@@ -141,21 +141,27 @@ int32_t read_framed_record(int n_files, bool count) {
     return kRecordRead;
 }
 
+void open_records(DataFile& file, bool text, const char* array) {
+    const int32_t n = file.n_integers + file.n_reals;
+    const std::size_t bytes = text ? sizeof(TextRecord) + static_cast<std::size_t>(n) * 8
+                                   : sizeof(FramedRecord) + file.used_bytes();
+    const auto make = text ? make_text_record : make_framed_record;
+    check_allocated(file.records.open(make, &file, bytes), "KVEFP1", array, n);
+}
+
 // With two files the integers stand in the first and the reals in the second.
-void open_records(ReadMode mode) {
+void open_all_records(ReadMode mode) {
     const bool two = mode == ReadMode::two_text || mode == ReadMode::two_binary;
     const bool text = mode == ReadMode::one_text || mode == ReadMode::two_text;
-    for (int k = 0; k < (two ? 2 : 1); ++k) {
-        DataFile& file = UNITS.data[k];
-        file.n_integers = k == 0 ? DIRECTIVES.NI : 0;
-        file.n_reals = k == 1 || !two ? DIRECTIVES.NR : 0;
-        const int32_t n = file.n_integers + file.n_reals;
-        const std::size_t bytes = text ? sizeof(TextRecord) + static_cast<std::size_t>(n) * 8
-                                       : sizeof(FramedRecord) + file.used_bytes();
-        check_allocated(
-            file.records.open(text ? make_text_record : make_framed_record, &file, bytes), "KVEFP1",
-            k == 0 && file.n_integers > 0 ? "l_IINP" : "L_FINP", n);
-    }
+    DataFile& first = UNITS.data[0];
+    first.n_integers = DIRECTIVES.NI;
+    first.n_reals = two ? 0 : DIRECTIVES.NR;
+    open_records(first, text, first.n_integers > 0 ? "l_IINP" : "L_FINP");
+    if (!two) return;
+    DataFile& second = UNITS.data[1];
+    second.n_integers = 0;
+    second.n_reals = DIRECTIVES.NR;
+    open_records(second, text, "L_FINP");
 }
 
 // The one that the system did not let us read, null when there is none. A file belongs to its
@@ -183,7 +189,7 @@ void allocate_record() {
     check_allocated(RECORD.IINP.allocate(ni + 2), "KVEFP1", "IINP", ni + 2);
     check_allocated(RECORD.FINP.allocate(nr + 1), "KVEFP1", "FINP", nr + 1);
     check_allocated(RECORD.L_FINP_MIS.allocate(nr + 1), "KVEFP1", "L_FINP_MIS", nr + 1);
-    open_records(read_mode());
+    open_all_records(read_mode());
     RECORD.IINP(0) = 1;
     RECORD.FINP(nr + 1) = DIRECTIVES.RMISS;
 }
