@@ -192,7 +192,7 @@ TEST_P(RefusedCall, EndsInWordsOrInAllBytes) {
     }
 }
 
-// From the second read on: ahead of it the run does not know the file.
+// From the sixth read on: ahead of it the run reads KVEDIM and the directives and knows no input.
 TEST(ChangedInput, NeverEndsWell) {
     namespace fs = std::filesystem;
     constexpr void (*kChanges[])(const fs::path&) = {
