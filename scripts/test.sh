@@ -11,7 +11,7 @@ scripts/check-messages
 echo "Checking the map of the shared tables"
 scripts/table-map --check
 echo "Checking the layout of the sources"
-find src kve tests bench -name '*.h' -o -name '*.cpp' | sort | xargs clang-format --dry-run --Werror
+find src kve tests bench fuzz -name '*.h' -o -name '*.cpp' | sort | xargs clang-format --dry-run --Werror
 
 echo "Release build"
 configure_and_build release

@@ -105,7 +105,6 @@ struct Door {
     int error;
 };
 constexpr Door kDoors[] = {
-    {SYS_mremap, Call::growth, ENOMEM},
     {SYS_openat, Call::open, EACCES},
     {SYS_read, Call::read, EIO},
     {SYS_pread64, Call::read, EIO},
