@@ -105,26 +105,16 @@ struct Door {
     int error;
 };
 constexpr Door kDoors[] = {
-    {SYS_openat, Call::open, EACCES},
-    {SYS_read, Call::read, EIO},
-    {SYS_pread64, Call::read, EIO},
-    {SYS_write, Call::write, ENOSPC},
-    {SYS_pwrite64, Call::write, ENOSPC},
-    {SYS_writev, Call::write, ENOSPC},
-    {SYS_close, Call::close, EIO},
-    {SYS_fstat, Call::status, EIO},
-    {SYS_newfstatat, Call::status, EIO},
-    {SYS_statx, Call::status, EIO},
-    {SYS_fsync, Call::sync, EIO},
-    {SYS_fdatasync, Call::sync, EIO},
-    {SYS_flock, Call::lock, ENOLCK},
-    {SYS_fcntl, Call::lock, ENOLCK},
-    {SYS_lseek, Call::seek, EIO},
-    {SYS_unlink, Call::remove, EACCES},
-    {SYS_unlinkat, Call::remove, EACCES},
-    {SYS_rename, Call::remove, EACCES},
-    {SYS_ftruncate, Call::remove, EACCES},
-    {SYS_fallocate, Call::remove, EOPNOTSUPP},
+    {SYS_openat, Call::open, EACCES},      {SYS_read, Call::read, EIO},
+    {SYS_pread64, Call::read, EIO},        {SYS_write, Call::write, ENOSPC},
+    {SYS_pwrite64, Call::write, ENOSPC},   {SYS_writev, Call::write, ENOSPC},
+    {SYS_close, Call::close, EIO},         {SYS_fstat, Call::status, EIO},
+    {SYS_newfstatat, Call::status, EIO},   {SYS_statx, Call::status, EIO},
+    {SYS_fsync, Call::sync, EIO},          {SYS_fdatasync, Call::sync, EIO},
+    {SYS_flock, Call::lock, ENOLCK},       {SYS_fcntl, Call::lock, ENOLCK},
+    {SYS_lseek, Call::seek, EIO},          {SYS_unlink, Call::remove, EACCES},
+    {SYS_unlinkat, Call::remove, EACCES},  {SYS_rename, Call::remove, EACCES},
+    {SYS_ftruncate, Call::remove, EACCES}, {SYS_fallocate, Call::remove, EOPNOTSUPP},
 };
 
 // A sixth argument, which none of these calls has, lets the handler's own calls pass.
