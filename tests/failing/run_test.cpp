@@ -151,7 +151,7 @@ const Refusal kRefusals[] = {{Call::allocation, false, "allocation"},
 bool names_something(std::string_view words, const Files& files) {
     if (words.find("ERROR") == words.npos) return false;
     for (const char* other : {"Trying to allocate", "listing", "driver file", "working directory",
-                              "the output ", "ST_DIR", "CVREST.DIR"})
+                              "the output ", "writing the file ", "ST_DIR", "CVREST.DIR"})
         if (words.find(other) != words.npos) return true;
     return std::ranges::any_of(
         files, [&](const auto& file) { return words.find(file.first) != words.npos; });
