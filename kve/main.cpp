@@ -88,5 +88,10 @@ void add_common(CLI::App& command, CommonOptions& options) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);  // a write tells
-    return kve::companion::run_program(argc, argv);
+    try {
+        return kve::companion::run_program(argc, argv);
+    } catch (const std::exception& fault) {  // memory for the words of another fault, say
+        std::fprintf(stderr, "kve: %s\n", fault.what());
+        return kve::companion::kUnreadable;
+    }
 }

@@ -137,6 +137,39 @@ bool RunFolder::has_sequences() const {
                                [](const Model& m) { return m.trait_type == kSequentialBinary; });
 }
 
+bool RunFolder::has_inbreeding() const {
+    return std::ranges::any_of(
+        factors(), [](const RMatrix& r) { return has_pedigree(r.structure) && r.method == 1; });
+}
+
+void RunFolder::add_factor_files(int32_t k, std::vector<RunFile>& files) const {
+    const auto add = [&](const char* prefix, FileKind kind = FileKind::matrix) {
+        files.push_back({fmt::format("{}{}", prefix, k), kind, k});
+    };
+    const RMatrix& r = factor(k);
+    // KVE5 makes its own inverse where no inbreeding is asked for.
+    const bool has_inverse = run().ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
+    if (has_pedigree(r.structure) && r.l_ram) add("AINV_RAM");
+    switch (r.structure) {
+        case Structure::PED:
+            if (has_inverse) add("AINV");
+            return add("PEDFILE", FileKind::parents);
+        case Structure::PGMIX:
+            if (has_inverse) add("PGMIX");
+            return;
+        case Structure::COR:
+            return add("COR");
+        case Structure::DOM:
+            return add("DOM");
+        case Structure::ABS_QTL:
+            return add("IBD");
+        case Structure::GREL:
+            return add("GINV");
+        default:
+            return;
+    }
+}
+
 std::vector<RunFile> RunFolder::promised_files() const {
     std::vector<RunFile> files;
     for (const FileName* name :
@@ -144,39 +177,8 @@ std::vector<RunFile> RunFolder::promised_files() const {
         if (!name->blank()) files.push_back({name->string(), FileKind::section});
     files.push_back({"RCDATA_I", FileKind::integers});
     files.push_back({"RCDATA_R", FileKind::reals});
-    const auto add = [&](const char* prefix, int32_t k, FileKind kind = FileKind::matrix) {
-        files.push_back({fmt::format("{}{}", prefix, k), kind, k});
-    };
-    bool has_inbreeding = false;
-    for (int32_t k = 1; k <= run().NRAMAT; ++k) {
-        const RMatrix& r = factor(k);
-        // KVE5 makes its own inverse where no inbreeding is asked for.
-        const bool has_inverse = run().ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
-        switch (r.structure) {
-            case Structure::PED:
-            case Structure::PGMIX:
-                if (r.l_ram) add("AINV_RAM", k);
-                if (has_inverse) add(r.structure == Structure::PED ? "AINV" : "PGMIX", k);
-                if (r.structure == Structure::PED) add("PEDFILE", k, FileKind::parents);
-                has_inbreeding = has_inbreeding || r.method == 1;
-                break;
-            case Structure::COR:
-                add("COR", k);
-                break;
-            case Structure::DOM:
-                add("DOM", k);
-                break;
-            case Structure::ABS_QTL:
-                add("IBD", k);
-                break;
-            case Structure::GREL:
-                add("GINV", k);
-                break;
-            default:
-                break;
-        }
-    }
-    if (has_inbreeding) files.push_back({"INBREED", FileKind::inbreeding});
+    for (int32_t k = 1; k <= run().NRAMAT; ++k) add_factor_files(k, files);
+    if (has_inbreeding()) files.push_back({"INBREED", FileKind::inbreeding});
     if (run().OLDSOL_H2 != 0 && solves_with_priors(run().ITASK))
         files.push_back({"oldsol", FileKind::old_solutions});
     if (run().n_foreign_records > 0) files.push_back({"RC_F_INFO", FileKind::foreign_information});

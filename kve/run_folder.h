@@ -58,6 +58,9 @@ class RunFolder {
     bool has_sequences() const;
 
  private:
+    bool has_inbreeding() const;
+    void add_factor_files(int32_t k, std::vector<RunFile>& files) const;
+
     std::filesystem::path path_;
     ModelInformation model_;
 };

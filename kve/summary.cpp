@@ -41,25 +41,28 @@ ordered_json to_json(const Text<N>& value) {
     return value.view();
 }
 
-// An array as a list, a matrix as a list of its rows, a cube as a list of its layers.
 template <class T>
-ordered_json to_json(const T* values, const Extents& shape) {
+ordered_json rows_to_json(const T* values, int64_t rows, int64_t columns) {
     ordered_json all = ordered_json::array();
-    const int64_t rows = shape.n[0], columns = shape.n[1];
-    if (shape.dimensions == 3) {
-        for (int64_t layer = 0; layer < shape.n[2]; ++layer)
-            all.push_back(to_json(values + layer * rows * columns, extents(rows, columns)));
-        return all;
-    }
     for (int64_t i = 0; i < rows; ++i) {
-        if (shape.dimensions == 1) {
-            all.push_back(to_json(values[i]));
-            continue;
-        }
         ordered_json row = ordered_json::array();
         for (int64_t j = 0; j < columns; ++j) row.push_back(to_json(values[j * rows + i]));
         all.push_back(std::move(row));
     }
+    return all;
+}
+
+// An array as a list, a matrix as a list of its rows, a cube as a list of its layers.
+template <class T>
+ordered_json to_json(const T* values, const Extents& shape) {
+    const int64_t rows = shape.n[0], columns = shape.n[1];
+    if (shape.dimensions == 2) return rows_to_json(values, rows, columns);
+    ordered_json all = ordered_json::array();
+    if (shape.dimensions == 3)
+        for (int64_t layer = 0; layer < shape.n[2]; ++layer)
+            all.push_back(rows_to_json(values + layer * rows * columns, rows, columns));
+    else
+        for (int64_t i = 0; i < rows; ++i) all.push_back(to_json(values[i]));
     return all;
 }
 

@@ -130,6 +130,7 @@ void write_sections_at_stop() {
 
 std::vector<std::string> text_files() {
     std::vector<std::string> names;
+    names.reserve(INLINE_TEXTS.size());
     for (const state::InlineText& section : INLINE_TEXTS) names.push_back(section.file);
     return names;
 }

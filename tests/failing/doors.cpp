@@ -22,6 +22,9 @@
 #include <new>
 #include <vector>
 
+// The linker prescribes the names.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+
 extern "C" void* __real_mmap(void*, std::size_t, int, int, int, off_t);
 
 Doors& doors() {
@@ -96,6 +99,7 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* how, void* (*
     return __real_pthread_create(thread, how, behind_doors, new Start{work, with});
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 

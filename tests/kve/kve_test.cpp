@@ -35,6 +35,7 @@ struct Row {
 // Cow 900 + n has the sire 101 or 102 and, from the third on, the first cow as dam.
 std::vector<Row> rows() {
     std::vector<Row> all;
+    all.reserve(40);
     for (int n = 0; n < 40; ++n)
         all.push_back({70 - 10 * (n % 3), 5 + n % 2, 300 - n % 3, 900 + n % 8, n < 20 ? 4 : 2,
                        text("%d.5", 20 + n), text("%d.25", 5000 + n),
