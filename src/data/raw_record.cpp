@@ -34,7 +34,10 @@ struct TextRecord {
     int64_t begin, end;
 
     int64_t* l_IINP() { return reinterpret_cast<int64_t*>(this + 1); }
-    double* L_FINP(int32_t n_integers) { return reinterpret_cast<double*>(l_IINP() + n_integers); }
+    double* L_FINP(int32_t n_integers) {
+        // From bytes: the integers end where the reals begin.
+        return reinterpret_cast<double*>(reinterpret_cast<std::byte*>(l_IINP() + n_integers));
+    }
 };
 
 int32_t make_text_record(void* source, void* to) {
