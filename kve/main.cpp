@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "commands.h"
-#include "failure.h"
-#include "run_folder.h"
+#include "kve/files/run_folder.h"
+#include "kve/shared/commands.h"
+#include "kve/shared/failure.h"
 
 namespace kve::companion {
 

@@ -22,7 +22,7 @@ if [ -n "$checked" ]; then
     # missingIncludeSystem: cppcheck knows the standard library without reading its headers.
     # shellcheck disable=SC2086
     cppcheck --enable=warning,performance,portability --std=c++20 --language=c++ --inline-suppr \
-        --suppress=missingIncludeSystem --error-exitcode=1 --quiet -j "$(nproc)" -I src -I kve $checked ||
+        --suppress=missingIncludeSystem --error-exitcode=1 --quiet -j "$(nproc)" -I src -I . $checked ||
         status=1
 fi
 [ $status -eq 0 ] && echo "No findings"

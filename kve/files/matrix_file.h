@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "record_file.h"
-#include "run_folder.h"
+#include "kve/files/record_file.h"
+#include "kve/files/run_folder.h"
 
 namespace kve::companion {
 

@@ -1,4 +1,4 @@
-#include "run_folder.h"
+#include "kve/files/run_folder.h"
 
 #include <fmt/format.h>
 
@@ -9,8 +9,8 @@
 #include <regex>
 #include <set>
 
-#include "failure.h"
-#include "record_file.h"
+#include "kve/files/record_file.h"
+#include "kve/shared/failure.h"
 
 namespace kve::companion {
 

@@ -1,4 +1,4 @@
-#include "matrix_file.h"
+#include "kve/files/matrix_file.h"
 
 #include <algorithm>
 

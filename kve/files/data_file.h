@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "record_file.h"
-#include "run_folder.h"
+#include "kve/files/record_file.h"
+#include "kve/files/run_folder.h"
 
 namespace kve::companion {
 

@@ -1,4 +1,4 @@
-#include "output.h"
+#include "kve/shared/output.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "failure.h"
+#include "kve/shared/failure.h"
 
 namespace kve::companion {
 

@@ -1,11 +1,11 @@
-#include "data_file.h"
+#include "kve/files/data_file.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <span>
 
-#include "failure.h"
+#include "kve/shared/failure.h"
 
 namespace kve::companion {
 

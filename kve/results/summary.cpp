@@ -7,13 +7,13 @@
 #include <optional>
 #include <span>
 
-#include "code_lists.h"
-#include "commands.h"
 #include "directives/catalogue.h"
-#include "failure.h"
 #include "handover/model_information_fields.h"
-#include "output.h"
-#include "run_folder.h"
+#include "kve/files/code_lists.h"
+#include "kve/files/run_folder.h"
+#include "kve/shared/commands.h"
+#include "kve/shared/failure.h"
+#include "kve/shared/output.h"
 
 namespace kve::companion {
 

@@ -1,11 +1,11 @@
-#include "code_lists.h"
+#include "kve/files/code_lists.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "failure.h"
 #include "handover/code_table_lists.h"
+#include "kve/shared/failure.h"
 
 namespace kve::companion {
 

@@ -1,11 +1,11 @@
-#include "data_columns.h"
+#include "kve/files/data_columns.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <map>
 
-#include "failure.h"
+#include "kve/shared/failure.h"
 
 namespace kve::companion {
 

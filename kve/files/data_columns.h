@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "code_lists.h"
-#include "run_folder.h"
+#include "kve/files/code_lists.h"
+#include "kve/files/run_folder.h"
 
 namespace kve::companion {
 

@@ -1,4 +1,4 @@
-#include "record_file.h"
+#include "kve/files/record_file.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include "failure.h"
+#include "kve/shared/failure.h"
 
 namespace kve::companion {
 

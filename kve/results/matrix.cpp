@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <memory>
 
-#include "code_lists.h"
-#include "commands.h"
-#include "failure.h"
-#include "matrix_file.h"
-#include "output.h"
-#include "run_folder.h"
+#include "kve/files/code_lists.h"
+#include "kve/files/matrix_file.h"
+#include "kve/files/run_folder.h"
+#include "kve/shared/commands.h"
+#include "kve/shared/failure.h"
+#include "kve/shared/output.h"
 
 namespace kve::companion {
 

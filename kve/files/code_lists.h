@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "record_file.h"
-#include "run_folder.h"
+#include "kve/files/record_file.h"
+#include "kve/files/run_folder.h"
 #include "store/big_tables.h"
 
 namespace kve::companion {

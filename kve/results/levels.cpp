@@ -8,12 +8,12 @@
 #include <optional>
 
 #include "base/freeform.h"
-#include "code_lists.h"
-#include "commands.h"
-#include "failure.h"
-#include "output.h"
-#include "run_folder.h"
-#include "table_text.h"
+#include "kve/files/code_lists.h"
+#include "kve/files/run_folder.h"
+#include "kve/shared/commands.h"
+#include "kve/shared/failure.h"
+#include "kve/shared/output.h"
+#include "kve/shared/table_text.h"
 
 namespace kve::companion {
 
