@@ -20,10 +20,6 @@ namespace {
 
 constexpr const char* kRoutine = "INBREEDING";
 
-struct Parents {
-    int32_t sire, dam;  // nodes, 0 unknown
-};
-
 // An animal with progeny. Only these are visited, so more of them stay in the cache.
 struct Node {
     double share;  // with the sire of the family: first T(sire, node) D(node), then A(sire, node)
@@ -33,65 +29,64 @@ struct Node {
 };
 
 struct Pedigree {
-    Vec<Node, 0> nodes;          // 0 is the unknown parent, with nothing to share
-    Vec<int32_t> node_of;        // by place; 0 without progeny
-    Vec<Parents> parents;        // by place
-    Vec<int32_t> first_progeny;  // by sire, and one more: its progeny stand from here in `progeny`
-    Vec<int32_t> progeny;        // places, both parents known, sire by sire
-    std::vector<int32_t> line, pending;
+    Vec<ParentPair>& parents;  // by place; nodes
+    Vec<Node, 0> nodes{};      // 0 is the unknown parent, with nothing to share
+    Vec<int32_t> node_of{};    // by place; 0 without progeny
+    Vec<int32_t>
+        first_progeny{};     // by sire, and one more: its progeny stand from here in `progeny`
+    Vec<int32_t> progeny{};  // places, both parents known, sire by sire
+    std::vector<int32_t> line{}, pending{};
 };
 
-bool both_known(Parents p) { return p.sire > 0 && p.dam > 0; }
+bool both_known(ParentPair p) { return p.sire > 0 && p.dam > 0; }
 
 // Places follow the list, whatever numbers the levels have.
 int32_t place_of(int32_t level, int32_t n, bool from_the_top) {
     return level != 0 && from_the_top ? n + 1 - level : level;
 }
 
-int32_t number_nodes(const Vec<Parentage>& list, bool from_the_top, Vec<int32_t>& node_of) {
-    const int32_t n = static_cast<int32_t>(list.size());
-    for (const Parentage& p : list)
-        for (int32_t level : {p.sire, p.dam})
-            if (level != 0) node_of(place_of(level, n, from_the_top)) = 1;
+int32_t number_nodes(const Vec<ParentPair>& parents, Vec<int32_t>& node_of) {
+    for (const ParentPair& p : parents)
+        for (int32_t place : {p.sire, p.dam})
+            if (place != 0) node_of(place) = 1;
     int32_t last = 0;
     for (int32_t& node : node_of)
         if (node != 0) node = ++last;
     return last;
 }
 
-void make_nodes(Pedigree& ped, const Vec<Parentage>& list) {
-    const int32_t n = static_cast<int32_t>(list.size());
-    const bool from_the_top = list(1).animal != 1;
-    check_allocated(ped.node_of.allocate(n), kRoutine, "NODES", n);
-    check_allocated(ped.parents.allocate(n), kRoutine, "PARENTS", n);
-    const int64_t n_nodes = number_nodes(list, from_the_top, ped.node_of);
-    check_allocated(ped.nodes.allocate(n_nodes + 1), kRoutine, "NODES", n_nodes + 1);
-    const auto node = [&](int32_t level) {
-        return level == 0 ? 0 : ped.node_of(place_of(level, n, from_the_top));
-    };
+// The parents become nodes.
+NoRoom make_nodes(Pedigree& ped) {
+    const int32_t n = static_cast<int32_t>(ped.parents.size());
+    if (ped.node_of.allocate(n) != 0) return {"NODES", n};
+    const int64_t n_nodes = number_nodes(ped.parents, ped.node_of);
+    if (ped.nodes.allocate(n_nodes + 1) != 0) return {"NODES", n_nodes + 1};
+    const auto node = [&](int32_t place) { return place == 0 ? 0 : ped.node_of(place); };
     for (int32_t j = 1; j <= n; ++j) {
-        ped.parents(j) = {node(list(j).sire), node(list(j).dam)};
-        if (ped.node_of(j) != 0)
-            ped.nodes(ped.node_of(j)) = {0.0, 1.0, ped.parents(j).sire, ped.parents(j).dam, 0};
+        ParentPair& p = ped.parents(j);
+        p = {node(p.sire), node(p.dam)};
+        if (ped.node_of(j) != 0) ped.nodes(ped.node_of(j)) = {0.0, 1.0, p.sire, p.dam, 0};
     }
+    return {};
 }
 
 // Progeny by sire: a counting sort.
-void gather_families(Pedigree& ped) {
+NoRoom gather_families(Pedigree& ped) {
     const int64_t n = ped.parents.size(), n_nodes = ped.nodes.size();
-    check_allocated(ped.first_progeny.allocate(n_nodes), kRoutine, "PROGENY", n_nodes);
-    check_allocated(ped.progeny.allocate(n), kRoutine, "PROGENY", n);
-    for (const Parents& p : ped.parents)
+    if (ped.first_progeny.allocate(n_nodes) != 0) return {"PROGENY", n_nodes};
+    if (ped.progeny.allocate(n) != 0) return {"PROGENY", n};
+    for (const ParentPair& p : ped.parents)
         if (both_known(p)) ++ped.first_progeny(p.sire);
     int32_t behind = 1;
     for (int32_t& first : ped.first_progeny) first = behind += first;
     for (int32_t j = static_cast<int32_t>(n); j >= 1; --j)
         if (both_known(ped.parents(j))) ped.progeny(--ped.first_progeny(ped.parents(j).sire)) = j;
+    return {};
 }
 
 // Mendelian sampling variance, the square of LD. Rounding could bring it below 0 in lines inbred
 // for hundreds of generations.
-double sampling_variance(const Pedigree& ped, Parents p) {
+double sampling_variance(const Pedigree& ped, ParentPair p) {
     const double parents = ped.nodes(p.sire).diagonal + ped.nodes(p.dam).diagonal;
     return std::max(1.0 - parents * 0.25, 0.0);
 }
@@ -152,7 +147,7 @@ KVE_FETCH void look_ahead(const Pedigree& ped, int32_t j) {
 }
 
 // The progeny of one sire: 1 + A(sire, dam) / 2.
-void find_family(Pedigree& ped, int32_t sire) {
+void find_family(Pedigree& ped, int32_t sire, Vec<double>& ad) {
     const int32_t first = ped.first_progeny(sire), behind = ped.first_progeny(sire + 1);
     if (first == behind) return;
     relate_sire_line(ped, sire);
@@ -161,26 +156,37 @@ void find_family(Pedigree& ped, int32_t sire) {
         const int32_t animal = ped.progeny(j), dam = ped.parents(animal).dam;
         visit_line(ped, dam, sire,
                    [&](int32_t at) { ped.nodes(at).share = mean_of_parents(ped, ped.nodes(at)); });
-        AD(animal) = 1.0 + 0.5 * ped.nodes(dam).share;
-        if (ped.node_of(animal) != 0) ped.nodes(ped.node_of(animal)).diagonal = AD(animal);
+        ad(animal) = 1.0 + 0.5 * ped.nodes(dam).share;
+        if (ped.node_of(animal) != 0) ped.nodes(ped.node_of(animal)).diagonal = ad(animal);
     }
 }
 
 }  // namespace
 
+NoRoom find_diagonals(Vec<ParentPair>& parents, Vec<double>& ad, Vec<double>& ld) {
+    const int64_t n = parents.size();
+    Pedigree ped{.parents = parents};
+    if (const NoRoom none = make_nodes(ped); none.array != nullptr) return none;
+    if (const NoRoom none = gather_families(ped); none.array != nullptr) return none;
+    for (int64_t j = 1; j <= n; ++j) ad(j) = 1.0;
+    // The families of older sires hold the parents of all ancestors of a sire.
+    for (int32_t sire = 1; sire < ped.nodes.size(); ++sire) find_family(ped, sire, ad);
+    for (int64_t j = 1; j <= n; ++j) ld(j) = std::sqrt(sampling_variance(ped, parents(j)));
+    return {};
+}
+
 double find_inbreeding(const Vec<Parentage>& parentage) {
     const int32_t n = static_cast<int32_t>(parentage.size());
-    Pedigree ped;
-    make_nodes(ped, parentage);
-    gather_families(ped);
-    for (int32_t j = 1; j <= n; ++j) AD(j) = 1.0;
-    // The families of older sires hold the parents of all ancestors of a sire.
-    for (int32_t sire = 1; sire < ped.nodes.size(); ++sire) find_family(ped, sire);
+    const bool from_the_top = parentage(1).animal != 1;
+    Vec<ParentPair> parents;
+    check_allocated(parents.allocate(n), kRoutine, "PARENTS", n);
+    for (int32_t j = 1; j <= n; ++j)
+        parents(j) = {place_of(parentage(j).sire, n, from_the_top),
+                      place_of(parentage(j).dam, n, from_the_top)};
+    const NoRoom none = find_diagonals(parents, AD, LD);
+    if (none.array != nullptr) alloc_error(kRoutine, none.array, none.elements, kNoMemory);
     double sum = 0.0;
-    for (int32_t j = 1; j <= n; ++j) {
-        LD(j) = std::sqrt(sampling_variance(ped, ped.parents(j)));
-        sum += std::log(LD(j));
-    }
+    for (int32_t j = 1; j <= n; ++j) sum += std::log(LD(j));
     return 2.0 * sum;
 }
 

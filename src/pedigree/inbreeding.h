@@ -17,4 +17,18 @@ namespace kve {
 // less than the number of ancestors of each of his progeny.
 double find_inbreeding(const Vec<Parentage>& parentage);
 
+// Places of the parents in a list of animals, 0 unknown.
+struct ParentPair {
+    int32_t sire, dam;
+};
+
+// The array that found no memory, if any.
+struct NoRoom {
+    const char* array = nullptr;
+    int64_t elements = 0;
+};
+
+// The same for any list of animals, into tables of at least its length. `parents` is used up.
+[[nodiscard]] NoRoom find_diagonals(Vec<ParentPair>& parents, Vec<double>& ad, Vec<double>& ld);
+
 }  // namespace kve
