@@ -29,4 +29,5 @@ cd "$(dirname "$directives")"
 status=0
 "$program" <"$directives" || status=$?
 echo "KVE1 ended with status $status; its files are in $PWD"
+[ $status -ne 0 ] || echo "${program%KVE1}kve summary $PWD shows them"
 exit $status

@@ -7,14 +7,11 @@
 
 #include "kve/files/record_file.h"
 #include "kve/files/run_folder.h"
+#include "matrices/matrix_record.h"
 
 namespace kve::companion {
 
-struct Element {
-    int32_t column, row;  // levels
-    double value;
-};
-static_assert(sizeof(Element) == 16);
+using Element = MatrixRecord;
 inline constexpr uintmax_t kElementBytes = sizeof(Element) + 8;  // with its frame
 
 class MatrixFile {

@@ -113,13 +113,16 @@ int32_t find_most_members() {
     return most;
 }
 
+static_assert(sizeof KVE1_VERSION == 2 && sizeof KVE1_RELEASE == 4,
+              "1 and 3 characters in the file");
+
 RunInformation<Borrowed> collect_run(const Matrix<int32_t>& NORCOV) {
     const Directives& d = DIRECTIVES;
     const ModelCounts& c = KVEINT;
     const TrendRequest& trend = d.td_ptd;
     return {
-        .version = "6",
-        .release = "5.1",
+        .version = KVE1_VERSION,
+        .release = KVE1_RELEASE,
         .RUN_DATE = RUN_DATE.padded(),
         .kve4 = d.kve4.name,
         .kve5 = d.kve5.name,

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "base/arrays.h"
-#include "base/records.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "data/factors.h"
@@ -14,6 +13,7 @@
 #include "listing/stop.h"
 #include "listing/units.h"
 #include "matrices/element_file.h"
+#include "matrices/matrix_record.h"
 #include "matrices/user_matrix_ids.h"
 #include "model/model_records.h"
 
@@ -54,7 +54,8 @@ bool write_triangle(const std::string& name, const Triangle<double>& G_INV) {
     const auto n = static_cast<int32_t>(G_INV.order());
     const double* value = G_INV.data();
     for (int32_t row = 1; row <= n && file.error() == 0; ++row)
-        for (int32_t column = 1; column <= row; ++column) write_record(file, column, row, *value++);
+        for (int32_t column = 1; column <= row; ++column)
+            write_matrix_record(file, {column, row, *value++});
     return file.close() == 0;
 }
 

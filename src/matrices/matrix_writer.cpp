@@ -4,12 +4,12 @@
 #include <iterator>
 #include <string>
 
-#include "base/records.h"
 #include "base/state.h"
 #include "directives/directives.h"
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "listing/units.h"
+#include "matrices/matrix_record.h"
 #include "model/model_records.h"
 #include "store/sparse_store.h"
 
@@ -54,7 +54,7 @@ struct Writing {
 bool write_row(Writing& to, int32_t row, std::span<const SparseElement> elements) {
     for (const SparseElement& element : elements) {
         ++to.n_written;
-        write_record(to.file, element.column, row, element.value);
+        write_matrix_record(to.file, {element.column, row, element.value});
         if (to.file.error() != 0) return false;
         if (to.lists && to.n_written < kListed)
             say_row("%26s%8d%8d%21.8f", "", row, element.column, element.value);

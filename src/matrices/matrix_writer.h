@@ -19,10 +19,10 @@ enum class MatrixFile : int32_t {
     IBD = 6,  // ABS_QTL
 };
 
-// Writes rows 1..n of the sparse store to the file of random factor k, one record for each element:
-// column and row as int32, value as real64; columns ascend within a row. At test print 2 the first
-// elements are listed. A failed write stops the run at once for a factor of type PED; for another
-// type the elements end there and the run goes on, but does not end well (`note_cut_file`).
+// Writes rows 1..n of the sparse store to the file of random factor k, a MatrixRecord for each
+// element; columns ascend within a row. At test print 2 the first elements are listed. A failed
+// write stops the run at once for a factor of type PED; for another type the elements end there and
+// the run goes on, but does not end well (`note_cut_file`).
 void kvewai(int32_t k, int32_t n, MatrixFile i_code);
 
 // The elements of a row with ascending columns; they need to be good until the next call only.

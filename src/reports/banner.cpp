@@ -52,7 +52,7 @@ void print_banner() {
     blank(2);
     for (const char* row : kLetters) say("%s", row);
     blank();
-    say("                                Version: 6, Release: 5.1");
+    say("                                Version: %s, Release: %s", KVE1_VERSION, KVE1_RELEASE);
     blank();
     say("+--------------------------------------------------------------------------------+");
     for (const char* row : kNotice) say("|  %-76s  |", row);

@@ -43,8 +43,8 @@ std::vector<Row> rows() {
     return all;
 }
 
-// Two traits and a random factor of every type that has a matrix, but PGMIX.
-void run_all_types(const Scratch& scratch, const std::string& method = "1") {
+// Two traits and a random factor of every type that has a matrix; the third one is of the animals.
+void run_all_types(const Scratch& scratch, const std::string& animals = "PED 1 ASCII ped") {
     std::string data, pedigree = "101 0 0 2\n102 0 0 1\n";
     for (const Row& r : rows())
         data += text("%d %d %d %d %d ", r.herd, r.line, r.breed, r.cow, r.group) + r.age + " " +
@@ -58,17 +58,24 @@ void run_all_types(const Scratch& scratch, const std::string& method = "1") {
     scratch.write("lines", "5 5 1.5\n6 6 1.5\n6 5 -.1\n");
     scratch.write("breeds", "298 298 3\n299 299 3\n300 300 3\n300 298 1e-9\n");
     scratch.write("cows", cows + "907 900 .125\n");
+    scratch.write("typed", "101\n102\n");
+    scratch.write("genomic", "101 101 2\n102 102 4\n");
     const Outcome outcome = scratch.run(
         "$ANALYSE 2 0 0 0\n$DATA ASCII (5,3,-9.0) data\n"
         "$VARIABLE\nHERD LINE BREED COW GROUP AGE MILK FAT\n"
         "$MODEL\n2 2 0 0 0\n0\n0\n2 0 6 1 2 3 4 4 4\n3 0 2 1 4\n5 1 2 3 4 5\n1 3\n1 1\n0\n0\n"
         "$VAR_STR 1 COR ASCII lines\n$VAR_STR 2 GREL ASCII breeds\n"
-        "$VAR_STR 3 PED " +
-        method +
-        " ASCII ped\n$VAR_STR 4 DOM 3 ASCII cows\n"
+        "$VAR_STR 3 " +
+        animals +
+        "\n$VAR_STR 4 DOM 3 ASCII cows\n"
         "$VAR_STR 5 ABS_QTL 3 ASCII cows\n$VAR_STR 6 GROUP 5\n"
         "$PRIOR\n1 1 1 1\n2 1 1 1\n3 1 1 1\n3 2 2 1\n4 1 1 1\n5 1 1 1\n6 1 1 1\n6 2 2 1\n");
     ASSERT_EQ(outcome.status, 0) << outcome.listing;
+}
+
+std::vector<double> values_of(const std::string& words) {
+    std::istringstream from(words);
+    return {std::istream_iterator<double>(from), {}};
 }
 
 class Companion : public testing::Test {
@@ -121,6 +128,11 @@ TEST_F(Companion, MatricesAreThoseThatWereGiven) {
         {"COR1",
          banner + "COR1 of random factor 1, LINE" + levels + "2 2 3\n1 1 1.5\n2 1 -0.1\n2 2 1.5\n"},
         {"GINV2 --format text", "1 1 3\n2 1 0\n2 2 3\n3 1 1e-09\n3 2 0\n3 3 3\n"},
+        {"DOM4 --format text",
+         "3 3 2\n4 4 2\n5 5 2\n6 6 2\n7 7 2\n8 8 2\n9 9 2\n10 3 0.125\n10 10 2\n"},
+        {"IBD5 --original",
+         "900 900 2\n901 901 2\n902 902 2\n903 903 2\n904 904 2\n905 905 2\n906 906 2\n"
+         "907 900 0.125\n907 907 2\n"},
         {"DOM4 --summary",
          "matrix                  DOM4 of random factor 4, COW\norder                   10\n"
          "elements                9\nlongest row             2 elements in row 10\n"
@@ -131,11 +143,23 @@ TEST_F(Companion, MatricesAreThoseThatWereGiven) {
     EXPECT_TRUE(kve(scratch, "matrix", "AINV3 --original").out.starts_with("102 102 "));
     // A founder, another with half of its daughter, and she: the animals with progeny.
     Scratch reduced;
-    run_all_types(reduced, "2 RAM");
+    run_all_types(reduced, "PED 2 RAM ASCII ped");
     EXPECT_EQ(kve(reduced, "matrix", "AINV_RAM3 --original").out,
               "102 102 1\n101 101 1.3333333333333333\n900 101 -0.6666666666666666\n"
               "900 900 1.3333333333333333\n");
     EXPECT_EQ(kve(reduced, "verify").status, 0);
+    // The founders are typed, and twice and four times as much related to themselves.
+    Scratch blended;
+    run_all_types(blended, "PGMIX 1 ASCII ped typed genomic");
+    const std::vector<double> a = values_of(kve(scratch, "matrix", "AINV3 --original").out),
+                              h = values_of(kve(blended, "matrix", "PGMIX3 --original").out);
+    ASSERT_EQ(a.size(), h.size());
+    for (std::size_t n = 0; n < a.size(); n += 3) {
+        const double less = a[n] != a[n + 1] ? 0 : a[n] == 102 ? 0.75 : a[n] == 101 ? 0.5 : 0;
+        EXPECT_EQ(h[n], a[n]);
+        EXPECT_EQ(h[n + 1], a[n + 1]);
+        EXPECT_NEAR(h[n + 2], a[n + 2] - less, 1e-9) << a[n] << " " << a[n + 1];
+    }
 }
 
 TEST_F(Companion, SummaryTellsTheAnalysis) {

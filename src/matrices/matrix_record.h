@@ -1,0 +1,23 @@
+// The record of AINVk, AINV_RAMk, PGMIXk, CORk, DOMk, IBDk and GINVk, as it is written and read.
+#pragma once
+
+#include <cstdint>
+
+#include "base/records.h"
+
+namespace kve {
+
+// An element of the lower triangle, by level numbers.
+struct MatrixRecord {
+    int32_t column, row;
+    double value;
+};
+static_assert(sizeof(MatrixRecord) == 16, "items follow each other without padding");
+
+inline void write_matrix_record(RecordOutput& to, const MatrixRecord& element) {
+    to.begin_record(sizeof element);
+    to.put(&element, sizeof element);
+    to.end_record();
+}
+
+}  // namespace kve
