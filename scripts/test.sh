@@ -3,6 +3,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/setup.sh
+install_missing dpkg-dev groff-base man-db python3-pandas python3-scipy
 
 echo "Checking that includes point downwards"
 scripts/check-layers

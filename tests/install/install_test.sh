@@ -84,12 +84,14 @@ test_package() {
     dpkg-deb -f "$package" Depends | grep -q 'libc6 .*libopenblas' || fail "dependencies: $(dpkg-deb -f "$package")"
     mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/tmp"
     cp /var/lib/dpkg/status "$root/var/lib/dpkg/"
-    dpkg --root="$root" --force-not-root --force-script-chrootless --log=/dev/null -i "$package" \
-        >dpkg.out 2>&1 || fail "$(cat dpkg.out)"
+    # libopenblas0 stands for the variants of the library, of which this machine may have one alone.
+    dpkg --root="$root" --force-not-root --force-script-chrootless --log=/dev/null \
+        --ignore-depends=libopenblas0 -i "$package" >dpkg.out 2>&1 || fail "$(grep -v 'files list' dpkg.out)"
     if [ "$(id -u)" -ne 0 ]; then
         run_both "$root" env PATH="$root/usr/bin"
         return
     fi
+    cp /usr/bin/env "$root/usr/bin/"
     ldd "$root"/usr/bin/* | sed -nE 's/^[^/]*(\/[^ ]*) .*/\1/p' | sort -u | while read -r library; do
         mkdir -p "$root/$(dirname "$library")"
         cp "$library" "$root/$library"

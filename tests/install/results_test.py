@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """results_test.py sh|python|r SOURCE KVE1 KVE: the lines of docs/results.md, run as they stand there, and
 what they give against the example's own files. Status 77 where the language or a library is missing."""
 import os
