@@ -20,8 +20,9 @@ class Progress {
     Progress& operator=(const Progress&) = delete;
     ~Progress();
 
-    void advance(std::size_t bytes) {
-        done_ += bytes;
+    void advance(std::size_t bytes) { move_to(done_ + bytes); }
+    void move_to(uintmax_t bytes) {
+        done_ = bytes;
         if (done_ >= next_look_) look();
     }
 

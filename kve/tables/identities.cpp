@@ -1,0 +1,160 @@
+#include "kve/tables/identities.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <functional>
+
+#include "kve/shared/failure.h"
+#include "kve/shared/output.h"
+#include "kve/shared/table_text.h"
+#include "kve/tables/table_reader.h"
+#include "kve/tables/values.h"
+
+namespace kve::companion {
+
+namespace {
+
+constexpr unsigned char kLong = 255;
+constexpr std::size_t kMostPlaces = INT32_MAX;
+
+struct LongText {
+    uint64_t begin;
+    uint32_t size;
+};
+
+}  // namespace
+
+bool IdentityTable::holds(const Slot& slot, uint32_t mark, std::string_view wanted) const {
+    return slot.mark == mark && text(static_cast<int32_t>(slot.place)) == wanted;
+}
+
+std::string_view IdentityTable::text(int32_t place) const {
+    const Entry& entry = entries_[static_cast<std::size_t>(place) - 1];
+    if (entry.length != kLong) return {entry.bytes, entry.length};
+    LongText where;
+    std::memcpy(&where, entry.bytes, sizeof where.begin + sizeof where.size);
+    return std::string_view(long_texts_).substr(where.begin, where.size);
+}
+
+void IdentityTable::grow() {
+    std::vector<Slot> old(std::max<std::size_t>(64, 2 * slots_.size()));
+    old.swap(slots_);
+    const std::size_t last = slots_.size() - 1;
+    for (const Slot& slot : old) {
+        if (slot.place == 0) continue;
+        // The mark is the upper half of the hash; the slot must be found from the text.
+        std::size_t at = std::hash<std::string_view>()(text(static_cast<int32_t>(slot.place)));
+        for (at &= last; slots_[at].place != 0;) at = (at + 1) & last;
+        slots_[at] = slot;
+    }
+}
+
+int32_t IdentityTable::find(std::string_view wanted) const {
+    if (slots_.empty()) return 0;
+    const std::size_t hash = std::hash<std::string_view>()(wanted);
+    const auto mark = static_cast<uint32_t>(hash >> 32);
+    const std::size_t last = slots_.size() - 1;
+    for (std::size_t at = hash & last; slots_[at].place != 0; at = (at + 1) & last)
+        if (holds(slots_[at], mark, wanted)) return static_cast<int32_t>(slots_[at].place);
+    return 0;
+}
+
+int32_t IdentityTable::place_of(std::string_view wanted) {
+    if (2 * entries_.size() >= slots_.size()) grow();
+    const std::size_t hash = std::hash<std::string_view>()(wanted);
+    const auto mark = static_cast<uint32_t>(hash >> 32);
+    const std::size_t last = slots_.size() - 1;
+    std::size_t at = hash & last;
+    for (; slots_[at].place != 0; at = (at + 1) & last)
+        if (holds(slots_[at], mark, wanted)) return static_cast<int32_t>(slots_[at].place);
+    if (entries_.size() == kMostPlaces)
+        throw Failure(kUnreadable, "more than 2147483647 identities");
+    Entry entry{};
+    if (wanted.size() <= sizeof entry.bytes) {
+        wanted.copy(entry.bytes, wanted.size());
+        entry.length = static_cast<unsigned char>(wanted.size());
+    } else {
+        const LongText where{long_texts_.size(), static_cast<uint32_t>(wanted.size())};
+        std::memcpy(entry.bytes, &where, sizeof where.begin + sizeof where.size);
+        entry.length = kLong;
+        long_texts_ += wanted;
+    }
+    entries_.push_back(entry);
+    slots_[at] = {static_cast<uint32_t>(entries_.size()), mark};
+    return size();
+}
+
+std::optional<int32_t> integer_identity(std::string_view text) {
+    int32_t value = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || stop != end || value < 1 || text.front() == '0') return {};
+    return value;
+}
+
+std::vector<int32_t> identity_codes(const IdentityTable& identities, bool renumber) {
+    const int32_t n = identities.size();
+    std::vector<int32_t> codes(static_cast<std::size_t>(n) + 1);
+    std::vector<int32_t> kept;
+    for (int32_t place = 1; place <= n; ++place) {
+        int32_t& code = codes[static_cast<std::size_t>(place)];
+        code = renumber ? place : integer_identity(identities.text(place)).value_or(0);
+        if (code != 0) kept.push_back(code);
+    }
+    std::ranges::sort(kept);
+    const std::size_t n_others = static_cast<std::size_t>(n) - kept.size();
+    int64_t next = kept.empty() ? 1 : int64_t{kept.back()} + 1;
+    if (next + static_cast<int64_t>(n_others) - 1 > INT32_MAX) next = 1;
+    auto taken = kept.begin();
+    for (std::size_t place = 1; place < codes.size(); ++place) {
+        if (codes[place] != 0) continue;
+        while (taken != kept.end() && *taken <= next) {
+            if (*taken == next) ++next;
+            ++taken;
+        }
+        codes[place] = static_cast<int32_t>(next++);
+    }
+    return codes;
+}
+
+void write_ids(const std::string& file, const IdentityTable& identities,
+               const std::vector<int32_t>& codes) {
+    Output out(file);
+    out.put("identity\tcode\n");
+    for (int32_t place = 1; place <= identities.size(); ++place) {
+        out.put(std::string_view(table_field(identities.text(place), '\t')));
+        out.put('\t');
+        out.put(codes[static_cast<std::size_t>(place)]);
+        out.put('\n');
+    }
+    out.finish();
+}
+
+IdentityNames::IdentityNames(const std::string& file) {
+    TableForm form;
+    form.delimiter = '\t';
+    form.has_header = true;
+    TableReader table(file, form);
+    const std::size_t identity = table.column("identity"), code = table.column("code");
+    while (table.next()) {
+        const std::optional<int64_t> value = parse_integer(table.field(code));
+        if (!value || *value < INT32_MIN || *value > INT32_MAX)
+            table.refuse(fmt::format("\"{}\" is no code", table.field(code)));
+        places_.emplace_back(static_cast<int32_t>(*value), texts_.size());
+        texts_ += table.field(identity);
+        texts_ += '\0';
+    }
+    std::ranges::sort(places_);
+}
+
+std::string_view IdentityNames::operator[](int32_t code) const {
+    const auto found =
+        std::ranges::lower_bound(places_, code, {}, &std::pair<int32_t, uint64_t>::first);
+    if (found == places_.end() || found->first != code) return {};
+    return texts_.data() + found->second;
+}
+
+}  // namespace kve::companion

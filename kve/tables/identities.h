@@ -1,0 +1,69 @@
+// Identities of any kind and the integers that KVE1 knows them by.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kve::companion {
+
+// Texts in the order in which they were met first, numbered from 1: `place` below. Memory is 30 to
+// 40 bytes an identity, and the text besides when it has more than 15 bytes.
+class IdentityTable {
+ public:
+    // The place of a text, which is added when it is new.
+    int32_t place_of(std::string_view text);
+    // 0 when it has none.
+    int32_t find(std::string_view text) const;
+    std::string_view text(int32_t place) const;
+    int32_t size() const { return static_cast<int32_t>(entries_.size()); }
+
+ private:
+    // The text itself and its length; of a longer one where it stands, and how long it is.
+    struct Entry {
+        char bytes[15];
+        unsigned char length;
+    };
+    struct Slot {
+        uint32_t place = 0;  // 0: free
+        uint32_t mark = 0;   // of the hash
+    };
+
+    bool holds(const Slot& slot, uint32_t mark, std::string_view text) const;
+    void grow();
+
+    std::vector<Entry> entries_;
+    std::vector<Slot> slots_;
+    std::string long_texts_;
+};
+
+// The value of a text that is an integer from 1 to 2147483647 written in the one usual way, without
+// sign, blanks or zeros in front.
+std::optional<int32_t> integer_identity(std::string_view text);
+
+// The code of each place (element 0 is 0). Integers that fit stay what they are and the others get
+// the numbers above the largest of them, in order, or free ones where these do not suffice;
+// `renumber` gives all of them their places.
+std::vector<int32_t> identity_codes(const IdentityTable& identities, bool renumber = false);
+
+// A table of the columns identity and code, separated by tabs.
+void write_ids(const std::string& file, const IdentityTable& identities,
+               const std::vector<int32_t>& codes);
+
+// Such a table read back, for commands that show identities in place of codes.
+class IdentityNames {
+ public:
+    explicit IdentityNames(const std::string& file);
+
+    // Empty when the code is not in the table.
+    std::string_view operator[](int32_t code) const;
+
+ private:
+    std::vector<std::pair<int32_t, uint64_t>> places_;  // by code: where its text begins
+    std::string texts_;                                 // each ends with a byte of zero
+};
+
+}  // namespace kve::companion

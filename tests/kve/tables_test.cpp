@@ -1,0 +1,187 @@
+// The tables of users: what they are taken for and what is read from them.
+#include <functional>
+#include <random>
+
+#include "kve/shared/failure.h"
+#include "kve/tables/identities.h"
+#include "kve/tables/table_reader.h"
+#include "kve/tables/values.h"
+#include "program/run.h"
+
+namespace {
+
+using namespace kve::companion;
+
+// Fields with | behind each, records with their lines in front.
+std::string shown(TableReader& table) {
+    std::string all;
+    while (table.next()) {
+        all += text("%d:", static_cast<int>(table.line()));
+        for (std::size_t c = 0; c < table.n_fields(); ++c) all += std::string(table.field(c)) + "|";
+        all += "\n";
+    }
+    return all;
+}
+
+std::string failure_of(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+    return "none";
+}
+
+TEST(TableReader, FindsOutHowATableIsWritten) {
+    const struct {
+        const char *bytes, *described, *names, *records;
+    } cases[] = {
+        {"cow,milk\nA1,5\n\nA2,\n", "commas, header", "cow milk ", "2:A1|5|\n4:A2||\n"},
+        {"\xEF\xBB\xBFKuh;Milch\r\nÄ1;5,25\r\n \r\nÄ2;7,5",
+         "semicolons, header, byte order mark, "
+         "Windows line ends",
+         "Kuh Milch ", "2:Ä1|5,25|\n4:Ä2|7,5|\n"},
+        {"1 0  0 2001\n\n 2 1\t0 2002 \n3 1 0 2002\n", "blanks, no header", "V1 V2 V3 V4 ",
+         "1:1|0|0|2001|\n3:2|1|0|2002|\n4:3|1|0|2002|\n"},
+        {"a\tb\n1\t\n\t2\n", "tabs, header", "a b ", "2:1||\n3:|2|\n"},
+        {"a,b\n0,0\n\"x, \"\"y\"\"\n z\", 1 \n2\"2,\"3\" \r\n", "commas, header, quotes", "a b ",
+         "2:0|0|\n3:x, \"y\"\n z|1|\n5:2\"2|3|\n"},
+        {"a,a,\n1,2,3\n1,2,3,4\n5\n", "commas, header", "a a.2 V3 ",
+         "2:1|2|3|\n3:1|2|3|4|\n4:5|\n"},
+        {"x\ry\r1\r", "blanks, header", "x ", "2:y|\n3:1|\n"},
+        {"cow bull\n'a b' A\n", "blanks, header", "cow bull ", "2:'a|b'|A|\n"},
+        {"A;B\nA;C\n", "semicolons, no header", "V1 V2 ", "1:A|B|\n2:A|C|\n"},
+    };
+    const Scratch scratch;
+    for (const auto& c : cases) {
+        scratch.write("table", c.bytes);
+        TableReader table((scratch.folder() / "table").string());
+        EXPECT_EQ(table.described(), c.described) << c.bytes;
+        std::string names;
+        for (const std::string& name : table.names()) names += name + " ";
+        EXPECT_EQ(names, c.names) << c.bytes;
+        EXPECT_EQ(shown(table), c.records) << c.bytes;
+        EXPECT_FALSE(table.next());
+    }
+    scratch.write("table", "a|b'c;d\n1|'2\n;3';4\n");
+    TableForm form{.delimiter = ';', .has_header = false, .quote = '\'', .names = {"p", "q"}};
+    TableReader table((scratch.folder() / "table").string(), form);
+    EXPECT_EQ(table.column("q"), 1U);
+    EXPECT_EQ(shown(table), "1:a|b'c|d|\n2:1|'2|\n3:|3'|4|\n");
+}
+
+TEST(TableReader, RefusesWhatIsNoTable) {
+    const Scratch scratch;
+    const std::string file = (scratch.folder() / "table").string();
+    const std::pair<std::string, const char*> cases[] = {
+        {"", "the table is empty"},
+        {"\n \n", "the table is empty"},
+        {std::string("a,b\n1,\0\n", 8), "line 1: holds bytes of zero, so it is no text"},
+        {"\xFF\xFE"
+         "a",
+         "line 1: is written in UTF-16; save it as UTF-8"},
+        {"a,b\n1,2\n3,\"4\n5,6\n", "line 3: a quote is opened and not closed"},
+    };
+    for (const auto& [bytes, words] : cases) {
+        scratch.write("table", bytes);
+        EXPECT_EQ(failure_of([&] {
+                      TableReader table(file);
+                      shown(table);
+                  }),
+                  file + ": " + words);
+    }
+    EXPECT_EQ(failure_of([&] { TableReader table(file + "x"); }),
+              file + "x: No such file or directory");
+}
+
+// Blocks end anywhere; quoted and plain tables of the same records are read alike, compressed too.
+TEST(TableReader, LargeTablesAreReadThrough) {
+    std::mt19937 draw(5);
+    std::string plain = "key,text,number\n", quoted = plain, expected;
+    int line = 1;
+    for (int n = 0; n < 20000; ++n) {
+        const std::string word(draw() % 40, static_cast<char>('a' + draw() % 26));
+        plain += text("k%d,%s,%d\n", n, word.c_str(), n % 7);
+        quoted += text("k%d,\"%s\",\"%d\"\n", n, word.c_str(), n % 7);
+        expected += text("%d:k%d|%s|%d|\n", ++line, n, word.c_str(), n % 7);
+    }
+    const Scratch scratch;
+    const std::string file = (scratch.folder() / "table").string();
+    for (const std::string& bytes : {plain, quoted, plain + quoted.substr(quoted.find('\n') + 1)}) {
+        scratch.write("table", bytes);
+        TableReader table(file);
+        EXPECT_TRUE(shown(table).starts_with(expected));
+        ASSERT_EQ(std::system(("gzip -k -f -1 '" + file + "'").c_str()), 0);
+        TableReader compressed(file + ".gz");
+        EXPECT_TRUE(shown(compressed).starts_with(expected));
+        EXPECT_TRUE(compressed.described().ends_with("gzip"));
+    }
+    std::filesystem::resize_file(file + ".gz", 20000);
+    EXPECT_EQ(failure_of([&] {
+                  TableReader table(file + ".gz");
+                  shown(table);
+              }),
+              file + ".gz: the compressed file is cut off");
+}
+
+TEST(TableValues, NumbersDatesAndMissingSigns) {
+    EXPECT_EQ(parse_real("+1.5e2"), 150.0);
+    EXPECT_EQ(parse_real("-1,5", ','), -1.5);
+    for (const char* wrong : {"", "+", "1,5", "1.5x", "inf", "nan", "0x1", "1 2", "1e999", "+-1"})
+        EXPECT_FALSE(parse_real(wrong)) << wrong;
+    EXPECT_FALSE(parse_real("1.5", ','));
+    const auto iso = DateOrder::year_month_day, german = DateOrder::day_month_year;
+    EXPECT_EQ(parse_date("2020-02-29", iso), 20200229);
+    EXPECT_EQ(parse_date("20200229", iso), 20200229);
+    EXPECT_EQ(parse_date("2020/2/9 10:30", iso), 20200209);
+    EXPECT_EQ(parse_date("29.02.2020", german), 20200229);
+    EXPECT_EQ(parse_date("1/31/2020", DateOrder::month_day_year), 20200131);
+    EXPECT_EQ(parse_date("1999", DateOrder::year_only), 19990701);
+    for (const char* wrong : {"2019-02-29", "20-02-03", "2020-13-01", "2020-01", "0000-01-01",
+                              "2020-01-01x", "2020-01-001", ""})
+        EXPECT_FALSE(parse_date(wrong, iso)) << wrong;
+    EXPECT_EQ(find_date_order({"01.02.2003", "13.02.2003"}), german);
+    EXPECT_EQ(find_date_order({"01/02/2003", "02/13/2003"}), DateOrder::month_day_year);
+    EXPECT_EQ(find_date_order({"2003", "13.02.2003"}), std::nullopt);
+    EXPECT_EQ(days_between(20191231, 20200301), 61);
+    const MissingSigns missing(usual_missing_signs());
+    for (const char* sign : {"", "NA", ".", "*", "-999", "-999.00"})
+        EXPECT_TRUE(missing(sign)) << sign;
+    for (const char* value : {"0", "-99", "N", "..", "-9990"})
+        EXPECT_FALSE(missing(value)) << value;
+}
+
+TEST(Identities, CodesGoThereAndBack) {
+    IdentityTable table;
+    std::vector<std::string> texts = {
+        "DE 0012", "17",         "2147483647",
+        "017",     "2147483648", "-3",
+        "5",       "Zoë\t\"x\"", "a longer identity than fifteen bytes"};
+    for (int n = 0; n < 3000; ++n) texts.push_back(text("animal %d of the herd", n));
+    for (const std::string& t : texts) table.place_of(t);
+    EXPECT_EQ(table.size(), static_cast<int>(texts.size()));
+    const std::vector<int32_t> codes = identity_codes(table), places = identity_codes(table, true);
+    std::set<int32_t> different;
+    for (std::size_t k = 0; k < texts.size(); ++k) {
+        const int32_t place = table.find(texts[k]);
+        EXPECT_EQ(place, static_cast<int>(k) + 1);
+        EXPECT_EQ(places[k + 1], place);
+        different.insert(codes[k + 1]);
+    }
+    EXPECT_EQ(table.find("18"), 0);
+    EXPECT_EQ(different.size(), texts.size());
+    // Above the largest there is no room, so the free numbers 1 to 4 and 6 are taken first.
+    EXPECT_EQ(std::vector<int32_t>(codes.begin() + 1, codes.begin() + 9),
+              (std::vector<int32_t>{1, 17, 2147483647, 2, 3, 4, 5, 6}));
+    const Scratch scratch;
+    const std::string file = (scratch.folder() / "ids.tsv").string();
+    write_ids(file, table, codes);
+    const IdentityNames names(file);
+    for (std::size_t k = 0; k < texts.size(); ++k) EXPECT_EQ(names[codes[k + 1]], texts[k]);
+    EXPECT_EQ(names[2000000000], "");
+    IdentityTable few;
+    for (const char* t : {"40", "x", "7"}) few.place_of(t);
+    EXPECT_EQ(identity_codes(few), (std::vector<int32_t>{0, 40, 41, 7}));
+}
+
+}  // namespace
