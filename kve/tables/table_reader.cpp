@@ -279,33 +279,29 @@ bool TableReader::fill() {
 
 namespace {
 
-struct Delimiters {
-    int64_t most = 0;  // times that the commonest number above 0 was met
-    std::size_t each = 0;
-};
-
-// How many lines have the same number of the delimiter.
-Delimiters count_delimiter(const std::vector<std::string_view>& lines, char delimiter, char quote) {
+// How many lines have the delimiter as often as the first one or, if those are more than half, as
+// any other line; none where it is missing.
+int64_t lines_alike(const std::vector<std::string_view>& lines, char delimiter, char quote) {
     std::vector<std::size_t> counts;
     for (const std::string_view line : lines) {
-        std::size_t n = 0;
         bool is_quoted = false;
+        counts.push_back(0);
         for (const char c : line) {
             if (c == quote) is_quoted = !is_quoted;
-            if (c == delimiter && !is_quoted) ++n;
+            if (c == delimiter && !is_quoted) ++counts.back();
         }
-        if (n > 0) counts.push_back(n);
     }
-    Delimiters found;
+    int64_t most = 0;
     for (const std::size_t n : counts)
-        if (const int64_t same = std::ranges::count(counts, n); same > found.most)
-            found = {same, n};
-    return found;
+        if (const int64_t alike = std::ranges::count(counts, n);
+            n > 0 && alike > most && (n == counts.front() || 2 * alike > std::ssize(counts)))
+            most = alike;
+    return most;
 }
 
 }  // namespace
 
-// The sign that stands equally often in most lines. A comma may be a decimal sign beside the other
+// The sign that stands equally often in the lines. A comma may be a decimal sign beside the other
 // ones, so those are preferred.
 char TableReader::find_delimiter() const {
     constexpr std::size_t kLines = 100;
@@ -318,12 +314,11 @@ char TableReader::find_delimiter() const {
         all.remove_prefix(std::min(end + 1, all.size()));
     }
     char best = kBlanks;
-    int64_t most = static_cast<int64_t>(lines.size() / 2);
+    int64_t most = lines.size() > 1 ? 1 : 0;
     for (const char delimiter : {'\t', ';', '|', ','})
-        if (const Delimiters found = count_delimiter(lines, delimiter, source_->quote);
-            found.most > most) {
+        if (const int64_t n = lines_alike(lines, delimiter, source_->quote); n > most) {
             best = delimiter;
-            most = found.most;
+            most = n;
         }
     return best;
 }
