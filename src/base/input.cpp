@@ -13,13 +13,28 @@
 #include <utility>
 
 #include "base/freeform.h"
+#include "base/state.h"
 
 namespace kve {
+
+READS(INPUT_FOLDER);
+
 namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
 
 }  // namespace
+
+std::string input_path(const std::string& name) {
+    if (INPUT_FOLDER.empty() || name.starts_with('/')) return name;
+    return INPUT_FOLDER + "/" + name;
+}
+
+int ByteInput::open_input(const std::string& name) {
+    const int status = open(input_path(name));
+    path_ = name;
+    return status;
+}
 
 int ByteInput::open(const std::string& path) {
     close();

@@ -12,6 +12,16 @@
 
 namespace kve {
 
+namespace state {
+
+// Where inputs with a relative name lie; empty: in the working directory.
+inline std::string INPUT_FOLDER;
+
+}  // namespace state
+
+// Where the input lies that the user calls so.
+std::string input_path(const std::string& name);
+
 // A file read front to back through one buffer. The byte behind the last one held is always a
 // line end, so that scanners need not test for the end of the buffer at each character.
 class alignas(kCacheLine) ByteInput {
@@ -24,6 +34,8 @@ class alignas(kCacheLine) ByteInput {
     // Opens a file for reading. 0, or the system's error number; a folder gives EISDIR, a device or
     // a pipe, which may never end and cannot be read twice, ESPIPE.
     [[nodiscard]] int open(const std::string& path);
+    // The same for an input, by the name that the user gives it.
+    [[nodiscard]] int open_input(const std::string& name);
     // Reads from a descriptor that the caller keeps open, such as standard input.
     [[nodiscard]] int attach(int descriptor);
     [[nodiscard]] int rewind();

@@ -217,7 +217,8 @@ int read_prior_lines() {
     PriorFile file;
     const std::string name = DIRECTIVES.prior.name.string();
     check_input(name);
-    const int status = file.input.open(name);
+    const SectionFile& prior = DIRECTIVES.prior;
+    const int status = prior.from_user ? file.input.open_input(name) : file.input.open(name);
     if (status == ENOENT || status == ENOTDIR) return kNoPriorFile;
     if (status != 0) {
         tell_input_not_opened(name, status);

@@ -141,7 +141,7 @@ void read_group(Characters& in) {
 
 void read_dimensions() {
     Characters in;
-    int status = in.open("KVEDIM");
+    int status = in.open_input("KVEDIM");
     if (status == ENOENT) return;
     if (status != 0) stop_reading(kUnreadable, status);
     while (find_group(in)) read_group(in);

@@ -7,6 +7,7 @@
 #include <string>
 #include <system_error>
 
+#include "base/input.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "directives/directive_faults.h"
@@ -83,7 +84,7 @@ void take_data_files(std::string_view rest) {
 // In text a number takes a character and what separates it from the next one.
 bool fits_into(const FileName& file, int64_t variables) {
     std::error_code absent;
-    const std::uintmax_t bytes = std::filesystem::file_size(file.string(), absent);
+    const std::uintmax_t bytes = std::filesystem::file_size(input_path(file.string()), absent);
     const int64_t most = absent ? 0 : static_cast<int64_t>(bytes) + 1;
     return variables <= most / (DIRECTIVES.data_format == kAscii ? 2 : 4);
 }

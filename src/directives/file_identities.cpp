@@ -9,6 +9,7 @@
 #include <map>
 #include <system_error>
 
+#include "base/input.h"
 #include "base/state.h"
 #include "base/text.h"
 #include "directives/directives.h"
@@ -50,8 +51,9 @@ void enter_stream(Names& names, int descriptor, const char* what) {
 Names input_files() {
     Names names;
     for (const FileName& name : DIRECTIVES.named_files)
-        if (!name.blank()) names.emplace(identity_of(name.string()), name.string());
-    for (const char* name : {"KVEDIM", "ST_DIR"}) names.emplace(identity_of(name), name);
+        if (!name.blank()) names.emplace(identity_of(input_path(name.string())), name.string());
+    for (const char* name : {"KVEDIM", "ST_DIR"})
+        names.emplace(identity_of(input_path(name)), name);
     enter_stream(names, STDIN_FILENO, "the directive file");
     return names;
 }
@@ -75,18 +77,18 @@ constexpr FactorOutput kFactorOutputs[] = {
 }
 
 // False, with the reason in errno, when there is no such file, or one that cannot be an input.
-bool find_state(const std::string& name, state::InputState& now) {
+bool find_state(const std::string& path, state::InputState& now) {
     struct stat about;
-    if (::stat(name.c_str(), &about) != 0) return false;
+    if (::stat(path.c_str(), &about) != 0) return false;
     errno = S_ISDIR(about.st_mode) ? EISDIR : ESPIPE;
     if (!S_ISREG(about.st_mode)) return false;
-    now = {identity_in(about), about.st_size, {about.st_mtim.tv_sec, about.st_mtim.tv_nsec}};
+    now = {path, identity_in(about), about.st_size, {about.st_mtim.tv_sec, about.st_mtim.tv_nsec}};
     return true;
 }
 
 void compare_states(const std::string& name, const state::InputState& then) {
     state::InputState now;
-    if (!find_state(name, now)) stop_changed(name, std::strerror(errno));
+    if (!find_state(then.path, now)) stop_changed(name, std::strerror(errno));
     if (now.identity != then.identity) stop_changed(name, "another file has its name");
     if (now.bytes != then.bytes) stop_changed(name, "it has another size");
     if (now.written != then.written) stop_changed(name, "it was written to");
@@ -152,8 +154,10 @@ std::vector<SharedFile> find_shared_files(const std::vector<std::string>& text_f
     return shared;
 }
 
-void note_input(const std::string& name) {
-    if (state::InputState now; find_state(name, now)) INPUT_STATES.emplace(name, now);
+void note_input(const std::string& name) { note_input(name, input_path(name)); }
+
+void note_input(const std::string& name, const std::string& path) {
+    if (state::InputState now; find_state(path, now)) INPUT_STATES.emplace(name, now);
 }
 
 void check_input(const std::string& name) {

@@ -58,16 +58,19 @@ namespace state {
 
 // An input as it was before the run first opened it.
 struct InputState {
+    std::string path;
     FileIdentity identity;
     int64_t bytes;
     std::pair<int64_t, int64_t> written;  // seconds, nanoseconds
 };
-inline std::map<std::string, InputState> INPUT_STATES;  // by name
+inline std::map<std::string, InputState> INPUT_STATES;  // by name, as the user writes it
 
 }  // namespace state
 
-// Ahead of the first opening of an input: its state is what all later ones are compared with.
+// Ahead of the first opening of an input: its state is what all later ones are compared with. A
+// text of this run's own lies at `path`.
 void note_input(const std::string& name);
+void note_input(const std::string& name, const std::string& path);
 
 // Stops the run when an input, or any of them, has changed since it was noted, or is gone. Ahead of
 // each reading but the first, and at the end.

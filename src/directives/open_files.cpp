@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "base/input.h"
 #include "base/output_file.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -19,14 +20,24 @@ WRITES(UNITS);
 
 namespace {
 
-template <class Unit>
-void open_input(Unit& unit, const FileName& name) {
-    const std::string file = name.string();
-    note_input(file);
-    if (unit.open(file) == 0) return;
+[[noreturn]] void stop_input_not_opened(const std::string& name) {
     say("ERROR OPENING FILES");
-    say("        File: %s", file.c_str());
+    say("        File: %s", name.c_str());
     stop_run();
+}
+
+template <class Unit>
+void open_input(Unit& unit, const FileName& file) {
+    const std::string name = file.string();
+    note_input(name);
+    if (unit.open_input(name) != 0) stop_input_not_opened(name);
+}
+
+// A text of this run's own.
+void open_text(TextInput& unit, const FileName& file) {
+    const std::string name = file.string();
+    note_input(name, name);
+    if (unit.open(name) != 0) stop_input_not_opened(name);
 }
 
 template <class Unit>
@@ -46,7 +57,9 @@ void open_data() {
 
 // Those that later stages open.
 void note_other_inputs() {
-    if (!DIRECTIVES.prior.name.blank()) note_input(DIRECTIVES.prior.name.string());
+    const SectionFile& prior = DIRECTIVES.prior;
+    const std::string priors = prior.name.string();
+    if (!priors.empty()) note_input(priors, prior.from_user ? input_path(priors) : priors);
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
         for (const FileName& name : spec.file)
             if (!name.blank()) note_input(name.string());
@@ -57,8 +70,11 @@ void note_other_inputs() {
 void open_files() {
     note_other_inputs();
     open_data();
-    open_input(UNITS.model_text, DIRECTIVES.model.name);
-    if (!DIRECTIVES.reduce_file.blank()) open_input(UNITS.reduced_ranks, DIRECTIVES.reduce_file);
+    if (DIRECTIVES.model.from_user)
+        open_input(UNITS.model_text, DIRECTIVES.model.name);
+    else
+        open_text(UNITS.model_text, DIRECTIVES.model.name);
+    if (!DIRECTIVES.reduce_file.blank()) open_text(UNITS.reduced_ranks, DIRECTIVES.reduce_file);
     const bool has_finfo = !DIRECTIVES.finfo.name.blank();
     const bool has_oldsol = !DIRECTIVES.oldsol.name.blank();
     if (has_finfo) open_input(UNITS.foreign_information, DIRECTIVES.finfo.name);

@@ -45,7 +45,7 @@ void print_host() {
 void read_submission_directory() {
     TextInput file;
     std::string_view line;
-    const int status = file.open("ST_DIR");
+    const int status = file.open_input("ST_DIR");
     if (status == ENOENT) return;
     if (status != 0 || file.read_line(line, kLongestDirectory) != TextInput::Line::ok) {
         const int code = status != 0 ? status : file.error();

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/input.h"
 #include "base/output_file.h"
 #include "base/state.h"
 #include "base/text.h"
@@ -94,7 +95,8 @@ bool is_named_anywhere(const std::string& file) {
     std::replace_if(all.begin(), all.end(), is_blank, ' ');
     for (std::string_view rest = left_adjusted(all); !rest.empty();) {
         const std::string word(cut_word(rest));
-        if (is_same_file(word, file) || is_same_file(DIRECTIVES.ST_DIR.string() + "/" + word, file))
+        if (is_same_file(input_path(word), file) ||
+            is_same_file(input_path(DIRECTIVES.ST_DIR.string() + "/" + word), file))
             return true;
     }
     return false;

@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 
+#include "base/input.h"
 #include "base/state.h"
 #include "directives/directive_faults.h"
 #include "directives/directives.h"
@@ -18,7 +19,7 @@ namespace {
 
 bool exists(const FileName& name) {
     std::error_code ignored;
-    return !name.blank() && std::filesystem::exists(name.string(), ignored);
+    return !name.blank() && std::filesystem::exists(input_path(name.string()), ignored);
 }
 
 void tell_missing(Keyword keyword, const FileName& name) {

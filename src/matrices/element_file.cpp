@@ -26,7 +26,7 @@ std::string make_printable(std::string text) {
 
 }  // namespace
 
-int ElementFile::open(const std::string& path, DataFormat format, int32_t n_ids) {
+int ElementFile::open(const std::string& name, DataFormat format, int32_t n_ids) {
     records_.close();
     format_ = format;
     n_ids_ = static_cast<std::size_t>(n_ids);
@@ -36,10 +36,10 @@ int ElementFile::open(const std::string& path, DataFormat format, int32_t n_ids)
     commas_ = {};
     too_large_.reset();
     if (is_binary()) {
-        const int status = framed_.open(path);
+        const int status = framed_.open_input(name);
         return status != 0 ? status : records_.open(make_framed, this, record_bytes_);
     }
-    const int status = text_.open(path);
+    const int status = text_.open_input(name);
     if (status != 0) return status;
     return n_ids > 0 ? records_.open(make_text_ids, this, record_bytes_)
                      : records_.open(make_text_element, this, sizeof(TextElement));

@@ -45,7 +45,7 @@ enum class FileAnswer : int32_t {
 class ElementFile {
  public:
     // A file of elements, or of IDs with n_ids of them in a record. 0 or the system's error number.
-    [[nodiscard]] int open(const std::string& path, DataFormat format, int32_t n_ids = 0);
+    [[nodiscard]] int open(const std::string& name, DataFormat format, int32_t n_ids = 0);
 
     [[nodiscard]] FileAnswer read(MatrixElement& element);
     // A record of n_ids IDs.

@@ -90,7 +90,8 @@ int32_t make_framed_record(void* source, void* to) {
 void open_pedigree(PedigreeFile& file) {
     const FileName& name = RMAT(file.factor).rel_file;
     check_input(name.string());
-    const int status = file.ascii ? file.text.open(name.string()) : file.framed.open(name.string());
+    const int status = file.ascii ? file.text.open_input(name.string())
+                                  : file.framed.open_input(name.string());
     if (status != 0) stop_pedigree_not_opened(file.factor, name);
     check_allocated(file.ascii ? file.records.open(make_text_record, &file, sizeof(WideRecord))
                                : file.records.open(make_framed_record, &file, sizeof(FramedRecord)),
@@ -103,7 +104,7 @@ int64_t estimate_records(const PedigreeFile& file) {
     constexpr int64_t kUsualLine = 30, kFramedRecord = 24, kMost = 50'000'000;
     std::error_code unknown;
     const std::uintmax_t bytes =
-        std::filesystem::file_size(RMAT(file.factor).rel_file.string(), unknown);
+        std::filesystem::file_size(input_path(RMAT(file.factor).rel_file.string()), unknown);
     if (unknown) return 0;
     const int64_t bytes_each = file.ascii ? kUsualLine : kFramedRecord;
     return std::min(static_cast<int64_t>(bytes) / bytes_each, kMost);

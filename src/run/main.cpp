@@ -2,9 +2,11 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <new>
 
 #include "base/arrays.h"
+#include "base/input.h"
 #include "listing/interruption.h"
 #include "listing/stop.h"
 #include "run/driver.h"
@@ -28,5 +30,6 @@ int main() {
     std::signal(SIGXFSZ, SIG_IGN);
     kve::catch_signals();
     std::set_new_handler([] { kve::alloc_error("KVE1", "working memory", 0, kve::kNoMemory); });
+    if (const char* inputs = std::getenv("KVE_INPUTS")) kve::state::INPUT_FOLDER = inputs;
     kve::run();
 }

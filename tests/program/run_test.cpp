@@ -48,6 +48,30 @@ class Run : public testing::Test {
 
 }  // namespace
 
+// In a folder of its own; one input has the name of an output there.
+TEST_F(Run, InputsAreFoundInTheirOwnFolder) {
+    scratch.write("ped", "10 0 0 1\n20 10 0 2\n30 10 20 3\n");
+    scratch.write("model", "1\n0\n1 0 1 1\n1 1\n0\n0\n");
+    scratch.write("prior", "1 1 1 1.0\n2 1 1 4.0\n");
+    scratch.write("KVEDIM", "&kvedim MFL=5 /");
+    const std::string directives =
+        "$ANALYSE 11 9 0 0\n$DATA ASCII (1,1,-9.0) data\n$VAR_STR 1 PED 1 ASCII ped\n"
+        "$MODEL model\n$PRIOR prior\n";
+    const Outcome here = scratch.run(directives);
+    fs::rename(scratch.folder() / "ped", scratch.folder() / "AINV1");
+    const Scratch fresh;
+    ::setenv("KVE_INPUTS", scratch.folder().c_str(), 1);
+    const Outcome there =
+        fresh.run(std::string(directives).replace(directives.find("ped\n"), 3, "AINV1"));
+    ::unsetenv("KVE_INPUTS");
+    EXPECT_EQ(there.status, 0) << there.listing;
+    for (const char* file : {"CODE_TABLE", "RCDATA_R", "INBREED"})
+        EXPECT_EQ(fresh.read(file), scratch.read(file)) << file;
+    const std::string title = "Model description";
+    EXPECT_EQ(there.words.substr(there.words.find(title)), here.words.substr(here.words.find(title)));
+    EXPECT_FALSE(fresh.has("data"));
+}
+
 TEST_F(Run, HeadAndPlacesStandInTheirColumns) {
     Outcome outcome = scratch.run(directives());
     EXPECT_EQ(outcome.listing.find("KVE1V6                      Multivariate Mixed Model"), 1U);
