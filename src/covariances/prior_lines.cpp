@@ -21,6 +21,7 @@ namespace kve {
 
 READS(DIRECTIVES);
 READS(KVEINT);
+WRITES(PRIOR_LINE);
 WRITES(RMAT);
 
 namespace {
@@ -39,8 +40,7 @@ constexpr int kUnreadable = 1;
 struct PriorFile {
     TextInput input;
     std::string_view line;  // the last line that was not blank, left-adjusted
-    int64_t n_lines = 0;
-    int64_t matrix = 0;  // last matrix number read
+    int64_t matrix = 0;     // last matrix number read
     int64_t n_copied = 0;
     int32_t errors = 0;
 };
@@ -79,7 +79,7 @@ void store(int64_t matrix, int32_t i, int32_t j, double value) {
 
 // After words that name no file.
 [[noreturn]] void stop_naming(const PriorFile& file) {
-    say("ERROR - this is line %lld of the file %s", static_cast<long long>(file.n_lines),
+    say("ERROR - this is line %lld of the file %s", static_cast<long long>(PRIOR_LINE),
         file.input.path().c_str());
     stop_run();
 }
@@ -132,10 +132,10 @@ bool next_line(PriorFile& file) {
         std::string_view line;
         const TextInput::Line status = file.input.read_line(line, kLongestLine);
         if (status == TextInput::Line::end) return false;
-        ++file.n_lines;
+        ++PRIOR_LINE;
         if (status == TextInput::Line::failed) {
             tell_not_read(file.input.path(), file.input.error());
-            stop_at_line(file.n_lines, file.input.error());
+            stop_at_line(PRIOR_LINE, file.input.error());
         }
         file.line = after_separators(line);
         if (!file.line.empty()) return true;
@@ -215,6 +215,7 @@ void settle_common_prior() {
 
 int read_prior_lines() {
     PriorFile file;
+    PRIOR_LINE = 0;
     const std::string name = DIRECTIVES.prior.name.string();
     check_input(name);
     const SectionFile& prior = DIRECTIVES.prior;

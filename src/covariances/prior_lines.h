@@ -4,7 +4,16 @@
 // the words on the listing, by a line that cannot be read and by a REPEAT that does not fit.
 #pragma once
 
+#include <cstdint>
+
 namespace kve {
+
+namespace state {
+
+// The line of the prior file that is read, or was read last.
+inline constinit int64_t PRIOR_LINE = 0;
+
+}  // namespace state
 
 inline constexpr int kNoPriorFile = -1;
 

@@ -32,6 +32,9 @@ inline TextInput DRIVER_FILE;
 // The physical line on which the logical line read last begins.
 inline constinit int64_t LINE_NUMBER = 0;
 
+// That of the keyword line whose section is read.
+inline constinit int64_t SECTION_LINE = 0;
+
 // The words of all physical lines read so far, one blank or more between them.
 inline std::string DIRECTIVE_WORDS;
 

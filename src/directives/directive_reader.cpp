@@ -23,6 +23,7 @@ namespace kve {
 WRITES(DIRECTIVES);
 WRITES(DIRECTIVE_ERROR_FLAG);
 READS(LINE_NUMBER);
+WRITES(SECTION_LINE);
 
 namespace {
 
@@ -187,6 +188,7 @@ Keyword read_section(Keyword keyword, KeywordStates& keywords) {
 }
 
 void enter_section(Keyword keyword, KeywordStates& keywords) {
+    SECTION_LINE = LINE_NUMBER;
     KeywordState& state = keywords[keyword];
     if (state.seen && only_once(keyword))
         tell_fault("ERROR - %.*s keyword must only appear once", KVE_SV(keyword_name(keyword)));

@@ -31,6 +31,7 @@ WRITES(DIRECTIVES);
 WRITES(INLINE_TEXTS);
 WRITES(BEFORE_STOP);
 READS(cinp);
+READS(LINE_NUMBER);
 WRITES(DIRECTIVE_WORDS);
 
 namespace {
@@ -55,29 +56,31 @@ void tell_input(const state::InlineText& section) {
     fault.tell();
 }
 
-// Appends text lines from the one in `cinp` on until another line comes, which becomes `next`; the
-// number of lines.
-int64_t gather_text_lines(std::string& text, Keyword& next) {
+// Appends the text lines from the one in `cinp` on until another line comes, which becomes `next`;
+// the number of lines.
+int64_t gather_text_lines(state::InlineText& section, Keyword& next) {
     int64_t lines = 0;
     for (; next == Keyword::text; next = read_directive_line()) {
-        text.append(trimmed(cinp)).append("\n");
+        section.text.append(trimmed(cinp)).append("\n");
+        section.line_numbers.push_back(LINE_NUMBER);
         ++lines;
     }
     return lines;
 }
 
-std::string& text_for(Keyword keyword, std::string_view file) {
+state::InlineText& section_for(Keyword keyword, std::string_view file) {
     for (state::InlineText& section : INLINE_TEXTS)
-        if (section.file == file) return section.text;
-    return INLINE_TEXTS.emplace_back(state::InlineText{keyword, std::string(file), {}}).text;
+        if (section.file == file) return section;
+    return INLINE_TEXTS.emplace_back(state::InlineText{keyword, std::string(file), {}, {}});
 }
 
 // The text of an earlier section or run must not survive, also when no line follows.
 int64_t gather_section(Keyword keyword, std::string_view file, Keyword& next) {
     next = read_directive_line();
-    std::string& text = text_for(keyword, file);
-    text.clear();
-    return gather_text_lines(text, next);
+    state::InlineText& section = section_for(keyword, file);
+    section.text.clear();
+    section.line_numbers.clear();
+    return gather_text_lines(section, next);
 }
 
 [[nodiscard]] int write_section(const state::InlineText& section) {
@@ -247,11 +250,13 @@ Keyword read_restrictions() {
         return skip_text_lines();
     }
     DIRECTIVES.cvrest_file = "CVREST.DIR";
-    std::string& text = text_for(Keyword::VAR_REST, "CVREST.DIR");
-    if (std::string_view first = keyword_text(Keyword::VAR_REST); !first.empty())
-        text.append(first).append("\n");
+    state::InlineText& section = section_for(Keyword::VAR_REST, "CVREST.DIR");
+    if (std::string_view first = keyword_text(Keyword::VAR_REST); !first.empty()) {
+        section.text.append(first).append("\n");
+        section.line_numbers.push_back(LINE_NUMBER);
+    }
     Keyword next = read_directive_line();
-    gather_text_lines(text, next);
+    gather_text_lines(section, next);
     return next;
 }
 
@@ -271,7 +276,7 @@ void write_sections() {
             stop_run();
         }
     }
-    INLINE_TEXTS.clear();
+    for (state::InlineText& section : INLINE_TEXTS) section.text = {};
     DIRECTIVE_WORDS = {};
 }
 

@@ -8,6 +8,7 @@
 // of the line after it.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,8 @@ namespace state {
 struct InlineText {
     Keyword keyword;
     std::string file;
-    std::string text;
+    std::string text;                   // until its file is written
+    std::vector<int64_t> line_numbers;  // of the directive file, one for each line of the text
 };
 
 // In the order of the files' first keyword lines.

@@ -28,6 +28,7 @@ class ModelLines {
 
     // Without trailing blanks and carriage return, tabs turned into blanks.
     const std::string& line() const { return line_; }
+    int32_t line_number() const { return static_cast<int32_t>(unit_.line_number() - 1); }
 
     // One list-directed record: begins in the next line and goes on in further lines until all
     // values are read. Omitted items and those after "/" keep their value.

@@ -33,12 +33,18 @@ enum RegressionType : int32_t {
 // How the variance of a generalized trait follows from its mean: the words of VARF=.
 enum class VarianceFamily : int8_t { none, NORMAL, POISSON, BINOMIAL, GAMMA, INVGAUSSIAN };
 
+// Where the lines of a trait end in the text of the model and of $REDUCE; 0 not read.
+struct ModelPlaces {
+    int32_t absorption = 0, effects = 0, random = 0, reduce = 0, regressions = 0;
+};
+
 // The submodel of one trait.
 //
 // Kept: nothing computes idelta, l_mixture, mix_t_no, mix_inp_no, mix_rci, mix_name, n_cat,
 // reg_mixture, seq_trait, mix_trait, mix_t_rci and seq_t_rci; they belong to the record that later
 // programs read and stay 0 or blank.
 struct Model {
+    ModelPlaces lines;  // for words on a fault
     int32_t trait_type = 0;
     int32_t trait_inp_no = 0;  // real column
     Name trait_name;

@@ -242,6 +242,7 @@ std::string_view without_comment(std::string_view text) {
 void read_random_line(ModelLines& lines, int32_t i, bool& merge_repeated) {
     Model& m = MODEL(i);
     if (lines.next_line() != Read::ok) refuse_missing_line(i, lines.line());
+    m.lines.random = lines.line_number();
     std::string_view line = left_adjusted(lines.line());
     log_say("%.*s", KVE_SV(line));
     if (read_free(line, m.n_random) != Read::ok) refuse_unreadable_count(i, line);
@@ -294,6 +295,7 @@ void read_rank_positions(ModelLines& lines, int32_t i) {
     }
     std::span<int32_t> positions(&m.reduce(m.n_fixed + 1), static_cast<std::size_t>(m.n_random));
     if (lines.read_record(positions) != Read::ok) refuse_rank_positions(i);
+    m.lines.reduce = lines.line_number();
     log_integers(positions);
 }
 

@@ -350,6 +350,7 @@ void set_nesting(int32_t i, Model& m, int32_t l) {
 void read_regression_line(ModelLines& lines, int32_t i) {
     Model& m = MODEL(i);
     Read status = lines.read_record(m.n_reg);
+    m.lines.regressions = lines.line_number();
     if (status != Read::ok) refuse_unreadable_count(i, status);
     if (m.n_reg == 0) {
         log_integers({&m.n_reg, 1});

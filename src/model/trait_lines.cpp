@@ -116,6 +116,7 @@ void set_trait_types() {
 
 void read_absorption_line(ModelLines& lines, Model& m) {
     if (lines.read_record(m.n_absorb) != Read::ok || m.n_absorb < 0) refuse_absorption();
+    m.lines.absorption = lines.line_number();
     if (m.n_absorb == 0) {
         log_integers({&m.n_absorb, 1});
         return;
@@ -322,6 +323,7 @@ void read_model_line(ModelLines& lines, int32_t i, int64_t& n_repeated) {
     Model& m = MODEL(i);
     Read status = lines.next_line();
     if (status != Read::ok) refuse_model_line(i, lines.line());
+    m.lines.effects = lines.line_number();
     ModelLine at{.trait = i, .rest = left_adjusted(lines.line()), .n_repeated = n_repeated};
     log_say("%.*s", KVE_SV(at.rest));
     // There is no item for the censoring indicator in the line, whatever its header says.

@@ -90,8 +90,8 @@ int32_t make_framed_record(void* source, void* to) {
 void open_pedigree(PedigreeFile& file) {
     const FileName& name = RMAT(file.factor).rel_file;
     check_input(name.string());
-    const int status = file.ascii ? file.text.open_input(name.string())
-                                  : file.framed.open_input(name.string());
+    const int status =
+        file.ascii ? file.text.open_input(name.string()) : file.framed.open_input(name.string());
     if (status != 0) stop_pedigree_not_opened(file.factor, name);
     check_allocated(file.ascii ? file.records.open(make_text_record, &file, sizeof(WideRecord))
                                : file.records.open(make_framed_record, &file, sizeof(FramedRecord)),

@@ -1,4 +1,5 @@
-// The road of one run. Each line is a stage; the remark says what it leaves behind.
+// The road of one run. Each line is a stage, or the stages of understanding.cpp; the remark says
+// what it leaves behind.
 #include "run/driver.h"
 
 #include "base/state.h"
@@ -26,22 +27,13 @@
 #include "listing/stop.h"
 #include "matrices/pedigree_inverses.h"
 #include "matrices/user_matrices.h"
-#include "model/censoring.h"
-#include "model/covariance_structure.h"
-#include "model/glmm.h"
-#include "model/method.h"
-#include "model/model_parser.h"
-#include "model/restrictions.h"
-#include "model/structure_checks.h"
-#include "model/trait_classes.h"
 #include "pedigree/foreign_information.h"
 #include "pedigree/pedigree_reader.h"
 #include "reports/banner.h"
 #include "reports/data_summary.h"
 #include "reports/dump.h"
-#include "reports/log_tables.h"
-#include "reports/model_report.h"
 #include "reports/model_statistics.h"
+#include "run/understanding.h"
 #include "store/work_tables.h"
 
 namespace kve {
@@ -56,19 +48,8 @@ void run() {
     claim_place();      // no other run in this folder
     read_directives();  // DIRECTIVES, section files
     check_pedigree_columns();
-    open_files();                   // UNITS, emptied outputs
-    parse_model();                  // MODEL, KVE_LOG
-    derive_covariance_structure();  // RMAT
-    write_log_tables();             // KVE_LOG
-    check_structures();
-    int faults = set_generalized_models();  // functions, offset columns
-    faults += mark_censored_traits();       // columns of censoring codes
-    settle_trait_classes();                 // final trait_type
-    settle_method();                        // IMETHOD
-    tell_warnings_in_log();
-    report_model();
-    if (faults > 0) terminate_run();
-    apply_restrictions();       // flags of restriction in RMAT
+    open_files();               // UNITS, emptied outputs
+    understand_model();         // MODEL, RMAT, KVE_LOG
     allocate_tables();          // IFL, IDL, the sparse store
     KVEFP1();                   // levels in IFL, counts in INTAKE, n_obs
     count_residual_groups();    // grp_nlev, grp_code, niegr

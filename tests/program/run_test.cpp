@@ -68,7 +68,8 @@ TEST_F(Run, InputsAreFoundInTheirOwnFolder) {
     for (const char* file : {"CODE_TABLE", "RCDATA_R", "INBREED"})
         EXPECT_EQ(fresh.read(file), scratch.read(file)) << file;
     const std::string title = "Model description";
-    EXPECT_EQ(there.words.substr(there.words.find(title)), here.words.substr(here.words.find(title)));
+    EXPECT_EQ(there.words.substr(there.words.find(title)),
+              here.words.substr(here.words.find(title)));
     EXPECT_FALSE(fresh.has("data"));
 }
 
