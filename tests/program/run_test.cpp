@@ -67,7 +67,7 @@ TEST_F(Run, InputsAreFoundInTheirOwnFolder) {
     EXPECT_EQ(there.status, 0) << there.listing;
     for (const char* file : {"CODE_TABLE", "RCDATA_R", "INBREED"})
         EXPECT_EQ(fresh.read(file), scratch.read(file)) << file;
-    const std::string title = "Model description";
+    const std::string title = "MODEL STATISTICS";
     EXPECT_EQ(there.words.substr(there.words.find(title)),
               here.words.substr(here.words.find(title)));
     EXPECT_FALSE(fresh.has("data"));
