@@ -15,6 +15,7 @@ Command add_levels(CLI::App& app);
 Command add_records(CLI::App& app);
 Command add_matrix(CLI::App& app);
 Command add_verify(CLI::App& app);
+Command add_ped(CLI::App& app);
 
 // What all commands have.
 struct CommonOptions {

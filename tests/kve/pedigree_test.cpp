@@ -1,7 +1,11 @@
 // Pedigrees in kve: the figures of animals and classes against textbook values and against dense
 // matrices made from the definitions.
+#include <sys/wait.h>
+
 #include <cmath>
+#include <map>
 #include <random>
+#include <sstream>
 
 #include "kve/pedigree/class_statistics.h"
 #include "kve/pedigree/contributions.h"
@@ -197,6 +201,172 @@ TEST(ClassStatistics, OfGenerationsAndYears) {
     EXPECT_EQ(rows[2].sires.parents, 1);
     EXPECT_EQ(rows[2].sires.largest, 2);
     EXPECT_EQ(rows[1].males, 1);
+}
+
+// kve ped in the scratch folder, on the file ped.csv.
+struct Ped {
+    Scratch scratch;
+    std::string words;
+
+    int run(const std::string& options, const std::string& file = "ped.csv") {
+        const std::string folder = "'" + scratch.folder().string() + "'";
+        const int raw = std::system(("cd " + folder + " && '" KVE_PROGRAM "' ped " + file +
+                                     " -o out " + options + " >words 2>&1")
+                                        .c_str());
+        words = scratch.read("words");
+        return WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000;
+    }
+    bool has(const std::string& name, const std::string& line) {
+        return ("\n" + scratch.read("out/" + name)).find("\n" + line + "\n") != std::string::npos;
+    }
+};
+
+TEST(Ped, FaultsAreToldWithTheirLineAndMendedByRule) {
+    // Each file has A (male) and B (female), born in 2001, above these lines.
+    const struct {
+        const char *lines, *finding, *change, *pedigree;
+    } cases[] = {
+        {"C,C,B,M,2003\n", "4\tC\town parent\t", "4\tC\tsire unknown, it is the animal itself",
+         "1 0 0 2001\n2 0 0 2001\n3 0 2 2003\n"},
+        {"C,B,B,M,2003\n", "4\tC\tone as both\tboth parents are B",
+         "4\tC\tsire and dam unknown, they are one animal", "1 0 0 2001\n2 0 0 2001\n3 0 0 2003\n"},
+        {"C,A,,M,2003\nC,A,B,F,2003\n", "5\tC\tdiffers\tin sex, from line 4",
+         "5\tC\tsecond record left out, of it taken dam", "1 0 0 2001\n2 0 0 2001\n3 1 2 2003\n"},
+        {"C,A,B\n", "4\t\tfields\t3 in place of 5", "4\t\trecord left out",
+         "1 0 0 2001\n2 0 0 2001\n"},
+        {"NA,A,B,M,2003\n", "4\t\tno identity\t", "4\t\trecord left out",
+         "1 0 0 2001\n2 0 0 2001\n"},
+        // The parent that is born after its progeny is the weakest link.
+        {"C,D,B,M,2003\nD,E,B,M,2002\nE,C,B,M,2005\n", "5\tD\tloop\tC <- D <- E <- C",
+         "5\tD\tsire E unknown, to break a loop",
+         "1 0 0 2001\n2 0 0 2001\n4 0 2 2002\n3 4 2 2003\n5 3 2 2005\n"},
+        // Two progeny and a parent against the date of one animal.
+        {"C,A,B,M,2020\nD,C,B,M,2005\nE,C,B,M,2006\n",
+         "4\tC\tborn after\tborn 2020, not before D, born 2005, line 5",
+         "4\tC\tbirth 2020 unknown, parents are to be born before their progeny",
+         "1 0 0 2001\n2 0 0 2001\n3 1 2 2003\n4 3 2 2005\n5 3 2 2006\n"},
+        // Of C nothing is known but that it stands between A and D.
+        {"C,A,B,M,\nD,C,B,M,2002\n", "2\tA\tborn after\tborn 2001, not before D, born 2002, line 5",
+         "5\tD\tbirth 2002 unknown, parents are to be born before their progeny",
+         "1 0 0 2001\n2 0 0 2001\n3 1 2 2003\n4 3 2 2005\n"}};
+    for (const auto& one : cases) {
+        Ped ped;
+        ped.scratch.write(
+            "ped.csv", std::string("id,sire,dam,sex,born\nA,,,M,2001\nB,,,F,2001\n") + one.lines);
+        EXPECT_EQ(ped.run(""), 1) << one.lines;
+        EXPECT_TRUE(ped.has("findings.tsv", std::string("ped.csv\t") + one.finding))
+            << ped.scratch.read("out/findings.tsv");
+        EXPECT_FALSE(ped.scratch.has("out/pedigree"));
+        EXPECT_EQ(ped.run("--fix"), 0) << ped.words;
+        EXPECT_TRUE(ped.has("changes.tsv", std::string("ped.csv\t") + one.change))
+            << ped.scratch.read("out/changes.tsv");
+        EXPECT_EQ(ped.scratch.read("out/pedigree"), one.pedigree) << one.lines;
+        // A later run with a fault leaves no result of this one.
+        EXPECT_EQ(ped.run(""), 1);
+        EXPECT_FALSE(ped.scratch.has("out/pedigree"));
+    }
+}
+
+TEST(Ped, WhatKve1LivesWithIsTold) {
+    const struct {
+        const char *lines, *finding;
+    } cases[] = {
+        {"C,A,B,M,2003\nC,A,B,M,2003\n", "5\tC\trepeated\tas in line 4"},
+        {"C,A,Z,M,2003\n", "4\tZ\tno record\ta parent here"},
+        {"C,A,B,M,\n", "4\tC\tno birth\t"},
+        {"C,A,B,,2003\n", "4\tC\tno sex\t"},
+        {"C,A,B,x,2003\n", "4\tC\tunread sex\tx"},
+        {"C,A,B,M,soon\n", "4\tC\tunread birth\tsoon"},
+        {"C,A,-7,M,2003\n", "4\t\tgroup code\t-7"},
+        {"C,B,A,M,2003\n", "4\tB\twrong sex\ta sire here and female, its mate A a dam and male"},
+        {"C,,A,M,2003\n", "4\tA\twrong sex\ta dam here and male by its record"},
+        {"C,A,B,M,2003\nD,,C,M,2005\nE,C,,M,2005\n",
+         "6\tC\tboth parts\ta sire here, a dam in line 5"}};
+    for (const auto& one : cases) {
+        Ped ped;
+        ped.scratch.write(
+            "ped.csv", std::string("id,sire,dam,sex,born\nA,,,M,2001\nB,,,F,2001\n") + one.lines);
+        EXPECT_EQ(ped.run(""), 0) << ped.words;
+        EXPECT_TRUE(ped.has("findings.tsv", std::string("ped.csv\t") + one.finding))
+            << ped.scratch.read("out/findings.tsv");
+        EXPECT_TRUE(ped.scratch.has("out/pedigree"));
+        EXPECT_EQ(ped.run("--strict"), 1) << one.lines;
+        EXPECT_FALSE(ped.scratch.has("out/pedigree"));
+    }
+}
+
+struct Written {
+    int id, sire, dam, sort;
+};
+
+std::vector<Written> written_pedigree(const Ped& ped) {
+    std::istringstream in(ped.scratch.read("out/pedigree"));
+    std::vector<Written> all;
+    for (Written w; in >> w.id >> w.sire >> w.dam >> w.sort;) all.push_back(w);
+    return all;
+}
+
+// Animals 1 to n with every fault there is, in random order.
+std::string dirty_pedigree(int n, unsigned seed) {
+    std::mt19937 random(seed);
+    const auto chance = [&](unsigned one_in) { return random() % one_in == 0; };
+    std::vector<std::string> lines;
+    for (int j = 1; j <= n; ++j) {
+        const auto parent = [&]() -> std::string {
+            if (j < 10 || chance(8)) return "";
+            const int any = 1 + static_cast<int>(random() % n),
+                      older = 1 + static_cast<int>(random() % (j - 1));
+            return text("%d", chance(12) ? any : older);
+        };
+        const int year = 1950 + j / 4 + (chance(15) ? 20 : 0);
+        lines.push_back(text("%d,", j) + parent() + "," + parent() +
+                        (chance(5) ? ",,"
+                                   : text(",%s,%d-%02d-%02d", chance(2) ? "M" : "F", year,
+                                          1 + static_cast<int>(random() % 12),
+                                          1 + static_cast<int>(random() % 28))));
+        if (chance(40)) lines.push_back(lines.front());
+        if (chance(60)) lines.pop_back();
+    }
+    std::shuffle(lines.begin(), lines.end(), random);
+    std::string all = "animal,sire,dam,sex,birth\n";
+    for (const std::string& line : lines) all += line + "\n";
+    return all;
+}
+
+// Whatever the dirt, what is left is what KVE1's strictest method takes; and it takes it.
+TEST(Ped, AnyPedigreeBecomesOneThatKve1Takes) {
+    for (unsigned seed = 1; seed <= 25; ++seed) {
+        Ped ped;
+        ped.scratch.write("ped.csv", dirty_pedigree(60 + 20 * static_cast<int>(seed), seed));
+        const std::string options = seed % 3 == 0   ? " --sort generation"
+                                    : seed % 3 == 1 ? " --groups 20"
+                                                    : "";
+        ASSERT_EQ(ped.run("--fix --add-parents --stats" + options), 0) << ped.words;
+        std::map<int, int> sort_of;
+        std::string data;
+        for (const Written& w : written_pedigree(ped)) {
+            ASSERT_TRUE(sort_of.emplace(w.id, w.sort).second) << seed;
+            ASSERT_GT(w.sort, 0);
+            for (const int parent : {w.sire, w.dam})
+                if (parent > 0) {
+                    ASSERT_TRUE(sort_of.contains(parent)) << seed << " " << parent;
+                    ASSERT_LT(sort_of[parent], w.sort) << seed << " " << parent;
+                }
+            data += text("%d 1\n", w.id);
+        }
+        ped.scratch.write("data", data);
+        const std::string command = ped.words.substr(ped.words.find("$VAR_STR"));
+        const Outcome outcome = ped.scratch.run(
+            "$ANALYSE 1 2 0 0\n$DATA ASCII (1,1,-9.0) data\n$VARIABLE\nANIMAL Y\n$MODEL\n1\n0\n"
+            "1 0 1 1\n1 1\n0\n0\n" +
+            command.substr(0, command.find('\n')) + "\n$PRIOR\n" + priors({1, 1}));
+        ASSERT_EQ(outcome.status, 0) << outcome.listing;
+        EXPECT_EQ(outcome.times("ERROR"), 0) << outcome.listing;
+        EXPECT_TRUE(outcome.says(
+            text("Number of animals in pedigree %d", static_cast<int>(sort_of.size()))))
+            << outcome.listing;
+        EXPECT_FALSE(outcome.says("Extra phantom parent group"));
+    }
 }
 
 }  // namespace

@@ -1,0 +1,210 @@
+#include "kve/pedigree/pedigree_files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <string_view>
+
+#include "kve/shared/failure.h"
+#include "kve/shared/output.h"
+#include "kve/shared/table_text.h"
+#include "kve/tables/table_reader.h"
+#include "kve/tables/values.h"
+
+namespace kve::companion {
+
+namespace {
+
+constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
+
+// The codes that an earlier table has for these identities; the others are 0.
+Codes read_earlier_codes(const IdentityTable& names, const std::string& file,
+                         std::vector<int32_t>& used) {
+    Codes codes{std::vector<int32_t>(static_cast<std::size_t>(names.size()) + 1), {}};
+    TableForm form;
+    form.delimiter = '\t';
+    form.has_header = true;
+    TableReader table(file, form);
+    const std::size_t identity = table.column("identity"), code = table.column("code");
+    while (table.next()) {
+        const std::optional<int32_t> value = integer_identity(table.field(code));
+        if (!value) table.refuse("not a code of an identity");
+        used.push_back(*value);
+        const int32_t place = names.find(table.field(identity));
+        if (place != 0)
+            codes.of[static_cast<std::size_t>(place)] = *value;
+        else
+            codes.others.emplace_back(table.field(identity), *value);
+    }
+    std::ranges::sort(used);
+    if (std::ranges::adjacent_find(used) != used.end())
+        throw Failure(kUnreadable, file + ": one code for two identities");
+    return codes;
+}
+
+}  // namespace
+
+Codes make_codes(const IdentityTable& names, bool renumber, const std::string& earlier_ids) {
+    if (earlier_ids.empty()) return {identity_codes(names, renumber), {}};
+    std::vector<int32_t> used;
+    Codes codes = read_earlier_codes(names, earlier_ids, used);
+    int32_t largest = used.empty() ? 0 : used.back();
+    std::vector<int32_t> fresh;  // places that get a number above all others
+    for (int32_t place = 1; place <= names.size(); ++place) {
+        int32_t& code = codes.of[static_cast<std::size_t>(place)];
+        if (code != 0) continue;
+        const std::optional<int32_t> own = integer_identity(names.text(place));
+        if (own && !std::ranges::binary_search(used, *own))
+            largest = std::max(largest, code = *own);
+        else
+            fresh.push_back(place);
+    }
+    for (const int32_t place : fresh) {
+        if (largest == kLargest)
+            throw Failure(kUnreadable, earlier_ids + ": no codes are left for new identities");
+        codes.of[static_cast<std::size_t>(place)] = ++largest;
+    }
+    return codes;
+}
+
+namespace {
+
+void put_record(Output& out, const std::array<int32_t, 4>& record, bool binary) {
+    if (binary) {
+        constexpr int32_t kBytes = sizeof record;
+        const std::array framed{kBytes, record[0], record[1], record[2], record[3], kBytes};
+        out.put(std::string_view(reinterpret_cast<const char*>(framed.data()), sizeof framed));
+        return;
+    }
+    for (std::size_t k = 0; k < record.size(); ++k) {
+        if (k > 0) out.put(' ');
+        out.put(record[k]);
+    }
+    out.put('\n');
+}
+
+}  // namespace
+
+int64_t write_pedigree(const std::string& file, const Placed& placed, const Herdbook& book,
+                       const Codes& codes, const Groups& groups, bool adds_parents, bool binary) {
+    Output out(file);
+    const bool has_groups = groups.sire.size() > 0;
+    const auto code = [&](int32_t place) {
+        return codes.of[static_cast<std::size_t>(placed.number(place))];
+    };
+    int64_t records = 0;
+    for (int32_t j = 1; j <= placed.pedigree.size(); ++j) {
+        if (!adds_parents && book.line(placed.number(j)) == 0) continue;
+        const auto [sire, dam] = placed.pedigree.parents(j);
+        put_record(out,
+                   {code(j),
+                    sire != 0    ? code(sire)
+                    : has_groups ? groups.sire(j)
+                                 : 0,
+                    dam != 0     ? code(dam)
+                    : has_groups ? groups.dam(j)
+                                 : 0,
+                    placed.sort(j)},
+                   binary);
+        ++records;
+    }
+    out.finish();
+    return records;
+}
+
+void write_identities(const std::string& file, const Placed& placed, const IdentityTable& names,
+                      const Codes& codes) {
+    Output out(file);
+    out.put("identity\tcode\n");
+    const auto put = [&](std::string_view identity, int32_t code) {
+        out.put(table_field(identity, '\t'));
+        out.put('\t');
+        out.put(code);
+        out.put('\n');
+    };
+    for (const auto& [identity, code] : codes.others) put(identity, code);
+    for (const int32_t number : placed.number)
+        put(names.text(number), codes.of[static_cast<std::size_t>(number)]);
+    out.finish();
+}
+
+std::string words_of(const Finding& finding, const Findings& findings, const IdentityTable& names) {
+    const auto text = [&] { return findings.texts[static_cast<std::size_t>(finding.other)]; };
+    switch (finding.kind) {
+        case Kind::one_as_both:
+            return fmt::format("both parents are {}", names.text(finding.other));
+        case Kind::repeated:
+            return fmt::format("as in line {}", finding.other);
+        case Kind::both_parts:
+            return fmt::format("a sire here, a dam in line {}", finding.other);
+        case Kind::no_record:
+            return "a parent here";
+        case Kind::own_parent:
+        case Kind::not_in_pedigree:
+        case Kind::no_birth:
+        case Kind::no_sex:
+        case Kind::no_identity:
+            return {};
+        default:
+            return text();
+    }
+}
+
+namespace {
+
+void put_line(Output& out, const std::string& source, int32_t line) {
+    out.put(source);
+    out.put('\t');
+    if (line > 0) out.put(line);
+    out.put('\t');
+}
+
+void put_animal(Output& out, const IdentityTable& names, int32_t animal) {
+    if (animal > 0) out.put(table_field(names.text(animal), '\t'));
+    out.put('\t');
+}
+
+}  // namespace
+
+void write_findings(const std::string& file, const std::string& source, const Findings& findings,
+                    const IdentityTable& names) {
+    Output out(file);
+    out.put("file\tline\tanimal\tfinding\ttext\n");
+    const std::string name = table_field(source, '\t');
+    for (const Finding& finding : findings.list) {
+        put_line(out, name, finding.line);
+        put_animal(out, names, finding.animal);
+        out.put(words_of(finding.kind).name);
+        out.put('\t');
+        out.put(table_field(words_of(finding, findings, names), '\t'));
+        out.put('\n');
+    }
+    out.finish();
+}
+
+void write_changes(const std::string& file, const std::string& source, const Findings& findings,
+                   const IdentityTable& names) {
+    Output out(file);
+    out.put("file\tline\tanimal\tchange\n");
+    const std::string name = table_field(source, '\t');
+    for (const Change& change : findings.changes) {
+        put_line(out, name, change.line);
+        put_animal(out, names, change.animal);
+        out.put(table_field(change.words, '\t'));
+        out.put('\n');
+    }
+    out.finish();
+}
+
+void write_groups(const std::string& file, const Groups& groups) {
+    Output out(file);
+    out.put("code\tunknown\tfirst_birth\tlast_birth\tparents\n");
+    for (const Group& group : groups.list)
+        out.put(fmt::format("{}\t{}\t{}\t{}\t{}\n", group.code, group.paths, group.first,
+                            group.last, group.parents));
+    out.finish();
+}
+
+}  // namespace kve::companion
