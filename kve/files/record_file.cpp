@@ -61,18 +61,11 @@ void RecordFile::refuse(const std::string& words) const {
     throw Failure(kUnreadable, fmt::format("{}: record {}: {}", path_, n_read_, words));
 }
 
-bool RecordFile::next(std::span<std::byte> record) {
-    constexpr std::size_t kFrame = 8;
-    const RecordInput::Record found = file_.read_front(record);
-    if (found == RecordInput::Record::end) return false;
-    ++n_read_;
-    if (found == RecordInput::Record::bad)
-        refuse(file_.error() != 0 ? std::string(std::strerror(file_.error()))
-                                  : std::string("cut, or the file is no file of records"));
-    if (static_cast<std::size_t>(file_.record_bytes()) != record.size())
-        refuse(fmt::format("{} bytes, and not {}", file_.record_bytes(), record.size()));
-    progress_.advance(record.size() + kFrame);
-    return true;
+void RecordFile::refuse_record(RecordInput::Record found, std::size_t bytes) const {
+    if (found != RecordInput::Record::bad)
+        refuse(fmt::format("{} bytes, and not {}", file_.record_bytes(), bytes));
+    refuse(file_.error() != 0 ? std::string(std::strerror(file_.error()))
+                              : std::string("cut, or the file is no file of records"));
 }
 
 }  // namespace kve::companion

@@ -41,7 +41,17 @@ class RecordFile {
     RecordFile(const std::filesystem::path& folder, const std::string& name);
 
     // The next record, which must have as many bytes as there is room for; false at the end.
-    bool next(std::span<std::byte> record);
+    bool next(std::span<std::byte> record) {
+        const RecordInput::Record found = file_.read_front(record);
+        if (found == RecordInput::Record::end) return false;
+        ++n_read_;
+        if (found == RecordInput::Record::bad ||
+            static_cast<std::size_t>(file_.record_bytes()) != record.size())
+            refuse_record(found, record.size());
+        constexpr std::size_t kFrame = 8;
+        progress_.advance(record.size() + kFrame);
+        return true;
+    }
     template <class Record>
     bool next(Record& record) {
         return next(std::as_writable_bytes(std::span(&record, 1)));
@@ -58,6 +68,8 @@ class RecordFile {
     const std::string& name() const { return name_; }
 
  private:
+    [[noreturn]] void refuse_record(RecordInput::Record found, std::size_t bytes) const;
+
     std::string name_, path_;
     RecordInput file_;
     uintmax_t bytes_;

@@ -2,6 +2,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstring>
 #include <memory>
 
 #include "kve/files/code_lists.h"
@@ -49,16 +51,28 @@ class Elements {
         Element e;
         while (from_.next(e)) {
             if (from_.is_outside(e) || e.column > e.row) refuse_element(e);
-            out.put(identity_of(e.row));
-            out.put(' ');
-            out.put(identity_of(e.column));
-            out.put(' ');
-            out.put(texts_(e.value));
-            out.put('\n');
+            char* at = out.room(3 * kNumberBytes + 3);
+            at = put_row(at, e.row);
+            *at++ = ' ';
+            at = std::to_chars(at, at + kNumberBytes, identity_of(e.column)).ptr;
+            *at++ = ' ';
+            at = texts_.put(at, e.value);
+            *at++ = '\n';
+            out.take(at);
         }
     }
 
  private:
+    // The elements of a row follow each other.
+    char* put_row(char* at, int32_t row) {
+        if (row != row_) {
+            row_ = row;
+            row_bytes_ = std::to_chars(row_text_, row_text_ + kNumberBytes, identity_of(row)).ptr -
+                         row_text_;
+        }
+        std::memcpy(at, row_text_, kNumberBytes);
+        return at + row_bytes_;
+    }
     int32_t identity_of(int32_t level) const {
         return identities_.empty() ? level : identities_[static_cast<std::size_t>(level)];
     }
@@ -70,6 +84,9 @@ class Elements {
     MatrixFile from_;
     std::vector<int32_t> identities_;
     RealTexts<double> texts_;
+    int32_t row_ = 0;
+    char row_text_[kNumberBytes]{};
+    std::ptrdiff_t row_bytes_ = 0;
 };
 
 int show_summary(const Options& options, const RunFolder& run, const RunFile& file) {

@@ -110,7 +110,7 @@ class Table {
         const float value = data.real(column.position);
         if (options_.is_missing(value)) return;
         if (column.kind == DataColumn::dependent && !is_used(data, column.trait)) return;
-        out_.put(texts_(value));
+        out_.take(texts_.put(out_.room(kNumberBytes), value));
     }
 
     void put_integer(const DataFile& data, const DataColumn& column) {

@@ -11,8 +11,14 @@
 #include <string_view>
 #include <vector>
 
+#include "base/writing_behind.h"
+
 namespace kve::companion {
 
+// What the text of any number needs.
+inline constexpr std::size_t kNumberBytes = 24;
+
+// A large output is written by a second thread.
 class Output {
  public:
     // Standard output for an empty name.
@@ -22,33 +28,41 @@ class Output {
     ~Output();
 
     void put(char c) {
-        if (held_ == buffer_.size()) write_out();
+        if (held_ == kBufferBytes) hand_over();
         buffer_[held_++] = c;
     }
     void put(std::string_view text) {
-        if (text.size() > buffer_.size() - held_) return put_in_pieces(text);
-        std::memcpy(buffer_.data() + held_, text.data(), text.size());
+        if (text.size() > kBufferBytes - held_) return put_in_pieces(text);
+        std::memcpy(buffer_ + held_, text.data(), text.size());
         held_ += text.size();
     }
     void put(std::integral auto value) {
-        constexpr std::size_t kDigits = 24;
-        if (buffer_.size() - held_ < kDigits) write_out();
-        char* at = buffer_.data() + held_;
-        held_ =
-            static_cast<std::size_t>(std::to_chars(at, at + kDigits, value).ptr - buffer_.data());
+        char* at = room(kNumberBytes);
+        take(std::to_chars(at, at + kNumberBytes, value).ptr);
     }
+
+    // Where so many bytes may be put; `take` tells the end of those that were.
+    char* room(std::size_t bytes) {
+        if (kBufferBytes - held_ < bytes) hand_over();
+        return buffer_ + held_;
+    }
+    void take(const char* end) { held_ = static_cast<std::size_t>(end - buffer_); }
 
     // Brings all of it out. Without this call the rest is lost: a command that failed ends early.
     void finish();
 
  private:
+    static constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
+
     void put_in_pieces(std::string_view text);
-    void write_out();
+    void hand_over();
+    void refuse(int error) const;
 
     std::string name_;
     int descriptor_;
-    std::vector<char> buffer_;
+    char* buffer_;
     std::size_t held_ = 0;
+    WritingBehind behind_;
 };
 
 // Reals in the shortest text that gives them back. Matrices and data hold the same few values over
@@ -56,7 +70,22 @@ class Output {
 template <std::floating_point Real>
 class RealTexts {
  public:
-    std::string_view operator()(Real value) {
+    // At `at` with room for kNumberBytes; where the text ends.
+    char* put(char* at, Real value) {
+        const Kept& kept = text_of(value);
+        std::memcpy(at, kept.text, kNumberBytes);  // all of it: that is two instructions
+        return at + kept.size;
+    }
+
+ private:
+    static constexpr int kLog = 12;
+    struct Kept {
+        Real value;
+        unsigned char size;
+        char text[kNumberBytes];
+    };
+
+    const Kept& text_of(Real value) {
         using Bits = std::conditional_t<sizeof(Real) == 8, uint64_t, uint32_t>;
         const Bits bits = std::bit_cast<Bits>(value);
         constexpr uint64_t kMixer = 0x9E3779B97F4A7C15;  // the golden ratio, as a fraction of 2**64
@@ -66,16 +95,9 @@ class RealTexts {
             kept.size = static_cast<unsigned char>(
                 std::to_chars(kept.text, kept.text + sizeof kept.text, value).ptr - kept.text);
         }
-        return {kept.text, kept.size};
+        return kept;
     }
 
- private:
-    static constexpr int kLog = 12;
-    struct Kept {
-        Real value;
-        unsigned char size;
-        char text[27];
-    };
     std::vector<Kept> kept_ = std::vector<Kept>(std::size_t{1} << kLog);
 };
 

@@ -106,7 +106,7 @@ bool RecordInput::take(void* to, std::size_t count) {
     return true;
 }
 
-RecordInput::Record RecordInput::read_front(std::span<std::byte> body) {
+RecordInput::Record RecordInput::read_any(std::span<std::byte> body) {
     if (at_ == end_ && !fill()) return error() != 0 ? Record::bad : Record::end;
     int32_t length, trailer;
     if (!take(&length, sizeof length) || length < 0) return Record::bad;

@@ -121,7 +121,9 @@ class RecordInput : public ByteInput {
 
     // The first bytes of the next record, as many as it has; what stands behind them in the record
     // is skipped. Bad: lengths that differ, a file that ends inside the record.
-    [[nodiscard]] Record read_front(std::span<std::byte> body);
+    [[nodiscard]] Record read_front(std::span<std::byte> body) {
+        return take_whole(body) ? Record::ok : read_any(body);
+    }
     // The same, and a record that is shorter than `body` is bad.
     [[nodiscard]] Record read_record(std::span<std::byte> body) {
         const Record record = read_front(body);
@@ -132,6 +134,19 @@ class RecordInput : public ByteInput {
     int32_t record_bytes() const { return record_bytes_; }
 
  private:
+    // A record as long as `body` that the buffer holds with its frame; else nothing is taken.
+    bool take_whole(std::span<std::byte> body) {
+        int32_t length, trailer;
+        if (static_cast<std::size_t>(end_ - at_) < body.size() + 2 * sizeof length) return false;
+        std::memcpy(&length, at_, sizeof length);
+        std::memcpy(&trailer, at_ + sizeof length + body.size(), sizeof trailer);
+        if (trailer != length || static_cast<int64_t>(length) != std::ssize(body)) return false;
+        if (!body.empty()) std::memcpy(body.data(), at_ + sizeof length, body.size());
+        at_ += body.size() + 2 * sizeof length;
+        record_bytes_ = length;
+        return true;
+    }
+    Record read_any(std::span<std::byte> body);
     // The next bytes, or nowhere when `to` is null.
     bool take(void* to, std::size_t count);
 
