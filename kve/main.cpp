@@ -55,7 +55,8 @@ int run_program(int argc, char** argv) {
         "Exit status: 0 good, 1 verify found something, 2 wrong use, 3 a file that cannot be "
         "read or written.");
     std::vector<std::pair<CLI::App*, Command>> commands;
-    for (auto* add : {add_summary, add_levels, add_records, add_matrix, add_verify, add_ped}) {
+    for (auto* add : {add_summary, add_levels, add_records, add_matrix, add_verify, add_ped,
+                      add_check, add_explain}) {
         Command command = add(app);
         commands.emplace_back(app.get_subcommands({}).back(), std::move(command));
     }

@@ -16,6 +16,8 @@ Command add_records(CLI::App& app);
 Command add_matrix(CLI::App& app);
 Command add_verify(CLI::App& app);
 Command add_ped(CLI::App& app);
+Command add_check(CLI::App& app);
+Command add_explain(CLI::App& app);
 
 // What all commands have.
 struct CommonOptions {

@@ -1,0 +1,205 @@
+// What the text of the directive file says, where the reader of KVE1 does not mind.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <regex>
+
+#include "base/state.h"
+#include "directives/directive_lines.h"
+#include "directives/directives.h"
+#include "kve/check/look.h"
+
+namespace kve::companion {
+
+READS(DIRECTIVES);
+
+namespace {
+
+bool is_free_text(Keyword keyword) {
+    switch (keyword) {
+        case Keyword::COMMENT:
+        case Keyword::KVE4:
+        case Keyword::KVE5:
+        case Keyword::KVEAI:
+        case Keyword::KVEMGP:
+        case Keyword::KVEGS:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// The keyword that a text line seems to begin with: in the wrong case, without its "$", or after a
+// tab, which makes the line text.
+void look_for_hidden_keyword(Look& look, int64_t number) {
+    const TextLine& line = look.text.line(number);
+    const std::vector<Word> words = words_of(line.text);
+    if (words.empty() || is_free_text(line.keyword)) return;
+    const std::string first(words[0].text);
+    if (first.starts_with('$') && first.size() > 1) {
+        look.findings.error("hidden-keyword", {look.text.name(), number, words[0].column},
+                            fmt::format("{} stands behind a tab, so the line is text of ${}", first,
+                                        keyword_name(line.keyword)),
+                            "Only blanks may stand in front of a keyword");
+        return;
+    }
+    if (line.keyword == Keyword::VARIABLE || keyword_of(first) == Keyword::text) return;
+    look.findings.warn(
+        "hidden-keyword", {look.text.name(), number, words[0].column},
+        fmt::format("{} without $ is text of ${}", first, keyword_name(line.keyword)));
+}
+
+// "/" joins a line with the next one. A third line overwrites the second from its end on.
+void look_for_three_joined(Look& look, int64_t number) {
+    int joined = 0;
+    for (int64_t k = number; look.text.line(k).kind == TextLine::Kind::text; ++k) {
+        const std::string line = folded(look.text.line(k).text);
+        if (!line.ends_with('/')) break;
+        if (++joined == 2)
+            return look.findings.error("three-lines", look.text.place(k),
+                                       "the line after this one would be the third that is joined, "
+                                       "and overwrite part of the second",
+                                       "Join two lines at most");
+    }
+}
+
+void look_for_long_line(Look& look, int64_t number) {
+    const TextLine& line = look.text.line(number);
+    if (line.text.size() <= kLongestPhysicalLine || line.kind == TextLine::Kind::comment) return;
+    look.findings.error("long-line", {look.text.name(), number, kLongestPhysicalLine + 1},
+                        fmt::format("the line has {} characters, only the first {} are read",
+                                    line.text.size(), kLongestPhysicalLine));
+}
+
+// ---- Decimal commas
+
+// The number after the whole text before it, when it has a comma.
+struct CommaPlace {
+    Keyword keyword;
+    const char* pattern;  // its first group is the number
+};
+
+constexpr CommaPlace kCommaPlaces[] = {
+    {Keyword::DATA, R"(\(\s*\d+\s*,\s*\d+\s*,\s*([-+]?\d*,\d+)\s*\))"},
+    {Keyword::PRIOR, R"(^\s*\d+[\s,]+\d+[\s,]+\d+[\s,]+([-+]?\d+,\d+))"},
+    {Keyword::MODEL, R"(\(\s*([-+]?\d+,\d+)\s*\))"},
+    {Keyword::VAR_STR, R"([\s]([-+]?\d+,\d+)(?=\s|$))"},
+    {Keyword::GLMM, R"([=\s]([-+]?\d+,\d+)(?=\s|$))"},
+    {Keyword::GLMM_PRED, R"([\s]([-+]?\d+,\d+)(?=\s|$))"},
+};
+
+const std::regex& pattern_of(Keyword keyword) {
+    static const std::map<Keyword, std::regex> patterns = [] {
+        std::map<Keyword, std::regex> all;
+        for (const CommaPlace& entry : kCommaPlaces) all.emplace(entry.keyword, entry.pattern);
+        return all;
+    }();
+    static const std::regex never("(?!)");
+    const auto found = patterns.find(keyword);
+    return found == patterns.end() ? never : found->second;
+}
+
+// A line that may be a few megabytes long is no place to look for a number.
+constexpr std::size_t kLongestLooked = 1000;
+
+void tell_decimal_comma(Look& look, const Place& place, const std::string& number) {
+    const std::string before = number.substr(0, number.find(','));
+    look.findings.error("decimal-comma", place,
+                        fmt::format("{} is read as {} and another number", number, before),
+                        fmt::format("The decimal sign is a point: {}.{}", before,
+                                    number.substr(before.size() + 1)));
+}
+
+void look_for_decimal_comma(Look& look, Keyword keyword, std::string_view line, Place place) {
+    std::match_results<std::string_view::const_iterator> found;
+    if (line.size() > kLongestLooked ||
+        !std::regex_search(line.begin(), line.end(), found, pattern_of(keyword)))
+        return;
+    place.column = found.position(1) + 1;
+    tell_decimal_comma(look, place, found.str(1));
+}
+
+void look_at_prior_file(Look& look) {
+    if (!DIRECTIVES.prior.from_user) return;
+    for (int64_t k = 1; !place_in_priors(look, k).file.empty() && k <= kFastLines; ++k) {
+        const std::string line = prior_line(look, k);
+        if (line.empty() && prior_line(look, k + 1).empty()) return;
+        look_for_decimal_comma(look, Keyword::PRIOR, line, place_in_priors(look, k));
+    }
+}
+
+// ---- The end of the reading
+
+void look_for_unread_lines(Look& look) {
+    const int64_t last = DIRECTIVES.last_line_used;
+    if (last == 0) return;
+    std::string unread;
+    for (int64_t k = last + 1; k <= look.text.count(); ++k) {
+        const TextLine& line = look.text.line(k);
+        if (line.kind != TextLine::Kind::keyword) continue;
+        unread += fmt::format("{}{}", unread.empty() ? "" : ", ", words_of(line.text)[0].text);
+    }
+    const std::string_view keyword = keyword_name(look.text.line(last).keyword);
+    look.findings.error("reading-ended", look.text.place(last),
+                        fmt::format("this text line ends the reading, as ${} takes one line{}",
+                                    keyword, unread.empty() ? "" : "; not seen: " + unread));
+}
+
+// ---- Names
+
+struct ColumnName {
+    std::string whole;
+    Place place;
+};
+
+// As they stand in the directive file; ranges have no two alike by themselves.
+std::vector<ColumnName> names_in_text(const Look& look) {
+    std::vector<ColumnName> names;
+    const int64_t first = look.text.keyword_line(Keyword::VARIABLE);
+    for (int64_t k = first + 1; first > 0 && k < look.text.end_of_section(first); ++k) {
+        if (look.text.line(k).kind != TextLine::Kind::text) continue;
+        for (const Word& word : words_of(look.text.line(k).text))
+            names.push_back({std::string(word.text), {look.text.name(), k, word.column}});
+    }
+    return names;
+}
+
+void look_for_names_alike(Look& look) {
+    constexpr std::size_t kCounts = 8;
+    std::map<std::string, std::string> seen;
+    for (const ColumnName& name : names_in_text(look)) {
+        if (name.whole.find('[') != std::string::npos) continue;
+        const auto [other, is_new] = seen.emplace(name.whole.substr(0, kCounts), name.whole);
+        if (is_new) continue;
+        look.findings.warn(
+            "names-alike", name.place,
+            other->second == name.whole
+                ? fmt::format("two columns have the name {}", name.whole)
+                : fmt::format("{} and {} are alike in their first 8 characters, which count",
+                              name.whole, other->second),
+            "The listing cannot tell the two apart");
+    }
+}
+
+}  // namespace
+
+void look_at_directives(Look& look) {
+    for (int64_t k = 1; k <= look.text.count(); ++k) {
+        const TextLine& line = look.text.line(k);
+        look_for_long_line(look, k);
+        if (line.kind == TextLine::Kind::comment || line.kind == TextLine::Kind::blank) continue;
+        if (DIRECTIVES.last_line_used > 0 && k >= DIRECTIVES.last_line_used) continue;
+        if (line.kind == TextLine::Kind::text) {
+            look_for_hidden_keyword(look, k);
+            if (!folded(look.text.line(k - 1).text).ends_with('/')) look_for_three_joined(look, k);
+        }
+        look_for_decimal_comma(look, line.keyword, line.text, {look.text.name(), k, 0});
+    }
+    look_at_prior_file(look);
+    look_for_unread_lines(look);
+    look_for_names_alike(look);
+}
+
+}  // namespace kve::companion
