@@ -82,8 +82,9 @@ void look_at_outputs(Look& look) {
     for (const SharedFile& shared : find_shared_files(texts)) tell_shared(look, shared);
     for (const std::string& name : output_files())
         if (const int status = check_output(name); status != 0)
-            look.findings.error("output-blocked", {name, 0, 0},
-                                fmt::format("the run cannot make this file: {}", kve::words_of(status)));
+            look.findings.error(
+                "output-blocked", {name, 0, 0},
+                fmt::format("the run cannot make this file: {}", kve::words_of(status)));
 }
 
 }  // namespace kve::companion

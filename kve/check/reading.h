@@ -47,9 +47,9 @@ struct Reading {
 };
 
 struct ReadingJob {
-    std::string directives;      // text
-    std::string inputs;          // folder in which the inputs lie
-    bool fast = false;           // no pass over all the data
+    std::string directives;  // text
+    std::string inputs;      // folder in which the inputs lie
+    bool fast = false;       // no pass over all the data
     void (*when_done)(const Reading& reading);
 };
 

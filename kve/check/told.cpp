@@ -72,13 +72,16 @@ void tell_unknown_keyword(Look& look, const Said& said) {
     const std::vector<Word> words = words_of(look.text.line(line).text);
     const std::string_view word = words.empty() ? "$" : words[0].text;
     const std::string similar = similar_keyword(word);
-    look.findings.error("unknown-keyword", look.text.place(line),
-                        fmt::format("{} is no keyword{}", word,
-                                    similar.empty() ? "" : fmt::format("; did you mean {}?", similar)),
-                        "Keywords are written in capitals, with a blank behind them");
+    look.findings.error(
+        "unknown-keyword", look.text.place(line),
+        fmt::format("{} is no keyword{}", word,
+                    similar.empty() ? "" : fmt::format("; did you mean {}?", similar)),
+        "Keywords are written in capitals, with a blank behind them");
 }
 
-std::string joined(const std::vector<int32_t>& numbers) { return fmt::format("{}", fmt::join(numbers, ", ")); }
+std::string joined(const std::vector<int32_t>& numbers) {
+    return fmt::format("{}", fmt::join(numbers, ", "));
+}
 
 std::string numbers_of_tasks() {
     std::vector<int32_t> all;
@@ -103,9 +106,10 @@ void tell_analyse_line(Look& look, const Said& said) {
     if (!task_is_legal(task))
         return look.findings.error("analyse-line", place, fmt::format("there is no task {}", task),
                                    "The tasks are " + numbers_of_tasks());
-    look.findings.error("analyse-line", place,
-                        fmt::format("task {} ({}) has no method {}", task, task_label(task), method),
-                        "Its methods are " + numbers_of_methods(task));
+    look.findings.error(
+        "analyse-line", place,
+        fmt::format("task {} ({}) has no method {}", task, task_label(task), method),
+        "Its methods are " + numbers_of_methods(task));
 }
 
 // The lines of a factor, its number in the place.
