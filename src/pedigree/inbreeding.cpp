@@ -1,9 +1,11 @@
 #include "pedigree/inbreeding.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 #include "base/memory.h"
@@ -20,59 +22,104 @@ namespace {
 
 constexpr const char* kRoutine = "INBREEDING";
 
-// An animal with progeny. Only these are visited, so more of them stay in the cache.
-struct Node {
-    double share;  // with the sire of the family: first T(sire, node) D(node), then A(sire, node)
-    double diagonal;  // of A
-    int32_t sire, dam;
-    int32_t family;  // the sire for whom `share` holds
-};
-
-struct Pedigree {
-    Vec<ParentPair>& parents;  // by place; nodes
-    Vec<Node, 0> nodes{};      // 0 is the unknown parent, with nothing to share
-    Vec<int32_t> node_of{};    // by place; 0 without progeny
-    Vec<int32_t>
-        first_progeny{};     // by sire, and one more: its progeny stand from here in `progeny`
-    Vec<int32_t> progeny{};  // places, both parents known, sire by sire
-    std::vector<int32_t> line{}, pending{};
-};
-
-bool both_known(ParentPair p) { return p.sire > 0 && p.dam > 0; }
-
 // Places follow the list, whatever numbers the levels have.
 int32_t place_of(int32_t level, int32_t n, bool from_the_top) {
     return level != 0 && from_the_top ? n + 1 - level : level;
 }
 
-int32_t number_nodes(const Vec<ParentPair>& parents, Vec<int32_t>& node_of) {
+// Animals with progeny are nodes, numbered in the order of the list. Only they are visited, so more
+// of what is known of them stays in the cache. One bit each tells who belongs to a family: all of
+// those stay there.
+using Bits = Vec<uint64_t, 0>;
+
+constexpr int32_t word_of(int32_t number) { return number >> 6; }
+constexpr uint64_t bit_of(int32_t number) { return uint64_t{1} << (number & 63); }
+int32_t highest(int32_t word, uint64_t bits) { return word * 64 + 63 - std::countl_zero(bits); }
+
+// The numbers of the nodes by place: how many places up to there have progeny.
+struct NodeNumbers {
+    Bits has_progeny;
+    Vec<int32_t, 0> before;  // nodes of the words before
+    int32_t n_nodes = 0;
+
+    // 0 for a place without progeny.
+    int32_t node_of(int32_t place) const {
+        const uint64_t bits = has_progeny(word_of(place));
+        if ((bits & bit_of(place)) == 0) return 0;
+        return before(word_of(place)) + 1 + std::popcount(bits & (bit_of(place) - 1));
+    }
+};
+
+// An animal of a family with its parents.
+struct Member {
+    int32_t node;
+    ParentPair parents;
+};
+
+struct Pedigree {
+    Vec<ParentPair>& parents;  // by place; nodes, 0 unknown
+    NodeNumbers numbers{};
+    Vec<ParentPair, 0> parents_of{};  // by node; 0 is the unknown parent, with nothing to share
+    Vec<double, 0> diagonal{};        // of A, by node
+    // By node, with the sire of the family: first T(sire, node) D(node), then A(sire, node).
+    Vec<double, 0> share{};
+    // Places with both parents known, sire by sire; and where those of a sire, and of one more,
+    // begin.
+    Vec<int32_t> progeny{};
+    Vec<int32_t> first_progeny{};
+
+    Bits family{};   // nodes for which `share` holds, or will hold
+    Bits waiting{};  // those of them who are still to be visited
+    Bits groups{};   // words of `waiting` that have any
+    int32_t n_waiting = 0;
+    std::vector<Member> line{}, mates{};
+    std::vector<int32_t> pending{};
+};
+
+bool both_known(ParentPair p) { return p.sire > 0 && p.dam > 0; }
+
+NoRoom number_nodes(const Vec<ParentPair>& parents, NodeNumbers& numbers) {
+    const int32_t words = word_of(static_cast<int32_t>(parents.size())) + 1;
+    if (numbers.has_progeny.allocate(words) != 0) return {"NODES", words};
+    if (numbers.before.allocate(words) != 0) return {"NODES", words};
     for (const ParentPair& p : parents)
-        for (int32_t place : {p.sire, p.dam})
-            if (place != 0) node_of(place) = 1;
-    int32_t last = 0;
-    for (int32_t& node : node_of)
-        if (node != 0) node = ++last;
-    return last;
+        for (int32_t place : {p.sire, p.dam}) numbers.has_progeny(word_of(place)) |= bit_of(place);
+    numbers.has_progeny(0) &= ~bit_of(0);  // the unknown parent
+    for (int32_t word = 0; word < words; ++word) {
+        numbers.before(word) = numbers.n_nodes;
+        numbers.n_nodes += std::popcount(numbers.has_progeny(word));
+    }
+    return {};
+}
+
+NoRoom allocate_nodes(Pedigree& ped) {
+    const int64_t n = int64_t{ped.numbers.n_nodes} + 1;
+    const int64_t words = word_of(ped.numbers.n_nodes) + 1, groups = words / 64 + 1;
+    const bool all = ped.parents_of.allocate(n) == 0 && ped.diagonal.allocate(n) == 0 &&
+                     ped.share.allocate(n) == 0 && ped.family.allocate(words) == 0 &&
+                     ped.waiting.allocate(words) == 0 && ped.groups.allocate(groups) == 0;
+    return all ? NoRoom{} : NoRoom{"NODES", n};
 }
 
 // The parents become nodes.
 NoRoom make_nodes(Pedigree& ped) {
-    const int32_t n = static_cast<int32_t>(ped.parents.size());
-    if (ped.node_of.allocate(n) != 0) return {"NODES", n};
-    const int64_t n_nodes = number_nodes(ped.parents, ped.node_of);
-    if (ped.nodes.allocate(n_nodes + 1) != 0) return {"NODES", n_nodes + 1};
-    const auto node = [&](int32_t place) { return place == 0 ? 0 : ped.node_of(place); };
-    for (int32_t j = 1; j <= n; ++j) {
+    if (const NoRoom none = number_nodes(ped.parents, ped.numbers); none.array != nullptr)
+        return none;
+    if (const NoRoom none = allocate_nodes(ped); none.array != nullptr) return none;
+    int32_t last = 0;
+    for (int32_t j = 1; j <= ped.parents.size(); ++j) {
         ParentPair& p = ped.parents(j);
-        p = {node(p.sire), node(p.dam)};
-        if (ped.node_of(j) != 0) ped.nodes(ped.node_of(j)) = {0.0, 1.0, p.sire, p.dam, 0};
+        p = {ped.numbers.node_of(p.sire), ped.numbers.node_of(p.dam)};
+        if (ped.numbers.node_of(j) == 0) continue;
+        ped.parents_of(++last) = p;
+        ped.diagonal(last) = 1.0;
     }
     return {};
 }
 
 // Progeny by sire: a counting sort.
 NoRoom gather_families(Pedigree& ped) {
-    const int64_t n = ped.parents.size(), n_nodes = ped.nodes.size();
+    const int64_t n = ped.parents.size(), n_nodes = ped.parents_of.size();
     if (ped.first_progeny.allocate(n_nodes) != 0) return {"PROGENY", n_nodes};
     if (ped.progeny.allocate(n) != 0) return {"PROGENY", n};
     for (const ParentPair& p : ped.parents)
@@ -87,63 +134,124 @@ NoRoom gather_families(Pedigree& ped) {
 // Mendelian sampling variance, the square of LD. Rounding could bring it below 0 in lines inbred
 // for hundreds of generations.
 double sampling_variance(const Pedigree& ped, ParentPair p) {
-    const double parents = ped.nodes(p.sire).diagonal + ped.nodes(p.dam).diagonal;
+    const double parents = ped.diagonal(p.sire) + ped.diagonal(p.dam);
     return std::max(1.0 - parents * 0.25, 0.0);
 }
 
-double mean_of_parents(const Pedigree& ped, const Node& node) {
-    return 0.5 * (ped.nodes(node.sire).share + ped.nodes(node.dam).share);
+double mean_of_parents(const Pedigree& ped, ParentPair p) {
+    return 0.5 * (ped.share(p.sire) + ped.share(p.dam));
 }
 
-// Visits an animal and its ancestors, each after its parents, but for those who are in the family
-// already; they are in it then. Nothing is known of how deep a pedigree goes, so there is a stack
-// and no recursion.
-template <class Visit>
-void visit_line(Pedigree& ped, int32_t animal, int32_t family, Visit visit) {
+bool is_in_family(const Pedigree& ped, int32_t node) {
+    return (ped.family(word_of(node)) & bit_of(node)) != 0;
+}
+
+// The sire and his ancestors, each after its parents. Nothing is known of how deep a pedigree goes,
+// so there is a stack and no recursion. Kept: this order, since it is that in which the shares of
+// an ancestor are added up.
+void list_sire_line(Pedigree& ped, int32_t sire) {
+    ped.line.clear();
     const auto push = [&](int32_t node) {
-        if (node != 0 && ped.nodes(node).family != family) ped.pending.push_back(node);
+        if (is_in_family(ped, node)) return;
+        __builtin_prefetch(&ped.parents_of(node));
+        ped.pending.push_back(node);
     };
-    push(animal);
+    push(sire);
     while (!ped.pending.empty()) {
         const int32_t at = ped.pending.back();
         const std::size_t height = ped.pending.size();
-        push(ped.nodes(at).sire);
-        push(ped.nodes(at).dam);
+        const ParentPair parents = ped.parents_of(at);
+        push(parents.sire);
+        push(parents.dam);
         if (ped.pending.size() > height) continue;
         ped.pending.pop_back();
-        if (ped.nodes(at).family == family) continue;
-        visit(at);
-        ped.nodes(at).family = family;
+        if (is_in_family(ped, at)) continue;
+        ped.family(word_of(at)) |= bit_of(at);
+        ped.line.push_back({at, parents});
+        ped.share(at) = 0.0;
     }
 }
 
 // Up the sire's line: a share of 1 passes on by halves, and an ancestor's weight is its share times
 // its sampling variance. Down again: each adds the mean of its parents.
 void relate_sire_line(Pedigree& ped, int32_t sire) {
-    ped.line.clear();
-    visit_line(ped, sire, sire, [&](int32_t at) {
-        ped.nodes(at).share = 0.0;
-        ped.line.push_back(at);
-    });
-    ped.nodes(sire).share = 1.0;
+    list_sire_line(ped, sire);
+    ped.share(sire) = 1.0;
     for (auto at = ped.line.rbegin(); at != ped.line.rend(); ++at) {
-        Node& node = ped.nodes(*at);
-        for (int32_t parent : {node.sire, node.dam})
-            if (parent != 0) ped.nodes(parent).share += 0.5 * node.share;
-        node.share *= sampling_variance(ped, {node.sire, node.dam});
+        const auto [node, parents] = *at;
+        const double half = 0.5 * ped.share(node);
+        if (parents.sire != 0) ped.share(parents.sire) += half;
+        if (parents.dam != 0) ped.share(parents.dam) += half;
+        ped.share(node) *= sampling_variance(ped, parents);
     }
-    for (int32_t at : ped.line) ped.nodes(at).share += mean_of_parents(ped, ped.nodes(at));
+    for (const auto& [node, parents] : ped.line) ped.share(node) += mean_of_parents(ped, parents);
 }
 
-// Fetches a mate further on in the family, and its parents, from the memory.
-KVE_FETCH void look_ahead(const Pedigree& ped, int32_t j) {
-    constexpr int32_t kAhead = 6;
-    const auto mate = [&](int32_t k) { return ped.parents(ped.progeny(k)).dam; };
-    if (j + 2 * kAhead > ped.progeny.size() || ped.progeny(j + 2 * kAhead) == 0) return;
-    __builtin_prefetch(&ped.nodes(mate(j + 2 * kAhead)));
-    const Node& soon = ped.nodes(mate(j + kAhead));
-    __builtin_prefetch(&ped.nodes(soon.sire));
-    __builtin_prefetch(&ped.nodes(soon.dam));
+// Takes a node into the family, to be visited, unless it is there. Without a branch, since nobody
+// can foretell which.
+void await(Pedigree& ped, int32_t node) {
+    const int32_t word = word_of(node);
+    const uint64_t fresh = bit_of(node) & ~ped.family(word);
+    ped.family(word) |= fresh;
+    ped.waiting(word) |= fresh;
+    ped.groups(word_of(word)) |= fresh != 0 ? bit_of(word) : 0;
+    ped.n_waiting += fresh != 0 ? 1 : 0;
+    __builtin_prefetch(&ped.parents_of(node));
+}
+
+// The ancestors of those who wait, and they themselves, the youngest first: parents have lower
+// numbers.
+void list_mates_lines(Pedigree& ped, int32_t youngest) {
+    ped.mates.clear();
+    for (int32_t group = word_of(word_of(youngest)); ped.n_waiting > 0; --group)
+        while (ped.groups(group) != 0) {
+            const int32_t word = highest(group, ped.groups(group));
+            while (ped.waiting(word) != 0) {
+                const int32_t node = highest(word, ped.waiting(word));
+                ped.waiting(word) ^= bit_of(node);
+                --ped.n_waiting;
+                const ParentPair parents = ped.parents_of(node);
+                ped.mates.push_back({node, parents});
+                await(ped, parents.sire);
+                await(ped, parents.dam);
+            }
+            ped.groups(group) ^= bit_of(word);
+        }
+}
+
+// The relationships of the sire with his mates, down from their oldest ancestors.
+void relate_mates(Pedigree& ped, int32_t first, int32_t behind) {
+    int32_t youngest = 0;
+    for (int32_t j = first; j < behind; ++j) {
+        const int32_t dam = ped.parents(ped.progeny(j)).dam;
+        await(ped, dam);
+        youngest = std::max(youngest, dam);
+    }
+    list_mates_lines(ped, youngest);
+    constexpr std::ptrdiff_t kAhead = 12;
+    for (std::ptrdiff_t k = std::ssize(ped.mates) - 1; k >= 0; --k) {
+        if (k >= kAhead) {
+            const ParentPair later = ped.mates[static_cast<std::size_t>(k - kAhead)].parents;
+            __builtin_prefetch(&ped.share(later.sire));
+            __builtin_prefetch(&ped.share(later.dam));
+        }
+        const auto& [node, parents] = ped.mates[static_cast<std::size_t>(k)];
+        ped.share(node) = mean_of_parents(ped, parents);
+    }
+}
+
+void leave_family(Pedigree& ped) {
+    for (const std::vector<Member>* members : {&ped.line, &ped.mates})
+        for (const Member& member : *members) ped.family(word_of(member.node)) = 0;
+    ped.family(0) |= bit_of(0);
+}
+
+// Fetches what is wanted of an animal further on in the family from the memory.
+KVE_FETCH void look_ahead(const Pedigree& ped, int32_t j, const Vec<double>& ad) {
+    constexpr int32_t kAhead = 16;
+    if (j + kAhead > ped.progeny.size() || ped.progeny(j + kAhead) == 0) return;
+    __builtin_prefetch(&ped.parents(ped.progeny(j + kAhead)));
+    __builtin_prefetch(&ad(ped.progeny(j + kAhead)));
 }
 
 // The progeny of one sire: 1 + A(sire, dam) / 2.
@@ -151,14 +259,14 @@ void find_family(Pedigree& ped, int32_t sire, Vec<double>& ad) {
     const int32_t first = ped.first_progeny(sire), behind = ped.first_progeny(sire + 1);
     if (first == behind) return;
     relate_sire_line(ped, sire);
+    relate_mates(ped, first, behind);
     for (int32_t j = first; j < behind; ++j) {
-        look_ahead(ped, j);
-        const int32_t animal = ped.progeny(j), dam = ped.parents(animal).dam;
-        visit_line(ped, dam, sire,
-                   [&](int32_t at) { ped.nodes(at).share = mean_of_parents(ped, ped.nodes(at)); });
-        ad(animal) = 1.0 + 0.5 * ped.nodes(dam).share;
-        if (ped.node_of(animal) != 0) ped.nodes(ped.node_of(animal)).diagonal = ad(animal);
+        look_ahead(ped, j, ad);
+        const int32_t animal = ped.progeny(j), node = ped.numbers.node_of(animal);
+        ad(animal) = 1.0 + 0.5 * ped.share(ped.parents(animal).dam);
+        if (node != 0) ped.diagonal(node) = ad(animal);
     }
+    leave_family(ped);
 }
 
 }  // namespace
@@ -169,8 +277,9 @@ NoRoom find_diagonals(Vec<ParentPair>& parents, Vec<double>& ad, Vec<double>& ld
     if (const NoRoom none = make_nodes(ped); none.array != nullptr) return none;
     if (const NoRoom none = gather_families(ped); none.array != nullptr) return none;
     for (int64_t j = 1; j <= n; ++j) ad(j) = 1.0;
+    ped.family(0) |= bit_of(0);  // the unknown parent need not be visited
     // The families of older sires hold the parents of all ancestors of a sire.
-    for (int32_t sire = 1; sire < ped.nodes.size(); ++sire) find_family(ped, sire, ad);
+    for (int32_t sire = 1; sire <= ped.numbers.n_nodes; ++sire) find_family(ped, sire, ad);
     for (int64_t j = 1; j <= n; ++j) ld(j) = std::sqrt(sampling_variance(ped, parents(j)));
     return {};
 }
