@@ -17,6 +17,7 @@
 #include "matrices/matrix_writer.h"
 #include "matrices/typed_relationships.h"
 #include "model/model_records.h"
+#include "pedigree/a_inverse.h"
 #include "store/sparse_store.h"
 
 // LAPACK: the Cholesky factor of a symmetric matrix, and the inverse from the factor, both in place
@@ -159,7 +160,7 @@ void list_differences(const TypedMatrices& both, const ReducedPedigree& ped) {
         }
 }
 
-// The rows of the inverse of H: those of the sparse store, merged with the differences.
+// The rows of the inverse of H: those of the inverse of A, merged with the differences.
 class BlendedRows {
  public:
     BlendedRows(const TypedMatrices& differences, const ReducedPedigree& ped, int32_t n_levels)
@@ -169,7 +170,7 @@ class BlendedRows {
     }
 
     std::span<const SparseElement> operator()(int32_t level) {
-        const std::span<const SparseElement> of_a = sparse_row(level);
+        const std::span<const SparseElement> of_a = a_inverse_row(level);
         if (const int32_t t = typed_(level); t != 0) merge(of_a, t);
         const std::span<const SparseElement> row = typed_(level) != 0 ? merged_ : of_a;
         n_rows_ += row.empty() ? 0 : 1;

@@ -81,8 +81,6 @@ void write_matrix_file(int32_t k, int32_t n, MatrixFile i_code, const RowSource&
     if (to.lists) say_heading(prefix, k);
     int status = to.file.open(name);
     for (int32_t row = 1; status == 0 && row <= n; ++row) {
-        expect_sparse_element(row + 2 * kAhead);
-        expect_sparse_mate(row + kAhead);
         if (!write_row(to, row, row_source(row))) status = to.file.error();
     }
     if (to.lists) blank_lines(2);
@@ -93,7 +91,11 @@ void write_matrix_file(int32_t k, int32_t n, MatrixFile i_code, const RowSource&
 }
 
 void kvewai(int32_t k, int32_t n, MatrixFile i_code) {
-    write_matrix_file(k, n, i_code, sparse_row);
+    write_matrix_file(k, n, i_code, [](int32_t row) {
+        expect_sparse_element(row + 2 * kAhead);
+        expect_sparse_mate(row + kAhead);
+        return sparse_row(row);
+    });
 }
 
 }  // namespace kve

@@ -108,7 +108,7 @@ void write_reduced_inverse(int32_t k, const Vec<Parentage>& parentage) {
 }
 
 // The diagonal of A by the factor's own rows of IDL; 1 where inbreeding is left out of account, and
-// for a row without a value. Made when the parentage is gone, since both are long.
+// for a row without a value.
 void keep_diagonal(int32_t k) {
     RMatrix& r = RMAT(k);
     const int64_t n = int64_t{FACTORS.NRALEV(k)} + 1;
@@ -122,20 +122,20 @@ void keep_diagonal(int32_t k) {
     }
 }
 
-double add_inverse(int32_t k, const Vec<Parentage>& parentage) {
+double form_by_method(int32_t k, Vec<Parentage> parentage) {
     const RMatrix& r = RMAT(k);
     switch (r.method) {
         case 1: {
             const double log_det = find_inbreeding(parentage);
             FACTORS.INBREED_LINES += write_inbreeding(k, FACTORS.ANIMAL_LIST(k));
-            add_a_inverse_with_inbreeding(parentage);
+            form_a_inverse_with_inbreeding(std::move(parentage));
             return log_det;
         }
         case 2:
         case 4:  // the same coefficients, on purpose
-            return KVEA24(parentage, ParentRule::parents, 0.0);
+            return KVEA24(std::move(parentage), ParentRule::parents, 0.0);
         case 6:
-            return KVEA24(parentage, ParentRule::phantom_groups, r.ran_factor);
+            return KVEA24(std::move(parentage), ParentRule::phantom_groups, r.ran_factor);
         case 3:
             stop_method("ERROR: AINMET=(3) NOT YET IMPLEMENTED");
         case 5:
@@ -153,17 +153,19 @@ void form_inverse(int32_t k, Vec<Parentage> parentage) {
     const bool needed = DIRECTIVES.ITASK < kSolveByKve5 || r.method == 1 || r.method == 3;
     if (!needed) return;
     warn_of_method(k);
-    clear_sparse();
     const bool blended = r.structure == Structure::PGMIX;
     BlendedCounts counts;
     if (blended) counts = mark_typed_animals(k);
-    r.log_det = add_inverse(k, parentage);
-    parentage.release();
+    r.log_det = form_by_method(k, std::move(parentage));
     keep_diagonal(k);
     r.l_log_det = true;
-    if (blended) return write_blended_inverse(k, counts);
-    r.n_ainv_rows = count_sparse_rows(levels);
-    kvewai(k, levels, MatrixFile::AINV);
+    if (blended) {
+        write_blended_inverse(k, counts);
+    } else {
+        r.n_ainv_rows = levels;  // every animal has its own
+        write_matrix_file(k, levels, MatrixFile::AINV, a_inverse_row);
+    }
+    release_a_inverse();
 }
 
 void process_pedigree(int32_t k) {

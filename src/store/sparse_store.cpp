@@ -122,6 +122,12 @@ void clear_sparse() {
     FAR_ELEMENTS.clear();
 }
 
+void claim_elements(int64_t n) {
+    clear_sparse();
+    while (n > DIMENSIONS.MAXNRM.now) grow_elements();
+    N_SPARSE = static_cast<int32_t>(n);
+}
+
 void insert_sparse(int32_t i, int32_t j, double value) {
     const int32_t row = std::max(i, j);
     const int32_t column = std::min(i, j);

@@ -31,6 +31,10 @@ inline constinit std::vector<SparseElement> ROW_COPY;
 // served as workspace.
 void clear_sparse();
 
+// Leaves the store empty and counts so many elements as in use: those of a matrix that is kept
+// elsewhere count as if they stood here. MAXNRM grows when it is less.
+void claim_elements(int64_t n);
+
 // Adds `value` at (i, j), in either order. An addition with an index below 1 is dropped: it belongs
 // to an unknown parent. Additions to one place sum up in the order of the calls. The tables grow
 // when they are full.
