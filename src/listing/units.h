@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -14,27 +13,21 @@
 
 namespace kve {
 
-// A listing file made of printed lines. A failed write is kept and seen on close.
+// A listing file made of printed lines. They go the way of records, without frames: a failed write
+// is kept and seen on close.
 class TextOutput {
  public:
-    constexpr TextOutput() = default;
-    TextOutput(const TextOutput&) = delete;
-    TextOutput& operator=(const TextOutput&) = delete;
-    ~TextOutput() { static_cast<void>(close()); }
-
     // Creates or empties the file. 0 or what open_output tells.
-    [[nodiscard]] int open(const std::string& path);
+    [[nodiscard]] int open(const std::string& path) { return lines_.open(path); }
     [[gnu::format(printf, 2, 3)]] void print(const char* format, ...);  // one line
     void print_line(std::string_view line);
-    [[nodiscard]] int flush();
-    [[nodiscard]] int close();  // on the disk then
-    bool is_open() const { return file_ != nullptr; }
-    const std::string& path() const { return path_; }
+    [[nodiscard]] int flush() { return lines_.flush(); }
+    [[nodiscard]] int close() { return lines_.close(); }  // on the disk then
+    bool is_open() const { return lines_.is_open(); }
+    const std::string& path() const { return lines_.path(); }
 
  private:
-    std::string path_;
-    std::FILE* file_ = nullptr;
-    int error_ = 0;
+    RecordOutput lines_;
 };
 
 // A file of the data, which holds all columns of a record or those of one kind.
