@@ -12,10 +12,10 @@
 namespace kve {
 
 // To be called when the inverse of A has been formed and its ln |A| stands in log_det of RMAT(k),
-// which becomes ln |H|. Reads `rel_file3`, the genomic matrix. Writes the matrix file PGMIX and sets
-// n_ainv_rows. Stops on a file that cannot be opened or read, on the 21st animal of it that the pedigree
-// lacks, when the memory does not hold the dense matrices, and when one of them is not positive
-// definite.
+// which becomes ln |H|. Reads `rel_file3`, the genomic matrix. Writes the matrix file PGMIX and
+// sets n_ainv_rows. Stops on a file that cannot be opened or read, on the 21st animal of it that
+// the pedigree lacks, when the memory does not hold the dense matrices, and when one of them is not
+// positive definite.
 void write_blended_inverse(int32_t k, BlendedCounts counts);
 
 }  // namespace kve
