@@ -53,8 +53,7 @@ void join_small_paths(Paths& paths, int64_t least) {
 std::string words_of(const Paths& paths, std::size_t path) {
     std::string words;
     for (std::size_t k = 0; k < kPaths; ++k)
-        if (paths[k].joined == path)
-            words += (words.empty() ? "" : ", ") + std::string(kPathWords[k]);
+        if (paths[k].joined == path) words.append(words.empty() ? "" : ", ").append(kPathWords[k]);
     return words;
 }
 

@@ -153,7 +153,7 @@ void tell_kind(const Work& work, Kind kind) {
     constexpr std::size_t kWidest = 60;
     if (example.size() > kWidest) example = example.substr(0, kWidest) + "...";
     const std::string animal =
-        first->animal > 0 ? " " + std::string(work.table.names.text(first->animal)) : "";
+        first->animal > 0 ? fmt::format(" {}", work.table.names.text(first->animal)) : "";
     fmt::print("  {:8} {} {:<46} {}{}{}{}\n", n, words_of(kind).fault ? '!' : ' ',
                words_of(kind).words, first->line > 0 ? fmt::format("line {}", first->line) : "",
                animal, example.empty() ? "" : ": ", example);

@@ -131,7 +131,7 @@ void put_class(Output& out, const Population& population, const ClassRow& row) {
           static_cast<double>(row.inbred), rate, effective_size(rate), increase_of(row),
           effective_size(increase_of(row)), mean_age(row, kSireSon), mean_age(row, kSireDaughter),
           mean_age(row, kDamSon), mean_age(row, kDamDaughter), generation_interval(row)})
-        out.put("," + number_text(value));
+        out.put(fmt::format(",{}", number_text(value)));
     for (const Families* families : {&row.sires, &row.dams})
         out.put(fmt::format(",{},{},{}", families->parents, number_text(mean_family(*families)),
                             families->largest));
@@ -189,7 +189,7 @@ void write_measures(const std::string& file, const Population& population) {
     Output out(file);
     out.put("measure,value\n");
     for (const auto& [name, value] : list_measures(population))
-        out.put(name + "," + number_text(value) + "\n");
+        out.put(fmt::format("{},{}\n", name, number_text(value)));
     out.finish();
 }
 

@@ -271,7 +271,7 @@ void join_record(Reading& at, const Record& record) {
     const auto join = [&](auto& own, auto other, auto none, const char* what) {
         if (other == none || other == own) return;
         std::string& words = own == none ? taken : differs;
-        words += (words.empty() ? "" : ", ") + std::string(what);
+        words.append(words.empty() ? "" : ", ").append(what);
         if (own == none) own = other;
     };
     join(book.parents(j).sire, record.sire, 0, "sire");
