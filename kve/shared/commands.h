@@ -18,6 +18,7 @@ Command add_verify(CLI::App& app);
 Command add_ped(CLI::App& app);
 Command add_check(CLI::App& app);
 Command add_explain(CLI::App& app);
+Command add_prep(CLI::App& app);
 
 // What all commands have.
 struct CommonOptions {

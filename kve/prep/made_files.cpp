@@ -1,0 +1,374 @@
+#include "kve/prep/made_files.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "base/records.h"
+#include "kve/shared/failure.h"
+#include "kve/shared/output.h"
+#include "kve/shared/table_text.h"
+
+namespace kve::companion::prep {
+
+namespace fs = std::filesystem;
+
+PartFolder::PartFolder(const std::string& folder)
+    : folder_(folder), part_(folder_ / fmt::format("prep.{}.part", ::getpid())) {
+    std::error_code error;
+    fs::create_directories(part_, error);
+    if (error) throw Failure(kUnreadable, fmt::format("{}: {}", part_.string(), error.message()));
+}
+
+PartFolder::~PartFolder() {
+    std::error_code ignored;
+    fs::remove_all(part_, ignored);
+}
+
+void PartFolder::refuse_input(const std::string& input) const {
+    std::error_code ignored;
+    for (const char* name :
+         {"data.txt", "data.bin", "pedigree.txt", "pedigree.bin", "typed.txt", "typed.bin",
+          "ids.tsv", "classes.tsv", "rejected.tsv", "run.kve", "recipe.toml"})
+        if (fs::equivalent(folder_ / name, input, ignored))
+            throw Failure(kUsage, fmt::format("{}: is read, and would be written over", input));
+}
+
+namespace {
+
+void move_file(const fs::path& from, const fs::path& to) {
+    std::error_code error;
+    fs::rename(from, to, error);
+    if (error) throw Failure(kUnreadable, fmt::format("{}: {}", to.string(), error.message()));
+}
+
+}  // namespace
+
+void PartFolder::move_to_places(const std::string& last) {
+    std::error_code ignored;
+    fs::remove(folder_ / last, ignored);
+    for (const fs::directory_entry& entry : fs::directory_iterator(part_)) {
+        const fs::path name = entry.path().filename();
+        if (name.extension() != ".tmp" && name != last) move_file(entry.path(), folder_ / name);
+    }
+    move_file(part_ / last, folder_ / last);
+}
+
+void PartFolder::move_only(const std::string& name, const std::string& last) {
+    std::error_code ignored;
+    fs::remove(folder_ / last, ignored);
+    move_file(part_ / name, folder_ / name);
+}
+
+Layout layout_of(const std::vector<Field>& fields) {
+    Layout layout;
+    for (const Field& field : fields) {
+        if (!field.is_written) continue;
+        std::vector<Place>& places = field.is_integer() ? layout.integers : layout.reals;
+        places.push_back({&field, static_cast<int>(places.size()) + 1});
+    }
+    return layout;
+}
+
+namespace {
+
+// Reads an intermediate file of equal records front to back.
+template <class Item, class Take>
+void for_each_record(const std::string& file, std::size_t items, Take take) {
+    constexpr std::size_t kRecords = 4096;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(std::fopen(file.c_str(), "rb"),
+                                                             std::fclose);
+    if (!in) throw Failure(kUnreadable, fmt::format("{}: {}", file, std::strerror(errno)));
+    std::vector<Item> block(kRecords * items);
+    while (const std::size_t n = std::fread(block.data(), items * sizeof(Item), kRecords, in.get()))
+        for (std::size_t k = 0; k < n; ++k) take(std::span(block).subspan(k * items, items));
+    if (std::ferror(in.get()) != 0) throw Failure(kUnreadable, file + ": cannot be read");
+}
+
+// Polynomials that are orthogonal over the records themselves, by their recurrence (Forsythe,
+// 1957), scaled to a mean square of 1.
+class Orthogonal {
+ public:
+    Orthogonal(std::string name, int degree) : name_(std::move(name)), degree_(degree) {}
+
+    // Pass 0 finds the middle and the width, pass k + 1 the coefficients of degree k.
+    void add(int pass, double x) {
+        if (pass == 0) {
+            sum_ += x;
+            ++n_;
+            low_ = std::fmin(low_, x);
+            high_ = std::fmax(high_, x);
+            return;
+        }
+        if (pass > degree_ + 1) return;
+        const double t = scaled(x), p = value(pass - 1, t);
+        squares_ += p * p;
+        shifted_ += t * p * p;
+    }
+    void end_pass(int pass) {
+        if (pass > degree_ + 1 || n_ == 0) return;
+        if (pass == 0) {
+            middle_ = sum_ / static_cast<double>(n_);
+            width_ = high_ > low_ ? high_ - low_ : 1.0;
+            return;
+        }
+        if (squares_ <= 1e-20 * static_cast<double>(n_))
+            throw Failure(kUsage, fmt::format("{}: the records have too few different values for "
+                                              "polynomials of order {}",
+                                              name_, degree_));
+        norms_.push_back(squares_);
+        shifts_.push_back(shifted_ / squares_);
+        squares_ = shifted_ = 0.0;
+    }
+    double at(int k, double x) const {
+        return value(k, scaled(x)) /
+               std::sqrt(norms_[static_cast<std::size_t>(k)] / static_cast<double>(n_));
+    }
+    int n_passes() const { return degree_ + 2; }
+
+ private:
+    double scaled(double x) const { return (x - middle_) / width_; }
+    double value(int k, double t) const {
+        double before = 0.0, now = 1.0;
+        for (std::size_t j = 0; j < static_cast<std::size_t>(k); ++j) {
+            const double ratio = j == 0 ? 0.0 : norms_[j] / norms_[j - 1];
+            const double next = (t - shifts_[j]) * now - ratio * before;
+            before = now;
+            now = next;
+        }
+        return now;
+    }
+
+    std::string name_;
+    int degree_;
+    double sum_ = 0.0, low_ = INFINITY, high_ = -INFINITY, middle_ = 0.0, width_ = 1.0;
+    int64_t n_ = 0;
+    double squares_ = 0.0, shifted_ = 0.0;
+    std::vector<double> norms_, shifts_;
+};
+
+// One written column, out of the slots of a record.
+struct Maker {
+    const Field* field;
+    std::size_t slot;
+    const std::vector<int32_t>* codes = nullptr;  // of places
+    std::shared_ptr<std::vector<int32_t>> counts;
+    std::shared_ptr<Orthogonal> orthogonal;
+};
+
+std::vector<Maker> makers_of(const std::vector<Field>& fields, const std::vector<int32_t>& codes) {
+    std::vector<Maker> makers;
+    for (const bool is_integer : {true, false})
+        for (const Field& field : fields) {
+            if (!field.is_written || field.is_integer() != is_integer) continue;
+            const Field& source = field.comes_last() ? fields[field.sources[0]] : field;
+            Maker maker{&field, static_cast<std::size_t>(source.slot), nullptr, nullptr, nullptr};
+            if (field.role == Role::identity) maker.codes = &codes;
+            if (field.role == Role::klass) maker.codes = &field.classes->codes();
+            if (field.comes_last() && field.built->how == Building::count)
+                maker.counts = std::make_shared<std::vector<int32_t>>();
+            if (field.comes_last() && field.built->how == Building::orthogonal)
+                maker.orthogonal = field.part > 1 ? makers.back().orthogonal
+                                                  : std::make_shared<Orthogonal>(
+                                                        field.built->name, field.built->degree);
+            makers.push_back(std::move(maker));
+        }
+    return makers;
+}
+
+double source_of(const Maker& maker, const std::vector<Field>& fields,
+                 std::span<const Slot> record) {
+    const Field& source = fields[maker.field->sources[0]];
+    return source.role == Role::real ? static_cast<double>(record[maker.slot].real)
+                                     : static_cast<double>(record[maker.slot].place);
+}
+
+void count_all(const std::vector<Field>& fields, std::vector<Maker>& makers,
+               const std::string& intermediate, std::size_t n_slots) {
+    int n_passes = 0;
+    for (const Maker& maker : makers) {
+        if (maker.counts) n_passes = std::max(n_passes, 1);
+        if (maker.orthogonal) n_passes = std::max(n_passes, maker.orthogonal->n_passes());
+    }
+    for (int pass = 0; pass < n_passes; ++pass) {
+        for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record) {
+            for (const Maker& maker : makers) {
+                if (maker.counts && pass == 0) {
+                    const auto place = static_cast<std::size_t>(record[maker.slot].place);
+                    if (place >= maker.counts->size()) maker.counts->resize(2 * place + 1);
+                    ++(*maker.counts)[place];
+                } else if (maker.orthogonal && maker.field->part == 1) {
+                    const double x = source_of(maker, fields, record);
+                    if (!std::isnan(x)) maker.orthogonal->add(pass, x);
+                }
+            }
+        });
+        for (const Maker& maker : makers)
+            if (maker.orthogonal && maker.field->part == 1) maker.orthogonal->end_pass(pass);
+    }
+}
+
+// Records in one of the two forms of KVE1.
+class DataOutput {
+ public:
+    DataOutput(const std::string& file, bool is_binary) : file_(file), is_binary_(is_binary) {
+        if (!is_binary)
+            text_ = std::make_unique<Output>(file);
+        else if (const int error = framed_.open(file); error != 0)
+            refuse(error);
+    }
+
+    void begin(std::size_t bytes) {
+        if (is_binary_) framed_.begin_record(bytes);
+    }
+    void put(int32_t value) {
+        if (is_binary_) return framed_.put(&value, sizeof value);
+        begin_item();
+        text_->put(value);
+    }
+    void put(float value) {
+        if (is_binary_) return framed_.put(&value, sizeof value);
+        begin_item();
+        text_->put(reals_(value));
+    }
+    void put(double value) {
+        if (is_binary_) return framed_.put(&value, sizeof value);
+        begin_item();
+        text_->put(doubles_(value));
+    }
+    void end() {
+        is_first_ = true;
+        if (is_binary_) return framed_.end_record();
+        text_->put('\n');
+    }
+    void finish() {
+        if (!is_binary_) return text_->finish();
+        if (const int error = framed_.close(); error != 0) refuse(error);
+    }
+
+ private:
+    void begin_item() {
+        if (!is_first_) text_->put(' ');
+        is_first_ = false;
+    }
+    [[noreturn]] void refuse(int error) const {
+        throw Failure(kUnreadable, fmt::format("{}: {}", file_, std::strerror(error)));
+    }
+
+    std::string file_;
+    bool is_binary_, is_first_ = true;
+    std::unique_ptr<Output> text_;
+    RecordOutput framed_;
+    RealTexts<float> reals_;
+    RealTexts<double> doubles_;
+};
+
+float real_of(const Maker& maker, const std::vector<Field>& fields, std::span<const Slot> record) {
+    if (maker.counts) {
+        const auto place = static_cast<std::size_t>(record[maker.slot].place);
+        return place == 0 ? NAN : static_cast<float>((*maker.counts)[place]);
+    }
+    if (!maker.orthogonal) return record[maker.slot].real;
+    const double x = source_of(maker, fields, record);
+    return std::isnan(x) ? NAN : static_cast<float>(maker.orthogonal->at(maker.field->part, x));
+}
+
+}  // namespace
+
+DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
+                      const std::vector<int32_t>& codes, const PedigreeTable* pedigree,
+                      const std::string& intermediate, const std::string& file) {
+    std::size_t n_slots = 0;
+    for (const Field& field : fields) n_slots += field.slot >= 0 ? 1 : 0;
+    std::vector<Maker> makers = makers_of(fields, codes);
+    count_all(fields, makers, intermediate, n_slots);
+    DataCounts counts;
+    std::vector<bool> is_met(codes.size());
+    const auto missing = static_cast<float>(recipe.missing_code);
+    DataOutput out(file, recipe.is_binary);
+    for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record) {
+        out.begin(4 * makers.size());
+        for (const Maker& maker : makers) {
+            if (!maker.field->is_integer()) {
+                const float value = real_of(maker, fields, record);
+                out.put(std::isnan(value) ? missing : value);
+                continue;
+            }
+            const int32_t place = record[maker.slot].place;
+            out.put(maker.codes != nullptr ? (*maker.codes)[static_cast<std::size_t>(place)]
+                                           : place);
+            if (maker.field->role != Role::identity || place == 0) continue;
+            if (is_met[static_cast<std::size_t>(place)]) continue;
+            is_met[static_cast<std::size_t>(place)] = true;
+            if (pedigree != nullptr && !pedigree->animal(place).has_record)
+                ++counts.n_identities_without_record;
+        }
+        out.end();
+    });
+    out.finish();
+    return counts;
+}
+
+void write_pedigree(const PedigreeTable& pedigree, const std::vector<int32_t>& codes,
+                    bool is_binary, const std::string& file) {
+    const auto code_of = [&](int32_t place) {
+        return place > 0 ? codes[static_cast<std::size_t>(place)] : place;
+    };
+    DataOutput out(file, is_binary);
+    for (const int32_t place : pedigree.in_file_order()) {
+        const PedigreeTable::Animal& animal = pedigree.animal(place);
+        out.begin(16);
+        for (const int32_t value :
+             {code_of(place), code_of(animal.sire), code_of(animal.dam), animal.sort})
+            out.put(value);
+        out.end();
+    }
+    out.finish();
+}
+
+void write_typed(const std::vector<int32_t>& typed, const std::vector<int32_t>& codes,
+                 bool is_binary, const std::string& file) {
+    DataOutput out(file, is_binary);
+    for (const int32_t place : typed) {
+        out.begin(4);
+        out.put(codes[static_cast<std::size_t>(place)]);
+        out.end();
+    }
+    out.finish();
+}
+
+void write_matrix(const std::vector<int32_t>& codes, bool is_binary,
+                  const std::string& intermediate, const std::string& file) {
+    DataOutput out(file, is_binary);
+    for_each_record<MatrixElement>(intermediate, 1, [&](std::span<const MatrixElement> element) {
+        out.begin(16);
+        out.put(codes[static_cast<std::size_t>(element[0].row)]);
+        out.put(codes[static_cast<std::size_t>(element[0].column)]);
+        out.put(element[0].value);
+        out.end();
+    });
+    out.finish();
+}
+
+void write_classes(const std::vector<Field>& fields, const std::string& file) {
+    Output out(file);
+    out.put("column\tname\tcode\n");
+    for (const Field& field : fields) {
+        if (!field.is_written || !field.classes) continue;
+        for (const int32_t place : field.classes->places_by_code()) {
+            out.put(field.variable);
+            out.put('\t');
+            out.put(std::string_view(table_field(field.classes->name(place), '\t')));
+            out.put('\t');
+            out.put(field.classes->codes()[static_cast<std::size_t>(place)]);
+            out.put('\n');
+        }
+    }
+    out.finish();
+}
+
+}  // namespace kve::companion::prep

@@ -1,0 +1,78 @@
+// The files that prep leaves, made in a folder of their own and moved to their places when all are
+// whole: a run that ends before leaves those of an earlier one as they were.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "kve/prep/recipe.h"
+#include "kve/prep/record_maker.h"
+#include "kve/prep/relatives.h"
+#include "kve/tables/identities.h"
+
+namespace kve::companion::prep {
+
+class PartFolder {
+ public:
+    explicit PartFolder(const std::string& folder);
+    PartFolder(const PartFolder&) = delete;
+    PartFolder& operator=(const PartFolder&) = delete;
+    ~PartFolder();
+
+    std::string file(const std::string& name) const { return (part_ / name).string(); }
+    // What is no result and goes with the folder.
+    std::string temporary(const std::string& name) const { return file(name + ".tmp"); }
+    // The directive file comes last, so that where it stands all others do.
+    void move_to_places(const std::string& last);
+    // Only this one, of a run that ends with findings; the directive file `last` of an earlier one
+    // would take it for its own.
+    void move_only(const std::string& name, const std::string& last);
+    // Failure when a file of that name in the folder is this input.
+    void refuse_input(const std::string& input) const;
+
+ private:
+    std::filesystem::path folder_, part_;
+};
+
+// A written column of the data: where it stands among the integers or the reals, from 1.
+struct Place {
+    const Field* field;
+    int number;
+};
+struct Layout {
+    std::vector<Place> integers, reals;
+};
+Layout layout_of(const std::vector<Field>& fields);
+
+// What all records had to be read for.
+struct DataCounts {
+    int64_t n_identities_without_record = 0;  // of the data that the pedigree lacks
+};
+
+// The data file out of the intermediate records.
+DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
+                      const std::vector<int32_t>& codes, const PedigreeTable* pedigree,
+                      const std::string& intermediate, const std::string& file);
+
+void write_pedigree(const PedigreeTable& pedigree, const std::vector<int32_t>& codes,
+                    bool is_binary, const std::string& file);
+void write_typed(const std::vector<int32_t>& typed, const std::vector<int32_t>& codes,
+                 bool is_binary, const std::string& file);
+void write_matrix(const std::vector<int32_t>& codes, bool is_binary,
+                  const std::string& intermediate, const std::string& file);
+// Names of the levels of all classes: columns column, name, code.
+void write_classes(const std::vector<Field>& fields, const std::string& file);
+
+// The names of the files in the folder.
+struct FileNames {
+    std::string data, pedigree, typed;
+    std::vector<std::string> matrices;
+};
+void write_directives(const Recipe& recipe, const Layout& layout, const FileNames& names,
+                      const std::string& file);
+
+}  // namespace kve::companion::prep

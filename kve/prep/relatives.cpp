@@ -1,0 +1,222 @@
+#include "kve/prep/relatives.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "kve/shared/output.h"
+#include "kve/tables/table_reader.h"
+
+namespace kve::companion::prep {
+
+namespace {
+
+// An unknown parent is 0 in most pedigrees.
+MissingSigns signs_of_pedigree(const PedigreeUse& use) {
+    std::vector<std::string> signs = use.missing;
+    signs.emplace_back("0");
+    return MissingSigns(signs);
+}
+
+// Lets `take` look at each record that has the right number of fields, and counts. It returns false
+// when it has rejected the record.
+template <class Take>
+void read_records(TableReader& table, Findings& findings, TableCounts& counts, Take take) {
+    counts.file = table.file();
+    counts.described = table.described();
+    while (table.next()) {
+        ++counts.n_read;
+        bool is_kept = table.has_all_fields();
+        if (!is_kept)
+            findings.add(Consequence::record_rejected, table.file(), table.line(), "",
+                         fmt::format("{} of {}", table.n_fields(), table.names().size()),
+                         "another number of fields");
+        else
+            is_kept = take();
+        ++(is_kept ? counts.n_kept : counts.n_rejected);
+    }
+}
+
+}  // namespace
+
+PedigreeTable::PedigreeTable(const PedigreeUse& use, IdentityTable& identities, Findings& findings)
+    : use_(use), missing_(signs_of_pedigree(use)), identities_(identities), findings_(findings) {
+    TableReader table(use.file, use.form);
+    animal_ = table.column(use.animal);
+    sire_ = table.column(use.sire);
+    dam_ = table.column(use.dam);
+    const std::string& sort = use.born.empty() ? use.sort : use.born;
+    if (!sort.empty()) sort_ = table.column(sort);
+    read_records(table, findings, counts_, [&] {
+        const std::string_view text = table.field(animal_);
+        const auto reject = [&](const char* reason) {
+            findings_.add(Consequence::record_rejected, table.file(), table.line(), use_.animal,
+                          text, reason);
+            return false;
+        };
+        if (missing_(text) || text.empty()) return reject("is missing");
+        if (at(identities_.place_of(text)).has_record)
+            return reject("an earlier record is of the same animal");
+        take_record(table);
+        return true;
+    });
+}
+
+PedigreeTable::Animal& PedigreeTable::at(int32_t place) {
+    if (static_cast<std::size_t>(place) >= animals_.size())
+        animals_.resize(std::max<std::size_t>(static_cast<std::size_t>(place) + 1,
+                                              animals_.size() + animals_.size() / 2));
+    return animals_[static_cast<std::size_t>(place)];
+}
+
+void PedigreeTable::take_record(const TableReader& table) {
+    const int32_t animal = identities_.find(table.field(animal_));
+    const Animal record{parent_of(table, use_.sire), parent_of(table, use_.dam), sort_of(table),
+                        true};
+    at(animal) = record;
+    order_.push_back(animal);
+}
+
+int32_t PedigreeTable::parent_of(const TableReader& table, const std::string& column) {
+    constexpr int kGroups = 5;  // the methods from here on take groups for parents
+    const std::string_view text = table.field(column == use_.sire ? sire_ : dam_);
+    if (missing_(text) || text.empty()) return 0;
+    const std::optional<int64_t> number = parse_integer(text);
+    if (!number || *number >= 0) return identities_.place_of(text);
+    if (use_.method >= kGroups && *number >= INT32_MIN + 1) return static_cast<int32_t>(*number);
+    findings_.add(Consequence::value_missing, table.file(), table.line(), column, text,
+                  "a phantom group, which the method of the pedigree does not take");
+    return 0;
+}
+
+int32_t PedigreeTable::sort_of(const TableReader& table) {
+    if (use_.born.empty() && use_.sort.empty()) return 0;
+    const std::string_view text = table.field(sort_);
+    if (missing_(text) || text.empty()) return 0;
+    const char* reason = "no date";
+    if (!use_.born.empty()) {
+        if (const auto date = parse_date(text, use_.order.value_or(DateOrder::year_month_day)))
+            return *date;
+    } else {
+        const std::optional<int64_t> number = parse_integer(text);
+        if (number && *number > INT32_MIN && *number <= INT32_MAX)
+            return static_cast<int32_t>(*number);
+        reason = number ? "beyond 31 bits" : "no whole number";
+    }
+    findings_.add(Consequence::value_missing, table.file(), table.line(),
+                  use_.born.empty() ? use_.sort : use_.born, text, reason);
+    return 0;
+}
+
+int64_t PedigreeTable::number_generations() {
+    constexpr int32_t kUnderWay = -1;
+    int64_t n_in_loops = 0;
+    std::vector<int32_t> road;
+    for (const int32_t first : order_) {
+        road.push_back(first);
+        while (!road.empty()) {
+            const int32_t place = road.back();
+            Animal& own = at(place);
+            if (own.sort > 0) {
+                road.pop_back();
+                continue;
+            }
+            int32_t generation = 1;
+            bool waits = false;
+            for (const int32_t parent : {own.sire, own.dam}) {
+                if (parent <= 0) continue;
+                const int32_t of_parent = at(parent).sort;
+                if (of_parent == 0) {
+                    road.push_back(parent);
+                    waits = true;
+                }
+                // A parent on the road down to itself: a loop, which is left open here.
+                if (of_parent == kUnderWay && at(place).sort != kUnderWay) ++n_in_loops;
+                generation = std::max(generation, of_parent + 1);
+            }
+            at(place).sort = waits ? kUnderWay : generation;
+            if (!waits) road.pop_back();
+        }
+    }
+    return n_in_loops;
+}
+
+int64_t PedigreeTable::n_not_older() const {
+    int64_t n = 0;
+    for (const int32_t place : order_) {
+        const Animal& own = animal(place);
+        for (const int32_t parent : {own.sire, own.dam})
+            if (parent > 0 && own.sort > 0 && animal(parent).sort >= own.sort) ++n;
+    }
+    return n;
+}
+
+int64_t PedigreeTable::n_without_sort() const {
+    return std::ranges::count_if(order_, [&](int32_t place) { return animal(place).sort <= 0; });
+}
+
+std::vector<int32_t> read_typed(const TypedUse& use, IdentityTable& identities, Findings& findings,
+                                TableCounts& counts) {
+    TableReader table(use.file, use.form);
+    const MissingSigns missing(use.missing);
+    const std::size_t column = use.animal.empty() ? 0 : table.column(use.animal);
+    std::vector<int32_t> typed;
+    std::set<int32_t> met;
+    read_records(table, findings, counts, [&] {
+        const std::string_view text = table.field(column);
+        const char* reason = nullptr;
+        if (missing(text) || text.empty())
+            reason = "is missing";
+        else if (!met.insert(identities.place_of(text)).second)
+            reason = "an earlier record is of the same animal";
+        if (reason != nullptr) {
+            findings.add(Consequence::record_rejected, table.file(), table.line(),
+                         table.names()[column], text, reason);
+            return false;
+        }
+        typed.push_back(identities.find(text));
+        return true;
+    });
+    return typed;
+}
+
+TableCounts read_matrix(const MatrixUse& use, IdentityTable& identities, ClassNames* classes,
+                        Findings& findings, const std::string& intermediate) {
+    TableReader table(use.file, use.form);
+    const MissingSigns missing(use.missing);
+    const auto column = [&](const std::string& name, std::size_t otherwise) {
+        return name.empty() ? std::min(otherwise, table.names().size() - 1) : table.column(name);
+    };
+    const std::size_t columns[] = {column(use.row, 0), column(use.column, 1)},
+                      value_column = column(use.value, 2);
+    Output out(intermediate);
+    TableCounts counts;
+    read_records(table, findings, counts, [&] {
+        MatrixElement element{};
+        const auto reject = [&](std::size_t at, const char* reason) {
+            findings.add(Consequence::record_rejected, table.file(), table.line(),
+                         table.names()[at], table.field(at), reason);
+            return false;
+        };
+        const std::optional<double> value = parse_real(table.field(value_column), use.decimal_sign);
+        if (!value) return reject(value_column, "no number");
+        element.value = *value;
+        // The logarithm of the determinant may stand first.
+        const bool is_determinant =
+            counts.n_read == 1 && table.field(columns[0]) == "0" && table.field(columns[1]) == "0";
+        for (std::size_t k = 0; k < 2 && !is_determinant; ++k) {
+            const std::string_view text = table.field(columns[k]);
+            if (missing(text) || text.empty()) return reject(columns[k], "is missing");
+            int32_t& place = k == 0 ? element.row : element.column;
+            place = classes != nullptr ? classes->place_of(text) : identities.place_of(text);
+        }
+        out.put(std::string_view(reinterpret_cast<const char*>(&element), sizeof element));
+        return true;
+    });
+    out.finish();
+    return counts;
+}
+
+}  // namespace kve::companion::prep
