@@ -35,6 +35,11 @@ bool names_an_animal(const std::string& name) {
                                "eartag", "calf", "ewe", "ram", "sow", "boar", "horse", "mare"});
 }
 
+bool names_a_class(const std::string& name) {
+    return holds_one_of(name, {"year", "herd", "farm", "flock", "breed", "sex", "season", "group",
+                               "parity", "lactation", "region", "litter", "pen", "batch"});
+}
+
 std::string number_of_different(std::size_t n) {
     return n == 1 ? "one value" : fmt::format("{} different values", n);
 }
@@ -78,7 +83,7 @@ Guess guess_number(const std::string& name, const std::vector<std::string>& valu
         column.role = Role::identity;
         return {column, words + ", and the name is that of an animal"};
     }
-    if (n_different <= kFewLevels || holds_one_of(name, {"year", "herd", "farm", "flock"})) {
+    if (n_different <= kFewLevels || names_a_class(name)) {
         column.role = Role::klass;
         return {column, words};
     }
@@ -105,7 +110,7 @@ Guess guess_text(const std::string& name, const std::vector<std::string>& values
         column.role = Role::skip;
         return {column, words + ": remarks"};
     }
-    if (n_different * kManyRecords > values.size() && n_different > 20) {
+    if (!names_a_class(name) && n_different * kManyRecords > values.size() && n_different > 20) {
         column.role = Role::identity;
         return {column, words + fmt::format(" in {} records", values.size())};
     }

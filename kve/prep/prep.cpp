@@ -256,7 +256,7 @@ void Preparation::show_columns(Output& out) const {
                                      field.classes->keeps_integers() ? "" : ", numbered");
             if (field.column != nullptr && field.n_missing_by_sign > 0)
                 words += fmt::format(", {} missing in the table", field.n_missing_by_sign);
-            out.put(fmt::format("  {:<9}{:<10}{}\n", fmt::format("{} {}", kind, place.number),
+            out.put(fmt::format("  {:<12}{:<10}{}\n", fmt::format("{} {}", kind, place.number),
                                 field.variable, words));
         }
     if (const std::vector<std::string> unused = maker_->unused_columns(); !unused.empty())

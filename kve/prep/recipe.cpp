@@ -125,7 +125,9 @@ DateOrder order_of(const toml::node& node, const std::string& words) {
 }
 
 void read_table(Entries& entries, const std::filesystem::path& folder, TableUse& use) {
-    use.file = (folder / entries.as<std::string>(entries.expect("file"), "file")).string();
+    use.file = (folder / entries.as<std::string>(entries.expect("file"), "file"))
+                   .lexically_normal()
+                   .string();
     std::string text;
     if (const toml::node* node = entries.find("delimiter"))
         use.form.delimiter = sign_of(*node, entries.as<std::string>(*node, "delimiter"));
