@@ -67,7 +67,6 @@ int run_fresh(void (*stages)()) {
     } catch (const Left& left) {
         status = left.status;
     }
-    if (kve::state::KVE_LOG != nullptr) std::fclose(kve::state::KVE_LOG);
     reset_tables();
     require(next_descriptor() == free_before);
     return status;

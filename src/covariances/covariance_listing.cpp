@@ -148,13 +148,13 @@ void KVEGR(int32_t unit) {
     TextOutput file;
     Sheet sheet;
     if (unit != kListingUnit) {
-        if (file.open(kParameterFile) != 0) stop_not_written(kParameterFile);
+        check_written(file.open(kParameterFile), kParameterFile);
         sheet.file = &file;
     }
     print_matrices(TriangleOf::covariances, sheet);
     print_matrices(TriangleOf::correlations, sheet);
     if (phenotype_is_simple()) print_phenotypic_section(sheet);
-    if (sheet.file != nullptr && file.close() != 0) stop_not_written(kParameterFile);
+    if (sheet.file != nullptr) check_written(file.close(), kParameterFile);
 }
 
 }  // namespace kve

@@ -388,8 +388,8 @@ void finish_pass(RecodingPass& pass) {
     warn_levels_0(pass);
     warn_lost_ends(pass.lost_ends);
     // Both files must be complete on disk whatever stops the run later.
-    if (UNITS.RCDATA_I.flush() != 0) stop_not_written(UNITS.RCDATA_I.path());
-    if (UNITS.RCDATA_R.flush() != 0) stop_not_written(UNITS.RCDATA_R.path());
+    check_written(UNITS.RCDATA_I.flush(), UNITS.RCDATA_I.path());
+    check_written(UNITS.RCDATA_R.flush(), UNITS.RCDATA_R.path());
     release_record();
 }
 

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "base/input.h"
 #include "base/state.h"
@@ -89,14 +90,17 @@ bool fits_into(const FileName& file, int64_t variables) {
     return variables <= most / (DIRECTIVES.data_format == kAscii ? 2 : 4);
 }
 
-// Tables are made for each variable: a count that is a slip of the pen gets none.
+// Tables are made for each variable: a count that is a slip of the pen gets none, and neither do
+// many lines with large ones.
 void check_record_fits() {
     int32_t &ni = DIRECTIVES.NI, &nr = DIRECTIVES.NR;
+    const int64_t variables = int64_t{ni} + nr;
+    if (variables <= kAnyVariables) return;
+    const int64_t earlier = DIRECTIVES.n_large_variables;
+    DIRECTIVES.n_large_variables += variables;
     const bool two = DIRECTIVES.n_data_files == 2;
-    const int64_t in_first = two ? ni : int64_t{ni} + nr;
-    if (int64_t{ni} + nr <= kAnyVariables) return;
-    if (fits_into(DIRECTIVES.data_file[0], in_first) &&
-        (!two || fits_into(DIRECTIVES.data_file[1], nr)))
+    if (fits_into(DIRECTIVES.data_file[0], earlier + (two ? ni : variables)) &&
+        (!two || fits_into(DIRECTIVES.data_file[1], earlier + nr)))
         return;
     tell_limit(
         "ERROR - $DATA: a record of %d integer and %d real variables is larger than the file", ni,
@@ -136,6 +140,8 @@ bool read_data_line(std::string_view rest) {
 // The names of the columns in order: the integers, then the reals. Surplus names are counted only.
 class NameList {
  public:
+    explicit NameList(bool is_repeated) : is_repeated_(is_repeated) {}
+
     void add(std::string_view name) { set(++found_, name); }
 
     // stem + first, ..., stem + last. The bounds are the user's: only what fits is run through.
@@ -152,13 +158,16 @@ class NameList {
     static int64_t integers() { return std::max<int64_t>(DIRECTIVES.NAME_I.size() - 1, 0); }
     static int64_t columns() { return integers() + DIRECTIVES.NAME_R.size(); }
 
-    static void set(int64_t column, std::string_view name) {
+    // A second section is refused, however many columns it names.
+    void set(int64_t column, std::string_view name) const {
+        if (is_repeated_) return;
         if (column <= integers())
             DIRECTIVES.NAME_I(column) = name;
         else if (column <= columns())
             DIRECTIVES.NAME_R(column - integers()) = name;
     }
 
+    bool is_repeated_;
     int64_t found_ = 0;
 };
 
@@ -233,8 +242,7 @@ Keyword read_data_section() {
 Keyword read_variable_section() {
     Keyword next;
     std::string text = join_section({}, next);
-    DIRECTIVES.names_from_user = true;
-    NameList names;
+    NameList names(std::exchange(DIRECTIVES.names_from_user, true));
     for (std::string_view rest = left_adjusted(text); !rest.empty();) {
         std::string_view token = cut_word(rest);
         if (std::size_t bracket = token.find('['); bracket != std::string_view::npos)

@@ -121,6 +121,7 @@ struct Directives {
     int32_t NR = 0;      // real columns
     float RMISS = 0.0F;  // a real at or below it is missing
     int32_t n_data_files = 0;
+    int64_t n_large_variables = 0;  // of all $DATA lines with many of them
     FileName data_file[2];
     Vec<Name, 0> NAME_I;     // 0..NI, NAME_I(0) is "Mu"
     Vec<Name> NAME_R;        // 1..NR

@@ -39,6 +39,12 @@ std::filesystem::path end_of_links(std::filesystem::path name) {
     return name;
 }
 
+// Nobody can open such a name as it stands.
+bool tells_absence(int code) {
+    return code == ENOENT || code == ENOTDIR || code == EACCES || code == ELOOP ||
+           code == ENAMETOOLONG;
+}
+
 FileIdentity identity_in(const struct stat& about) { return {about.st_dev, about.st_ino, {}}; }
 
 // Of a stream that was redirected to or from a file; pipes and devices are none.
@@ -100,6 +106,8 @@ FileIdentity identity_of(const std::string& name) {
     struct stat about;
     if (::stat(name.c_str(), &about) == 0)
         return S_ISREG(about.st_mode) ? identity_in(about) : FileIdentity{0, 0, name};
+    // What may be an input is not replaced because the system could not tell.
+    if (!tells_absence(errno)) stop_not_read(name, errno);
     const std::filesystem::path end = end_of_links(name);
     const std::string folder = end.has_parent_path() ? end.parent_path().string() : ".";
     if (::stat(folder.c_str(), &about) != 0) return {0, 0, end.string()};

@@ -20,7 +20,9 @@ WRITES(UNITS);
 
 namespace {
 
-[[noreturn]] void stop_input_not_opened(const std::string& name) {
+void check_opened(int status, const std::string& name) {
+    if (status == 0) return;
+    tell_input_not_opened(name, status);
     say("ERROR OPENING FILES");
     say("        File: %s", name.c_str());
     stop_run();
@@ -30,14 +32,14 @@ template <class Unit>
 void open_input(Unit& unit, const FileName& file) {
     const std::string name = file.string();
     note_input(name);
-    if (unit.open_input(name) != 0) stop_input_not_opened(name);
+    check_opened(unit.open_input(name), name);
 }
 
 // A text of this run's own.
 void open_text(TextInput& unit, const FileName& file) {
     const std::string name = file.string();
     note_input(name, name);
-    if (unit.open(name) != 0) stop_input_not_opened(name);
+    check_opened(unit.open(name), name);
 }
 
 template <class Unit>

@@ -36,8 +36,8 @@ int gaps_in(std::string_view line) {
 bool has_four_columns(const VAR_STR_SPEC& spec) {
     TextInput file;
     note_input(spec.file[0].string());
-    if (file.open_input(spec.file[0].string()) != 0)
-        stop_pedigree_not_opened(spec.factor, spec.file[0]);
+    if (const int code = file.open_input(spec.file[0].string()); code != 0)
+        stop_pedigree_not_opened(spec.factor, spec.file[0], code);
     std::string_view line;
     const TextInput::Line read = file.read_line(line, kLongestLine);
     if (read == TextInput::Line::failed) stop_not_read(file.path(), file.error());

@@ -116,7 +116,9 @@ bool replaces_earlier_text(const state::InlineText& section) {
 
 // `all_known` tells whether all words of the directive file could be read.
 bool may_be_input(const std::string& file, std::optional<bool>& all_known) {
-    if (std::error_code ignored; !std::filesystem::exists(file, ignored)) return false;
+    std::error_code ignored;
+    if (std::filesystem::status(file, ignored).type() == std::filesystem::file_type::not_found)
+        return false;
     if (!all_known) all_known = read_remaining_words();
     return !*all_known || is_input_file(file) || is_listing(file) || is_named_anywhere(file);
 }

@@ -51,7 +51,8 @@ void find_user_file(Keyword keyword, FileName& name) {
         tell_missing(keyword, name);
 }
 
-void stop_pedigree_not_opened(int32_t factor, const FileName& name) {
+void stop_pedigree_not_opened(int32_t factor, const FileName& name, int code) {
+    tell_input_not_opened(name.view(), code);
     say("%9sERROR - The pedigree file for random factor%12d cannot be opened: %s", "", factor,
         name.string().c_str());
     stop_run();

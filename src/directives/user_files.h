@@ -20,7 +20,7 @@ void require_file(Keyword keyword, const FileName& name);
 // Both, one after the other.
 void find_user_file(Keyword keyword, FileName& name);
 
-// The pedigree file of a random factor cannot be opened.
-[[noreturn]] void stop_pedigree_not_opened(int32_t factor, const FileName& name);
+// The pedigree file of a random factor cannot be opened; `code` is the system's error number.
+[[noreturn]] void stop_pedigree_not_opened(int32_t factor, const FileName& name, int code);
 
 }  // namespace kve

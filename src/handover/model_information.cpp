@@ -213,7 +213,7 @@ void KVEPFL() {
     for (int32_t k = 1; k <= KVEINT.NRAMAT + 1; ++k)
         describe_matrix(file, RMAT(k), k <= KVEINT.NRAMAT);
     describe_tail(file, run, residual_of(RMAT));
-    if (MODINF.close() != 0) stop_not_written("MODINF");
+    check_written(MODINF.close(), "MODINF");
 }
 
 }  // namespace kve

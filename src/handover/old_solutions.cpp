@@ -187,7 +187,7 @@ void translate_old_solutions() {
     write_header(old);
     for (; read_entry(old); ++old.n_read) translate_entry(old);
     UNITS.old_solutions.close();
-    if (UNITS.oldsol.close() != 0) stop_not_written("oldsol");
+    check_written(UNITS.oldsol.close(), "oldsol");
     report_counts(old);
 }
 

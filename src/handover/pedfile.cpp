@@ -148,13 +148,13 @@ void write_pedfile(int32_t k) {
     if (k > kLastFactor) stop_factor_number(k);
     const std::string name = factor_file_name("PEDFILE", k);
     RecordOutput file;
-    if (file.open(name) != 0) stop_not_written(name);
+    check_written(file.open(name), name);
     const int64_t n = FACTORS.NRALEV(k);
     Vec<int32_t> order;
     check_allocated(order.allocate(n), kRoutine, "ORDER", n);
     order_by_level(order);
     write_pairs(order, file);
-    if (file.close() != 0) stop_not_written(name);
+    check_written(file.close(), name);
     warn_of_wrong_pairs(k, name, count_wrong_pairs(k, order));
 }
 

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "base/state.h"
-#include "listing/model_file.h"
 
 namespace kve {
 
@@ -29,12 +28,11 @@ void tell_listing() {
         return;  // there is no other place to tell it
 }
 
-// Calls nothing but what POSIX allows in a handler. What the run holds in buffers is lost: no
-// program takes these files for complete. The signal itself ends the program then, so that a shell
-// stops its script as the user wants.
+// Calls nothing but what POSIX allows in a handler. What the run holds in buffers is lost: MODINF
+// is empty until the outcome stands, so no program takes these files for complete. The signal
+// itself ends the program then, so that a shell stops its script as the user wants.
 void end_interrupted_run(int signal) {
     if (OUTCOME_STANDS.exchange(true)) return;
-    empty_model_file();
     tell_listing();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
@@ -48,6 +46,7 @@ void end_interrupted_run(int signal) {
 void catch_signals() {
     struct sigaction action = {};
     action.sa_handler = end_interrupted_run;
+    action.sa_flags = SA_RESTART;  // for one that comes too late
     ::sigfillset(&action.sa_mask);
     for (int signal : kSignals) {
         struct sigaction before;

@@ -12,11 +12,11 @@ inline constinit std::atomic<bool> OUTCOME_STANDS = false;
 
 }  // namespace state
 
-// From here on such a signal empties MODINF, tells the listing and ends the program at once. Those
-// that the caller lets be ignored, as nohup does, stay so.
+// From here on such a signal tells the listing and ends the program at once. Those that the caller
+// lets be ignored, as nohup does, stay so.
 void catch_signals();
 
-// From here on such a signal changes nothing: the outputs are whole and the last line follows.
+// From here on such a signal changes nothing: the other outputs are whole and MODINF follows.
 void settle_outcome();
 
 }  // namespace kve

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <string_view>
@@ -11,16 +12,18 @@
 #include "base/input.h"
 #include "base/output_file.h"
 #include "base/state.h"
+#include "listing/units.h"
 
 namespace kve {
 
 WRITES(PROGRAM_ID);
 WRITES(RUN_DATE);
 WRITES(LINES_ON_PAGE);
-WRITES(KVE_LOG);
 WRITES(HAS_LOG);
 WRITES(LISTING_FAULT);
+READS(AT_LOST_LINE);
 WRITES(N_WARNINGS);
+WRITES(UNITS);
 
 namespace {
 
@@ -29,13 +32,19 @@ constexpr std::size_t kLongestLogLine = 32768;
 
 // Later lines may find room again, so the first fault is kept.
 void note_lost_line() {
-    if (LISTING_FAULT == 0) LISTING_FAULT = errno != 0 ? errno : EIO;
+    if (LISTING_FAULT != 0) return;
+    LISTING_FAULT = errno != 0 ? errno : EIO;
+    if (AT_LOST_LINE != nullptr) AT_LOST_LINE();
 }
 
-[[gnu::format(printf, 2, 0)]] void print_line(std::FILE* to, const char* format,
-                                              std::va_list items) {
-    const bool printed = std::vfprintf(to, format, items) >= 0 && std::fputc('\n', to) != EOF;
-    if (!printed && to == stdout) note_lost_line();
+[[gnu::format(printf, 1, 0)]] void print_line(const char* format, std::va_list items) {
+    if (std::vprintf(format, items) < 0 || std::putchar('\n') == EOF) note_lost_line();
+}
+
+[[gnu::format(printf, 1, 0)]] void print_log_line(const char* format, std::va_list items) {
+    std::string line;
+    append_list(line, format, items);
+    UNITS.KVE_LOG.print_line(line);
 }
 
 }  // namespace
@@ -57,7 +66,7 @@ void start_listing() {
 void say(const char* format, ...) {
     std::va_list items;
     va_start(items, format);
-    print_line(stdout, format, items);
+    print_line(format, items);
     va_end(items);
 }
 
@@ -71,7 +80,7 @@ void count_lines(int lines) { LINES_ON_PAGE += lines; }
 void say_line(const char* format, ...) {
     std::va_list items;
     va_start(items, format);
-    print_line(stdout, format, items);
+    print_line(format, items);
     va_end(items);
     count_lines(1);
 }
@@ -80,7 +89,7 @@ void say_row(const char* format, ...) {
     page_if(1);
     std::va_list items;
     va_start(items, format);
-    print_line(stdout, format, items);
+    print_line(format, items);
     va_end(items);
     count_lines(1);
 }
@@ -140,35 +149,27 @@ int sync_listing() {
 }
 
 int open_log() {
-    if (KVE_LOG != nullptr) std::fclose(KVE_LOG);
-    KVE_LOG = nullptr;
-    HAS_LOG = false;
     N_WARNINGS = 0;
-    int descriptor = -1;
-    if (const int status = open_output("KVE_LOG", descriptor); status != 0) return status;
-    KVE_LOG = ::fdopen(descriptor, "w");
-    HAS_LOG = KVE_LOG != nullptr;
-    return HAS_LOG ? 0 : errno;
+    const int status = UNITS.KVE_LOG.open("KVE_LOG");
+    HAS_LOG = status == 0;
+    return status;
 }
 
 void log_say(const char* format, ...) {
-    if (KVE_LOG == nullptr) return;
     std::va_list items;
     va_start(items, format);
-    print_line(KVE_LOG, format, items);
+    print_log_line(format, items);
     va_end(items);
 }
 
-void log_blank() {
-    if (KVE_LOG != nullptr) std::fputc('\n', KVE_LOG);
-}
+void log_blank() { UNITS.KVE_LOG.print_line(""); }
 
 void log_warning(const char* format, ...) {
-    if (KVE_LOG == nullptr) return;
+    if (!UNITS.KVE_LOG.is_open()) return;
     ++N_WARNINGS;
     std::va_list items;
     va_start(items, format);
-    print_line(KVE_LOG, format, items);
+    print_log_line(format, items);
     va_end(items);
 }
 
@@ -180,25 +181,11 @@ void tell_warnings_in_log() {
     block.print();
 }
 
-int flush_log() {
-    if (KVE_LOG == nullptr) return 0;
-    return std::fflush(KVE_LOG) != 0 || std::ferror(KVE_LOG) ? EIO : 0;
-}
-
-int close_log() {
-    if (KVE_LOG == nullptr) return 0;
-    int status = flush_log();
-    if (status == 0) status = sync_to_disk(::fileno(KVE_LOG));
-    if (std::fclose(KVE_LOG) != 0 && status == 0) status = errno;
-    KVE_LOG = nullptr;
-    return status;
-}
-
 bool has_log() { return HAS_LOG; }
 
 void copy_log_to_listing() {
     HAS_LOG = false;
-    static_cast<void>(flush_log());
+    static_cast<void>(UNITS.KVE_LOG.flush());
     TextInput log;
     std::string_view line;
     int status = log.open("KVE_LOG");
@@ -208,7 +195,7 @@ void copy_log_to_listing() {
         status = log.error();
     }
     if (status != 0) say_row("ERROR - reading the file KVE_LOG failed: %s", std::strerror(status));
-    static_cast<void>(close_log());
+    static_cast<void>(UNITS.KVE_LOG.close());
 }
 
 }  // namespace kve

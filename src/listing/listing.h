@@ -7,7 +7,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
 #include "base/text.h"
@@ -23,12 +22,13 @@ inline constinit Text<19> RUN_DATE;  // local time, "year-mm-dd hh:mm:ss"
 // Lines printed on the page so far; 0 before the first page head.
 inline constinit int32_t LINES_ON_PAGE = 0;
 
-// What was understood of the model section; null unless this run has it open.
-inline constinit std::FILE* KVE_LOG = nullptr;
-inline constinit bool HAS_LOG = false;  // this run has made it; it may be closed
+inline constinit bool HAS_LOG = false;  // this run has made KVE_LOG; it may be closed
 
-// The system's error number of the first line that did not reach the listing, 0 while it has all.
+// The system's error number of the first line that did not reach the listing, 0 while it has all;
+// what is called then, unless it is null.
 inline constinit int LISTING_FAULT = 0;
+using Answer = void (*)();
+inline constinit Answer AT_LOST_LINE = nullptr;
 
 inline constinit int N_WARNINGS = 0;  // in the log
 
@@ -88,8 +88,6 @@ void log_blank();
 [[gnu::format(printf, 1, 2)]] void log_warning(const char* format, ...);
 // On the listing, which says where they stand when the run goes on. Nothing without warnings.
 void tell_warnings_in_log();
-[[nodiscard]] int flush_log();
-[[nodiscard]] int close_log();  // on the disk then
 // By this run: a log that an earlier one has left does not count.
 bool has_log();
 // Copies the log to the listing, each line cut to 98 characters, and closes it.

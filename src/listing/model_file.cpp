@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+
 #include "base/output_file.h"
 #include "base/state.h"
 
@@ -11,7 +13,7 @@ WRITES(MODEL_FILE);
 
 int begin_model_file() {
     struct stat about;
-    if (::stat("MODINF", &about) != 0) return 0;
+    if (::stat("MODINF", &about) != 0) return errno == ENOENT ? 0 : errno;
     int descriptor = -1;
     if (const int status = open_output("MODINF", descriptor); status != 0) return status;
     if (const int before = MODEL_FILE.descriptor.exchange(descriptor); before >= 0) ::close(before);

@@ -30,7 +30,7 @@ inline constinit ModelFile MODEL_FILE;
 // to do. 0, or what open_output tells.
 [[nodiscard]] int begin_model_file();
 
-// At every stop, also from a signal handler.
+// At every stop. Ahead of the outcome it is empty anyway.
 void empty_model_file();
 
 }  // namespace kve

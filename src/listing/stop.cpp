@@ -1,5 +1,6 @@
 #include "listing/stop.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -18,33 +19,29 @@ namespace kve {
 
 READS(LISTING_FAULT);
 READS(PROGRAM_ID);
+WRITES(AT_LOST_LINE);
 WRITES(CUT_FILES);
 WRITES(BEFORE_STOP);
 
 namespace {
 
-// Brings the outputs to disk. Empty, or the name of one that could not be written.
-std::string flush_outputs() {
-    std::string failed = flush_units();
-    if (flush_log() != 0 && failed.empty()) failed = "KVE_LOG";
-    return failed;
-}
-
-void tell_not_written(std::string_view file) {
-    say("ERROR - writing the file %.*s failed", KVE_SV(file));
-}
-
 void tell_cut_files() {
-    for (const std::string& file : CUT_FILES)
-        say("ERROR - writing the file %s failed, the file is not complete", file.c_str());
+    for (const FailedOutput& file : CUT_FILES)
+        say("ERROR - writing the file %s failed, the file is not complete: %s", file.name.c_str(),
+            words_of(file.status).c_str());
 }
 
 // What else went wrong stands ahead of the last lines of a stop.
 void flush_and_tell() {
     if (BEFORE_STOP != nullptr) std::exchange(BEFORE_STOP, nullptr)();
-    std::string failed = flush_outputs();
-    if (!failed.empty()) tell_not_written(failed);
+    const FailedOutput failed = flush_units();
+    if (failed.status != 0) tell_not_written(failed.name, failed.status);
     tell_cut_files();
+}
+
+// As ByteInput tells it.
+const char* reason_of(int code) {
+    return code == ESPIPE ? "it is a pipe, a socket or a device" : std::strerror(code);
 }
 
 // A listing that cannot take its last lines is told where somebody may see it.
@@ -56,6 +53,11 @@ void tell_lost_listing() {
     empty_model_file();
     if (flush_listing() != 0) tell_lost_listing();
     leave_program(kErrorStatus);
+}
+
+void stop_at_lost_line() {
+    say("ERROR - lines of this listing are lost: %s", std::strerror(LISTING_FAULT));
+    stop_run();
 }
 
 }  // namespace
@@ -89,25 +91,25 @@ void terminate_run() {
     leave_with_error();
 }
 
-void note_cut_file(std::string_view file) { CUT_FILES.emplace_back(file); }
+void watch_listing() { AT_LOST_LINE = stop_at_lost_line; }
+
+void note_cut_file(std::string_view file, int status) {
+    CUT_FILES.push_back({std::string(file), status});
+}
 
 void close_outputs() {
-    std::string failed = close_units();
-    if (close_log() != 0 && failed.empty()) failed = "KVE_LOG";
-    if (!failed.empty()) stop_not_written(failed);
+    const FailedOutput failed = close_units();
+    check_written(failed.status, failed.name);
     if (!CUT_FILES.empty()) stop_run();
     if (const int status = sync_working_folder(); status != 0) {
         say("ERROR - the working directory cannot be brought to disk: %s", std::strerror(status));
         stop_run();
     }
-    if (flush_listing() != 0) {
-        say("ERROR - lines of this listing are lost: %s", std::strerror(LISTING_FAULT));
-        stop_run();
-    }
+    if (flush_listing() != 0) stop_at_lost_line();
+    settle_outcome();
 }
 
 void end_run() {
-    settle_outcome();
     Block block;
     block.blank(3);
     block.line(" END OF %.*s", KVE_SV(PROGRAM_ID.padded()));
@@ -145,11 +147,11 @@ void stop_unreadable(std::string_view where, std::string_view expected, std::str
 }
 
 void tell_input_not_opened(std::string_view file, int code) {
-    say("ERROR - opening the file %.*s failed: %s", KVE_SV(file), std::strerror(code));
+    say("ERROR - opening the file %.*s failed: %s", KVE_SV(file), reason_of(code));
 }
 
 void tell_not_read(std::string_view file, int code) {
-    say("ERROR - reading the file %.*s failed: %s", KVE_SV(file), std::strerror(code));
+    say("ERROR - reading the file %.*s failed: %s", KVE_SV(file), reason_of(code));
 }
 
 void stop_not_read(std::string_view file, int code) {
@@ -164,10 +166,14 @@ void stop_not_opened(std::string_view file, int status) {
     stop_run();
 }
 
-void stop_not_written(std::string_view file) {
-    tell_not_written(file);
+void tell_not_written(std::string_view file, int status) {
+    say("ERROR - writing the file %.*s failed: %s", KVE_SV(file), words_of(status).c_str());
+}
+
+void stop_not_written(std::string_view file, int status) {
+    tell_not_written(file, status);
     tell_cut_files();
-    static_cast<void>(flush_outputs());
+    static_cast<void>(flush_units());
     say("Program terminates");
     leave_with_error();
 }

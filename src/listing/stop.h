@@ -7,12 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "listing/units.h"
+
 namespace kve {
 
 namespace state {
 
 // The output files noted as cut.
-inline std::vector<std::string> CUT_FILES;
+inline std::vector<FailedOutput> CUT_FILES;
 
 // What a stop has to bring to disk ahead of the outputs; null while there is nothing.
 using LastDeed = void (*)();
@@ -28,10 +30,15 @@ inline constexpr int kErrorStatus = 16;
 // The orderly stop once the model is known: shows KVE_LOG, when this run has written one.
 [[noreturn]] void terminate_run();
 
-// An output file that could not be written whole, where the run goes on: it will not end well.
-void note_cut_file(std::string_view file);
+// From here on a line that the listing cannot take stops the run. Nobody would see what follows.
+void watch_listing();
 
-// Every output but MODINF is on the disk and the listing has all its lines; stops otherwise.
+// An output file that could not be written whole, where the run goes on: it will not end well.
+// `status` as in FailedOutput.
+void note_cut_file(std::string_view file, int status);
+
+// Every output but MODINF is on the disk and the listing has all its lines; stops otherwise. From
+// here on a signal comes too late to end the run.
 void close_outputs();
 
 // The normal end. Status 0, or 16 when the listing cannot take its last line.
@@ -63,7 +70,13 @@ void tell_not_read(std::string_view file, int code);
 // An output file that could not be opened; `status` is what open_output tells.
 [[noreturn]] void stop_not_opened(std::string_view file, int status);
 
-// An output file that could not be written whole.
-[[noreturn]] void stop_not_written(std::string_view file);
+// An output file that could not be made or written whole.
+void tell_not_written(std::string_view file, int status);
+[[noreturn]] void stop_not_written(std::string_view file, int status);
+
+// Goes on when `status` is 0.
+inline void check_written(int status, std::string_view file) {
+    if (status != 0) stop_not_written(file, status);
+}
 
 }  // namespace kve

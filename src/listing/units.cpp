@@ -14,15 +14,18 @@ namespace {
 
 constexpr std::size_t kLongestFactorFileName = 12;
 
-// The name of one for which the deed failed, empty when all is well. MODINF comes by itself.
+// The first one for which the deed failed. MODINF comes by itself.
 template <class Deed>
-std::string for_all_outputs(const Deed& deed) {
-    std::string failed;
-    for (TextOutput* unit : {&UNITS.PEDDATA, &UNITS.INBREED})
-        if (deed(*unit) != 0) failed = unit->path();
+FailedOutput for_all_outputs(const Deed& deed) {
+    FailedOutput failed;
+    const auto take = [&](auto& unit) {
+        const int status = deed(unit);
+        if (status != 0 && failed.status == 0) failed = {unit.path(), status};
+    };
     for (RecordOutput* unit :
          {&UNITS.RCDATA_I, &UNITS.RCDATA_R, &UNITS.CODE_TABLE, &UNITS.oldsol, &UNITS.RC_F_INFO})
-        if (deed(*unit) != 0) failed = unit->path();
+        take(*unit);
+    for (TextOutput* unit : {&UNITS.PEDDATA, &UNITS.INBREED, &UNITS.KVE_LOG}) take(*unit);
     return failed;
 }
 
@@ -48,11 +51,11 @@ std::string factor_file_name(std::string_view prefix, int32_t k) {
     return (std::string(prefix) + std::to_string(k)).substr(0, kLongestFactorFileName);
 }
 
-std::string flush_units() {
+FailedOutput flush_units() {
     return for_all_outputs([](auto& unit) { return unit.is_open() ? unit.flush() : 0; });
 }
 
-std::string close_units() {
+FailedOutput close_units() {
     return for_all_outputs([](auto& unit) { return unit.close(); });
 }
 

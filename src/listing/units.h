@@ -46,6 +46,7 @@ struct Units {
     DataFile data[2];
     TextInput old_solutions;        // old solutions
     TextInput foreign_information;  // foreign information
+    TextOutput KVE_LOG;             // KVE_LOG
     TextOutput PEDDATA;             // PEDDATA
     TextOutput INBREED;             // INBREED
     TextInput model_text;           // the model description
@@ -67,9 +68,16 @@ inline Units UNITS;
 // The name of a file that a run makes for random factor k: prefix and number, cut to 12 characters.
 std::string factor_file_name(std::string_view prefix, int32_t k);
 
+// An output that could not be written: `status` is the system's error number or what open_output
+// tells, 0 when all is well.
+struct FailedOutput {
+    std::string name;
+    int status = 0;
+};
+
 // Brings everything written so far to the open files, or to the disk as they are closed; MODINF is
-// left alone. Empty when all is well, else the name of one that could not be written.
-std::string flush_units();
-std::string close_units();
+// left alone.
+FailedOutput flush_units();
+FailedOutput close_units();
 
 }  // namespace kve

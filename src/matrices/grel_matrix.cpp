@@ -47,16 +47,16 @@ void store_elements(UserMatrixFile& from, int32_t k, Triangle<double>& G_INV) {
     check_second_matrix_reading(k, from);
 }
 
-// False when a write has failed.
-bool write_triangle(const std::string& name, const Triangle<double>& G_INV) {
+// 0, or what the system says of it.
+int write_triangle(const std::string& name, const Triangle<double>& G_INV) {
     RecordOutput file;
-    if (file.open(name) != 0) return false;
+    if (const int status = file.open(name); status != 0) return status;
     const auto n = static_cast<int32_t>(G_INV.order());
     const double* value = G_INV.data();
     for (int32_t row = 1; row <= n && file.error() == 0; ++row)
         for (int32_t column = 1; column <= row; ++column)
             write_matrix_record(file, {column, row, *value++});
-    return file.close() == 0;
+    return file.close();
 }
 
 }  // namespace
@@ -84,7 +84,7 @@ void GREL_RECODE(int32_t k) {
     check_allocated(G_INV.allocate(n), "GREL_RECODE", "G_INV", n * (n + 1) / 2);
     store_elements(from, k, G_INV);
     const std::string name = factor_file_name("GINV", k);
-    if (!write_triangle(name, G_INV)) note_cut_file(name);
+    if (const int status = write_triangle(name, G_INV); status != 0) note_cut_file(name, status);
 }
 
 }  // namespace kve

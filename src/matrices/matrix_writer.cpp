@@ -86,8 +86,9 @@ void write_matrix_file(int32_t k, int32_t n, MatrixFile i_code, const RowSource&
     if (to.lists) blank_lines(2);
     if (const int closed = to.file.close(); status == 0) status = closed;
     if (status == 0) return;
-    if (RMAT(k).structure == Structure::PED) stop_cut_inverse(k, to.n_written, status);
-    note_cut_file(name);
+    if (RMAT(k).structure != Structure::PED) return note_cut_file(name, status);
+    tell_not_written(name, status);
+    stop_cut_inverse(k, to.n_written, status);
 }
 
 void kvewai(int32_t k, int32_t n, MatrixFile i_code) {

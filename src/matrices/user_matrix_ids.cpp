@@ -196,14 +196,14 @@ void report_missing_ids(int32_t k, int32_t row, int32_t& status) {
         if (IFL(row).mark != 0) continue;
         if (++n_missing == 1) {
             say_missing_heading(k);
-            if (file.open(name) != 0) stop_not_written(name);
+            check_written(file.open(name), name);
         }
         if (n_missing <= kMostMissingListed) say_row("%17s%18d", "", IFL(row).key);
         file.print("%d", IFL(row).key);
     }
     if (n_missing == 0) return;
     say_missing_count(n_missing);
-    if (file.close() != 0) stop_not_written(name);
+    check_written(file.close(), name);
     status = 1;
 }
 

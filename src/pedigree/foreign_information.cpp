@@ -330,7 +330,7 @@ void convert_foreign_records() {
     if (k == 0 || FACTORS.NFINFO(k) == 0) return;
     const bool good = KVE_FINFO2(k);
     UNITS.foreign_information.close();
-    if (UNITS.RC_F_INFO.close() != 0) stop_not_written("RC_F_INFO");
+    check_written(UNITS.RC_F_INFO.close(), "RC_F_INFO");
     if (good) return;
     say("KVE_FINFO2 terminated with an error");
     say("ERROR - correct the records above in the file %s",

@@ -92,7 +92,7 @@ void open_pedigree(PedigreeFile& file) {
     check_input(name.string());
     const int status =
         file.ascii ? file.text.open_input(name.string()) : file.framed.open_input(name.string());
-    if (status != 0) stop_pedigree_not_opened(file.factor, name);
+    if (status != 0) stop_pedigree_not_opened(file.factor, name, status);
     check_allocated(file.ascii ? file.records.open(make_text_record, &file, sizeof(WideRecord))
                                : file.records.open(make_framed_record, &file, sizeof(FramedRecord)),
                     "PEDIGREE", "RECORDS", kColumns);

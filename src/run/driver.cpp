@@ -41,6 +41,7 @@ namespace kve {
 READS(DIRECTIVES);
 
 void run() {
+    watch_listing();    // nothing is told to nobody
     start_listing();    // page head
     print_banner();     // name and version
     read_dimensions();  // DIMENSIONS

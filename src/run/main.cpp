@@ -14,7 +14,7 @@
 namespace {
 
 // The first file opened would take the place of a stream that the caller has closed, and the
-// listing would end in that file. What stands here instead fails at the first use.
+// words meant for it would end in that file. What stands here instead fails at the first use.
 void occupy_closed_streams() {
     for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (::fcntl(stream, F_GETFD) < 0)

@@ -8,6 +8,7 @@
 #include "base/arrays.h"
 #include "listing/stop.h"
 #include "store/big_tables.h"
+#include "store/walks.h"
 
 namespace kve {
 
@@ -30,8 +31,11 @@ class ElementIndex {
 
     // The element is linked and has its column.
     void enter(int32_t row, int32_t element) {
-        if (4 * (used_ + 1) > 3 * slots_.size()) grow();
-        put({row, element});
+        if (4 * (used_ + 1) > 3 * slots_.size()) rebuild(std::max(kFirstSlots, 2 * slots_.size()));
+        while (!put({row, element})) {
+            factor_ = draw_factor();
+            rebuild(slots_.size());
+        }
         ++used_;
     }
 
@@ -48,25 +52,38 @@ class ElementIndex {
 
     int64_t place_of(int32_t row, int32_t column) const {
         const uint64_t place = static_cast<uint64_t>(row) << 32 | static_cast<uint32_t>(column);
-        return static_cast<int64_t>(place * 11400714819323198485U >> 20) & mask_;
+        return static_cast<int64_t>(place * factor_ >> 20) & mask_;
     }
 
-    void put(Slot slot) {
+    // False when the walk to an empty slot is too long.
+    bool put(Slot slot) {
         int64_t at = place_of(slot.row, state::IV(slot.element));
-        while (slots_(at).element != 0) at = (at + 1) & mask_;
-        slots_(at) = slot;
+        for (int step = 0; step < kLongestWalk; ++step, at = (at + 1) & mask_) {
+            if (slots_(at).element != 0) continue;
+            slots_(at) = slot;
+            return true;
+        }
+        return false;
     }
 
-    void grow() {
-        Vec<Slot, 0> before = std::move(slots_);
-        const int64_t n = std::max(kFirstSlots, 2 * before.size());
+    bool put_all(const Vec<Slot, 0>& slots) {
+        for (const Slot& slot : slots)
+            if (slot.element != 0 && !put(slot)) return false;
+        return true;
+    }
+
+    void resize(int64_t n) {
         check_allocated(slots_.allocate(n), "insert_sparse", "ELEMENT INDEX", n);
         mask_ = n - 1;
-        for (const Slot& slot : before)
-            if (slot.element != 0) put(slot);
+    }
+
+    void rebuild(int64_t n) {
+        const Vec<Slot, 0> before = std::move(slots_);
+        for (resize(n); !put_all(before); resize(n)) factor_ = draw_factor();
     }
 
     Vec<Slot, 0> slots_;
+    uint64_t factor_ = 11400714819323198485U;
     int64_t mask_ = 0;
     int64_t used_ = 0;
 };

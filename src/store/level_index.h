@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "base/arrays.h"
+#include "store/walks.h"
 
 namespace kve {
 
@@ -29,7 +30,7 @@ class KeyIndex {
     [[nodiscard]] int allocate(int64_t keys = 0) {
         int bits = kFirstBits;
         while (bits < 31 && kFullest * (int64_t{1} << bits) < kOf * keys) ++bits;
-        return resize(bits);
+        return rebuild(bits);
     }
 
     // The slot of the key, valid until the next enter(), or null.
@@ -46,15 +47,16 @@ class KeyIndex {
 
     // Remembers 0 or more for a key that is absent. A status other than 0: no memory to grow.
     [[nodiscard]] int enter(int32_t key, int32_t value) {
-        if (kOf * (used_ + 1) > kFullest * slots_.size()) {
-            int status = grow();
-            if (status != 0) return status;
-        }
+        int status = 0;
+        if (kOf * (used_ + 1) > kFullest * slots_.size()) status = rebuild(32 - shift_ + 1);
         Slot slot{};
         slot.key = key;
         slot.value_behind = value + 1;
-        put(slot);
-        return 0;
+        while (status == 0 && !put(slot)) {
+            take_other_factor();
+            status = rebuild(32 - shift_);
+        }
+        return status;
     }
 
     // All slots, empty ones among them.
@@ -65,15 +67,26 @@ class KeyIndex {
     static constexpr int64_t kFullest = 3, kOf = 4;  // three of four slots are in use at most
 
     // The high bits of the product depend on all bits of the key.
-    uint32_t place_of(int32_t key) const {
-        return static_cast<uint32_t>(key) * 2654435769U >> shift_;
+    uint32_t place_of(int32_t key) const { return static_cast<uint32_t>(key) * factor_ >> shift_; }
+
+    void take_other_factor() { factor_ = static_cast<uint32_t>(draw_factor()); }
+
+    // False when the walk to an empty slot is too long.
+    bool put(const Slot& slot) {
+        uint32_t at = place_of(slot.key);
+        for (int step = 0; step < kLongestWalk; ++step, at = (at + 1) & mask_) {
+            if (!slots_(at).is_empty()) continue;
+            slots_(at) = slot;
+            ++used_;
+            return true;
+        }
+        return false;
     }
 
-    void put(Slot slot) {
-        uint32_t at = place_of(slot.key);
-        while (!slots_(at).is_empty()) at = (at + 1) & mask_;
-        slots_(at) = slot;
-        ++used_;
+    bool put_all(const Vec<Slot, 0>& slots) {
+        for (const Slot& slot : slots)
+            if (!slot.is_empty() && !put(slot)) return false;
+        return true;
     }
 
     int resize(int bits) {
@@ -86,17 +99,19 @@ class KeyIndex {
         return 0;
     }
 
-    int grow() {
+    int rebuild(int bits) {
         Vec<Slot, 0> before;
         std::swap(before, slots_);
-        int status = resize(32 - shift_ + 1);
-        if (status != 0) return status;
-        for (const Slot& slot : before)
-            if (!slot.is_empty()) put(slot);
-        return 0;
+        int status = resize(bits);
+        while (status == 0 && !put_all(before)) {
+            take_other_factor();
+            status = resize(bits);
+        }
+        return status;
     }
 
     Vec<Slot, 0> slots_;
+    uint32_t factor_ = 2654435769U;
     int shift_ = 32 - kFirstBits;
     uint32_t mask_ = 0;
     int64_t used_ = 0;

@@ -4,7 +4,6 @@
 // With KVE1_FAULTS in the environment the runs are larger, and each of their calls is refused.
 #include "../program/run.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 
 #include <regex>
@@ -67,15 +66,6 @@ int animals_of(int text, Call kind) {
     return kind == Call::growth && text == 2 ? 25000 : 400;
 }
 
-void run_behind_doors(const Scratch& scratch) {
-    std::filesystem::current_path(scratch.folder());
-    ::dup2(::open("directives.in", O_RDONLY), STDIN_FILENO);
-    ::dup2(::open("listing.out", O_WRONLY | O_CREAT, 0666), STDOUT_FILENO);
-    ::dup2(::open("errors.out", O_WRONLY | O_CREAT, 0666), STDERR_FILENO);
-    close_doors();
-    kve::run();
-}
-
 // A neighbour's deed at a read of the run.
 struct Change {
     std::string file;
@@ -93,13 +83,9 @@ Ended run(const std::string& directives, int animals, Call kind, int first, int 
         scratch.write(name, content);
         std::filesystem::last_write_time(scratch.folder() / name, {});
     }
-    scratch.write("directives.in", directives);
     refuse_calls(kind, first, last);
-    std::fflush(stdout);
-    const pid_t child = ::fork();
-    if (child == 0) run_behind_doors(scratch);
     int raw = 0;
-    ::waitpid(child, &raw, 0);
+    ::waitpid(scratch.fork_run(directives, [] { close_doors(), kve::run(); }), &raw, 0);
     Ended ended{WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + raw, doors().own_reads, {}, {}, {}};
     std::ranges::copy(doors().made, ended.calls.begin());
     grant_all_calls();
@@ -150,8 +136,9 @@ const Refusal kRefusals[] = {{Call::allocation, false, "allocation"},
 // Does a stop say what could not be done with which file or table?
 bool names_something(std::string_view words, const Files& files) {
     if (words.find("ERROR") == words.npos) return false;
-    for (const char* other : {"Trying to allocate", "listing", "driver file", "working directory",
-                              "the output ", "writing the file ", "ST_DIR", "CVREST.DIR"})
+    for (const char* other :
+         {"Trying to allocate", "listing", "driver file", "working directory", "the output ",
+          "writing the file ", "reading the file ", "ST_DIR", "CVREST.DIR"})
         if (words.find(other) != words.npos) return true;
     return std::ranges::any_of(
         files, [&](const auto& file) { return words.find(file.first) != words.npos; });

@@ -1,5 +1,6 @@
 #include "run.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 
 #include <cstdarg>
@@ -116,6 +117,20 @@ Outcome Scratch::run(std::string_view directives, const std::string& listing) co
     EXPECT_EQ(read("errors.out"), "") << "nothing goes to standard error";
     return outcome_of(WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw),
                       read("listing.out"));
+}
+
+pid_t Scratch::fork_run(std::string_view directives, const std::function<void()>& work) const {
+    write("directives.in", directives);
+    std::fflush(stdout);
+    const pid_t child = ::fork();
+    if (child != 0) return child;
+    fs::current_path(folder_);
+    constexpr int kOutput = O_WRONLY | O_CREAT | O_TRUNC;
+    ::dup2(::open("directives.in", O_RDONLY), STDIN_FILENO);
+    ::dup2(::open("listing.out", kOutput, 0666), STDOUT_FILENO);
+    ::dup2(::open("errors.out", kOutput, 0666), STDERR_FILENO);
+    work();
+    std::_Exit(99);
 }
 
 std::vector<std::string> framed_records(const std::string& bytes) {

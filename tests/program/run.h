@@ -1,6 +1,8 @@
 // Runs the built program in a scratch folder of its own and reads back what it left there.
 #pragma once
 
+#include <functional>
+
 #include "testing.h"
 
 struct Outcome {
@@ -33,6 +35,9 @@ class Scratch {
     // One run with the given directive text on standard input. `listing` says where the shell sends
     // the listing.
     Outcome run(std::string_view directives, const std::string& listing = ">listing.out") const;
+    // A process that begins as a copy of the test, in the folder, with the directives on standard
+    // input and files for the listing and standard error. `work` ends it.
+    pid_t fork_run(std::string_view directives, const std::function<void()>& work) const;
 
  private:
     std::filesystem::path folder_;

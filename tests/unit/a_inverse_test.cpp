@@ -177,15 +177,18 @@ TEST_F(AInverse, ACutFileStopsTheRunAtOnceForPedigreesAndElseAtItsEnd) {
     std::filesystem::remove("AINV1");
     for (const char* name : {"AINV1", "COR1"}) std::filesystem::create_directory(name);
     EXPECT_STOP(process(factors),
-                "ERROR writing A.* for random factor +1\n +Elements written: +0\n"
+                "ERROR - writing the file AINV1 failed: it is a folder.*\nERROR writing A.* for "
+                "random factor +1\n +Elements written: +0\n"
                 " +Elements in A.*:" +
                     count + " +IOSTAT +: +[1-9][0-9]*\n\nComputations ");
     RMAT(1).structure = Structure::COR;
     kvewai(1, FACTORS.NRALEV(1), MatrixFile::COR);
     EXPECT_STOP(close_outputs(),
-                "ERROR - writing the file COR1 failed, the file is not complete\n"
+                "ERROR - writing the file COR1 failed, the file is not complete: it is a folder: "
+                "remove it\n"
                 "Program terminates\n");
     // Whatever stops it.
-    EXPECT_STOP(stop_not_written("x"), "file x failed\nERROR - writing the file COR1 failed, the");
+    EXPECT_STOP(stop_not_written("x", ENOSPC),
+                "x failed: No space left on device\nERROR - writing the file COR1 failed, the");
     EXPECT_STOP(stop_run(), "ERROR - writing the file COR1 failed, the");
 }

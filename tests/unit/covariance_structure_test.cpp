@@ -102,7 +102,7 @@ TEST_F(CovarianceStructure, ResidualRecordHasOneRowPerTraitAndIllegalColumnsOnly
         MODEL(1).trait_inp_no = 0;
         MODEL(1).wgt_inp_no = weight;
         derive_covariance_structure();
-        ASSERT_EQ(RMAT.size() + flush_log(), 1);
+        ASSERT_EQ(RMAT.size() + state::UNITS.KVE_LOG.flush(), 1);
         expect_fields(
             {"RMAT(1): n_cont 0; n_rc 2; n_traits 2; trait_no 1 2; trait_inp 0 2; t_no 1 2; "
              "rank 2; l_rcov_zero(1,:) F T"});

@@ -30,7 +30,7 @@ class ModelParser : public ModelTest {
         ASSERT_EQ(UNITS.model_text.open("model.txt"), 0);
         state::KVEINT = ModelCounts();
         parse_model();
-        ASSERT_EQ(flush_log(), 0);
+        ASSERT_EQ(state::UNITS.KVE_LOG.flush(), 0);
     }
     static std::string text(Replaced lines) {
         lines.insert(kModel.begin(), kModel.end());

@@ -1,10 +1,12 @@
 // Sorting, the sparse store, growth and small services of the large tables.
 #include <sys/resource.h>
 
+#include <ctime>
 #include <numeric>
 
 #include "listing/int_to_text.h"
 #include "store/level_code.h"
+#include "store/level_index.h"
 #include "store/sorting.h"
 #include "store/sparse_store.h"
 #include "store/work_tables.h"
@@ -57,6 +59,22 @@ void sort_plainly(std::vector<Element>& a) {
 }
 
 }  // namespace
+
+// Keys whose places all lie together under the factor that every index begins with.
+TEST(Index, IsNotSlowedDownByKeysMadeForIt) {
+    constexpr int32_t n = 100000;
+    const std::clock_t begin = std::clock();
+    LevelIndex index;
+    ASSERT_EQ(index.allocate(), 0);
+    uint32_t inverse = 2654435769U;  // of the factor, by Newton's steps
+    for (int step = 0; step < 5; ++step) inverse *= 2 - 2654435769U * inverse;
+    const auto key = [&](int32_t k) {
+        return static_cast<int32_t>(static_cast<uint32_t>(k) * inverse);
+    };
+    for (int32_t k = 0; k < n; ++k) ASSERT_TRUE(!index.find(key(k)) && index.enter(key(k), k) == 0);
+    for (int32_t k = 0; k < n; ++k) ASSERT_EQ(index.find(key(k))->value(), k);
+    EXPECT_LT(std::clock() - begin, 4 * CLOCKS_PER_SEC);
+}
 
 TEST(HeapSort, LeavesEqualKeysWhereThePlainOneDoes) {
     std::mt19937 random(7);
