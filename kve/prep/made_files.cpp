@@ -233,12 +233,12 @@ class DataOutput {
     void put(float value) {
         if (is_binary_) return framed_.put(&value, sizeof value);
         begin_item();
-        text_->put(reals_(value));
+        text_->take(reals_.put(text_->room(kNumberBytes), value));
     }
     void put(double value) {
         if (is_binary_) return framed_.put(&value, sizeof value);
         begin_item();
-        text_->put(doubles_(value));
+        text_->take(doubles_.put(text_->room(kNumberBytes), value));
     }
     void end() {
         is_first_ = true;
