@@ -31,9 +31,11 @@ class WritingBehind {
  private:
     static void* write_buffers(void* self);
     void start(std::size_t bytes);
+    void send_to_disk();
 
     char* buffer_ = nullptr;  // under way, or empty
     std::size_t bytes_ = 0;   // of it; 0 ends the thread
+    std::size_t unsent_ = 0;  // bytes since the disk was told to begin
     int descriptor_ = -1;
     int error_ = 0;
     Semaphore given_, emptied_;
