@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -97,31 +98,36 @@ class Table {
     void put_record(const DataFile& data) {
         bool is_first = true;
         for (const DataColumn& column : columns_) {
-            if (!std::exchange(is_first, false)) out_.put(options_.separator());
-            if (column.is_real())
-                put_real(data, column);
-            else
-                put_integer(data, column);
+            char* at = out_.room(kNumberBytes + 1);
+            if (!std::exchange(is_first, false)) *at++ = options_.separator();
+            out_.take(column.is_real() ? put_real(at, data, column)
+                                       : put_integer(at, data, column));
         }
         out_.put('\n');
     }
 
-    void put_real(const DataFile& data, const DataColumn& column) {
+    // Both put a number at `at`, or nothing, and tell where it ends.
+    char* put_real(char* at, const DataFile& data, const DataColumn& column) {
         const float value = data.real(column.position);
-        if (options_.is_missing(value)) return;
-        if (column.kind == DataColumn::dependent && !is_used(data, column.trait)) return;
-        out_.take(texts_.put(out_.room(kNumberBytes), value));
+        if (options_.is_missing(value)) return at;
+        if (column.kind == DataColumn::dependent && !is_used(data, column.trait)) return at;
+        return texts_.put(at, value);
     }
 
-    void put_integer(const DataFile& data, const DataColumn& column) {
-        const int32_t value = data.integer(column.position);
-        if (!has_list(column)) return out_.put(value);
-        if (value == 0) return;
-        if (!options_.original) return out_.put(value);
+    char* put_integer(char* at, const DataFile& data, const DataColumn& column) const {
+        int32_t value = data.integer(column.position);
+        if (has_list(column)) {
+            if (value == 0) return at;
+            if (options_.original) value = identity_of(data, column, value);
+        }
+        return std::to_chars(at, at + kNumberBytes, value).ptr;
+    }
+
+    int32_t identity_of(const DataFile& data, const DataColumn& column, int32_t level) const {
         const std::vector<int32_t>& identities = identities_[column.list];
-        if (value < 1 || static_cast<std::size_t>(value) >= identities.size())
-            data.refuse(fmt::format("{}: level {} is not in CODE_TABLE", column.name, value));
-        out_.put(identities[static_cast<std::size_t>(value)]);
+        if (level < 1 || static_cast<std::size_t>(level) >= identities.size())
+            data.refuse(fmt::format("{}: level {} is not in CODE_TABLE", column.name, level));
+        return identities[static_cast<std::size_t>(level)];
     }
 
     const Options& options_;
