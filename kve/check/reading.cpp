@@ -179,7 +179,7 @@ constexpr struct {
 };
 
 void keep_log() {
-    static_cast<void>(flush_log());
+    static_cast<void>(UNITS.KVE_LOG.flush());
     std::ifstream file("KVE_LOG", std::ios::binary);
     UNDER->reading.log = {std::istreambuf_iterator<char>(file), {}};
 }

@@ -76,11 +76,6 @@ class RealTexts {
         std::memcpy(at, kept.text, kNumberBytes);  // all of it: that is two instructions
         return at + kept.size;
     }
-    // Until the next call.
-    std::string_view operator()(Real value) {
-        const Kept& kept = text_of(value);
-        return {kept.text, kept.size};
-    }
 
  private:
     static constexpr int kLog = 12;
