@@ -142,11 +142,16 @@ class NameList {
  public:
     explicit NameList(bool is_repeated) : is_repeated_(is_repeated) {}
 
-    void add(std::string_view name) { set(++found_, name); }
+    // A second section is refused, so its names are only counted.
+    void add(std::string_view name) {
+        ++found_;
+        if (!is_repeated_) set(found_, name);
+    }
 
     // stem + first, ..., stem + last. The bounds are the user's: only what fits is run through.
     void add_range(std::string_view stem, int64_t first, int64_t last) {
         int64_t stored = std::min(last - first + 1, std::max<int64_t>(columns() - found_, 0));
+        if (is_repeated_) stored = 0;
         for (int64_t k = 0; k < stored; ++k) set(found_ + 1 + k, numbered(stem, first + k));
         found_ += last - first + 1;
     }
@@ -158,9 +163,7 @@ class NameList {
     static int64_t integers() { return std::max<int64_t>(DIRECTIVES.NAME_I.size() - 1, 0); }
     static int64_t columns() { return integers() + DIRECTIVES.NAME_R.size(); }
 
-    // A second section is refused, however many columns it names.
-    void set(int64_t column, std::string_view name) const {
-        if (is_repeated_) return;
+    static void set(int64_t column, std::string_view name) {
         if (column <= integers())
             DIRECTIVES.NAME_I(column) = name;
         else if (column <= columns())
