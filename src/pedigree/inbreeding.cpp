@@ -1,7 +1,6 @@
 #include "pedigree/inbreeding.h"
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
 #include <cmath>
 #include <cstddef>
@@ -9,7 +8,6 @@
 #include <iterator>
 #include <vector>
 
-#include "base/helper_thread.h"
 #include "base/memory.h"
 #include "base/state.h"
 #include "listing/stop.h"
@@ -63,18 +61,16 @@ struct Pedigree {
     NodeNumbers numbers{};
     Vec<ParentPair, 0> parents_of{};  // by node; 0 is the unknown parent, with nothing to share
     Vec<double, 0> diagonal{};        // of A, by node
+    // By node, with the sire of the family: first T(sire, node) D(node), then A(sire, node).
+    Vec<double, 0> share{};
     // Places with both parents known, sire by sire; and where those of a sire, and of one more,
     // begin.
     Vec<int32_t> progeny{};
     Vec<int32_t> first_progeny{};
-};
 
-// The family under way: a sire, his mates and their ancestors.
-struct Family {
-    Vec<double, 0> share{};  // by node, first T(sire, node) D(node), then A(sire, node)
-    Bits members{};          // nodes for which `share` holds, or will hold
-    Bits waiting{};          // those of them who are still to be visited
-    Bits groups{};           // words of `waiting` that have any
+    Bits family{};   // nodes for which `share` holds, or will hold
+    Bits waiting{};  // those of them who are still to be visited
+    Bits groups{};   // words of `waiting` that have any
     int32_t n_waiting = 0;
     std::vector<Member> line{}, mates{};
     std::vector<int32_t> pending{};
@@ -96,22 +92,20 @@ NoRoom number_nodes(const Vec<ParentPair>& parents, NodeNumbers& numbers) {
     return {};
 }
 
-NoRoom allocate_family(Family& family, int32_t n_nodes) {
-    const int64_t n = int64_t{n_nodes} + 1;
-    const int64_t words = word_of(n_nodes) + 1, groups = words / 64 + 1;
-    const bool all = family.share.allocate(n) == 0 && family.members.allocate(words) == 0 &&
-                     family.waiting.allocate(words) == 0 && family.groups.allocate(groups) == 0;
-    if (all) family.members(0) |= bit_of(0);  // the unknown parent need not be visited
-    return all ? NoRoom{} : NoRoom{"FAMILY", n};
+NoRoom allocate_nodes(Pedigree& ped) {
+    const int64_t n = int64_t{ped.numbers.n_nodes} + 1;
+    const int64_t words = word_of(ped.numbers.n_nodes) + 1, groups = words / 64 + 1;
+    const bool all = ped.parents_of.allocate(n) == 0 && ped.diagonal.allocate(n) == 0 &&
+                     ped.share.allocate(n) == 0 && ped.family.allocate(words) == 0 &&
+                     ped.waiting.allocate(words) == 0 && ped.groups.allocate(groups) == 0;
+    return all ? NoRoom{} : NoRoom{"NODES", n};
 }
 
 // The parents become nodes.
 NoRoom make_nodes(Pedigree& ped) {
     if (const NoRoom none = number_nodes(ped.parents, ped.numbers); none.array != nullptr)
         return none;
-    const int64_t n_nodes = int64_t{ped.numbers.n_nodes} + 1;
-    if (ped.parents_of.allocate(n_nodes) != 0) return {"NODES", n_nodes};
-    if (ped.diagonal.allocate(n_nodes) != 0) return {"NODES", n_nodes};
+    if (const NoRoom none = allocate_nodes(ped); none.array != nullptr) return none;
     int32_t last = 0;
     for (int32_t j = 1; j <= ped.parents.size(); ++j) {
         ParentPair& p = ped.parents(j);
@@ -144,112 +138,112 @@ double sampling_variance(const Pedigree& ped, ParentPair p) {
     return std::max(1.0 - parents * 0.25, 0.0);
 }
 
-double mean_of_parents(const Family& f, ParentPair p) {
-    return 0.5 * (f.share(p.sire) + f.share(p.dam));
+double mean_of_parents(const Pedigree& ped, ParentPair p) {
+    return 0.5 * (ped.share(p.sire) + ped.share(p.dam));
 }
 
-bool is_in_family(const Family& f, int32_t node) {
-    return (f.members(word_of(node)) & bit_of(node)) != 0;
+bool is_in_family(const Pedigree& ped, int32_t node) {
+    return (ped.family(word_of(node)) & bit_of(node)) != 0;
 }
 
 // The sire and his ancestors, each after its parents. Nothing is known of how deep a pedigree goes,
 // so there is a stack and no recursion. Kept: this order, since it is that in which the shares of
 // an ancestor are added up.
-void list_sire_line(const Pedigree& ped, Family& f, int32_t sire) {
-    f.line.clear();
+void list_sire_line(Pedigree& ped, int32_t sire) {
+    ped.line.clear();
     const auto push = [&](int32_t node) {
-        if (is_in_family(f, node)) return;
+        if (is_in_family(ped, node)) return;
         __builtin_prefetch(&ped.parents_of(node));
-        f.pending.push_back(node);
+        ped.pending.push_back(node);
     };
     push(sire);
-    while (!f.pending.empty()) {
-        const int32_t at = f.pending.back();
-        const std::size_t height = f.pending.size();
+    while (!ped.pending.empty()) {
+        const int32_t at = ped.pending.back();
+        const std::size_t height = ped.pending.size();
         const ParentPair parents = ped.parents_of(at);
         push(parents.sire);
         push(parents.dam);
-        if (f.pending.size() > height) continue;
-        f.pending.pop_back();
-        if (is_in_family(f, at)) continue;
-        f.members(word_of(at)) |= bit_of(at);
-        f.line.push_back({at, parents});
-        f.share(at) = 0.0;
+        if (ped.pending.size() > height) continue;
+        ped.pending.pop_back();
+        if (is_in_family(ped, at)) continue;
+        ped.family(word_of(at)) |= bit_of(at);
+        ped.line.push_back({at, parents});
+        ped.share(at) = 0.0;
     }
 }
 
 // Up the sire's line: a share of 1 passes on by halves, and an ancestor's weight is its share times
 // its sampling variance. Down again: each adds the mean of its parents.
-void relate_sire_line(const Pedigree& ped, Family& f, int32_t sire) {
-    list_sire_line(ped, f, sire);
-    f.share(sire) = 1.0;
-    for (auto at = f.line.rbegin(); at != f.line.rend(); ++at) {
+void relate_sire_line(Pedigree& ped, int32_t sire) {
+    list_sire_line(ped, sire);
+    ped.share(sire) = 1.0;
+    for (auto at = ped.line.rbegin(); at != ped.line.rend(); ++at) {
         const auto [node, parents] = *at;
-        const double half = 0.5 * f.share(node);
-        if (parents.sire != 0) f.share(parents.sire) += half;
-        if (parents.dam != 0) f.share(parents.dam) += half;
-        f.share(node) *= sampling_variance(ped, parents);
+        const double half = 0.5 * ped.share(node);
+        if (parents.sire != 0) ped.share(parents.sire) += half;
+        if (parents.dam != 0) ped.share(parents.dam) += half;
+        ped.share(node) *= sampling_variance(ped, parents);
     }
-    for (const auto& [node, parents] : f.line) f.share(node) += mean_of_parents(f, parents);
+    for (const auto& [node, parents] : ped.line) ped.share(node) += mean_of_parents(ped, parents);
 }
 
 // Takes a node into the family, to be visited, unless it is there. Without a branch, since nobody
 // can foretell which.
-void await(const Pedigree& ped, Family& f, int32_t node) {
+void await(Pedigree& ped, int32_t node) {
     const int32_t word = word_of(node);
-    const uint64_t fresh = bit_of(node) & ~f.members(word);
-    f.members(word) |= fresh;
-    f.waiting(word) |= fresh;
-    f.groups(word_of(word)) |= fresh != 0 ? bit_of(word) : 0;
-    f.n_waiting += fresh != 0 ? 1 : 0;
+    const uint64_t fresh = bit_of(node) & ~ped.family(word);
+    ped.family(word) |= fresh;
+    ped.waiting(word) |= fresh;
+    ped.groups(word_of(word)) |= fresh != 0 ? bit_of(word) : 0;
+    ped.n_waiting += fresh != 0 ? 1 : 0;
     __builtin_prefetch(&ped.parents_of(node));
 }
 
 // The ancestors of those who wait, and they themselves, the youngest first: parents have lower
 // numbers.
-void list_mates_lines(const Pedigree& ped, Family& f, int32_t youngest) {
-    f.mates.clear();
-    for (int32_t group = word_of(word_of(youngest)); f.n_waiting > 0; --group)
-        while (f.groups(group) != 0) {
-            const int32_t word = highest(group, f.groups(group));
-            while (f.waiting(word) != 0) {
-                const int32_t node = highest(word, f.waiting(word));
-                f.waiting(word) ^= bit_of(node);
-                --f.n_waiting;
+void list_mates_lines(Pedigree& ped, int32_t youngest) {
+    ped.mates.clear();
+    for (int32_t group = word_of(word_of(youngest)); ped.n_waiting > 0; --group)
+        while (ped.groups(group) != 0) {
+            const int32_t word = highest(group, ped.groups(group));
+            while (ped.waiting(word) != 0) {
+                const int32_t node = highest(word, ped.waiting(word));
+                ped.waiting(word) ^= bit_of(node);
+                --ped.n_waiting;
                 const ParentPair parents = ped.parents_of(node);
-                f.mates.push_back({node, parents});
-                await(ped, f, parents.sire);
-                await(ped, f, parents.dam);
+                ped.mates.push_back({node, parents});
+                await(ped, parents.sire);
+                await(ped, parents.dam);
             }
-            f.groups(group) ^= bit_of(word);
+            ped.groups(group) ^= bit_of(word);
         }
 }
 
 // The relationships of the sire with his mates, down from their oldest ancestors.
-void relate_mates(const Pedigree& ped, Family& f, int32_t first, int32_t behind) {
+void relate_mates(Pedigree& ped, int32_t first, int32_t behind) {
     int32_t youngest = 0;
     for (int32_t j = first; j < behind; ++j) {
         const int32_t dam = ped.parents(ped.progeny(j)).dam;
-        await(ped, f, dam);
+        await(ped, dam);
         youngest = std::max(youngest, dam);
     }
-    list_mates_lines(ped, f, youngest);
+    list_mates_lines(ped, youngest);
     constexpr std::ptrdiff_t kAhead = 12;
-    for (std::ptrdiff_t k = std::ssize(f.mates) - 1; k >= 0; --k) {
+    for (std::ptrdiff_t k = std::ssize(ped.mates) - 1; k >= 0; --k) {
         if (k >= kAhead) {
-            const ParentPair later = f.mates[static_cast<std::size_t>(k - kAhead)].parents;
-            __builtin_prefetch(&f.share(later.sire));
-            __builtin_prefetch(&f.share(later.dam));
+            const ParentPair later = ped.mates[static_cast<std::size_t>(k - kAhead)].parents;
+            __builtin_prefetch(&ped.share(later.sire));
+            __builtin_prefetch(&ped.share(later.dam));
         }
-        const auto& [node, parents] = f.mates[static_cast<std::size_t>(k)];
-        f.share(node) = mean_of_parents(f, parents);
+        const auto& [node, parents] = ped.mates[static_cast<std::size_t>(k)];
+        ped.share(node) = mean_of_parents(ped, parents);
     }
 }
 
-void leave_family(Family& f) {
-    for (const std::vector<Member>* members : {&f.line, &f.mates})
-        for (const Member& member : *members) f.members(word_of(member.node)) = 0;
-    f.members(0) |= bit_of(0);
+void leave_family(Pedigree& ped) {
+    for (const std::vector<Member>* members : {&ped.line, &ped.mates})
+        for (const Member& member : *members) ped.family(word_of(member.node)) = 0;
+    ped.family(0) |= bit_of(0);
 }
 
 // Fetches what is wanted of an animal further on in the family from the memory.
@@ -261,73 +255,18 @@ KVE_FETCH void look_ahead(const Pedigree& ped, int32_t j, const Vec<double>& ad)
 }
 
 // The progeny of one sire: 1 + A(sire, dam) / 2.
-void find_family(Pedigree& ped, Family& f, int32_t sire, Vec<double>& ad) {
+void find_family(Pedigree& ped, int32_t sire, Vec<double>& ad) {
     const int32_t first = ped.first_progeny(sire), behind = ped.first_progeny(sire + 1);
     if (first == behind) return;
-    relate_sire_line(ped, f, sire);
-    relate_mates(ped, f, first, behind);
+    relate_sire_line(ped, sire);
+    relate_mates(ped, first, behind);
     for (int32_t j = first; j < behind; ++j) {
         look_ahead(ped, j, ad);
         const int32_t animal = ped.progeny(j), node = ped.numbers.node_of(animal);
-        ad(animal) = 1.0 + 0.5 * f.share(ped.parents(animal).dam);
+        ad(animal) = 1.0 + 0.5 * ped.share(ped.parents(animal).dam);
         if (node != 0) ped.diagonal(node) = ad(animal);
     }
-    leave_family(f);
-}
-
-// Sires of one round: none has a parent among them, so that each family needs diagonals of earlier
-// rounds alone, and two threads can share them. The results do not depend on who takes which.
-struct Round {
-    Pedigree& ped;
-    Vec<double>& ad;
-    int32_t behind;
-    std::atomic<int32_t> next;
-};
-struct Worker {
-    Round* round;
-    Family family{};
-};
-
-void* take_families(void* argument) {
-    constexpr int32_t kAtOnce = 32;
-    auto& [round, family] = *static_cast<Worker*>(argument);
-    for (int32_t first; (first = round->next.fetch_add(kAtOnce)) < round->behind;)
-        for (int32_t sire = first; sire < std::min(first + kAtOnce, round->behind); ++sire)
-            find_family(round->ped, family, sire, round->ad);
-    return nullptr;
-}
-
-// Where the round that begins with a sire ends.
-int32_t end_of_round(const Pedigree& ped, int32_t first) {
-    int32_t behind = first + 1;
-    while (behind <= ped.numbers.n_nodes && ped.parents_of(behind).sire < first &&
-           ped.parents_of(behind).dam < first)
-        ++behind;
-    return behind;
-}
-
-// Older sires first: their families hold the parents of all ancestors of a sire. Without memory or
-// a second core one thread takes them all.
-NoRoom find_families(Pedigree& ped, Vec<double>& ad) {
-    constexpr int32_t kWorthAThread = 2000;
-    const int32_t n_nodes = ped.numbers.n_nodes;
-    Worker own{}, other{};
-    if (const NoRoom none = allocate_family(own.family, n_nodes); none.array != nullptr)
-        return none;
-    const bool has_other =
-        n_nodes >= kWorthAThread && allocate_family(other.family, n_nodes).array == nullptr;
-    HelperThread helper;
-    for (int32_t first = 1; first <= n_nodes;) {
-        const int32_t behind = end_of_round(ped, first);
-        Round round{ped, ad, behind, first};
-        own.round = other.round = &round;
-        if (has_other && behind - first >= kWorthAThread)
-            static_cast<void>(helper.start(take_families, &other));
-        take_families(&own);
-        helper.join();
-        first = behind;
-    }
-    return {};
+    leave_family(ped);
 }
 
 }  // namespace
@@ -338,7 +277,9 @@ NoRoom find_diagonals(Vec<ParentPair>& parents, Vec<double>& ad, Vec<double>& ld
     if (const NoRoom none = make_nodes(ped); none.array != nullptr) return none;
     if (const NoRoom none = gather_families(ped); none.array != nullptr) return none;
     for (int64_t j = 1; j <= n; ++j) ad(j) = 1.0;
-    if (const NoRoom none = find_families(ped, ad); none.array != nullptr) return none;
+    ped.family(0) |= bit_of(0);  // the unknown parent need not be visited
+    // The families of older sires hold the parents of all ancestors of a sire.
+    for (int32_t sire = 1; sire <= ped.numbers.n_nodes; ++sire) find_family(ped, sire, ad);
     for (int64_t j = 1; j <= n; ++j) ld(j) = std::sqrt(sampling_variance(ped, parents(j)));
     return {};
 }
