@@ -11,17 +11,21 @@ namespace {
 
 constexpr std::string_view kVariables[] = {"MU", "Y"};
 
+int32_t operands_of(int8_t byte) {
+    if (byte == kPushNumber || byte >= kFirstVariable) return 0;
+    return byte >= kFirstOperator && byte < kFirstIntrinsic ? 2 : 1;
+}
+
 // Walks through the code of the stack machine without computing.
 void check_code(const FunctionCode& f) {
     int32_t depth = 0, deepest = 0, numbers = 0;
     for (const int8_t byte : f.byte_code) {
-        const bool pushes = byte == kPushNumber || byte >= kFirstVariable;
-        if (byte == kPushNumber) ++numbers;
         require(byte >= kPushNumber && byte < kFirstVariable + 2);
-        require(depth >= (pushes ? 0 : byte >= kFirstOperator && byte < kFirstIntrinsic ? 2 : 1));
-        if (pushes) ++depth;
-        if (byte >= kFirstOperator && byte < kFirstIntrinsic) --depth;
+        const int32_t operands = operands_of(byte);
+        require(depth >= operands);
+        depth += 1 - operands;
         deepest = std::max(deepest, depth);
+        numbers += byte == kPushNumber ? 1 : 0;
     }
     require(depth == 1 && deepest == f.stack_size && numbers == f.immediate_size);
 }

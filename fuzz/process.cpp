@@ -55,6 +55,8 @@ void leave_program(int status) { throw Left{status}; }
 }  // namespace kve
 
 // Freed memory is kept from use for a while; a larger share of it costs fresh pages in each run.
+// The sanitizer prescribes the name.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" const char* __asan_default_options() {
     return "quarantine_size_mb=2:allocator_may_return_null=1";
 }

@@ -11,6 +11,14 @@ using namespace kve;
 
 namespace {
 
+template <class Value>
+TextInput::Number read_into(TextInput& file, std::vector<uint64_t>& all) {
+    Value value = 0;
+    const TextInput::Number status = file.read_number(value);
+    if (status == TextInput::Number::ok) all.push_back(std::bit_cast<uint64_t>(value));
+    return status;
+}
+
 // The outcomes of reading records of `width` numbers, real ones and integers in turn, to the first
 // that is none.
 std::vector<uint64_t> read_records(std::string_view text, int width) {
@@ -19,14 +27,8 @@ std::vector<uint64_t> read_records(std::string_view text, int width) {
     std::vector<uint64_t> all;
     for (TextInput::Number status = TextInput::Number::ok; status == TextInput::Number::ok;) {
         file.begin_record();
-        for (int k = 0; k < width && status == TextInput::Number::ok; ++k) {
-            double real = 0;
-            int64_t integer = 0;
-            status = k % 2 == 0 ? file.read_number(integer) : file.read_number(real);
-            if (status == TextInput::Number::ok)
-                all.push_back(k % 2 == 0 ? std::bit_cast<uint64_t>(integer)
-                                         : std::bit_cast<uint64_t>(real));
-        }
+        for (int k = 0; k < width && status == TextInput::Number::ok; ++k)
+            status = k % 2 == 0 ? read_into<int64_t>(file, all) : read_into<double>(file, all);
         all.push_back(static_cast<uint64_t>(status));
         if (status == TextInput::Number::ok && file.comma_and_digit_follow()) all.push_back(',');
         file.skip_line();
