@@ -91,9 +91,10 @@ int64_t write_pedigree(const std::string& file, const Placed& placed, const Herd
                        const Codes& codes, const Groups& groups, bool adds_parents, bool binary) {
     Output out(file);
     const bool has_groups = groups.sire.size() > 0;
-    const auto code = [&](int32_t place) {
-        return codes.of[static_cast<std::size_t>(placed.number(place))];
-    };
+    Vec<int32_t, 0> code;  // by place
+    make_table(code, int64_t{placed.pedigree.size()} + 1);
+    for (int32_t j = 1; j <= placed.pedigree.size(); ++j)
+        code(j) = codes.of[static_cast<std::size_t>(placed.number(j))];
     int64_t records = 0;
     for (int32_t j = 1; j <= placed.pedigree.size(); ++j) {
         if (!adds_parents && book.line(placed.number(j)) == 0) continue;
@@ -125,8 +126,12 @@ void write_identities(const std::string& file, const Placed& placed, const Ident
         out.put('\n');
     };
     for (const auto& [identity, code] : codes.others) put(identity, code);
-    for (const int32_t number : placed.number)
-        put(names.text(number), codes.of[static_cast<std::size_t>(number)]);
+    Vec<bool> is_placed;
+    make_table(is_placed, names.size());
+    for (const int32_t number : placed.number) is_placed(number) = true;
+    // In the order of the file, which is the one in which the texts lie.
+    for (int32_t number = 1; number <= names.size(); ++number)
+        if (is_placed(number)) put(names.text(number), codes.of[static_cast<std::size_t>(number)]);
     out.finish();
 }
 
