@@ -75,7 +75,7 @@ std::vector<Conflict> find_conflicts(const Herdbook& book, const Vec<int32_t>& g
     return conflicts;
 }
 
-void give_up(Herdbook& book, int32_t animal, Findings& findings) {
+void give_up(Herdbook& book, int32_t animal, PedigreeFindings& findings) {
     findings.changes.push_back(
         {book.line(animal), animal,
          fmt::format("birth {} unknown, parents are to be born before their progeny",
@@ -83,7 +83,8 @@ void give_up(Herdbook& book, int32_t animal, Findings& findings) {
     book.birth(animal) = kNoBirth;
 }
 
-void tell(const Herdbook& book, const Conflict& c, const IdentityTable& names, Findings& findings) {
+void tell(const Herdbook& book, const Conflict& c, const IdentityTable& names,
+          PedigreeFindings& findings) {
     findings.add(
         Kind::born_after, book.line(c.parent), c.parent,
         fmt::format("born {}, not before {}, born {}, line {}",
@@ -93,7 +94,7 @@ void tell(const Herdbook& book, const Conflict& c, const IdentityTable& names, F
 
 // Everybody who contradicts any ancestor or descendant goes: where births contradict each other
 // over many generations there would be no end of choosing.
-void give_up_all(Herdbook& book, const Vec<int32_t>& order, Findings& findings) {
+void give_up_all(Herdbook& book, const Vec<int32_t>& order, PedigreeFindings& findings) {
     Vec<int32_t, 0> oldest_below, youngest_above;
     make_table(oldest_below, int64_t{book.size()} + 1);
     make_table(youngest_above, int64_t{book.size()} + 1);
@@ -119,7 +120,7 @@ void give_up_all(Herdbook& book, const Vec<int32_t>& order, Findings& findings) 
 }  // namespace
 
 void settle_births(Herdbook& book, const Vec<int32_t>& generation, const IdentityTable& names,
-                   Findings& findings) {
+                   PedigreeFindings& findings) {
     constexpr int kChoosing = 10;  // rounds; then all go, so that there is an end
     Vec<int32_t> conflicts_of;
     for (int round = 1;; ++round) {

@@ -11,7 +11,7 @@ namespace kve::companion {
 // two in conflict the one that is in more conflicts, the parent's when these are as many.
 // `generation` as break_loops has it.
 void settle_births(Herdbook& book, const Vec<int32_t>& generation, const IdentityTable& names,
-                   Findings& findings);
+                   PedigreeFindings& findings);
 
 // Births of which each is later than those of the parents: as known, and for the others two years
 // before the oldest progeny (one unit where these are no time), two years after the parents without

@@ -32,7 +32,7 @@ const KindWords& words_of(Kind kind) { return kWords[static_cast<std::size_t>(ki
 
 namespace {
 
-int64_t sum_of(const Findings& findings, bool faults) {
+int64_t sum_of(const PedigreeFindings& findings, bool faults) {
     int64_t sum = 0;
     for (std::size_t k = 0; k < kKinds; ++k)
         if (kWords[k].fault == faults) sum += findings.counts[k];
@@ -41,12 +41,12 @@ int64_t sum_of(const Findings& findings, bool faults) {
 
 }  // namespace
 
-void Findings::sort_by_line() {
-    std::ranges::stable_sort(list, {}, &Finding::line);
+void PedigreeFindings::sort_by_line() {
+    std::ranges::stable_sort(list, {}, &PedigreeFinding::line);
     std::ranges::stable_sort(changes, {}, &Change::line);
 }
 
-int64_t Findings::faults() const { return sum_of(*this, true); }
-int64_t Findings::warnings() const { return sum_of(*this, false); }
+int64_t PedigreeFindings::faults() const { return sum_of(*this, true); }
+int64_t PedigreeFindings::warnings() const { return sum_of(*this, false); }
 
 }  // namespace kve::companion

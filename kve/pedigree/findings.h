@@ -41,11 +41,11 @@ struct KindWords {
 };
 const KindWords& words_of(Kind kind);
 
-struct Finding {
+struct PedigreeFinding {
     Kind kind;
     int32_t line;
     int32_t animal;  // number in the herdbook, 0 none
-    int32_t other;   // another animal, a line, or a text of `Findings`, as the kind wants it
+    int32_t other;  // another animal, a line, or a text of `PedigreeFindings`, as the kind wants it
 };
 
 // A change that mends a finding: told as one, and written down when it is made.
@@ -55,8 +55,8 @@ struct Change {
     std::string words;
 };
 
-struct Findings {
-    std::vector<Finding> list;
+struct PedigreeFindings {
+    std::vector<PedigreeFinding> list;
     std::vector<std::string> texts;
     std::array<int64_t, kKinds> counts{};
     std::vector<Change> changes;

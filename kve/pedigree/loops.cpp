@@ -18,7 +18,7 @@ constexpr std::size_t kLongestTold = 50;  // animals of a chain
 struct Search {
     Herdbook& book;
     const IdentityTable& names;
-    Findings& findings;
+    PedigreeFindings& findings;
     Vec<int32_t> state;
     std::vector<int32_t> path{};  // each the progeny of the next
     int64_t steps_back;           // that may still be taken to break a loop in its middle
@@ -91,7 +91,7 @@ void go_on(Search& at) {
 
 }  // namespace
 
-Vec<int32_t> break_loops(Herdbook& book, const IdentityTable& names, Findings& findings) {
+Vec<int32_t> break_loops(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings) {
     constexpr int64_t kStepsPerAnimal = 10;
     Search at{.book = book,
               .names = names,

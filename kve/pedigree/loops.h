@@ -11,6 +11,6 @@ namespace kve::companion {
 // born longest after its progeny, or with it; where no dates tell, the one in the record that
 // stands last in the file. Returns the generation of each animal, the length of its longest line of
 // ancestors.
-Vec<int32_t> break_loops(Herdbook& book, const IdentityTable& names, Findings& findings);
+Vec<int32_t> break_loops(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings);
 
 }  // namespace kve::companion

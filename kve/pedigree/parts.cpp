@@ -13,7 +13,7 @@ struct FirstLines {
     Vec<int32_t, 0> sire, dam;
 };
 
-void exchange_parents(Herdbook& book, const IdentityTable& names, Findings& findings) {
+void exchange_parents(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings) {
     const auto sex = [&](int32_t animal) { return animal == 0 ? Sex::unknown : book.sex(animal); };
     for (int32_t j = 1; j <= book.size(); ++j) {
         ParentPair& p = book.parents(j);
@@ -41,7 +41,7 @@ FirstLines find_first_lines(const Herdbook& book) {
 }
 
 void drop_links(Herdbook& book, const FirstLines& lines, const IdentityTable& names,
-                Findings& findings) {
+                PedigreeFindings& findings) {
     const auto drop = [&](int32_t j, int32_t& parent, Sex forbidden, const char* part) {
         if (parent == 0 || lines.sire(parent) == 0 || lines.dam(parent) == 0 ||
             book.sex(parent) != forbidden)
@@ -59,7 +59,7 @@ void drop_links(Herdbook& book, const FirstLines& lines, const IdentityTable& na
 }
 
 // Of an animal that is in one part, or in none.
-void settle_sex(Herdbook& book, const FirstLines& lines, int32_t j, Findings& findings) {
+void settle_sex(Herdbook& book, const FirstLines& lines, int32_t j, PedigreeFindings& findings) {
     const bool sire = lines.sire(j) != 0;
     if (sire || lines.dam(j) != 0) {
         const Sex part = sire ? Sex::male : Sex::female;
@@ -77,7 +77,7 @@ void settle_sex(Herdbook& book, const FirstLines& lines, int32_t j, Findings& fi
 
 }  // namespace
 
-void settle_parts(Herdbook& book, const IdentityTable& names, Findings& findings) {
+void settle_parts(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings) {
     if (book.has_sexes) exchange_parents(book, names, findings);
     const FirstLines lines = find_first_lines(book);
     bool drops = false;

@@ -12,6 +12,6 @@ namespace kve::companion {
 // column of sexes decides: sire and dam whose sexes are each other's change places; of an animal
 // that is both parts, those links go that its recorded sex forbids; a parent in one part has the
 // sex of that part.
-void settle_parts(Herdbook& book, const IdentityTable& names, Findings& findings);
+void settle_parts(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings);
 
 }  // namespace kve::companion

@@ -48,7 +48,7 @@ struct Options {
 // Everything that a run knows.
 struct Work {
     const Options& options;
-    Findings findings{};
+    PedigreeFindings findings{};
     PedigreeTable table{};
     Vec<int32_t> generation{};
     Placed placed{};
@@ -148,7 +148,7 @@ std::string fault_of(const Work& work) {
 void tell_kind(const Work& work, Kind kind) {
     const int64_t n = work.findings.count(kind);
     if (n == 0) return;
-    const auto first = std::ranges::find(work.findings.list, kind, &Finding::kind);
+    const auto first = std::ranges::find(work.findings.list, kind, &PedigreeFinding::kind);
     std::string example = words_of(*first, work.findings, work.table.names);
     constexpr std::size_t kWidest = 60;
     if (example.size() > kWidest) example = example.substr(0, kWidest) + "...";

@@ -135,7 +135,8 @@ void write_identities(const std::string& file, const Placed& placed, const Ident
     out.finish();
 }
 
-std::string words_of(const Finding& finding, const Findings& findings, const IdentityTable& names) {
+std::string words_of(const PedigreeFinding& finding, const PedigreeFindings& findings,
+                     const IdentityTable& names) {
     const auto text = [&] { return findings.texts[static_cast<std::size_t>(finding.other)]; };
     switch (finding.kind) {
         case Kind::one_as_both:
@@ -173,12 +174,12 @@ void put_animal(Output& out, const IdentityTable& names, int32_t animal) {
 
 }  // namespace
 
-void write_findings(const std::string& file, const std::string& source, const Findings& findings,
-                    const IdentityTable& names) {
+void write_findings(const std::string& file, const std::string& source,
+                    const PedigreeFindings& findings, const IdentityTable& names) {
     Output out(file);
     out.put("file\tline\tanimal\tfinding\ttext\n");
     const std::string name = table_field(source, '\t');
-    for (const Finding& finding : findings.list) {
+    for (const PedigreeFinding& finding : findings.list) {
         put_line(out, name, finding.line);
         put_animal(out, names, finding.animal);
         out.put(words_of(finding.kind).name);
@@ -189,8 +190,8 @@ void write_findings(const std::string& file, const std::string& source, const Fi
     out.finish();
 }
 
-void write_changes(const std::string& file, const std::string& source, const Findings& findings,
-                   const IdentityTable& names) {
+void write_changes(const std::string& file, const std::string& source,
+                   const PedigreeFindings& findings, const IdentityTable& names) {
     Output out(file);
     out.put("file\tline\tanimal\tchange\n");
     const std::string name = table_field(source, '\t');

@@ -29,11 +29,12 @@ void write_identities(const std::string& file, const Placed& placed, const Ident
                       const Codes& codes);
 
 // The words of a finding, without its animal and line.
-std::string words_of(const Finding& finding, const Findings& findings, const IdentityTable& names);
-void write_findings(const std::string& file, const std::string& source, const Findings& findings,
-                    const IdentityTable& names);
-void write_changes(const std::string& file, const std::string& source, const Findings& findings,
-                   const IdentityTable& names);
+std::string words_of(const PedigreeFinding& finding, const PedigreeFindings& findings,
+                     const IdentityTable& names);
+void write_findings(const std::string& file, const std::string& source,
+                    const PedigreeFindings& findings, const IdentityTable& names);
+void write_changes(const std::string& file, const std::string& source,
+                   const PedigreeFindings& findings, const IdentityTable& names);
 void write_groups(const std::string& file, const Groups& groups);
 
 }  // namespace kve::companion

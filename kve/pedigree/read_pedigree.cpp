@@ -187,7 +187,7 @@ struct Reading {
     MissingSigns unknown;  // of identities: 0 too
     BirthForm births{};
     PedigreeTable result{};
-    Findings& findings;
+    PedigreeFindings& findings;
     std::string family_identity{};
 
     int32_t line() const { return static_cast<int32_t>(table.line()); }
@@ -359,7 +359,7 @@ std::vector<std::string> signs_of(const PedigreeForm& form, bool of_identities) 
 
 }  // namespace
 
-PedigreeTable read_pedigree(const PedigreeForm& form, Findings& findings) {
+PedigreeTable read_pedigree(const PedigreeForm& form, PedigreeFindings& findings) {
     TableForm table_form;
     table_form.has_header = form.has_header;
     Reading at{.form = form,

@@ -32,6 +32,6 @@ struct PedigreeTable {
 // are their own parent, one animal as both parents and second records are told and settled: the
 // record or the parent is left out, and of two records the first one counts, with what only the
 // second one knows.
-PedigreeTable read_pedigree(const PedigreeForm& form, Findings& findings);
+PedigreeTable read_pedigree(const PedigreeForm& form, PedigreeFindings& findings);
 
 }  // namespace kve::companion
