@@ -77,8 +77,9 @@ void settle_sex(Herdbook& book, const FirstLines& lines, int32_t j, PedigreeFind
 
 }  // namespace
 
-void settle_parts(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings) {
-    if (book.has_sexes) exchange_parents(book, names, findings);
+void settle_parts(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings,
+                  bool mends) {
+    if (mends && book.has_sexes) exchange_parents(book, names, findings);
     const FirstLines lines = find_first_lines(book);
     bool drops = false;
     for (int32_t j = 1; j <= book.size(); ++j) {
@@ -87,7 +88,7 @@ void settle_parts(Herdbook& book, const IdentityTable& names, PedigreeFindings& 
             findings.add(Kind::no_record, lines.sire(j) != 0 ? lines.sire(j) : lines.dam(j), j);
         if (both) {
             findings.add(Kind::both_parts, lines.sire(j), j, lines.dam(j));
-            drops = drops || book.sex(j) != Sex::unknown;
+            drops = drops || (mends && book.sex(j) != Sex::unknown);
         } else {
             settle_sex(book, lines, j, findings);
         }

@@ -90,7 +90,7 @@ std::vector<int32_t> read_wanted(Work& work) {
 void settle_all(Work& work) {
     Herdbook& book = work.table.book;
     work.generation = break_loops(book, work.table.names, work.findings);
-    settle_parts(book, work.table.names, work.findings);
+    settle_parts(book, work.table.names, work.findings, work.options.fix);
     if (book.unit != BirthUnit::none)
         for (int32_t j = 1; j <= book.size(); ++j)
             if (book.line(j) != 0 && book.birth(j) == kNoBirth)
@@ -289,7 +289,8 @@ void add_reading(CLI::App& command, Options& o) {
     command.add_option("--dates", o.form.dates, "how births are written")
         ->check(CLI::IsMember({"ymd", "dmy", "mdy", "year", "number"}));
     command.add_option("--missing", o.form.missing, "a sign of what is unknown; may be repeated")
-        ->type_name("SIGN");
+        ->type_name("SIGN")
+        ->allow_extra_args(false);
     command.add_flag("--header", o.header, "the first line has the names of the columns");
     command.add_flag("--no-header", o.no_header, "the first line is a record")
         ->excludes("--header");

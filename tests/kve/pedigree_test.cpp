@@ -295,6 +295,62 @@ TEST(Ped, WhatKve1LivesWithIsTold) {
     }
 }
 
+// Where a column of sexes decides.
+TEST(Ped, PartsAreMendedOnRequestAlone) {
+    Ped ped;
+    ped.scratch.write("ped.csv",
+                      "id,sire,dam,sex,born\nA,,,M,2001\nB,,,F,2001\nC,B,A,M,2003\n"
+                      "D,C,B,M,2005\nE,A,C,F,2006\n");
+    EXPECT_EQ(ped.run(""), 0) << ped.words;
+    EXPECT_EQ(ped.scratch.read("out/pedigree"),
+              "1 0 0 2001\n2 0 0 2001\n3 2 1 2003\n4 3 2 2005\n5 1 3 2006\n");
+    EXPECT_EQ(ped.run("--fix"), 0) << ped.words;
+    EXPECT_EQ(ped.scratch.read("out/pedigree"),
+              "1 0 0 2001\n2 0 0 2001\n3 1 2 2003\n4 3 2 2005\n5 1 0 2006\n");
+    EXPECT_EQ(ped.scratch.read("out/changes.tsv"),
+              "file\tline\tanimal\tchange\n"
+              "ped.csv\t4\tC\tsire and dam change places: A and B\n"
+              "ped.csv\t6\tE\tdam C unknown, male by its record\n");
+}
+
+// Forms of one pedigree: a bull, his sire and dam.
+TEST(Ped, FormsAreFoundOut) {
+    const struct {
+        const char *name, *content, *options, *described, *pedigree, *ids;
+    } cases[] = {
+        {"a.csv",
+         "Name;Father;Mother;Sex;Date of birth\nBo;Al;Cy;M;13.02.2010\nAl;;;M;1.2.2005\n"
+         "Cy;.;0;F;5.12.2006\n",
+         "--id Name",
+         "semicolons, header; identity Name; sire Father; dam Mother; sex Sex; birth "
+         "Date of birth (dmy)",
+         "2 0 0 20050201\n3 0 0 20061205\n1 2 3 20100213\n", "Bo\t1\nAl\t2\nCy\t3\n"},
+        {"six.ped", "F1 bo al cy 1 -9\nF1 al 0 0 1 2.5\nF1 cy 0 0 2 1\n", "",
+         "blanks, no header; identity V2; sire V3; dam V4; sex V5", "2 0 0 1\n3 0 0 1\n1 2 3 2\n",
+         "bo\t1\nal\t2\ncy\t3\n"},
+        {"six.ped", "F1 bo al cy 1 -9\nF1 al 0 0 1 2.5\nF1 cy 0 0 2 1\n", "--family 1",
+         "blanks, no header; family V1; identity V2; sire V3; dam V4; sex V5",
+         "2 0 0 1\n3 0 0 1\n1 2 3 2\n", "F1:bo\t1\nF1:al\t2\nF1:cy\t3\n"},
+        {"kve1", "70 50 60 40\n50 -1 -2 0\n60 0 0 33\n", "",
+         "blanks, no header; identity V1; sire V2; dam V3; birth V4 (number)",
+         "50 0 0 1\n60 0 0 34\n70 50 60 41\n", "70\t70\n50\t50\n60\t60\n"},
+        {"mixed", "id\tsire\tdam\tbirth\n2147483648\t7\tx\t2010\n7\t0\t0\t2005\nx\t0\t0\t2005\n",
+         "--sort generation --missing x",
+         "tabs, header; identity id; sire sire; dam dam; birth "
+         "birth (year)",
+         "7 0 0 1\n8 7 0 2\n", "2147483648\t8\n7\t7\n"}};
+    for (const auto& one : cases) {
+        Ped ped;
+        ped.scratch.write(one.name, one.content);
+        ped.run(std::string("--fix ") + one.options, one.name);
+        EXPECT_NE(ped.words.find(std::string(one.name) + ": " + one.described + "\n"),
+                  std::string::npos)
+            << ped.words;
+        EXPECT_EQ(ped.scratch.read("out/pedigree"), one.pedigree) << one.name << ped.words;
+        EXPECT_EQ(ped.scratch.read("out/ids.tsv"), std::string("identity\tcode\n") + one.ids);
+    }
+}
+
 struct Written {
     int id, sire, dam, sort;
 };
@@ -304,6 +360,51 @@ std::vector<Written> written_pedigree(const Ped& ped) {
     std::vector<Written> all;
     for (Written w; in >> w.id >> w.sire >> w.dam >> w.sort;) all.push_back(w);
     return all;
+}
+
+// A line of descent 1 <- 2 <- ... <- 6, each with a dam of its own, 11 to 16.
+std::string line_of_descent() {
+    std::string all = "id,sire,dam,birth\n";
+    for (int j = 1; j <= 6; ++j)
+        all +=
+            text("%d,%d,%d,%d\n%d,0,0,%d\n", j, j - 1, 10 + j, 2000 + 3 * j, 10 + j, 1998 + 3 * j);
+    return all;
+}
+
+TEST(Ped, KeepsAncestorsOfTheDataAndTheCodesOfBefore) {
+    Ped ped;
+    ped.scratch.write("ped.csv", line_of_descent());
+    ped.scratch.write("data", "herd,cow,milk\n1,4,9\n2,4,8\n1,99,7\n");
+    ped.scratch.write("ids.tsv", "identity\tcode\n4\t40\nq\t2\n");
+    EXPECT_EQ(ped.run("--prune data --prune-column cow"), 0) << ped.words;
+    EXPECT_EQ(written_pedigree(ped).size(), 8);
+    EXPECT_TRUE(ped.has("findings.tsv", "ped.csv\t\t\tnot in pedigree\t99 in data, line 4"));
+    EXPECT_EQ(ped.run("--prune data --prune-column 2 --generations 2 --ids ids.tsv"), 0);
+    // 2 has its code no more: an identity that the pedigree lacks has it.
+    EXPECT_EQ(ped.scratch.read("out/pedigree"),
+              "41 0 0 2006\n13 0 0 2007\n3 41 13 2009\n14 0 0 2010\n40 3 14 2012\n");
+    EXPECT_TRUE(ped.has("ids.tsv", "q\t2"));
+    EXPECT_TRUE(ped.has("ids.tsv", "2\t41"));
+    // Nothing that is not its own is replaced.
+    EXPECT_EQ(ped.run("", "out/pedigree"), 2);
+    std::filesystem::remove(ped.scratch.folder() / "out/findings.tsv");
+    EXPECT_EQ(ped.run(""), 2);
+    EXPECT_TRUE(ped.has("pedigree", "40 3 14 2012"));
+}
+
+TEST(Ped, GroupsStandForUnknownParents) {
+    Ped ped;
+    ped.scratch.write("ped.csv", line_of_descent());
+    // Unknown are the sire of 1 and the parents of the dams, of which the last is alone in 2015.
+    EXPECT_EQ(ped.run("--groups 2 --group-years 5"), 0) << ped.words;
+    EXPECT_EQ(ped.scratch.read("out/groups.tsv"),
+              "code\tunknown\tfirst_birth\tlast_birth\tparents\n"
+              "-1\tsires of males, sires of females\t2000\t2000\t3\n"
+              "-2\tsires of males, sires of females\t2005\t2015\t4\n"
+              "-3\tdams of females\t2000\t2000\t2\n-4\tdams of females\t2005\t2015\t4\n");
+    int64_t unknown = 0;
+    for (const Written& w : written_pedigree(ped)) unknown += (w.sire < 0) + (w.dam < 0);
+    EXPECT_EQ(unknown, 13);
 }
 
 // Animals 1 to n with every fault there is, in random order.
