@@ -44,10 +44,11 @@ void join(Paths& paths, std::size_t from, std::size_t to) {
 void join_small_paths(Paths& paths, int64_t least) {
     for (const std::size_t first : {std::size_t{0}, kSirePaths})
         for (std::size_t k = first; k < first + kSirePaths; ++k)
-            if (paths[k].sum < least)
+            if (paths[k].sum > 0 && paths[k].sum < least)
                 join(paths, k, find_largest(paths, first, first + kSirePaths));
     for (std::size_t k = 0; k < kPaths; ++k)
-        if (paths[k].sum < least) join(paths, k, find_largest(paths, 0, kPaths));
+        if (paths[k].sum > 0 && paths[k].sum < least)
+            join(paths, k, find_largest(paths, 0, kPaths));
 }
 
 std::string words_of(const Paths& paths, std::size_t path) {

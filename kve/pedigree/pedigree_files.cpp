@@ -148,7 +148,6 @@ std::string words_of(const PedigreeFinding& finding, const PedigreeFindings& fin
         case Kind::no_record:
             return "a parent here";
         case Kind::own_parent:
-        case Kind::not_in_pedigree:
         case Kind::no_birth:
         case Kind::no_sex:
         case Kind::no_identity:

@@ -270,18 +270,17 @@ TEST(Ped, FaultsAreToldWithTheirLineAndMendedByRule) {
 TEST(Ped, WhatKve1LivesWithIsTold) {
     const struct {
         const char *lines, *finding;
-    } cases[] = {
-        {"C,A,B,M,2003\nC,A,B,M,2003\n", "5\tC\trepeated\tas in line 4"},
-        {"C,A,Z,M,2003\n", "4\tZ\tno record\ta parent here"},
-        {"C,A,B,M,\n", "4\tC\tno birth\t"},
-        {"C,A,B,,2003\n", "4\tC\tno sex\t"},
-        {"C,A,B,x,2003\n", "4\tC\tunread sex\tx"},
-        {"C,A,B,M,soon\n", "4\tC\tunread birth\tsoon"},
-        {"C,A,-7,M,2003\n", "4\t\tgroup code\t-7"},
-        {"C,B,A,M,2003\n", "4\tB\twrong sex\ta sire here and female, its mate A a dam and male"},
-        {"C,,A,M,2003\n", "4\tA\twrong sex\ta dam here and male by its record"},
-        {"C,A,B,M,2003\nD,,C,M,2005\nE,C,,M,2005\n",
-         "6\tC\tboth parts\ta sire here, a dam in line 5"}};
+    } cases[] = {{"C,A,B,M,2003\nC,A,B,M,2003\n", "5\tC\trepeated\tas in line 4"},
+                 {"C,A,Z,M,2003\n", "4\tZ\tno record\ta parent here"},
+                 {"C,A,B,M,\n", "4\tC\tno birth\t"},
+                 {"C,A,B,,2003\n", "4\tC\tno sex\t"},
+                 {"C,A,B,x,2003\n", "4\tC\tunread sex\tx"},
+                 {"C,A,B,M,soon\n", "4\tC\tunread birth\tsoon"},
+                 {"C,A,-7,M,2003\n", "4\t\tgroup code\t-7"},
+                 {"C,B,A,M,2003\n", "4\tB\twrong sex\ta sire here and female by its record"},
+                 {"C,,A,M,2003\n", "4\tA\twrong sex\ta dam here and male by its record"},
+                 {"C,A,B,M,2003\nD,,C,M,2005\nE,C,,M,2005\n",
+                  "6\tC\tboth parts\ta sire here, a dam in line 5"}};
     for (const auto& one : cases) {
         Ped ped;
         ped.scratch.write(
