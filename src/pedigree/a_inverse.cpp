@@ -221,7 +221,8 @@ void place_additions(AInverse& of) {
         expect_places(of, j);
         add_below_diagonal(of, j, [&](int32_t row, int32_t column, double) {
             if (row != column)
-                of.additions(of.first(row + 1)++) = static_cast<uint64_t>(column) << 32 | j;
+                of.additions(of.first(row + 1)++) =
+                    static_cast<uint64_t>(column) << 32 | static_cast<uint64_t>(j);
         });
     }
 }

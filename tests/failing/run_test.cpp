@@ -65,7 +65,7 @@ const Files& inputs_of(int animals) {
 bool is_large(int text, Call kind) {
     return kThorough && text == 2 && (kind == Call::growth || kind == Call::thread);
 }
-int animals_of(int text, Call kind) { return is_large(text, kind) ? 25000 : kThorough ? 400 : 12; }
+int animals_of(int text, Call kind) { return is_large(text, kind) ? 60000 : kThorough ? 400 : 12; }
 
 // A neighbour's deed at a read of the run.
 struct Change {
