@@ -18,17 +18,6 @@ namespace kve::companion {
 
 namespace {
 
-// Data go anywhere but into the files that they come from.
-std::string refuse_run_file(const std::string& output, const std::string& folder) {
-    namespace fs = std::filesystem;
-    std::error_code ignored;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored))
-        if (is_name_of_run_file(entry.path().filename().string()) &&
-            fs::equivalent(entry.path(), output, ignored))
-            return fmt::format("-o {}: a file of the run", output);
-    return {};
-}
-
 int run_command(const Command& command) {
     try {
         return command();
@@ -55,8 +44,8 @@ int run_program(int argc, char** argv) {
         "Exit status: 0 good, 1 verify found something, 2 wrong use, 3 a file that cannot be "
         "read or written.");
     std::vector<std::pair<CLI::App*, Command>> commands;
-    for (auto* add : {add_summary, add_levels, add_records, add_matrix, add_verify, add_ped,
-                      add_check, add_explain, add_prep}) {
+    for (auto* add : {add_summary, add_levels, add_records, add_matrix, add_verify, add_report,
+                      add_ped, add_check, add_explain, add_prep}) {
         Command command = add(app);
         commands.emplace_back(app.get_subcommands({}).back(), std::move(command));
     }
@@ -73,6 +62,16 @@ int run_program(int argc, char** argv) {
 }
 
 }  // namespace
+
+std::string refuse_run_file(const std::string& output, const std::string& folder) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored))
+        if (is_name_of_run_file(entry.path().filename().string()) &&
+            fs::equivalent(entry.path(), output, ignored))
+            return fmt::format("-o {}: a file of the run", output);
+    return {};
+}
 
 void add_common(CLI::App& command, CommonOptions& options) {
     command.add_option("DIR", options.folder, "the folder in which KVE1 ran")->required();

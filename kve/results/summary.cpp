@@ -9,8 +9,8 @@
 
 #include "directives/catalogue.h"
 #include "handover/model_information_fields.h"
-#include "kve/files/code_lists.h"
 #include "kve/files/run_folder.h"
+#include "kve/results/model_words.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
@@ -113,52 +113,6 @@ ordered_json to_json(const RunFolder& run) {
 }
 
 // Text
-
-const char* trait_type_name(int32_t type) {
-    switch (type) {
-        case kGaussian:
-            return "Gaussian";
-        case kRightCensored:
-            return "right censored";
-        case kCategorical:
-            return "categorical";
-        case kBinary:
-            return "binary";
-        case kMixtureLinear:
-            return "linear trait of a mixed pair";
-        case kGeneralized:
-            return "generalized";
-        case kSequentialBinary:
-            return "sequential binary";
-        case kSequentialLinear:
-            return "linear trait of a sequential pair";
-        default:
-            return "of unknown type";
-    }
-}
-
-// Records in which each trait is usable, as its first fixed class effect counts them. Of a trait
-// without one MODINF tells the number when it is the first.
-std::vector<std::optional<int64_t>> count_records(const RunFolder& run) {
-    std::vector<std::optional<int64_t>> records(run.traits().size());
-    records[0] = run.trait(1).n_obs;
-    std::optional<CodeFile> file;
-    for (const CodeList& list : lists_of(run)) {
-        if (list.kind != CodeList::fixed) break;
-        if (!file) file.emplace(run);
-        int64_t n = 0;
-        for (int64_t j = 0; j < list.n_levels; ++j) n += file->read(list).n_obs;
-        if (list.effect == 1) records[static_cast<std::size_t>(list.trait) - 1] = n;
-    }
-    return records;
-}
-
-std::string regressions_of(const Model& m) {
-    std::vector<std::string> all;
-    for (int32_t r = 1; r <= m.n_reg; ++r)
-        all.push_back(m.reg_name_n(r).blank() ? m.reg_name(r).string() : m.reg_name_n(r).string());
-    return fmt::format("{}", fmt::join(all, ", "));
-}
 
 void put_line(Output& out, const char* heading, const std::string& text) {
     if (!text.empty()) out.put(fmt::format("      {:<12} {}\n", heading, text));

@@ -15,6 +15,7 @@ Command add_levels(CLI::App& app);
 Command add_records(CLI::App& app);
 Command add_matrix(CLI::App& app);
 Command add_verify(CLI::App& app);
+Command add_report(CLI::App& app);
 Command add_ped(CLI::App& app);
 Command add_check(CLI::App& app);
 Command add_explain(CLI::App& app);
@@ -26,5 +27,9 @@ struct CommonOptions {
     std::string output;
 };
 void add_common(CLI::App& command, CommonOptions& options);
+
+// Data go anywhere but into the files of a run that they come from: what is wrong with the output,
+// or nothing.
+std::string refuse_run_file(const std::string& output, const std::string& folder);
 
 }  // namespace kve::companion

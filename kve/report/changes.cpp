@@ -1,0 +1,224 @@
+#include "kve/report/changes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+
+#include "directives/catalogue.h"
+#include "kve/report/sections.h"
+#include "kve/results/model_words.h"
+
+namespace kve::companion {
+
+namespace {
+
+constexpr std::size_t kNamed = 10;  // identities
+
+// Subjects of one name are numbered.
+class Statements {
+ public:
+    void add(std::string subject, std::string value) {
+        if (const int n = ++met_[subject]; n > 1) subject += fmt::format(" #{}", n);
+        all_.push_back({std::move(subject), std::move(value)});
+    }
+    std::vector<Statement> take() { return std::move(all_); }
+
+ private:
+    std::vector<Statement> all_;
+    std::map<std::string, int> met_;
+};
+
+template <class Name>
+std::string joined(int32_t n, Name name) {
+    std::vector<std::string> all;
+    for (int32_t j = 1; j <= n; ++j) all.push_back(name(j));
+    return n > 0 ? fmt::format("{}", fmt::join(all, ", ")) : "none";
+}
+
+void state_trait(Statements& all, const Model& m) {
+    const std::string trait = fmt::format("trait {}", m.trait_name.view());
+    all.add(trait, fmt::format("{} trait", trait_type_name(m.trait_type)));
+    all.add(trait + ", fixed effects",
+            joined(m.n_fixed, [&](int32_t j) { return m.f_ef_name(j).string(); }));
+    all.add(trait + ", random effects", joined(m.n_random, [&](int32_t j) {
+                return fmt::format("{} (factor {})", m.r_ef_name(j).view(), m.r_ef_matno(j));
+            }));
+    const std::string regressions = regressions_of(m);
+    all.add(trait + ", regressions", regressions.empty() ? "none" : regressions);
+    all.add(trait + ", absorbed effects",
+            joined(m.n_absorb, [&](int32_t j) { return m.a_ef_name(j).string(); }));
+    all.add(trait + ", weight", m.wgt_inp_no > 0 ? m.wgt_name.string() : "none");
+    if (m.l_glmm)
+        all.add(trait + ", family and link",
+                fmt::format("{} {}", m.var_fn.view(), m.link_fn.view()));
+}
+
+void state_factor(Statements& all, const RunFolder& run, int32_t k) {
+    const RMatrix& r = run.factor(k);
+    const std::string factor = fmt::format("random factor {}", k);
+    all.add(factor + ", effects", run.factor_name(k));
+    all.add(factor + ", structure",
+            r.method > 0 ? fmt::format("{} method {}", structure_name(r.structure), r.method)
+                         : std::string(structure_name(r.structure)));
+    all.add(factor + ", file", r.rel_file.blank() ? "none" : r.rel_file.string());
+    if (r.l_log_det) all.add(factor + ", log determinant", fmt::format("{:.3f}", r.log_det));
+}
+
+std::vector<int32_t> sorted(std::vector<int32_t> identities) {
+    // Entry 0 stands for no level.
+    if (!identities.empty()) identities.erase(identities.begin());
+    std::ranges::sort(identities);
+    return identities;
+}
+
+std::vector<int32_t> first_of(std::vector<int32_t> identities) {
+    identities.resize(std::min(identities.size(), kNamed));
+    return identities;
+}
+
+LevelChange compare_lists(const LevelFigures& a, const LevelFigures& b,
+                          const std::vector<int32_t>& before, const std::vector<int32_t>& after) {
+    LevelChange change{.label = fmt::format("{}", fmt::join(b.labels, ", ")),
+                       .n_before = a.list.n_levels,
+                       .n_after = b.list.n_levels,
+                       .observations_before = a.n_records,
+                       .observations_after = b.n_records};
+    if (b.list.kind != CodeList::fixed)
+        change.label = fmt::format("{} ({})", b.list.name, b.list.label);
+    std::vector<int32_t> gone, added;
+    std::ranges::set_difference(before, after, std::back_inserter(gone));
+    std::ranges::set_difference(after, before, std::back_inserter(added));
+    change.n_gone = static_cast<int64_t>(gone.size());
+    change.n_new = static_cast<int64_t>(added.size());
+    change.gone = first_of(std::move(gone));
+    change.added = first_of(std::move(added));
+    return change;
+}
+
+std::size_t place_of(const std::vector<CodeList>& lists, const std::string& label) {
+    return static_cast<std::size_t>(std::ranges::find(lists, label, &CodeList::label) -
+                                    lists.begin());
+}
+
+}  // namespace
+
+std::vector<Statement> model_statements(const RunFigures& figures) {
+    const RunFolder& run = figures.run;
+    const RunInformation<Owned>& h = run.run();
+    Statements all;
+    all.add("version of KVE1", fmt::format("{}.{}", h.version.view(), h.release.view()));
+    all.add("task", fmt::format("{}, {}", h.ITASK, task_label(h.ITASK)));
+    all.add("method", fmt::format("{}, {}", h.IMETHOD, method_label(h.ITASK, h.IMETHOD)));
+    all.add("scaling of traits", h.ISCALE == 1 ? "yes" : "no");
+    for (const Model& m : run.traits()) state_trait(all, m);
+    for (int32_t k = 1; k <= h.NRAMAT; ++k) state_factor(all, run, k);
+    all.add("residual groups", run.has_groups() ? run.residual().grp_name.string() : "none");
+    return all.take();
+}
+
+std::vector<Statement> record_statements(const RunFigures& figures) {
+    Statements all;
+    all.add("data records read", std::to_string(figures.run.run().NREC));
+    all.add("records used", std::to_string(figures.run.run().n_records));
+    if (!figures.records) return all.take();
+    for (const ValueColumn& c : figures.records->traits)
+        all.add("records of " + c.column.name, std::to_string(c.moments.n));
+    return all.take();
+}
+
+std::vector<Statement> pedigree_statements(const RunFigures& figures) {
+    Statements all;
+    for (const PedigreeFigures& p : figures.pedigrees) {
+        const ClassRow& row = p.all.row;
+        const std::string of = fmt::format(" of factor {}", p.factor);
+        all.add("animals" + of, std::to_string(row.animals));
+        all.add("animals with records" + of, std::to_string(p.all.n_with_records));
+        all.add("animals without known parents" + of, std::to_string(row.founders));
+        all.add("phantom parent groups" + of, std::to_string(p.n_groups));
+        all.add("sires" + of, std::to_string(p.sires.n));
+        all.add("dams" + of, std::to_string(p.dams.n));
+        all.add("equivalent complete generations, mean" + of,
+                fmt::format("{:.2f}", row.equivalent));
+        all.add("mean inbreeding" + of, fmt::format("{:.3f} %", 100.0 * row.inbreeding));
+    }
+    return all.take();
+}
+
+std::vector<Difference> compare(const std::vector<Statement>& before,
+                                const std::vector<Statement>& after) {
+    std::vector<Difference> differences;
+    for (const Statement& s : before) {
+        const auto twin = std::ranges::find(after, s.subject, &Statement::subject);
+        const std::string now = twin == after.end() ? "" : twin->value;
+        if (now != s.value) differences.push_back({s.subject, s.value, now});
+    }
+    for (const Statement& s : after)
+        if (std::ranges::find(before, s.subject, &Statement::subject) == before.end())
+            differences.push_back({s.subject, "", s.value});
+    return differences;
+}
+
+std::vector<LevelChange> compare_levels(const RunFigures& before, const RunFigures& after) {
+    std::vector<LevelChange> changes;
+    const std::vector<CodeList> lists_a = lists_of(before.run), lists_b = lists_of(after.run);
+    std::vector<bool> wanted_a(lists_a.size()), wanted_b(lists_b.size());
+    std::vector<std::pair<const LevelFigures*, const LevelFigures*>> pairs;
+    for (const LevelFigures& b : after.levels) {
+        const auto a = std::ranges::find_if(before.levels, [&](const LevelFigures& other) {
+            return std::ranges::find(other.labels, b.list.label) != other.labels.end() &&
+                   other.list.kind == b.list.kind && other.list.name == b.list.name;
+        });
+        if (a == before.levels.end()) continue;
+        pairs.emplace_back(&*a, &b);
+        wanted_a[place_of(lists_a, a->list.label)] = wanted_b[place_of(lists_b, b.list.label)] =
+            true;
+    }
+    if (pairs.empty()) return changes;
+    auto identities_a = read_identities(before.run, lists_a, wanted_a);
+    auto identities_b = read_identities(after.run, lists_b, wanted_b);
+    for (const auto& [a, b] : pairs)
+        changes.push_back(compare_lists(*a, *b,
+                                        sorted(identities_a[place_of(lists_a, a->list.label)]),
+                                        sorted(identities_b[place_of(lists_b, b->list.label)])));
+    return changes;
+}
+
+std::vector<ElementChange> compare_covariances(const RunFolder& before, const RunFolder& after) {
+    std::vector<ElementChange> changes;
+    for (std::size_t kb = 0; kb < after.matrices().size(); ++kb) {
+        const std::string name = name_of_matrix(after, static_cast<int32_t>(kb) + 1);
+        for (std::size_t ka = 0; ka < before.matrices().size(); ++ka) {
+            if (name_of_matrix(before, static_cast<int32_t>(ka) + 1) != name) continue;
+            const RMatrix &a = before.matrices()[ka], &b = after.matrices()[kb];
+            const std::vector<std::string> rows_a = names_of_rows(before, a),
+                                           rows_b = names_of_rows(after, b);
+            std::vector<int32_t> row_in_a;
+            for (const std::string& row : rows_b) {
+                const auto found = std::ranges::find(rows_a, row);
+                row_in_a.push_back(
+                    found == rows_a.end() ? 0 : static_cast<int32_t>(found - rows_a.begin()) + 1);
+            }
+            for (std::size_t i = 0; i < rows_b.size(); ++i)
+                for (std::size_t j = 0; j <= i; ++j)
+                    if (row_in_a[i] > 0 && row_in_a[j] > 0)
+                        changes.push_back(
+                            {name, rows_b[i], rows_b[j], a.cov_mat(row_in_a[i], row_in_a[j]),
+                             b.cov_mat(static_cast<int32_t>(i) + 1, static_cast<int32_t>(j) + 1)});
+        }
+    }
+    return changes;
+}
+
+std::vector<Message> messages_without(const RunFigures& figures, const RunFigures& other) {
+    std::vector<Message> only;
+    for (auto member : {&RunFigures::listing, &RunFigures::log})
+        for (const Message& m : (figures.*member).messages)
+            if (std::ranges::find((other.*member).messages, m.shape, &Message::shape) ==
+                (other.*member).messages.end())
+                only.push_back(m);
+    return only;
+}
+
+}  // namespace kve::companion

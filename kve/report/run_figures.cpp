@@ -1,0 +1,61 @@
+#include "kve/report/run_figures.h"
+
+#include "kve/shared/failure.h"
+
+namespace kve::companion {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What cannot be read is told in the page.
+template <class Survey>
+void try_survey(RunFigures& figures, const char* what, Survey survey) {
+    try {
+        survey();
+    } catch (const Failure& failure) {
+        figures.gaps.push_back({what, failure.what()});
+    }
+}
+
+// The listing goes where the user sends it: these are names that are often taken.
+fs::path find_listing(const fs::path& folder) {
+    std::error_code ignored;
+    for (const char* name : {"listing", "KVE1.lst", "listing.txt", "listing.out", "KVE1.out"})
+        if (fs::is_regular_file(folder / name, ignored)) return folder / name;
+    return folder / "listing";
+}
+
+MessageFile read_listing(const RunSource& source, const fs::path& folder) {
+    if (source.listing.empty()) return read_messages(find_listing(folder), "listing");
+    MessageFile listing = read_messages(source.listing, "listing");
+    if (!listing.is_there) throw Failure(kUnreadable, source.listing + ": cannot be opened");
+    return listing;
+}
+
+}  // namespace
+
+std::unique_ptr<RunFigures> survey_run(const RunSource& source) {
+    auto figures = std::make_unique<RunFigures>(source.folder);
+    const RunFolder& run = figures->run;
+    figures->listing = read_listing(source, run.path());
+    figures->log = read_messages(run.path() / "KVE_LOG", "KVE_LOG");
+    try_survey(*figures, "values of traits and covariables",
+               [&] { figures->records = survey_records(run, source.missing); });
+    try_survey(*figures, "records per level", [&] { figures->levels = survey_levels(run); });
+    for (int32_t k = 1; k <= run.run().NRAMAT; ++k)
+        if (has_pedigree(run.factor(k).structure))
+            try_survey(*figures, "pedigree",
+                       [&] { figures->pedigrees.push_back(survey_pedigree(run, k)); });
+    for (const RunFile& file : run.promised_files())
+        if (file.kind == FileKind::matrix)
+            try_survey(*figures, "pattern of a matrix",
+                       [&] { figures->patterns.push_back(survey_pattern(run, file)); });
+    return figures;
+}
+
+void fill_bins(const RunSource& source, RunFigures& figures) {
+    if (figures.records) fill_bins(figures.run, source.missing, *figures.records);
+}
+
+}  // namespace kve::companion

@@ -1,0 +1,53 @@
+#include "kve/results/model_words.h"
+
+#include <fmt/format.h>
+
+#include "kve/files/code_lists.h"
+
+namespace kve::companion {
+
+const char* trait_type_name(int32_t type) {
+    switch (type) {
+        case kGaussian:
+            return "Gaussian";
+        case kRightCensored:
+            return "right censored";
+        case kCategorical:
+            return "categorical";
+        case kBinary:
+            return "binary";
+        case kMixtureLinear:
+            return "linear trait of a mixed pair";
+        case kGeneralized:
+            return "generalized";
+        case kSequentialBinary:
+            return "sequential binary";
+        case kSequentialLinear:
+            return "linear trait of a sequential pair";
+        default:
+            return "of unknown type";
+    }
+}
+
+std::vector<std::optional<int64_t>> count_records(const RunFolder& run) {
+    std::vector<std::optional<int64_t>> records(run.traits().size());
+    records[0] = run.trait(1).n_obs;
+    std::optional<CodeFile> file;
+    for (const CodeList& list : lists_of(run)) {
+        if (list.kind != CodeList::fixed) break;
+        if (!file) file.emplace(run);
+        int64_t n = 0;
+        for (int64_t j = 0; j < list.n_levels; ++j) n += file->read(list).n_obs;
+        if (list.effect == 1) records[static_cast<std::size_t>(list.trait) - 1] = n;
+    }
+    return records;
+}
+
+std::string regressions_of(const Model& m) {
+    std::vector<std::string> all;
+    for (int32_t r = 1; r <= m.n_reg; ++r)
+        all.push_back(m.reg_name_n(r).blank() ? m.reg_name(r).string() : m.reg_name_n(r).string());
+    return fmt::format("{}", fmt::join(all, ", "));
+}
+
+}  // namespace kve::companion

@@ -1,0 +1,22 @@
+// Words on a model that several commands show.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kve/files/run_folder.h"
+
+namespace kve::companion {
+
+const char* trait_type_name(int32_t type);
+
+// Records in which each trait is usable, as its first fixed class effect counts them. Of a trait
+// without one MODINF tells the number when it is the first.
+std::vector<std::optional<int64_t>> count_records(const RunFolder& run);
+
+// The covariables of a trait, with what they are nested in.
+std::string regressions_of(const Model& m);
+
+}  // namespace kve::companion

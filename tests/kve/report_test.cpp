@@ -1,0 +1,227 @@
+// kve report: the figures in the page are compared with what the run was given; a browser draws it.
+#include <sys/wait.h>
+
+#include <nlohmann/json.hpp>
+
+#include "kve/report/bins.h"
+#include "kve/report/words.h"
+#include "program/run.h"
+
+namespace {
+
+using nlohmann::json;
+namespace companion = kve::companion;
+
+int status_of(const std::string& command) {
+    const int raw = std::system(command.c_str());
+    return WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw);
+}
+
+int report(const Scratch& scratch, const std::string& arguments) {
+    const std::string folder = scratch.folder().string();
+    return status_of("cd '" + folder + "' && exec '" KVE_PROGRAM "' report " + arguments +
+                     " -o page.html 2>words");
+}
+
+std::string data_of(const std::string& page) {
+    const std::string start = "type=\"application/json\">";
+    const std::size_t from = page.find(start) + start.size();
+    return page.substr(from, page.find("</script>", from) - from);
+}
+
+json section_of(const Scratch& scratch, const std::string& id) {
+    const json page = json::parse(data_of(scratch.read("page.html")));
+    for (const json& section : page["sections"])
+        if (section["id"] == id) return section;
+    ADD_FAILURE() << "no section " << id;
+    return {{"figures", json::array()}, {"notes", json::array()}, {"tables", json::array()}};
+}
+
+json figure_of(const Scratch& scratch, const std::string& id, const std::string& title) {
+    const json section = section_of(scratch, id);
+    for (const json& figure : section["figures"])
+        if (figure["title"] == title) return figure;
+    ADD_FAILURE() << "no figure " << title;
+    return {};
+}
+
+std::string notes_of(const Scratch& scratch, const std::string& id) {
+    std::string all;
+    const json section = section_of(scratch, id);
+    for (const json& note : section["notes"])
+        all +=
+            text("%d %s: ", note["times"].get<int>(), note["source"].get<std::string>().c_str()) +
+            note["text"].get<std::string>() + "\n";
+    return all;
+}
+
+// Forty records of six cows of two herds, and a herd of one record. Cow 906 is a daughter of cow
+// 901 and of that cow's sire. The second trait is missing in each fifth record.
+struct Given {
+    std::string herd = "HERD", milk = "MILK", method = "1", prior = "2";
+    int n = 40;
+    std::string pedigree_end = {};
+};
+
+void run_small(const Scratch& scratch, const Given& given = {}) {
+    std::string data;
+    for (int n = 0; n < given.n; ++n)
+        data += text("%d %d %d %d %d\n", n == 7 ? 30 : 10 + n % 2 * 10, 901 + n % 6, 40 + n % 10,
+                     500 + 3 * (n % 10), n % 5 == 0 ? -9 : 100 + n % 10);
+    scratch.write("data", data);
+    std::string pedigree = "101 0 0 20050101\n";
+    for (int cow = 901; cow < 906; ++cow) pedigree += text("%d 101 0 20%d0101\n", cow, cow - 890);
+    scratch.write("ped", pedigree + "906 101 901 20160101\n" + given.pedigree_end);
+    const Outcome outcome = scratch.run(
+        "$ANALYSE 2 0 0 0\n$DATA ASCII (2,3,-9.0) data\n$VARIABLE\n" + given.herd + " COW AGE " +
+        given.milk + " FAT\n$MODEL\n2 2 0 0 0\n0\n0\n2 0 2 1 2\n3 0 2 1 2\n1 1\n1 1\n1 1\n0\n0\n" +
+        "$VAR_STR 1 PED " + given.method + " ASCII ped\n$PRIOR\n1 1 1 " + given.prior +
+        "\n1 2 1 -.5\n1 2 2 1\n2 1 1 3\n2 2 2 3\n");
+    ASSERT_EQ(outcome.status, 0) << outcome.listing;
+    std::filesystem::rename(scratch.folder() / "listing.out", scratch.folder() / "listing");
+}
+
+TEST(Report, ShowsTheFiguresOfTheRun) {
+    Scratch scratch;
+    run_small(scratch);
+    ASSERT_EQ(report(scratch, "."), 0) << scratch.read("words");
+    // Values come in tens of 4 each; FAT lacks those of 0 and 5.
+    const json milk = figure_of(scratch, "traits", "Distribution of MILK")["picture"];
+    EXPECT_EQ(milk["series"][0]["values"].size(), 28U);  // 500 to 527
+    double n = 0.0;
+    for (const json& value : milk["series"][0]["values"]) n += value.get<double>();
+    EXPECT_EQ(n, 40.0);
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+        {"traits", "Distribution of FAT", "/picture/series/0/values",
+         "[4.0,4.0,4.0,4.0,0.0,4.0,4.0,4.0,4.0]"},
+        {"pairs", "Records with both traits", "/picture/values", "[[40.0,32.0],[32.0,32.0]]"},
+        {"pairs", "MILK and FAT", "/table/rows/0/2", "4"},
+        {"levels", "Observations per level of MILK:HERD", "/picture/labels", R"(["10","20","30"])"},
+        {"levels", "Observations per level of MILK:HERD", "/picture/series/0/values",
+         "[20.0,19.0,1.0]"},
+        {"levels", "Observations per level of MILK:HERD", "/picture/series/0/tones",
+         R"(["main","main","mark"])"},
+        {"covariances", "(Co)variances of COW (factor 1)", "/picture/values",
+         "[[2.0,-0.5],[-0.5,1.0]]"},
+        {"covariances", "Shares of the variance of each trait", "/picture/series/0/values",
+         "[40.0,25.0]"},
+        {"pedigree", "Animals by year of birth", "/table/rows/0", R"(["2005",1,0])"},
+        {"pedigree", "Parents known by year of birth", "/table/rows/11",
+         R"(["2016",1,100.0,0.0,0.0])"},
+        {"pedigree", "Mean inbreeding by year of birth", "/picture/series/0/values/11", "25.0"},
+        {"pedigree", "Generations known by year of birth", "/picture/series/0/values/11", "1.25"},
+        {"pedigree", "Offspring per sire", "/table/rows",
+         R"([["1",0],["2",0],["3–4",0],["5–8",1]])"},
+        {"matrices", "Pattern of AINV1 (COW)", "/table/rows/1/1", "1"}};
+    for (const auto& [section, title, place, expected] : cases)
+        EXPECT_EQ(
+            figure_of(scratch, section, title).value(json::json_pointer(place), json()).dump(),
+            expected)
+            << title;
+    const double r = std::stod(
+        json(figure_of(scratch, "pairs", "Phenotypic correlations")["picture"]["values"][0][1])
+            .dump());
+    EXPECT_NEAR(r, 1.0, 1e-12);  // both rise with n % 10
+    EXPECT_EQ(notes_of(scratch, "warnings"),
+              "1 : Neither the listing nor KVE_LOG has a warning or an error.\n");
+}
+
+TEST(Report, TellsWhatIsMissing) {
+    Scratch scratch;
+    run_small(scratch);
+    const std::pair<const char*, const char*> cases[] = {
+        {"listing", "The listing was not found"},
+        {"KVE_LOG", "KVE_LOG is not in the folder"},
+        {"RCDATA_R", "Not shown: values of traits and covariables. ./RCDATA_R: No such file"},
+        {"AINV1", "Not shown: pattern of a matrix. ./AINV1: No such file"},
+        {"CODE_TABLE", "Not shown: pedigree. ./CODE_TABLE: No such file"}};
+    for (const auto& [file, told] : cases) {
+        std::filesystem::remove(scratch.folder() / file);
+        ASSERT_EQ(report(scratch, "."), 0) << file << scratch.read("words");
+        EXPECT_NE(notes_of(scratch, "warnings").find(told), std::string::npos) << told;
+    }
+    EXPECT_EQ(report(scratch, ". --listing nowhere"), 3);
+    std::filesystem::remove(scratch.folder() / "MODINF");
+    EXPECT_EQ(report(scratch, "."), 3);
+    EXPECT_TRUE(scratch.read("words").starts_with("kve: ./MODINF: ")) << scratch.read("words");
+}
+
+TEST(Report, CollectsMessages) {
+    Scratch scratch;
+    run_small(scratch);
+    scratch.write("a listing",
+                  "WARNING  : ID =       5 occurs more\nWARNING  : ID =  17 occurs more\n"
+                  "1KVE1V6   page head\n   WARNING - first line\n             second line\n"
+                  "                    in the middle\nError - of <b>&</b>\n\n"
+                  "WARNING WARNING WARNING\n\nINPUT DATA OUT OF RANGE\n\nno part of it\n");
+    ASSERT_EQ(report(scratch, ". --listing 'a listing'"), 0) << scratch.read("words");
+    EXPECT_EQ(notes_of(scratch, "warnings"),
+              "2 listing: WARNING : ID = 5 occurs more\n"
+              "1 listing: WARNING - first line\nsecond line\n1 listing: Error - of <b>&</b>\n"
+              "1 listing: WARNING\nINPUT DATA OUT OF RANGE\n");
+}
+
+TEST(Report, SaysWhatChangedBetweenTwoRuns) {
+    Scratch scratch, second;
+    run_small(scratch);
+    run_small(second, {.herd = "FARM", .prior = "4", .n = 37, .pedigree_end = "906 0 0 1\n"});
+    ASSERT_EQ(report(scratch, "."), 0);
+    ASSERT_EQ(report(scratch, ". '" + second.folder().string() + "'"), 0) << scratch.read("words");
+    const std::string notes = notes_of(scratch, "changes");
+    for (const char* told :
+         {"1 listing: New: WARNING : ID = 906 occurs more than one time",
+          "1 model: Changed: trait MILK, fixed effects, HERD → FARM.\n",
+          "1 records: Changed: data records read, 40 → 37.\n",
+          "1 levels: Observations of COW (1): 40 → 37, in the same 7 levels.\n",
+          "1 (co)variances: Changed: variance MILK COW of COW (factor 1), 2 → 4.\n"})
+        EXPECT_NE(notes.find(told), std::string::npos) << told << notes;
+    EXPECT_EQ(notes.find("covariance "), std::string::npos) << notes;
+    ASSERT_EQ(report(scratch, ". ."), 0);
+    EXPECT_TRUE(notes_of(scratch, "changes").starts_with("1 : Nothing: ")) << notes;
+}
+
+// Names stand in a script; whatever they hold, they end neither it nor the page.
+TEST(Report, IsDrawnByABrowserWithoutAFault) {
+    Scratch scratch, second;
+    run_small(scratch, {.herd = "</script", .milk = "<!--\xff{{"});
+    run_small(second, {.method = "2"});
+    scratch.write("listing",
+                  "ERROR - <img src=x onerror=alert(1)></script><script>alert(2)</script>\n");
+    ASSERT_EQ(report(scratch, "."), 0) << scratch.read("words");
+    const std::string page = scratch.read("page.html");
+    EXPECT_EQ(data_of(page).find_first_of("<>&"), std::string::npos);
+    EXPECT_EQ(
+        figure_of(scratch, "levels", "Observations per level of <!--\ufffd{{:</script")["wide"],
+        false);
+    std::filesystem::rename(scratch.folder() / "page.html", scratch.folder() / "one.html");
+    ASSERT_EQ(report(scratch, ". '" + second.folder().string() + "'"), 0);
+    const int status = status_of("cd '" + scratch.folder().string() +
+                                 "' && exec '" KVE_REPORT_PAGES "' one.html page.html >shown 2>&1");
+    constexpr int kNoBrowser = 77;
+    if (status == kNoBrowser) GTEST_SKIP() << scratch.read("shown");
+    EXPECT_EQ(status, 0) << scratch.read("shown");
+}
+
+TEST(Report, BinsHoldAllValues) {
+    const std::vector<double> cases[] = {
+        {3.5},     {0.0, 0.0},   {-1e30, 1e30},        {1e-30, 2e-30},
+        {7, 8, 9}, {0, 1e6, 17}, {16777216, 16777218}, {-0.05, 0.05, 0.15}};
+    for (const std::vector<double>& values : cases) {
+        companion::Moments moments;
+        for (const double value : values) moments.add(value);
+        companion::Bins bins = companion::choose_bins(moments, 40);
+        ASSERT_TRUE(!bins.counts.empty() && bins.counts.size() <= 45) << values[0];
+        for (const double value : values) bins.add(value);
+        EXPECT_EQ(std::accumulate(bins.counts.begin(), bins.counts.end(), int64_t{0}),
+                  static_cast<int64_t>(values.size()))
+            << values[0];
+    }
+    for (int64_t n = 0, from = 0, to = 0; n < 300; ++n) {
+        const std::string label = companion::Doublings::label(companion::Doublings::place(n));
+        const int found = std::sscanf(label.c_str(), "%ld–%ld", &from, &to);
+        EXPECT_TRUE(n >= from && n <= (found == 2 ? to : from)) << n << label;
+    }
+    EXPECT_EQ(companion::grouped(-1234567), "−1\u202f234\u202f567");
+}
+
+}  // namespace
