@@ -71,7 +71,8 @@ int64_t gather_text_lines(state::InlineText& section, Keyword& next) {
 state::InlineText& section_for(Keyword keyword, std::string_view file) {
     for (state::InlineText& section : INLINE_TEXTS)
         if (section.file == file) return section;
-    return INLINE_TEXTS.emplace_back(state::InlineText{keyword, std::string(file), {}, {}});
+    INLINE_TEXTS.push_back({keyword, std::string(file), {}, {}});
+    return INLINE_TEXTS.back();
 }
 
 // The text of an earlier section or run must not survive, also when no line follows.
