@@ -84,6 +84,17 @@ void add_common(CLI::App& command, CommonOptions& options) {
     });
 }
 
+void add_ids(CLI::App& command, std::string& ids) {
+    command.add_flag(
+        "--ids", ids,
+        "the users' own names in place of integers, out of ids.tsv of kve prep in DIR; "
+        "--ids=FILE: out of another one");
+}
+
+std::string ids_file(const std::string& ids, const std::string& folder) {
+    return ids == "true" ? (std::filesystem::path(folder) / "ids.tsv").string() : ids;
+}
+
 }  // namespace kve::companion
 
 int main(int argc, char** argv) {

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "base/freeform.h"
 #include "kve/files/code_lists.h"
@@ -14,13 +15,14 @@
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
 #include "kve/shared/table_text.h"
+#include "kve/tables/identities.h"
 
 namespace kve::companion {
 
 namespace {
 
 struct Options : CommonOptions {
-    std::string factor;
+    std::string factor, ids;
 };
 
 // A missing sort variable is a number too: that of an animal without a record, of a group.
@@ -65,11 +67,27 @@ class Inbreeding {
     int64_t n_lines_ = 0;
 };
 
-void put_animal(Output& out, const Code& code, Inbreeding* inbreeding) {
+// An identity as the user knows it.
+class Shown {
+ public:
+    Shown(Output& out, const std::optional<UserNames>& names, std::string column)
+        : out_(out), names_(names), column_(std::move(column)) {}
+    void put(int32_t identity) {
+        if (!names_) return out_.put(identity);
+        out_.put(std::string_view(table_field(names_->name_of(column_, identity), ',')));
+    }
+
+ private:
+    Output& out_;
+    const std::optional<UserNames>& names_;
+    std::string column_;
+};
+
+void put_animal(Output& out, Shown& shown, const Code& code, Inbreeding* inbreeding) {
     out.put(',');
-    if (code.sire != 0) out.put(code.sire);
+    if (code.sire != 0) shown.put(code.sire);
     out.put(',');
-    if (code.dam != 0) out.put(code.dam);
+    if (code.dam != 0) shown.put(code.dam);
     out.put(',');
     if (code.sort > kNoSort) out.put(code.sort);
     out.put(',');
@@ -79,22 +97,23 @@ void put_animal(Output& out, const Code& code, Inbreeding* inbreeding) {
 }
 
 void put_list(Output& out, const RunFolder& run, CodeFile& file, const CodeList& list,
-              bool has_animals) {
+              bool has_animals, const std::optional<UserNames>& names) {
     std::optional<Inbreeding> inbreeding;
     if (list.kind == CodeList::animals && Inbreeding::has_file(run.factor(list.owner)))
         inbreeding.emplace(run, list.owner);
     const std::string front =
         table_field(list.label, ',') + "," + table_field(list.name, ',') + ",";
+    Shown shown(out, names, list.name.substr(0, list.name.find('+')));
     for (int64_t n = 0; n < list.n_levels; ++n) {
         const Code code = file.read(list);
         out.put(front);
-        out.put(code.identity);
+        shown.put(code.identity);
         out.put(',');
         out.put(code.level);
         out.put(',');
         out.put(code.n_obs);
         if (list.kind == CodeList::animals)
-            put_animal(out, code, inbreeding ? &*inbreeding : nullptr);
+            put_animal(out, shown, code, inbreeding ? &*inbreeding : nullptr);
         else if (has_animals)
             out.put(",,,,,");
         out.put('\n');
@@ -117,6 +136,8 @@ int show_levels(const Options& options) {
     const bool has_animals = std::ranges::any_of(lists, [&](const CodeList& list) {
         return is_wanted(list) && list.kind == CodeList::animals;
     });
+    std::optional<UserNames> names;
+    if (!options.ids.empty()) names.emplace(ids_file(options.ids, options.folder));
     CodeFile file(run);
     Output out(options.output);
     out.put("factor,name,identity,level,observations");
@@ -124,7 +145,7 @@ int show_levels(const Options& options) {
     out.put('\n');
     for (const CodeList& list : lists)
         if (is_wanted(list))
-            put_list(out, run, file, list, has_animals);
+            put_list(out, run, file, list, has_animals, names);
         else
             file.skip(list);
     file.expect_end();
@@ -142,6 +163,7 @@ Command add_levels(CLI::App& app) {
     command->add_option("--factor", options->factor,
                         "one factor: the number of a random one, TRAIT:EFFECT of a fixed one, "
                         "\"residual\" for its groups, or a name, for all of that name");
+    add_ids(*command, options->ids);
     command->footer(
         "Columns: factor (as for --factor), name, identity in the data, level, observations; of "
         "animals also sire and dam, empty where unknown, sort variable, progeny, and inbreeding "

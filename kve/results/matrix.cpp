@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "kve/files/code_lists.h"
 #include "kve/files/matrix_file.h"
@@ -12,6 +13,8 @@
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
+#include "kve/shared/table_text.h"
+#include "kve/tables/identities.h"
 
 namespace kve::companion {
 
@@ -19,8 +22,10 @@ namespace {
 
 struct Options : CommonOptions {
     std::string name;
-    std::string format;
+    std::string format, ids;
     bool original = false, summary = false;
+
+    bool shows_identities() const { return original || !ids.empty(); }
 };
 
 RunFile find_matrix(const RunFolder& run, const std::string& name) {
@@ -36,8 +41,11 @@ RunFile find_matrix(const RunFolder& run, const std::string& name) {
 
 class Elements {
  public:
-    Elements(const RunFolder& run, const RunFile& file, bool original) : from_(run, file) {
-        if (!original) return;
+    Elements(const RunFolder& run, const RunFile& file, const Options& options)
+        : from_(run, file), name_(run.factor_name(file.factor)) {
+        if (!options.shows_identities()) return;
+        if (!options.ids.empty()) names_.emplace(ids_file(options.ids, options.folder));
+        name_.erase(std::min(name_.find('+'), name_.size()));
         const std::vector<CodeList> lists = lists_of(run);
         const std::size_t own = list_of_factor(run, lists, file.factor);
         std::vector<bool> is_wanted(lists.size());
@@ -51,6 +59,10 @@ class Elements {
         Element e;
         while (from_.next(e)) {
             if (from_.is_outside(e) || e.column > e.row) refuse_element(e);
+            if (names_) {
+                put_named(out, e);
+                continue;
+            }
             char* at = out.room(3 * kNumberBytes + 3);
             at = put_row(at, e.row);
             *at++ = ' ';
@@ -76,6 +88,15 @@ class Elements {
     int32_t identity_of(int32_t level) const {
         return identities_.empty() ? level : identities_[static_cast<std::size_t>(level)];
     }
+    void put_named(Output& out, const Element& e) {
+        for (const int32_t level : {e.row, e.column}) {
+            const std::string name = names_->name_of(name_, identity_of(level));
+            out.put(std::string_view(table_field(name, ' ')));
+            out.put(' ');
+        }
+        out.take(texts_.put(out.room(kNumberBytes), e.value));
+        out.put('\n');
+    }
     [[noreturn]] void refuse_element(const Element& e) const {
         from_.refuse(fmt::format("row {}, column {} are not of the lower triangle of {} levels",
                                  e.row, e.column, from_.order()));
@@ -83,6 +104,8 @@ class Elements {
 
     MatrixFile from_;
     std::vector<int32_t> identities_;
+    std::string name_;  // of the effect
+    std::optional<UserNames> names_;
     RealTexts<double> texts_;
     int32_t row_ = 0;
     char row_text_[kNumberBytes]{};
@@ -115,12 +138,14 @@ int show_matrix(const Options& options) {
     const RunFolder run(options.folder);
     const RunFile file = find_matrix(run, options.name);
     if (options.summary) return show_summary(options, run, file);
-    const bool is_mtx = options.format == "mtx" || (options.format.empty() && !options.original);
-    if (is_mtx && options.original)
-        throw Failure(kUsage,
-                      "--original goes with --format text: rows of a Matrix Market file are "
-                      "numbered from 1");
-    Elements elements(run, file, options.original);
+    const bool is_mtx =
+        options.format == "mtx" || (options.format.empty() && !options.shows_identities());
+    if (is_mtx && options.shows_identities())
+        throw Failure(
+            kUsage,
+            "--original and --ids go with --format text: rows of a Matrix Market file are "
+            "numbered from 1");
+    Elements elements(run, file, options);
     Output out(options.output);
     if (is_mtx)
         out.put(fmt::format(
@@ -149,6 +174,7 @@ Command add_matrix(CLI::App& app) {
         ->check(CLI::IsMember({"mtx", "text"}));
     command->add_flag("--original", options->original,
                       "identities in place of level numbers, as text");
+    add_ids(*command, options->ids);
     command->add_flag("--summary", options->summary,
                       "what the matrix is like, and not its elements");
     command->footer(

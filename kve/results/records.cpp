@@ -15,6 +15,7 @@
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
 #include "kve/shared/table_text.h"
+#include "kve/tables/identities.h"
 
 namespace kve::companion {
 
@@ -23,11 +24,12 @@ namespace {
 struct Options : CommonOptions {
     bool original = false, tsv = false;
     std::vector<std::string> columns;
-    std::string trait;
+    std::string trait, ids;
     std::optional<int64_t> first;
     std::optional<float> missing;
 
     char separator() const { return tsv ? '\t' : ','; }
+    bool shows_identities() const { return original || !ids.empty(); }
     bool is_missing(float value) const { return missing && value <= *missing; }
 };
 
@@ -56,7 +58,8 @@ class Table {
           trait_(options.trait.empty() ? 0 : find_trait(run, options.trait)),
           columns_(choose_columns(options, data_columns(run, lists_, trait_))),
           out_(options.output) {
-        if (!options.original) return;
+        if (!options.ids.empty()) names_.emplace(ids_file(options.ids, options.folder));
+        if (!options.shows_identities()) return;
         std::vector<bool> is_wanted(lists_.size());
         for (const DataColumn& column : columns_)
             if (has_list(column)) is_wanted[column.list] = true;
@@ -100,8 +103,13 @@ class Table {
         for (const DataColumn& column : columns_) {
             char* at = out_.room(kNumberBytes + 1);
             if (!std::exchange(is_first, false)) *at++ = options_.separator();
-            out_.take(column.is_real() ? put_real(at, data, column)
-                                       : put_integer(at, data, column));
+            if (names_ && has_list(column)) {
+                out_.take(at);
+                put_name(data, column);
+            } else {
+                out_.take(column.is_real() ? put_real(at, data, column)
+                                           : put_integer(at, data, column));
+            }
         }
         out_.put('\n');
     }
@@ -118,9 +126,17 @@ class Table {
         int32_t value = data.integer(column.position);
         if (has_list(column)) {
             if (value == 0) return at;
-            if (options_.original) value = identity_of(data, column, value);
+            if (options_.shows_identities()) value = identity_of(data, column, value);
         }
         return std::to_chars(at, at + kNumberBytes, value).ptr;
+    }
+
+    void put_name(const DataFile& data, const DataColumn& column) {
+        const int32_t level = data.integer(column.position);
+        if (level == 0) return;
+        const std::string name = names_->name_of(column.name.substr(column.name.find(':') + 1),
+                                                 identity_of(data, column, level));
+        out_.put(std::string_view(table_field(name, options_.separator())));
     }
 
     int32_t identity_of(const DataFile& data, const DataColumn& column, int32_t level) const {
@@ -136,6 +152,7 @@ class Table {
     int32_t trait_;
     std::vector<DataColumn> columns_;
     std::vector<std::vector<int32_t>> identities_;  // by list and level
+    std::optional<UserNames> names_;
     Output out_;
     RealTexts<float> texts_;
 };
@@ -154,6 +171,7 @@ Command add_records(CLI::App& app) {
     add_common(*command, *options);
     command->add_flag("--original", options->original,
                       "identities of the data in place of level numbers");
+    add_ids(*command, options->ids);
     command->add_option("--columns", options->columns, "these columns in this order")
         ->delimiter(',')
         ->type_name("NAME,...");

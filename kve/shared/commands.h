@@ -27,6 +27,9 @@ struct CommonOptions {
     std::string output;
 };
 void add_common(CLI::App& command, CommonOptions& options);
+// --ids or --ids=FILE, for commands that show identities, and the file that it asks for.
+void add_ids(CLI::App& command, std::string& ids);
+std::string ids_file(const std::string& ids, const std::string& folder);
 
 // Data go anywhere but into the files of a run that they come from: what is wrong with the output,
 // or nothing.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 
 #include "kve/shared/failure.h"
@@ -133,28 +134,59 @@ void write_ids(const std::string& file, const IdentityTable& identities,
     out.finish();
 }
 
-IdentityNames::IdentityNames(const std::string& file) {
-    TableForm form;
-    form.delimiter = '\t';
-    form.has_header = true;
-    TableReader table(file, form);
-    const std::size_t identity = table.column("identity"), code = table.column("code");
-    while (table.next()) {
-        const std::optional<int64_t> value = parse_integer(table.field(code));
-        if (!value || *value < INT32_MIN || *value > INT32_MAX)
-            table.refuse(fmt::format("\"{}\" is no code", table.field(code)));
-        places_.emplace_back(static_cast<int32_t>(*value), texts_.size());
-        texts_ += table.field(identity);
-        texts_ += '\0';
-    }
-    std::ranges::sort(places_);
+void CodeNames::add(int32_t code, std::string_view text) {
+    places_.emplace_back(code, texts_.size());
+    texts_ += text;
+    texts_ += '\0';
 }
 
-std::string_view IdentityNames::operator[](int32_t code) const {
+void CodeNames::put_in_order() { std::ranges::sort(places_); }
+
+std::string_view CodeNames::operator[](int32_t code) const {
     const auto found =
         std::ranges::lower_bound(places_, code, {}, &std::pair<int32_t, uint64_t>::first);
     if (found == places_.end() || found->first != code) return {};
     return texts_.data() + found->second;
+}
+
+namespace {
+
+// Lets `take` look at each record of a table with tabs, a header and a column "code".
+template <class Take>
+void read_codes(const std::string& file, Take take) {
+    TableForm form;
+    form.delimiter = '\t';
+    form.has_header = true;
+    TableReader table(file, form);
+    const std::size_t code = table.column("code");
+    while (table.next()) {
+        const std::optional<int64_t> value = parse_integer(table.field(code));
+        if (!value || *value < INT32_MIN || *value > INT32_MAX)
+            table.refuse(fmt::format("\"{}\" is no code", table.field(code)));
+        take(table, static_cast<int32_t>(*value));
+    }
+}
+
+}  // namespace
+
+UserNames::UserNames(const std::string& ids_file) {
+    read_codes(ids_file, [&](const TableReader& table, int32_t code) {
+        identities_.add(code, table.field(table.column("identity")));
+    });
+    identities_.put_in_order();
+    const auto beside = std::filesystem::path(ids_file).parent_path() / "classes.tsv";
+    if (!std::filesystem::exists(beside)) return;
+    read_codes(beside.string(), [&](const TableReader& table, int32_t code) {
+        const std::string_view column = table.field(table.column("column"));
+        classes_[std::string(column)].add(code, table.field(table.column("name")));
+    });
+    for (auto& [column, names] : classes_) names.put_in_order();
+}
+
+std::string UserNames::name_of(const std::string& column, int32_t code) const {
+    const auto found = classes_.find(column);
+    const std::string_view name = found != classes_.end() ? found->second[code] : identities_[code];
+    return name.empty() ? std::to_string(code) : std::string(name);
 }
 
 }  // namespace kve::companion

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -53,17 +54,32 @@ std::vector<int32_t> identity_codes(const IdentityTable& identities, bool renumb
 void write_ids(const std::string& file, const IdentityTable& identities,
                const std::vector<int32_t>& codes);
 
-// Such a table read back, for commands that show identities in place of codes.
-class IdentityNames {
+// Texts by code.
+class CodeNames {
  public:
-    explicit IdentityNames(const std::string& file);
-
-    // Empty when the code is not in the table.
+    void add(int32_t code, std::string_view text);
+    // When all have been added.
+    void put_in_order();
+    // Empty when the code is not there.
     std::string_view operator[](int32_t code) const;
 
  private:
     std::vector<std::pair<int32_t, uint64_t>> places_;  // by code: where its text begins
     std::string texts_;                                 // each ends with a byte of zero
+};
+
+// The users' own names of identities and of the levels of classes, for commands that show them in
+// place of codes: out of ids.tsv and of classes.tsv beside it.
+class UserNames {
+ public:
+    explicit UserNames(const std::string& ids_file);
+
+    // What stands for the code in the column or effect of this name; the code where nothing does.
+    std::string name_of(const std::string& column, int32_t code) const;
+
+ private:
+    CodeNames identities_;
+    std::map<std::string, CodeNames> classes_;  // by column
 };
 
 }  // namespace kve::companion

@@ -176,9 +176,13 @@ TEST(Identities, CodesGoThereAndBack) {
     const Scratch scratch;
     const std::string file = (scratch.folder() / "ids.tsv").string();
     write_ids(file, table, codes);
-    const IdentityNames names(file);
-    for (std::size_t k = 0; k < texts.size(); ++k) EXPECT_EQ(names[codes[k + 1]], texts[k]);
-    EXPECT_EQ(names[2000000000], "");
+    scratch.write("classes.tsv", "column\tname\tcode\nHERD\tHöfer\t17\n");
+    const UserNames names(file);
+    for (std::size_t k = 0; k < texts.size(); ++k)
+        EXPECT_EQ(names.name_of("COW", codes[k + 1]), texts[k]);
+    EXPECT_EQ(names.name_of("COW", 2000000000), "2000000000");
+    EXPECT_EQ(names.name_of("HERD", 17), "Höfer");
+    EXPECT_EQ(names.name_of("HERD", 7), "7");
     IdentityTable few;
     for (const char* t : {"40", "x", "7"}) few.place_of(t);
     EXPECT_EQ(identity_codes(few), (std::vector<int32_t>{0, 40, 41, 7}));

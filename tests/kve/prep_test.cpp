@@ -1,0 +1,479 @@
+// kve prep: what is made of users' tables, compared with tables that are known, and with the same
+// analysis written by hand.
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <random>
+#include <sstream>
+
+#include "program/run.h"
+
+namespace {
+
+struct Shown {
+    int status;
+    std::string out, words;
+};
+
+// A command in the folder of the scratch.
+Shown kve(const Scratch& scratch, const std::string& arguments) {
+    const std::string folder = scratch.folder().string();
+    const int raw = std::system(
+        ("cd '" + folder + "' && '" KVE_PROGRAM "' " + arguments + " >shown 2>words").c_str());
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw), scratch.read("shown"),
+            scratch.read("words")};
+}
+
+Outcome run_made(const Scratch& scratch) {
+    const Outcome outcome = scratch.run(scratch.read("run.kve"));
+    EXPECT_EQ(outcome.status, 0) << scratch.read("run.kve") << outcome.listing;
+    return outcome;
+}
+
+// The number that stands at the end of the first line that begins so, behind `from`.
+int64_t count_in(const std::string& screen, const std::string& words,
+                 const std::string& from = "") {
+    const std::size_t at = screen.find("\n  " + words + " ", screen.find(from));
+    return at == screen.npos ? -1 : std::stoll(screen.substr(at + 3 + words.size(), 44));
+}
+
+std::size_t n_lines(const std::string& text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+std::string sorted_lines(const std::string& text) {
+    std::vector<std::string> lines = lines_of(text);
+    std::sort(lines.begin(), lines.end());
+    std::string all;
+    for (const std::string& line : lines) all += line + "\n";
+    return all;
+}
+
+TEST(Prep, BuiltColumnsAndLimits) {
+    const Scratch scratch;
+    scratch.write("d.csv",
+                  "id;herd;born;at;x;y\n"
+                  "A;H2;2020-01-31;2020-03-01;0;1,5\n"
+                  "B;H10;2019-12-31;2021-12-01;5;NA\n"
+                  "A;H2;2020-01-31;2020-02-29;10;-2\n"
+                  "C;H2;2020-05-01;2020-04-01;11;3\n");
+    scratch.write("r.toml", R"(
+[data]
+file = "d.csv"
+decimal = ","
+[columns]
+id = "identity"
+herd = "class"
+born = "date"
+at = "date"
+x = "real"
+y = { role = "real", limits = [-1, 10] }
+[build]
+season = { season = "at" }
+ys = { year_season = "at" }
+"herd ys" = { interaction = ["herd", "ys"] }
+cut = { cut = "x", at = [5, 10] }
+age = { age = "at", born = "born" }
+n = { count = "herd" }
+nth = { number = "id" }
+leg = { legendre = "x", order = 2, range = [0, 10] }
+poly = { orthogonal = "x", order = 2 }
+line = { spline = "x", knots = [0, 5, 15] }
+)");
+    const Shown shown = kve(scratch, "prep r.toml -o .");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    // id herd season ys "herd ys" cut nth, x y age n leg1 leg2, (poly1 poly2), line1 line2 line3;
+    // leg is sqrt(3/2) t and sqrt(5/2) (3 t t - 1) / 2 at t = -1, 0, 1.
+    const double none = -999999, root = 1.2247449;
+    const std::vector<std::vector<double>> expected = {
+        {1, 2, 2, 202002, 3, 1, 1, 0, 1.5, 30, 3, -root, 1.5811388, 1, 0, 0},
+        {2, 1, 1, 202101, 1, 2, 1, 5, none, 701, 1, 0, -0.7905694, 0, 1, 0},
+        {1, 2, 1, 202001, 2, 3, 2, 10, none, 29, 3, root, 1.5811388, 0, .5, .5},
+        {3, 2, 2, 202002, 3, 3, 1, 11, 3, none, 3, none, none, 0, .4, .6}};
+    std::istringstream data(scratch.read("data.txt"));
+    double sums[5] = {};  // of poly1, poly2, their squares and their product
+    for (std::vector<double> record : expected) {
+        std::vector<double> found(18);
+        for (double& value : found) ASSERT_TRUE(data >> value);
+        const double p = found[13], q = found[14];
+        found.erase(found.begin() + 13, found.begin() + 15);
+        for (std::size_t k = 0; k < record.size(); ++k)
+            EXPECT_NEAR(found[k], record[k], 1e-6) << "record of " << record[7] << ", item " << k;
+        const double terms[] = {p, q, p * p, q * q, p * q};
+        for (int k = 0; k < 5; ++k) sums[k] += terms[k];
+    }
+    for (int k = 0; k < 5; ++k) EXPECT_NEAR(sums[k], k == 2 || k == 3 ? 4 : 0, 1e-5) << k;
+    EXPECT_EQ(scratch.read("classes.tsv"),
+              "column\tname\tcode\nherd\tH10\t1\nherd\tH2\t2\nseason\t1\t1\nseason\t2\t2\n"
+              "ys\t2020-1\t202001\nys\t2020-2\t202002\nys\t2021-1\t202101\n"
+              "herdys\tH10*2021-1\t1\nherdys\tH2*2020-1\t2\nherdys\tH2*2020-2\t3\n"
+              "cut\t<5\t1\ncut\t5-<10\t2\ncut\t>=10\t3\n");
+    EXPECT_EQ(scratch.read("rejected.tsv"),
+              "file\tline\tcolumn\ttext\treason\nd.csv\t4\ty\t-2\tbelow -1\n"
+              "d.csv\t5\tage\t-30 days\ta date before that of birth\n"
+              "d.csv\t5\tleg\t11\toutside of the range\n");
+}
+
+// Every kind of dirt, each in records of its own, drawn at random.
+TEST(Prep, CountsAddUp) {
+    std::mt19937 draw(11);
+    const Scratch scratch;
+    const std::string good = "a%d,HERD,3,2020-01-02,12.5\n";
+    std::string bytes = "id,herd,parity,day,milk\n";
+    std::map<std::string, int> n;
+    const std::pair<const char*, const char*> kinds[] = {
+        {"kept", "%d,K,3,2020-01-02,12.5"},     {"kept", "%d,K,3,2020-01-02,NA"},
+        {"left", "%d,K,4,2020-01-02,12.5"},     {"left missing", "%d,K,4,2020-01-02,x"},
+        {"rejected", "%d,K,3,2020-01-02"},      {"rejected", "%d,K,3,2020-01-02,1,2"},
+        {"rejected", "%d,,3,2020-01-02,12.5"},  {"rejected", "1,K,3,2020-01-02,12.5"},
+        {"rejected", "%d,K,3,2020-01-02,99"},   {"missing", "%d,K,3,2020-02-30,12.5"},
+        {"missing", "%d,K,3,2020-01-02,1.2.3"}, {"rejected missing", "%d,,3,2020-02-30,12.5"},
+        {"kept", "\"%d\nx\",K,3,2020-01-02,1"}};
+    std::string first = "1,K,3,2020-01-02,12.5\n";
+    bytes += first;
+    for (int k = 2; k < 1000; ++k) {
+        const auto& [kind, line] = kinds[draw() % std::size(kinds)];
+        std::string record = line;
+        if (const std::size_t at = record.find("%d"); at != record.npos)
+            record.replace(at, 2, std::to_string(k));
+        bytes += record + "\n";
+        ++n[std::string(kind).find("left") == 0       ? "left"
+            : std::string(kind).find("rejected") == 0 ? "rejected"
+                                                      : "kept"];
+        if (std::string(kind).find("missing") != std::string::npos) ++n["missing"];
+        if (record.front() == '"') ++n["told"];
+    }
+    scratch.write("d.csv", bytes);
+    scratch.write("r.toml", R"(
+[data]
+file = "d.csv"
+unique = ["id"]
+keep = ["parity <= 3"]
+[columns]
+id = "identity"
+day = "date"
+herd = { role = "class", required = true }
+parity = "class"
+milk = { role = "real", limits = [0, 50], beyond = "reject" }
+)");
+    const Shown shown = kve(scratch, "prep r.toml -o made");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    EXPECT_EQ(count_in(shown.out, "records read"), 999);
+    EXPECT_EQ(count_in(shown.out, "kept"), n["kept"] + 1);
+    EXPECT_EQ(count_in(shown.out, "left out"), n["left"]);
+    EXPECT_EQ(count_in(shown.out, "rejected"), n["rejected"]);
+    EXPECT_EQ(count_in(shown.out, "values made missing"), n["missing"]);
+    EXPECT_EQ(count_in(shown.out, "told"), n["told"]);
+    EXPECT_EQ(static_cast<int>(n_lines(scratch.read("made/data.txt"))), n["kept"] + 1);
+    // A name with a line end is a line more.
+    EXPECT_EQ(static_cast<int>(n_lines(scratch.read("made/rejected.tsv"))),
+              1 + n["rejected"] + n["missing"] + 2 * n["told"]);
+
+    const Shown strict = kve(scratch, "prep r.toml -o strict --strict");
+    EXPECT_EQ(strict.status, 1);
+    EXPECT_EQ(scratch.read("strict/rejected.tsv"), scratch.read("made/rejected.tsv"));
+    EXPECT_FALSE(scratch.has("strict/run.kve") || scratch.has("strict/data.txt"));
+    // What stands in the folder already stays when a run ends before its time.
+    scratch.write("r.toml", "[data]\nfile = \"d.csv\"\n[columns]\ncow = \"identity\"\n");
+    const Shown wrong = kve(scratch, "prep r.toml -o made");
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.words,
+              "kve: r.toml: line 4: d.csv has no column cow; there are: id, herd, "
+              "parity, day, milk\n");
+    EXPECT_TRUE(scratch.has("made/run.kve"));
+    for (const auto& entry : std::filesystem::directory_iterator(scratch.folder() / "made"))
+        EXPECT_FALSE(entry.path().string().ends_with(".part")) << entry.path();
+}
+
+TEST(Prep, RecipesWithFaultsAreRefusedWithTheirLines) {
+    const Scratch scratch;
+    scratch.write("d.csv", "id,herd,day,milk\nA,1,2020-01-02,5\n");
+    const std::string head = "[data]\nfile = \"d.csv\"\n",
+                      columns = "[columns]\nid = \"identity\"\nmilk = \"real\"\n";
+    const std::pair<std::string, const char*> cases[] = {
+        {head + "[columns]\nid = \"identiti\"\n", "line 4: \"identiti\" is no role"},
+        {head + "haeder = true\n" + columns, "line 3: [data] has no entry haeder"},
+        {head + columns + "[build]\nY = { year = \"milk\" }\n",
+         "line 7: Y is built from a date, and milk is none"},
+        {head + columns + "[build]\nY = { cut = \"milk\", at = [3, 3] }\n", "line 7: at of Y"},
+        {head + "keep = [\"milk ~ 3\"]\n" + columns, "line 3: \"milk ~ 3\" is no condition"},
+        {head + "keep = [\"milk < abc\"]\n" + columns, "line 3: keep: \"abc\" is no number"},
+        {head + columns + "milk = 3\n", "line 6: "},
+        {head + "[columns]\nid = \"identity\"\n", "no real column is written"},
+        {head + columns + "[directives]\nmodel = \"{fat}\"\n", "the model names fat"},
+    };
+    for (const auto& [recipe, words] : cases) {
+        scratch.write("r.toml", recipe);
+        const Shown shown = kve(scratch, "prep r.toml -o made");
+        EXPECT_EQ(shown.status, 2) << recipe;
+        EXPECT_NE(shown.words.find(words), shown.words.npos) << recipe << shown.words;
+    }
+}
+
+// Identities and names of any kind, as a table writes them.
+struct RandomTable {
+    std::vector<std::string> animals, herds;
+    std::vector<int> sire, dam;  // of animals, -1 unknown
+    struct Record {
+        int animal, herd;
+        double milk, fat;  // fat below 0: missing
+    };
+    std::vector<Record> records;
+
+    explicit RandomTable(unsigned seed) {
+        std::mt19937 draw(seed);
+        const auto name = [&](int k) -> std::string {
+            switch (draw() % 5) {
+                case 0:
+                    return text("%d", 7 * k + 3);
+                case 1:
+                    return text("DE %07d", k);
+                case 2:
+                    return text("2760%08d", k);
+                case 3:
+                    return text("Zoë, \"%d\"", k);
+                default:
+                    return text("0%d", k);
+            }
+        };
+        for (int k = 0; k < 120; ++k) {
+            animals.push_back(name(k));
+            sire.push_back(k < 20 ? -1 : static_cast<int>(draw() % 20U) / 2);
+            dam.push_back(k < 20 || draw() % 5 == 0 ? -1
+                                                    : static_cast<int>(10 + draw() % (k - 10)));
+        }
+        for (int k = 0; k < 8; ++k) herds.push_back(seed % 2 == 0 ? text("%d", 90 - k) : name(k));
+        for (int k = 0; k < 300; ++k)
+            records.push_back({static_cast<int>(draw() % 120), static_cast<int>(draw() % 8),
+                               static_cast<int>(draw() % 1000) / 4.0 + 1,
+                               draw() % 4 == 0 ? -1 : static_cast<int>(draw() % 90) / 8.0});
+    }
+};
+
+std::string quoted(const std::string& field) {
+    std::string all = "\"";
+    for (const char c : field) all.append(c == '"' ? 2 : 1, c);
+    return all + "\"";
+}
+
+// Only where there is a need.
+std::string csv(const std::string& field, char separator = ',') {
+    return field.find_first_of(std::string("\"\n") + separator) == field.npos ? field
+                                                                              : quoted(field);
+}
+
+const char* const kModel = "2\n0\n0\n1 0 2 2 1\n2 0 2 2 1\n1 1\n1 1\n0\n0\n0\n";
+
+// By way of kve prep, in the folder "made".
+void run_prepared(const Scratch& scratch, const RandomTable& t, bool is_binary) {
+    std::string data = "cow,herd,milk,fat\n", pedigree = "animal;sire;dam;born\r\n";
+    for (const auto& r : t.records)
+        data += csv(t.animals[r.animal]) + "," + quoted(t.herds[r.herd]) + text(",%g,", r.milk) +
+                (r.fat < 0 ? "NA" : text("%g", r.fat)) + "\n";
+    const auto parent = [&](int k) { return k < 0 ? std::string("0") : t.animals[k]; };
+    for (int k = 119; k >= 0; --k)
+        pedigree += csv(t.animals[k], ';') + ";" + csv(parent(t.sire[k]), ';') + ";" +
+                    csv(parent(t.dam[k]), ';') +
+                    text(";%d.%d.%d\r\n", 1 + k % 28, 1 + k / 28 % 12, 2000 + k / 12);
+    scratch.write("d.csv", data);
+    scratch.write("p.csv", pedigree);
+    scratch.write(
+        "r.toml",
+        std::string("[data]\nfile = \"d.csv\"\n[columns]\ncow = \"identity\"\n"
+                    "herd = \"class\"\nmilk = \"real\"\nfat = \"real\"\n[pedigree]\n"
+                    "file = \"p.csv\"\n[directives]\nanalyse = \"1 1 0 0\"\nmodel = \"\"\"\n") +
+            kModel + "\"\"\"\n");
+    const Shown shown =
+        kve(scratch, std::string("prep r.toml -o .") + (is_binary ? " --binary" : ""));
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    run_made(scratch);
+}
+
+// The same, by a small program in KVE1's own form with integers of its own.
+void run_by_hand(const Scratch& scratch, const RandomTable& t) {
+    std::string data, pedigree, ids = "identity\tcode\n", classes = "column\tname\tcode\n";
+    const auto code = [](int k) { return k < 0 ? 0 : 5000 - 13 * k; };
+    for (const auto& r : t.records)
+        data += text("%d %d %g %g\n", code(r.animal), 40 + r.herd, r.milk, r.fat < 0 ? -9 : r.fat);
+    for (int k = 0; k < 120; ++k) {
+        pedigree += text("%d %d %d %d\n", code(k), code(t.sire[k]), code(t.dam[k]), k + 1);
+        ids += csv(t.animals[k], '\t') + text("\t%d\n", code(k));
+    }
+    for (int k = 0; k < 8; ++k)
+        classes += "herd\t" + csv(t.herds[k], '\t') + text("\t%d\n", 40 + k);
+    scratch.write("d", data);
+    scratch.write("p", pedigree);
+    scratch.write("ids.tsv", ids);
+    scratch.write("classes.tsv", classes);
+    const Outcome outcome =
+        scratch.run(std::string("$ANALYSE 1 1 0 0\n$DATA ASCII (2,2,-9.0) d\n$VARIABLE\ncow herd\n"
+                                "milk fat\n$MODEL\n") +
+                    kModel + "$VAR_STR 1 PED 1 ASCII p\n");
+    ASSERT_EQ(outcome.status, 0) << outcome.listing;
+}
+
+// Elements by pairs of identities, whichever stands first.
+std::map<std::string, double> elements(const std::string& matrix) {
+    std::map<std::string, double> all;
+    for (const std::string& line : lines_of(matrix)) {
+        const std::size_t value = line.rfind(' ');
+        std::size_t second = line.front() == '"' ? line.find("\" ") + 1 : line.find(' ');
+        std::string a = line.substr(0, second), b = line.substr(second + 1, value - second - 1);
+        if (b < a) std::swap(a, b);
+        all[a + "/" + b] += std::stod(line.substr(value));
+    }
+    return all;
+}
+
+TEST(Prep, TablesComeBackAndAnalysesAreThoseMadeByHand) {
+    for (const unsigned seed : {1U, 2U, 3U}) {
+        const RandomTable t(seed);
+        const Scratch made, hand;
+        run_prepared(made, t, seed == 3);
+        run_by_hand(hand, t);
+        std::string table = "milk:herd,cow,fat:herd,milk,fat\n";
+        table = "milk:herd,fat:herd,cow,milk,fat\n";
+        for (const auto& r : t.records) {
+            const std::string herd = csv(t.herds[r.herd]);
+            table += herd + "," + (r.fat < 0 ? "" : herd) + "," + csv(t.animals[r.animal]) +
+                     text(",%g,", r.milk) + (r.fat < 0 ? "" : text("%g", r.fat)) + "\n";
+        }
+        EXPECT_EQ(kve(made, "records . --original --ids --missing -999999").out, table);
+        EXPECT_EQ(kve(hand, "records . --ids --missing -9").out, table);
+        // Level numbers differ, and so do those of the records in the pedigree.
+        const auto levels = [](const Scratch& scratch) {
+            std::string all;
+            for (const std::string& line : lines_of(kve(scratch, "levels . --ids").out)) {
+                const std::size_t herd = line.find(",herd,");
+                if (herd != line.npos || line.starts_with("1,"))
+                    all +=
+                        line.substr(0, line.find_last_of(',', line.find_last_of(',') - 1)) + "\n";
+            }
+            return all;
+        };
+        const auto without_level = [](const std::string& lines) {
+            // factor, name, identity in quotes or not, level, observations, sire, dam
+            std::string all;
+            for (const std::string& line : lines_of(lines)) {
+                const std::size_t identity = line.find(',', line.find(',') + 1) + 1,
+                                  end = line[identity] == '"' ? line.find("\",", identity) + 1
+                                                              : line.find(',', identity);
+                const std::size_t rest = line.find(',', end + 1);
+                all += line.substr(0, end) + line.substr(rest) + "\n";
+            }
+            return sorted_lines(all);
+        };
+        static_cast<void>(levels);
+        const std::string columns = "cut";
+        EXPECT_FALSE(kve(made, "levels . --ids").out.empty());
+        const auto shown_levels = [&](const Scratch& scratch) {
+            std::string all;
+            for (const std::string& line : lines_of(kve(scratch, "levels . --ids").out)) {
+                // Sort variable and progeny stand behind the parents; inbreeding comes last.
+                std::size_t at = line.size();
+                for (int k = 0; k < 3; ++k) at = line.rfind(',', at - 1);
+                all += line.substr(0, at) + line.substr(line.rfind(',')) + "\n";
+            }
+            return without_level(all);
+        };
+        EXPECT_EQ(shown_levels(made), shown_levels(hand));
+        const auto of_made = elements(kve(made, "matrix . AINV1 --ids").out),
+                   of_hand = elements(kve(hand, "matrix . AINV1 --ids").out);
+        ASSERT_GT(of_made.size(), 300U);
+        ASSERT_EQ(of_made.size(), of_hand.size());
+        for (const auto& [pair, value] : of_made) {
+            ASSERT_TRUE(of_hand.contains(pair)) << pair;
+            EXPECT_NEAR(value, of_hand.at(pair), 1e-12) << pair;
+        }
+    }
+}
+
+TEST(Prep, TemplatesGuess) {
+    const Scratch scratch;
+    std::string bytes = "Animal;Farm;Sex;Born;Weight;Litter size;Note\n";
+    for (int k = 0; k < 200; ++k)
+        bytes += text("DE%05d;H%d;%s;%d.%d.2020;%d,%d;%d;\n", 3 * k, k % 90, k % 2 == 0 ? "M" : "F",
+                      1 + k % 28, 1 + k % 12, 30 + k % 7, k % 10, k % 3);
+    scratch.write("d.csv", bytes);
+    scratch.write("p.ped", "1 0 0 1\n2 0 0 1\n3 1 2 2\n");
+    const Shown shown = kve(scratch, "prep --template d.csv --pedigree p.ped");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    for (const char* line :
+         {"file = \"d.csv\"  # semicolons, header", "decimal = \",\"", "Animal = \"identity\"  # ",
+          "Farm = \"class\"  # texts such as H0, 90 different values",
+          "Sex = \"class\"  # texts such as M, 2 different values",
+          "Born = { role = \"date\", order = \"day month year\" }  # dates such as 1.1.2020",
+          "Weight = \"real\"  # numbers with decimals",
+          "\"Litter size\" = \"class\"  # whole numbers, 3 different values",
+          "Note = \"skip\"  # no values", "file = \"p.ped\"  # blanks, no header",
+          "animal = \"V1\"\nsire = \"V2\"\ndam = \"V3\"\nsort = \"V4\"\n"})
+        EXPECT_NE(shown.out.find(line), shown.out.npos) << line << "\n" << shown.out;
+    // The template is a recipe.
+    scratch.write("r.toml", shown.out);
+    EXPECT_EQ(kve(scratch, "prep r.toml -o a").status, 0) << scratch.read("words");
+    // So is what is used without one, and it leaves the same.
+    EXPECT_EQ(kve(scratch, "prep d.csv --pedigree p.ped -o b").status, 0) << scratch.read("words");
+    EXPECT_EQ(scratch.read("a/data.txt"), scratch.read("b/data.txt"));
+    EXPECT_EQ(kve(scratch, "prep b/recipe.toml -o c").status, 0) << scratch.read("words");
+    EXPECT_EQ(scratch.read("a/data.txt"), scratch.read("c/data.txt"));
+}
+
+TEST(Prep, TypedAnimalsAndMatricesHaveTheSameCodes) {
+    const Scratch scratch;
+    scratch.write("d.csv", "id,line,y\nA1,L2,3\nA2,L1,4\nA3,L2,5\n");
+    scratch.write("p.csv", "animal,sire,dam\nA3,A1,A2\nA2,0,0\nA1,0,0\n");
+    scratch.write("t.csv", "A3\nA1\nA3\n");
+    scratch.write("g.csv", "A1;A1;1,5\nA3;A1;0,25\nA3;A3;1\nA3;A9;x\n");
+    scratch.write("l.csv", "L1 L1 2\nL2 L2 2\nL3 L3 2\n");
+    scratch.write("r.toml", R"(
+[data]
+file = "d.csv"
+[columns]
+id = "identity"
+line = "class"
+y = "real"
+[pedigree]
+file = "p.csv"
+method = 1
+[typed]
+file = "t.csv"
+header = false
+[[matrix]]
+file = "g.csv"
+header = false
+decimal = ","
+weight = 0.05
+adjust = true
+[[matrix]]
+file = "l.csv"
+header = false
+of = "line"
+type = "COR"
+factor = 2
+[directives]
+analyse = "11 9 0 0"
+model = """
+1
+0
+{y} 0 2 {line} {id}
+2 2 1
+0
+0
+"""
+prior = "1 1 1 1\n2 1 1 1\n3 1 1 1\n"
+)");
+    const Shown shown = kve(scratch, "prep r.toml -o .");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    EXPECT_EQ(scratch.read("pedigree.txt"), "1 2 3 2\n3 0 0 1\n2 0 0 1\n");
+    EXPECT_EQ(scratch.read("typed.txt"), "1\n2\n");
+    EXPECT_EQ(scratch.read("matrix1.txt"), "2 2 1.5\n1 2 0.25\n1 1 1\n");
+    EXPECT_EQ(scratch.read("matrix2.txt"), "1 1 2\n2 2 2\n3 3 2\n");
+    EXPECT_EQ(count_in(shown.out, "rejected", "typed animals"), 1);
+    EXPECT_EQ(count_in(shown.out, "rejected", "matrix g.csv"), 1);
+    run_made(scratch);
+    EXPECT_EQ(kve(scratch, "matrix . COR2 --ids").out, "L1 L1 2\nL2 L2 2\nL3 L3 2\n");
+}
+
+}  // namespace
