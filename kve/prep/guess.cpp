@@ -117,6 +117,22 @@ Guess guess_text(const std::string& name, const std::vector<std::string>& values
     return {column, words};
 }
 
+// The order in which most of them are dates.
+std::optional<DateOrder> likeliest_order(const std::vector<std::string>& values,
+                                         std::size_t& n_dates) {
+    std::optional<DateOrder> likeliest;
+    n_dates = 0;
+    for (const DateOrder order : {DateOrder::year_month_day, DateOrder::day_month_year,
+                                  DateOrder::month_day_year, DateOrder::year_only}) {
+        const std::size_t n = count_numbers(
+            values, [&](const std::string& value) { return parse_date(value, order); });
+        if (n <= n_dates) continue;
+        n_dates = n;
+        likeliest = order;
+    }
+    return likeliest;
+}
+
 Guess guess_column(const std::string& name, const std::vector<std::string>& values,
                    char decimal_sign) {
     Column column;
@@ -148,15 +164,8 @@ Guess guess_column(const std::string& name, const std::vector<std::string>& valu
         return guess;
     }
     std::size_t n_dates = 0;
-    for (const DateOrder each :
-         {DateOrder::year_month_day, DateOrder::day_month_year, DateOrder::month_day_year}) {
-        const std::size_t n = count_numbers(
-            values, [&](const std::string& value) { return parse_date(value, each); });
-        if (n > n_dates && 10 * n >= 9 * values.size()) {
-            n_dates = n;
-            column.order = each;
-        }
-    }
+    column.order = likeliest_order(values, n_dates);
+    if (10 * n_dates < 9 * values.size()) column.order.reset();
     if (column.order) {
         column.role = Role::date;
         return {column, fmt::format("dates such as {}; {} of {} are none", values.front(),
@@ -294,8 +303,8 @@ void complete_pedigree(PedigreeUse& use) {
     const auto at = std::ranges::find(sample.names, use.born);
     if (at == sample.names.end()) return;
     const auto& values = sample.columns[static_cast<std::size_t>(at - sample.names.begin())];
-    use.order = guess_column(use.born, values, '.').column.order;
-    if (!use.order && date_order(values) == DateOrder::year_only) use.order = DateOrder::year_only;
+    std::size_t n_dates = 0;
+    use.order = likeliest_order(values, n_dates);
 }
 
 void complete_dates(Recipe& recipe) {
@@ -308,9 +317,8 @@ void complete_dates(Recipe& recipe) {
         const auto at = std::ranges::find(sample.names, column.name);
         if (column.role != Role::date || column.order || at == sample.names.end()) continue;
         const auto& values = sample.columns[static_cast<std::size_t>(at - sample.names.begin())];
-        const Guess guess = guess_column(column.name, values, '.');
-        column.order = guess.column.order;
-        if (!column.order && date_order(values)) column.order = date_order(values);
+        std::size_t n_dates = 0;
+        column.order = likeliest_order(values, n_dates);
         if (!column.order && !values.empty())
             throw Failure(kUsage, fmt::format("{}: {} is said to be a date, and {} is no date that "
                                               "is known: give its order",
