@@ -112,7 +112,7 @@ void write_directives(const Recipe& recipe, const Layout& layout, const FileName
         "\n" + comment("task, method, scaling, test print") + "$ANALYSE " + recipe.analyse + "\n\n";
     text += comment(
         fmt::format("{}: {} integers and {} reals a record; reals at or below {} are "
-                    "missing, integers that are 0",
+                    "missing, and so are integers of 0",
                     names.data, layout.integers.size(), layout.reals.size(), recipe.missing_code));
     text +=
         fmt::format("$DATA {} ({},{},{:.1f}) {}\n", recipe.is_binary ? "BINARY" : "ASCII",

@@ -214,7 +214,7 @@ void Preparation::show_kinds(Output& out, const std::string& file, Consequence c
     for (const Findings::Kind& kind : findings_.kinds())
         if (kind.file == file && kind.consequence == consequence)
             out.put(
-                fmt::format("    {:<38}{:>12}  first: {}\n",
+                fmt::format("    {:<56}{:>12}  first: {}\n",
                             kind.column.empty() ? kind.reason : kind.column + ": " + kind.reason,
                             kind.n, kind.first));
 }
@@ -222,7 +222,7 @@ void Preparation::show_kinds(Output& out, const std::string& file, Consequence c
 void Preparation::show_table(Output& out, const char* what, const TableCounts& counts,
                              int64_t left_out) const {
     const auto line = [&](const char* words, int64_t n) {
-        out.put(fmt::format("  {:<40}{:>12}\n", words, n));
+        out.put(fmt::format("  {:<58}{:>12}\n", words, n));
     };
     out.put(fmt::format("{} {}: {}\n", what, counts.file, counts.described));
     line("records read", counts.n_read);
@@ -230,7 +230,7 @@ void Preparation::show_table(Output& out, const char* what, const TableCounts& c
     if (&counts == &data_) {
         line("left out", left_out);
         for (std::size_t k = 0; k < recipe_.keep.size(); ++k)
-            out.put(fmt::format("    {:<38}{:>12}\n", "not " + recipe_.keep[k].words,
+            out.put(fmt::format("    {:<56}{:>12}\n", "not " + recipe_.keep[k].words,
                                 maker_->left_out_by()[k]));
     }
     line("rejected", counts.n_rejected);
@@ -245,20 +245,23 @@ void Preparation::show_table(Output& out, const char* what, const TableCounts& c
 
 void Preparation::show_columns(Output& out) const {
     out.put("columns\n");
+    const auto line = [&](const std::string& number, const Field& field) {
+        std::string words = field.about;
+        if (field.classes)
+            words += fmt::format(", {} levels{}", field.classes->size(),
+                                 field.classes->keeps_integers() ? "" : ", numbered");
+        if (field.n_missing_by_sign > 0)
+            words += fmt::format(", {} missing in the table", field.n_missing_by_sign);
+        const std::string& name = field.is_written ? field.variable : field.name;
+        out.put(fmt::format("  {:<12}{:<10}{}\n", number, name, words));
+    };
     const Layout layout = layout_of(maker_->fields());
-    for (const auto& [places, kind] :
-         {std::pair{&layout.integers, "integer"}, std::pair{&layout.reals, "real"}})
-        for (const Place& place : *places) {
-            const Field& field = *place.field;
-            std::string words = field.about;
-            if (field.classes)
-                words += fmt::format(", {} levels{}", field.classes->size(),
-                                     field.classes->keeps_integers() ? "" : ", numbered");
-            if (field.column != nullptr && field.n_missing_by_sign > 0)
-                words += fmt::format(", {} missing in the table", field.n_missing_by_sign);
-            out.put(fmt::format("  {:<12}{:<10}{}\n", fmt::format("{} {}", kind, place.number),
-                                field.variable, words));
-        }
+    for (const Place& place : layout.integers)
+        line(fmt::format("integer {}", place.number), *place.field);
+    for (const Place& place : layout.reals)
+        line(fmt::format("real {}", place.number), *place.field);
+    for (const Field& field : maker_->fields())
+        if (!field.is_written) line("-", field);
     if (const std::vector<std::string> unused = maker_->unused_columns(); !unused.empty())
         out.put(fmt::format("  not in the recipe: {}\n", fmt::join(unused, ", ")));
 }
@@ -268,17 +271,17 @@ void Preparation::show_identities(Output& out) const {
     for (int32_t place = 1; place <= identities_.size(); ++place)
         n_same +=
             integer_identity(identities_.text(place)) == codes_[static_cast<std::size_t>(place)];
-    out.put(fmt::format("identities\n  {:<40}{:>12}\n  {:<40}{:>12}\n", "keep their integer",
+    out.put(fmt::format("identities\n  {:<58}{:>12}\n  {:<58}{:>12}\n", "keep their integer",
                         n_same, "are numbered", identities_.size() - n_same));
     if (!pedigree_) return;
-    out.put(fmt::format("  {:<40}{:>12}\n", "in the data, not in the pedigree",
+    out.put(fmt::format("  {:<58}{:>12}\n", "in the data, not in the pedigree",
                         made_.n_identities_without_record));
     if (recipe_.pedigree->born.empty() && recipe_.pedigree->sort.empty())
         out.put("  sort variable of the pedigree: generations\n");
     else if (const int64_t n = pedigree_->n_without_sort(); n > 0)
-        out.put(fmt::format("  {:<40}{:>12}\n", "animals without a date or sort variable", n));
+        out.put(fmt::format("  {:<58}{:>12}\n", "animals without a date or sort variable", n));
     if (const int64_t n = std::max(n_in_loops_, pedigree_->n_not_older()); n > 0)
-        out.put(fmt::format("  {:<40}{:>12}\n", "parents that are not older than progeny", n));
+        out.put(fmt::format("  {:<58}{:>12}\n", "parents that are not older than progeny", n));
 }
 
 void Preparation::show(Output& out) const {

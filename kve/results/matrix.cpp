@@ -141,10 +141,9 @@ int show_matrix(const Options& options) {
     const bool is_mtx =
         options.format == "mtx" || (options.format.empty() && !options.shows_identities());
     if (is_mtx && options.shows_identities())
-        throw Failure(
-            kUsage,
-            "--original and --ids go with --format text: rows of a Matrix Market file are "
-            "numbered from 1");
+        throw Failure(kUsage, std::string(options.original ? "--original" : "--ids") +
+                                  " goes with --format text: rows of a Matrix Market file are "
+                                  "numbered from 1");
     Elements elements(run, file, options);
     Output out(options.output);
     if (is_mtx)

@@ -3,9 +3,11 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <random>
+#include <set>
 #include <sstream>
 
 #include "program/run.h"
@@ -36,7 +38,7 @@ Outcome run_made(const Scratch& scratch) {
 int64_t count_in(const std::string& screen, const std::string& words,
                  const std::string& from = "") {
     const std::size_t at = screen.find("\n  " + words + " ", screen.find(from));
-    return at == screen.npos ? -1 : std::stoll(screen.substr(at + 3 + words.size(), 44));
+    return at == screen.npos ? -1 : std::stoll(screen.substr(at + 3 + words.size(), 68));
 }
 
 std::size_t n_lines(const std::string& text) {
@@ -459,6 +461,42 @@ prior = "1 1 1 1\n2 1 1 1\n3 1 1 1\n"
     EXPECT_EQ(count_in(shown.out, "rejected", "matrix g.csv"), 1);
     run_made(scratch);
     EXPECT_EQ(kve(scratch, "matrix . COR2 --ids").out, "L1 L1 2\nL2 L2 2\nL3 L3 2\n");
+}
+
+// The commands of the page for breeders run, and what it quotes is what they print and leave.
+TEST(Prep, PageForBreeders) {
+    const Scratch scratch;
+    const std::filesystem::path docs(KVE1_DOCS);
+    std::filesystem::create_directory(scratch.folder() / "examples");
+    std::filesystem::copy(std::filesystem::path(KVE1_EXAMPLES) / "breeder",
+                          scratch.folder() / "examples/breeder",
+                          std::filesystem::copy_options::recursive);
+    std::ifstream file(docs / "breeder.md");
+    const std::string path = std::filesystem::path(KVE_PROGRAM).parent_path().string() + ":" +
+                             std::filesystem::path(KVE1_PROGRAM).parent_path().string();
+    std::set<std::string> printed;
+    std::vector<std::string> quoted;
+    int n_commands = 0;
+    bool is_quoting = false;
+    for (std::string line; std::getline(file, line);) {
+        if (line == "```") {
+            is_quoting = !is_quoting;
+        } else if (is_quoting) {
+            quoted.push_back(line);
+        } else if (line.starts_with("    ")) {
+            ++n_commands;
+            const std::string command = "cd '" + scratch.folder().string() + "' && export PATH='" +
+                                        path + "':$PATH && {" + line + " ; } >shown 2>words";
+            EXPECT_EQ(std::system(command.c_str()), 0) << line << scratch.read("words");
+            for (const std::string& shown : lines_of(scratch.read("shown"))) printed.insert(shown);
+        }
+    }
+    for (const char* made : {"examples/breeder/breeder.toml", "out/breeder/rejected.tsv",
+                             "out/breeder/run.kve", "out/breeder/ids.tsv"})
+        for (const std::string& line : lines_of(scratch.read(made))) printed.insert(line);
+    EXPECT_GT(n_commands, 5);
+    EXPECT_GT(quoted.size(), 40U);
+    for (const std::string& line : quoted) EXPECT_TRUE(printed.contains(line)) << line;
 }
 
 }  // namespace
