@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -38,7 +39,7 @@ const char* const kReport = "kve-check-report";
 
 struct Job {
     const DirectiveText* text;
-    std::string inputs;
+    std::string inputs, outputs;
     bool fast;
 };
 const Job* JOB = nullptr;
@@ -60,9 +61,10 @@ void write_report(const Findings& findings, const Look& look,
 // A fault that ends the reading is told, and all else when the text has been read without it.
 void look_at_all(const Reading& reading) {
     Findings findings;
-    Look look{*JOB->text, reading, JOB->inputs, JOB->fast, findings};
-    tell_what_was_said(look);
+    Look look{*JOB->text, reading, JOB->inputs, JOB->outputs, JOB->fast, findings};
     const std::optional<std::string> mended = mend(look);
+    look_for_unread_lines(look);
+    tell_what_was_said(look, mended ? Step::directives : Step::priors);
     if (!mended) {
         look_at_outputs(look);
         look_at_directives(look);
@@ -120,7 +122,7 @@ class Workplace {
     JOB = &job;
     // A run in the user's folder would read what an earlier one has left of its restrictions.
     std::error_code ignored;
-    fs::copy_file(fs::path(job.inputs) / "CVREST.DIR", "CVREST.DIR", ignored);
+    fs::copy_file(fs::path(job.outputs) / "CVREST.DIR", "CVREST.DIR", ignored);
     read_with_kve1({job.text->whole(), job.inputs, job.fast, look_at_all});
 }
 
@@ -163,12 +165,15 @@ constexpr int kMostRounds = 40;
 
 json check(const Options& options, Findings& findings) {
     const Workplace work;
-    const std::string inputs = fs::current_path().string();
-    std::string text = read_directive_file(options.file);
+    const std::string outputs = fs::current_path().string();
+    const char* elsewhere = std::getenv("KVE_INPUTS");
+    const std::string inputs = elsewhere != nullptr ? fs::absolute(elsewhere).string() : outputs;
+    std::string text =
+        uncover_keywords({options.file, read_directive_file(options.file)}, findings);
     json report;
     for (int round = 1; round <= kMostRounds && SIGNAL == 0; ++round) {
         const DirectiveText directives(options.file, text);
-        const Job job{&directives, inputs, options.fast};
+        const Job job{&directives, inputs, outputs, options.fast};
         report = report_on(work, job);
         if (report.is_null()) report = report_of_failure(directives);
         findings.unpack(report.at("findings"));

@@ -129,8 +129,9 @@ std::string most_similar(std::string_view word, const std::vector<std::string>& 
 }
 
 std::string folded(std::string_view text) {
-    std::string out;
-    for (const Word& word : words_of(text)) out.append(out.empty() ? "" : " ").append(word.text);
+    std::string line(text), out;
+    std::ranges::replace(line, '\n', ' ');
+    for (const Word& word : words_of(line)) out.append(out.empty() ? "" : " ").append(word.text);
     return out;
 }
 

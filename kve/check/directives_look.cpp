@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <map>
 #include <regex>
+#include <system_error>
 
 #include "base/state.h"
 #include "directives/directive_lines.h"
@@ -31,24 +33,15 @@ bool is_free_text(Keyword keyword) {
     }
 }
 
-// The keyword that a text line seems to begin with: in the wrong case, without its "$", or after a
-// tab, which makes the line text.
-void look_for_hidden_keyword(Look& look, int64_t number) {
+// A keyword without its "$" at the beginning of a text line.
+void look_for_bare_keyword(Look& look, int64_t number) {
     const TextLine& line = look.text.line(number);
     const std::vector<Word> words = words_of(line.text);
-    if (words.empty() || is_free_text(line.keyword)) return;
-    const std::string first(words[0].text);
-    if (first.starts_with('$') && first.size() > 1) {
-        look.findings.error("hidden-keyword", {look.text.name(), number, words[0].column},
-                            fmt::format("{} stands behind a tab, so the line is text of ${}", first,
-                                        keyword_name(line.keyword)),
-                            "Only blanks may stand in front of a keyword");
-        return;
-    }
-    if (line.keyword == Keyword::VARIABLE || keyword_of(first) == Keyword::text) return;
+    if (words.empty() || is_free_text(line.keyword) || line.keyword == Keyword::VARIABLE) return;
+    if (keyword_of(words[0].text) == Keyword::text) return;
     look.findings.warn(
         "hidden-keyword", {look.text.name(), number, words[0].column},
-        fmt::format("{} without $ is text of ${}", first, keyword_name(line.keyword)));
+        fmt::format("{} without $ is text of ${}", words[0].text, keyword_name(line.keyword)));
 }
 
 // "/" joins a line with the next one. A third line overwrites the second from its end on.
@@ -123,28 +116,19 @@ void look_for_decimal_comma(Look& look, Keyword keyword, std::string_view line, 
 
 void look_at_prior_file(Look& look) {
     if (!DIRECTIVES.prior.from_user) return;
-    for (int64_t k = 1; !place_in_priors(look, k).file.empty() && k <= kFastLines; ++k) {
-        const std::string line = prior_line(look, k);
-        if (line.empty() && prior_line(look, k + 1).empty()) return;
-        look_for_decimal_comma(look, Keyword::PRIOR, line, place_in_priors(look, k));
-    }
+    for (int64_t k = 1; k <= count_prior_lines(); ++k)
+        look_for_decimal_comma(look, Keyword::PRIOR, prior_line(look, k), place_in_priors(look, k));
 }
 
-// ---- The end of the reading
-
-void look_for_unread_lines(Look& look) {
-    const int64_t last = DIRECTIVES.last_line_used;
-    if (last == 0) return;
-    std::string unread;
-    for (int64_t k = last + 1; k <= look.text.count(); ++k) {
-        const TextLine& line = look.text.line(k);
-        if (line.kind != TextLine::Kind::keyword) continue;
-        unread += fmt::format("{}{}", unread.empty() ? "" : ", ", words_of(line.text)[0].text);
-    }
-    const std::string_view keyword = keyword_name(look.text.line(last).keyword);
-    look.findings.error("reading-ended", look.text.place(last),
-                        fmt::format("this text line ends the reading, as ${} takes one line{}",
-                                    keyword, unread.empty() ? "" : "; not seen: " + unread));
+// A run that stopped has left it, and any run reads it.
+void look_for_stale_restrictions(Look& look) {
+    std::error_code ignored;
+    if (!DIRECTIVES.cvrest_file.blank() ||
+        !std::filesystem::exists(std::filesystem::path(look.outputs) / "CVREST.DIR", ignored))
+        return;
+    look.findings.warn("stale-restrictions", {"CVREST.DIR", 0, 0},
+                       "an earlier run has left this file, and the next one takes it for $VAR_REST",
+                       "Delete it");
 }
 
 // ---- Names
@@ -161,7 +145,8 @@ std::vector<ColumnName> names_in_text(const Look& look) {
     for (int64_t k = first + 1; first > 0 && k < look.text.end_of_section(first); ++k) {
         if (look.text.line(k).kind != TextLine::Kind::text) continue;
         for (const Word& word : words_of(look.text.line(k).text))
-            names.push_back({std::string(word.text), {look.text.name(), k, word.column}});
+            if (word.text != "/")
+                names.push_back({std::string(word.text), {look.text.name(), k, word.column}});
     }
     return names;
 }
@@ -185,20 +170,59 @@ void look_for_names_alike(Look& look) {
 
 }  // namespace
 
+void look_for_unread_lines(Look& look) {
+    const int64_t last = DIRECTIVES.last_line_used;
+    if (last == 0) return;
+    std::string unread;
+    for (int64_t k = last + 1; k <= look.text.count(); ++k) {
+        const TextLine& line = look.text.line(k);
+        if (line.kind != TextLine::Kind::keyword) continue;
+        unread += fmt::format("{}{}", unread.empty() ? "" : ", ", words_of(line.text)[0].text);
+    }
+    const std::string_view keyword = keyword_name(look.text.line(last).keyword);
+    look.findings.error("reading-ended", look.text.place(last),
+                        fmt::format("this text line ends the reading, as ${} takes one line{}",
+                                    keyword, unread.empty() ? "" : "; not seen: " + unread));
+}
+
+std::string uncover_keywords(const DirectiveText& text, Findings& findings) {
+    std::string uncovered;
+    Keyword section = Keyword::text;
+    for (int64_t k = 1; k <= text.count(); ++k) {
+        std::string line(text.line(k).text);
+        const std::vector<Word> words = words_of(line);
+        const bool is_hidden = text.line(k).kind == TextLine::Kind::text &&
+                               words[0].text.starts_with('$') && !is_free_text(section);
+        const Keyword keyword = is_hidden ? keyword_of(words[0].text.substr(1)) : Keyword::text;
+        if (keyword != Keyword::text) {
+            findings.error(
+                "hidden-keyword", {text.name(), k, words[0].column},
+                fmt::format("{} stands behind a tab, so that the line is no keyword line",
+                            words[0].text),
+                "Only blanks may stand in front of a keyword");
+            std::fill_n(line.begin(), words[0].column - 1, ' ');
+            section = keyword;
+        }
+        if (text.line(k).kind == TextLine::Kind::keyword) section = text.line(k).keyword;
+        uncovered.append(line).append("\n");
+    }
+    return findings.has("hidden-keyword") ? uncovered : text.whole();
+}
+
 void look_at_directives(Look& look) {
+    look_for_stale_restrictions(look);
     for (int64_t k = 1; k <= look.text.count(); ++k) {
         const TextLine& line = look.text.line(k);
         look_for_long_line(look, k);
         if (line.kind == TextLine::Kind::comment || line.kind == TextLine::Kind::blank) continue;
         if (DIRECTIVES.last_line_used > 0 && k >= DIRECTIVES.last_line_used) continue;
         if (line.kind == TextLine::Kind::text) {
-            look_for_hidden_keyword(look, k);
+            look_for_bare_keyword(look, k);
             if (!folded(look.text.line(k - 1).text).ends_with('/')) look_for_three_joined(look, k);
         }
         look_for_decimal_comma(look, line.keyword, line.text, {look.text.name(), k, 0});
     }
     look_at_prior_file(look);
-    look_for_unread_lines(look);
     look_for_names_alike(look);
 }
 

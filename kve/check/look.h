@@ -17,7 +17,8 @@ namespace kve::companion {
 struct Look {
     const DirectiveText& text;
     const Reading& reading;
-    std::string inputs;  // folder in which they lie
+    std::string inputs;   // folder in which they lie
+    std::string outputs;  // folder in which a run would work
     bool fast;           // the first kFastLines of each file only
     Findings& findings;
 };
@@ -29,21 +30,40 @@ Place place_in_model(const Look& look, int64_t line, std::string_view word = {})
 Place place_in_reduce(const Look& look, int64_t line, std::string_view word = {});
 Place place_in_priors(const Look& look, int64_t line, std::string_view word = {});
 
-// A line of the priors as it stands, empty behind their end.
+// A line of the priors as it stands, and how many there are.
 std::string prior_line(const Look& look, int64_t line);
+int64_t count_prior_lines();
+
+// Of words that KVE1 has said: without "ERROR - " and the like in front; what stands behind a mark,
+// and the integer there.
+std::string without_head(const std::string& words);
+std::string text_after(const std::string& words, std::string_view mark);
+int64_t number_after(const std::string& words, std::string_view mark);
 
 // The words of KVE1 that told a fault, with the place and in better words where they are known. A
-// step that has stopped gives an error at least.
-void tell_what_was_said(Look& look);
+// step that has stopped gives an error at least. Up to the last step that is asked for.
+void tell_what_was_said(Look& look, Step last);
 
-// After a fault that ends the reading of the directive file: its text without that fault, so that
-// the rest can be read. Nothing when there is no such fault, or no way to mend it.
+// After a fault that ends the reading of the directive file ahead of its end: its text without that
+// fault, so that the rest can be read. Nothing when there is no such fault, or no way to mend it.
 std::optional<std::string> mend(const Look& look);
 
+// Keywords that a tab in front makes text: told, and the text with blanks in place of the tabs.
+std::string uncover_keywords(const DirectiveText& text, Findings& findings);
+
+void look_for_unread_lines(Look& look);
 void look_at_outputs(Look& look);     // that would not be made in the user's folder
 void look_at_directives(Look& look);  // what the text says and the reader does not mind
 void look_at_model(Look& look);       // counts, columns, names
 void look_at_priors(Look& look);
+
+// A message of the priors.
+void tell_prior_words(Look& look, const Said& said);
+// Elements that the model does not have; their words stand in KVE_LOG.
+void tell_places_outside(Look& look);
+
+// What the row of a matrix belongs to.
+std::string name_of_row(int32_t matrix, int32_t row);
 
 // The model as KVE1 understands it: for people, one formula a trait and one line a random factor;
 // for programs.

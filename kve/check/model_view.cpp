@@ -86,29 +86,6 @@ std::string formula(const Model& m) {
     return fmt::format("{}{} = {}{}", real_called(m.trait_inp_no), weight, all, absorbed);
 }
 
-struct Row {
-    std::string words;
-    double prior;
-};
-
-// Row i is named by what contributes to it first.
-std::vector<Row> rows_of(const Look& look, int32_t k) {
-    const RMatrix& r = RMAT(k);
-    std::vector<Row> rows;
-    for (int32_t i = 1; i <= r.rank; ++i) {
-        std::string words;
-        for (int32_t q = 1; q <= r.n_cont && words.empty(); ++q) {
-            if (r.cont_rc(q) != i) continue;
-            words = real_called(r.cont_t_inp(q)) + " " + integer_called(r.cont_eff_inp(q));
-            if (r.cont_rr_eff(q)) words += " " + real_called(r.cont_rr_inp(q));
-        }
-        if (k > KVEINT.NRAMAT) words = real_called(r.trait_inp(i));
-        const bool is_known = look.reading.has_priors() && r.cov_mat.rows() >= i;
-        rows.push_back({words, is_known ? r.cov_mat(i, i) : 0});
-    }
-    return rows;
-}
-
 std::string structure_in_words(const RMatrix& r) {
     std::string words(structure_name(r.structure));
     if (has_pedigree(r.structure)) words += fmt::format(" method {}", r.method);
@@ -126,15 +103,27 @@ std::string factor_line(const Look& look, int32_t k) {
     std::string line =
         k > KVEINT.NRAMAT ? fmt::format("  {} residual: ", k) : fmt::format("  {} ", k);
     line += structure_in_words(RMAT(k));
-    int row = 0;
-    for (const Row& r : rows_of(look, k)) {
-        line += fmt::format("{} {} {}", row++ == 0 ? ";" : ",", row, r.words);
-        if (look.reading.has_priors()) line += fmt::format(" {:g}", r.prior);
+    for (int32_t row = 1; row <= RMAT(k).rank; ++row) {
+        line += fmt::format("{} {} {}", row == 1 ? ";" : ",", row, name_of_row(k, row));
+        if (look.reading.has_priors()) line += fmt::format(" {:g}", RMAT(k).cov_mat(row, row));
     }
     return line + "\n";
 }
 
 }  // namespace
+
+// What contributes to it first names it.
+std::string name_of_row(int32_t matrix, int32_t row) {
+    const RMatrix& r = RMAT(matrix);
+    if (matrix > KVEINT.NRAMAT) return real_called(r.trait_inp(row));
+    for (int32_t q = 1; q <= r.n_cont; ++q) {
+        if (r.cont_rc(q) != row) continue;
+        const std::string words =
+            real_called(r.cont_t_inp(q)) + " " + integer_called(r.cont_eff_inp(q));
+        return r.cont_rr_eff(q) ? words + " " + real_called(r.cont_rr_inp(q)) : words;
+    }
+    return "of no effect";
+}
 
 std::string model_as_text(const Look& look) {
     if (!look.reading.has_matrices()) return {};
@@ -162,9 +151,10 @@ json model_as_json(const Look& look) {
     }
     for (int32_t k = 1; k <= KVEINT.NRAMAT + 1; ++k) {
         json rows = json::array();
-        for (const Row& row : rows_of(look, k))
-            rows.push_back({{"name", row.words},
-                            {"variance", look.reading.has_priors() ? json(row.prior) : json()}});
+        for (int32_t row = 1; row <= RMAT(k).rank; ++row)
+            rows.push_back({{"name", name_of_row(k, row)},
+                            {"variance", look.reading.has_priors() ? json(RMAT(k).cov_mat(row, row))
+                                                                   : json()}});
         factors.push_back({{"factor", k},
                            {"residual", k > KVEINT.NRAMAT},
                            {"structure", structure_name(RMAT(k).structure)},

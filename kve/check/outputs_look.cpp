@@ -4,8 +4,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <utility>
-
 #include "base/input.h"
 #include "base/output_file.h"
 #include "base/state.h"
@@ -26,8 +24,9 @@ namespace {
 class InUsersFolder {
  public:
     explicit InUsersFolder(const Look& look) : before_(::open(".", O_RDONLY | O_CLOEXEC)) {
-        stands_ = before_ >= 0 && ::chdir(look.inputs.c_str()) == 0;
-        folder_ = std::exchange(INPUT_FOLDER, {});
+        stands_ = before_ >= 0 && ::chdir(look.outputs.c_str()) == 0;
+        folder_ = INPUT_FOLDER;
+        if (look.inputs == look.outputs) INPUT_FOLDER.clear();
         const int file = ::open(look.text.name().c_str(), O_RDONLY | O_CLOEXEC);
         if (file >= 0) static_cast<void>(::dup2(file, STDIN_FILENO));
         if (file >= 0) ::close(file);

@@ -67,4 +67,11 @@ std::string prior_line(const Look& look, int64_t line) {
     return std::string(look.text.line(directive_line("PARIN", line)).text);
 }
 
+int64_t count_prior_lines() {
+    if (DIRECTIVES.prior.from_user) return text_of(DIRECTIVES.prior.name.string()).count();
+    for (const state::InlineText& section : INLINE_TEXTS)
+        if (section.file == "PARIN") return std::ssize(section.line_numbers);
+    return 0;
+}
+
 }  // namespace kve::companion

@@ -1,11 +1,16 @@
 // The starting values of the (co)variances.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <map>
+#include <tuple>
 
+#include "base/freeform.h"
 #include "base/state.h"
 #include "directives/catalogue.h"
 #include "directives/directives.h"
+#include "kve/check/columns.h"
 #include "kve/check/look.h"
 #include "model/model_records.h"
 
@@ -13,12 +18,96 @@ namespace kve::companion {
 
 READS(DIRECTIVES);
 READS(KVEINT);
+READS(MODEL);
 READS(RMAT);
 
 namespace {
 
+// ---- The lines
+
+struct PriorValue {
+    int64_t line;
+    int32_t matrix = 0, row = 0, column = 0;
+    double value = 0;
+};
+
+// Those that can be read; lines with REPEAT are none.
+std::vector<PriorValue> values_in_text(const Look& look) {
+    std::vector<PriorValue> values;
+    for (int64_t line = 1; line <= count_prior_lines(); ++line) {
+        PriorValue v{.line = line};
+        if (read_free(prior_line(look, line), v.matrix, v.row, v.column, v.value) == Read::ok)
+            values.push_back(v);
+    }
+    return values;
+}
+
+// The line of an element, else the last line of its matrix, else the keyword.
+Place place_of_prior(const Look& look, int32_t matrix, int32_t row, int32_t column) {
+    Place place = place_in_priors(look, 0);
+    for (const PriorValue& v : values_in_text(look)) {
+        if (v.matrix != matrix) continue;
+        place = place_in_priors(look, v.line);
+        if (std::minmax(v.row, v.column) == std::minmax(row, column)) break;
+    }
+    return place;
+}
+
+// ---- What KVE1 refuses
+
+std::string called(int32_t matrix) {
+    return matrix > KVEINT.NRAMAT ? "the residual matrix" : fmt::format("matrix {}", matrix);
+}
+
+struct Pair {
+    int32_t row = 0, column = 0;
+    double correlation = 0;
+};
+
+// `group` 0 is the common matrix.
+Pair largest_correlation(int32_t matrix, int32_t group) {
+    const RMatrix& r = RMAT(matrix);
+    const auto value = [&](int32_t i, int32_t j) {
+        return group > 0 ? r.h_cov_mat(i, j, group) : r.cov_mat(i, j);
+    };
+    Pair largest;
+    for (int32_t i = 2; i <= r.rank; ++i)
+        for (int32_t j = 1; j < i; ++j) {
+            const double correlation = value(i, j) / std::sqrt(value(i, i) * value(j, j));
+            if (std::abs(correlation) > std::abs(largest.correlation))
+                largest = {i, j, correlation};
+        }
+    return largest;
+}
+
+void tell_not_definite(Look& look, int32_t matrix, int32_t group) {
+    if (matrix < 1 || matrix > RMAT.size() || group > RMAT(matrix).grp_nlev) return;
+    const Pair pair = largest_correlation(matrix, group);
+    const std::string of_group = group > 0 ? fmt::format(" of group {}", group) : "";
+    if (pair.row == 0)
+        return look.findings.error("prior-not-definite", place_in_priors(look, 0),
+                                   called(matrix) + of_group + " is not positive definite");
+    look.findings.error(
+        "prior-not-definite",
+        place_of_prior(look, matrix + std::max(group - 1, 0), pair.row, pair.column),
+        fmt::format("{}{} is not positive definite; the largest correlation is {:.3g}, of rows {} "
+                    "({}) and {} ({})",
+                    called(matrix), of_group, pair.correlation, pair.column,
+                    name_of_row(matrix, pair.column), pair.row, name_of_row(matrix, pair.row)));
+}
+
+void tell_missing_variance(Look& look, int32_t matrix, int32_t row) {
+    if (matrix < 1 || matrix > RMAT.size() || row < 1 || row > RMAT(matrix).rank) return;
+    look.findings.error("prior-missing", place_of_prior(look, matrix, row, row),
+                        fmt::format("{} has no variance above 0 for row {} ({})", called(matrix),
+                                    row, name_of_row(matrix, row)),
+                        fmt::format("{} {} {} and the variance", matrix, row, row));
+}
+
+// ---- What it lets pass
+
 void look_for_absent_priors(Look& look) {
-    if (!DIRECTIVES.prior.name.blank()) return;
+    if (!DIRECTIVES.prior.name.blank() || !task_is_legal(DIRECTIVES.ITASK)) return;
     const Place place = look.text.place(look.text.keyword_line(Keyword::ANALYSE));
     if (DIRECTIVES.ITASK == kVarianceComponents)
         look.findings.note(
@@ -29,8 +118,150 @@ void look_for_absent_priors(Look& look) {
                             "without $PRIOR the run goes on with matrices of zeros");
 }
 
+void look_for_values_given_twice(Look& look) {
+    std::map<std::tuple<int32_t, int32_t, int32_t>, PriorValue> seen;
+    for (const PriorValue& v : values_in_text(look)) {
+        const auto [low, high] = std::minmax(v.row, v.column);
+        const auto [before, is_new] = seen.insert_or_assign({v.matrix, low, high}, v);
+        static_cast<void>(before);
+        if (is_new) continue;
+        look.findings.warn(
+            "prior-twice", place_in_priors(look, v.line),
+            fmt::format("element {} {} of matrix {} is given again, this value counts", v.row,
+                        v.column, v.matrix));
+    }
+}
+
+bool has_scale_of_data(const Model& m) {
+    return m.trait_type == kGaussian || m.trait_type == kRightCensored;
+}
+
+// Of the trait's effects themselves and its residual; regressions have the scale of their columns.
+double prior_variance(int32_t i) {
+    double total = residual_of(RMAT).cov_mat(i, i);
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        const RMatrix& r = RMAT(k);
+        for (int32_t q = 1; q <= r.n_cont; ++q)
+            if (r.cont_t_no(q) == i && !r.cont_rr_eff(q) && r.cont_rc(q) >= 1 &&
+                r.cont_rc(q) <= r.rank)
+                total += r.cov_mat(r.cont_rc(q), r.cont_rc(q)) * r.cont_coeff(q) * r.cont_coeff(q);
+    }
+    return total;
+}
+
+// With few records the variance of the data says little.
+void look_at_scale(Look& look, const RealColumns& columns) {
+    constexpr int64_t kFewest = 10;
+    constexpr double kFar = 1000;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const auto column = columns.find(MODEL(i).trait_inp_no);
+        if (column == columns.end() || column->second.n < kFewest || !has_scale_of_data(MODEL(i)))
+            continue;
+        const double of_data = column->second.variance(), of_priors = prior_variance(i);
+        if (of_data <= 0 || of_priors <= 0) continue;
+        if (of_priors / of_data < kFar && of_data / of_priors < kFar) continue;
+        look.findings.warn(
+            "prior-scale", place_of_prior(look, KVEINT.NRAMAT + 1, i, i),
+            fmt::format("trait {}: the prior variances add up to {:.3g}, and the data have {:.3g}",
+                        real_name(MODEL(i).trait_inp_no).string(), of_priors, of_data));
+    }
+}
+
+// ---- Covariables
+
+void look_at_covariable(Look& look, int32_t i, int32_t l, const RealColumn& column) {
+    constexpr int64_t kEnough = 100;
+    constexpr std::size_t kFewValues = 3;
+    const Model& m = MODEL(i);
+    if (column.n < kEnough || !column.is_whole) return;
+    const Place place = place_in_model(look, m.lines.regressions, std::to_string(m.reg_inp(l)));
+    const std::string name = real_name(m.reg_inp(l)).string();
+    const bool is_identity =
+        column.values.size() > RealColumn::kFew / 2 && column.highest >= 100'000;
+    if (is_identity)
+        look.findings.warn("covariable-is-identity", place,
+                           fmt::format("the covariable {} has only whole values, nearly all "
+                                       "different and up to {:.0f}: is it an identity?",
+                                       name, column.highest));
+    else if (column.values.size() >= 2 && column.values.size() <= kFewValues + 7)
+        look.findings.note("covariable-is-class", place,
+                           fmt::format("the covariable {} has only {} different values, all whole",
+                                       name, column.values.size()),
+                           "As a class effect it belongs to the integer columns");
+}
+
 }  // namespace
 
-void look_at_priors(Look& look) { look_for_absent_priors(look); }
+void tell_prior_words(Look& look, const Said& said) {
+    struct PriorWords {
+        std::string_view mark;
+        const char* code;
+    };
+    constexpr PriorWords kPriorWords[] = {
+        {"Elsewhere it has been", "prior-zero"},
+        {"heterogen residual groups", "prior-groups"},
+        {"REPEAT", "prior-repeat"},
+        {"repeat", "prior-repeat"},
+        {"PRIOR section", "prior-line"},
+        {"Reading file with prior", "prior-line"},
+        {"holds no line of numbers", "prior-line"},
+    };
+    const std::string words = said.words();
+    const int32_t residual = KVEINT.NRAMAT + 1;
+    const auto number = [&](std::string_view mark) {
+        return static_cast<int32_t>(number_after(words, mark));
+    };
+    if (said.has("IS MISSING")) {
+        const bool of_residual = words.find("RESIDUAL") != words.npos;
+        return tell_missing_variance(look, of_residual ? residual : number("EFFECT"),
+                                     number(" TRAIT"));
+    }
+    if (said.has("problems in random effect"))
+        return tell_not_definite(look, number("effect matrix"), 0);
+    if (said.has("problems in residual"))
+        return tell_not_definite(look, residual, number("residual group"));
+    if (said.has("not P.D.")) return tell_not_definite(look, residual, number("variance group"));
+    for (const auto& [mark, code] : kPriorWords)
+        if (words.find(mark) != words.npos)
+            return look.findings.error(code, place_in_priors(look, said.prior_line),
+                                       without_head(words));
+}
+
+// In KVE_LOG: a line "PARAMETER FILE" with matrix, row, column and value.
+void tell_places_outside(Look& look) {
+    if (!look.reading.has_priors()) return;
+    constexpr std::string_view kMark = "PARAMETER FILE";
+    const std::string& log = look.reading.log;
+    for (std::size_t at = 0; (at = log.find(kMark, at)) != log.npos;) {
+        at += kMark.size();
+        PriorValue told{.line = 0};
+        if (read_free(log.substr(at, log.find('\n', at) - at), told.matrix, told.row,
+                      told.column) != Read::ok)
+            continue;
+        for (const PriorValue& v : values_in_text(look))
+            if (std::tie(v.matrix, v.row, v.column) == std::tie(told.matrix, told.row, told.column))
+                told.line = v.line;
+        const bool exists = told.matrix >= 1 && told.matrix <= RMAT.size();
+        look.findings.error(
+            "prior-place", place_in_priors(look, told.line),
+            exists ? fmt::format("{} has {} rows, and this is element {} {}", called(told.matrix),
+                                 RMAT(told.matrix).rank, told.row, told.column)
+                   : fmt::format("there is no matrix {}; the residual is {}", told.matrix,
+                                 KVEINT.NRAMAT + 1));
+    }
+}
+
+void look_at_priors(Look& look) {
+    look_for_absent_priors(look);
+    if (!look.reading.has_matrices()) return;
+    const RealColumns columns = sample_real_columns();
+    for (int32_t i = 1; i <= KVEINT.nt; ++i)
+        for (int32_t l = 1; l <= MODEL(i).n_reg; ++l)
+            if (const auto found = columns.find(MODEL(i).reg_inp(l)); found != columns.end())
+                look_at_covariable(look, i, l, found->second);
+    if (!look.reading.has_priors()) return;
+    look_for_values_given_twice(look);
+    look_at_scale(look, columns);
+}
 
 }  // namespace kve::companion

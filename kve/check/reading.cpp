@@ -74,13 +74,21 @@ bool begins_message(std::string_view line) {
     });
 }
 
+// Of a stop: tells nothing.
+bool is_last_line(std::string_view line) {
+    const std::string words = folded(line);
+    return words.size() < 30 &&
+           (words.find("erminate") != words.npos || words.find("TERMINATE") != words.npos ||
+            words.find("omputations A") != words.npos || words.find("omputations a") != words.npos);
+}
+
 void take_line(std::string_view line) {
     Under& under = *UNDER;
     if (line.find("A listing of information in the directive file follows") != line.npos)
         under.is_log_copy = true;
     if (under.is_log_copy) return;
     const bool is_head = line.find("Multivariate Mixed Model Package") != line.npos;
-    if (is_head || folded(line).empty()) {
+    if (is_head || folded(line).empty() || is_last_line(line)) {
         under.is_block_open = false;
         return;
     }

@@ -20,16 +20,10 @@ READS(DIRECTIVES);
 READS(MODEL);
 READS(KVEINT);
 
-namespace {
-
-namespace fs = std::filesystem;
-
 std::string text_after(const std::string& words, std::string_view mark) {
     const std::size_t at = words.find(mark);
     return at == words.npos ? std::string() : folded(words.substr(at + mark.size()));
 }
-
-std::string first_word(const std::string& text) { return text.substr(0, text.find(' ')); }
 
 int64_t number_after(const std::string& words, std::string_view mark) {
     const std::string rest = text_after(words, mark);
@@ -46,6 +40,12 @@ std::string without_head(const std::string& words) {
     rest.remove_prefix(std::min(rest.find_first_not_of(" -:>"), rest.size()));
     return std::string(rest);
 }
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string first_word(const std::string& text) { return text.substr(0, text.find(' ')); }
 
 std::vector<std::string> keyword_names() {
     std::vector<std::string> names;
@@ -125,6 +125,22 @@ std::vector<Place> structure_lines(const Look& look, int64_t factor) {
     return lines;
 }
 
+void tell_unknown_structure(Look& look, const Said& said) {
+    const std::string word = first_word(text_after(said.words(), "structure type :"));
+    if (word == "Legal")
+        return look.findings.error("structure-line", look.text.place(said.line),
+                                   "the structure is missing");
+    std::vector<std::string> names;
+    for (int32_t k = 1; k <= kStructures; ++k)
+        names.emplace_back(structure_name(static_cast<Structure>(k)));
+    const std::string similar = most_similar(word, names);
+    look.findings.error(
+        "structure-line", look.text.place(said.line, word),
+        fmt::format("{} is no structure{}", word,
+                    similar.empty() ? "" : fmt::format("; did you mean {}?", similar)),
+        fmt::format("The structures are {}", fmt::join(names, ", ")));
+}
+
 void tell_repeated_factor(Look& look, const Said& said) {
     const int64_t factor = number_after(said.words(), "random factor :");
     const std::vector<Place> lines = structure_lines(look, factor);
@@ -193,7 +209,7 @@ void tell_unreadable(Look& look, const Said& said) {
 void tell_required(Look& look, const Said& said) {
     const std::string name = first_word(text_after(said.words(), "Required KEYWORD line "));
     const int64_t line = look.text.keyword_line(keyword_of(name));
-    if (line > 0 && DIRECTIVES.last_line_used == 0) return;  // mended away
+    if (line > 0) return;  // it was mended away, or stands behind the end of the reading
     look.findings.error("keyword-missing", look.text.place(line > 0 ? line : look.text.count()),
                         line > 0 ? fmt::format("${} is not read: the reading ended in line {}",
                                                name, DIRECTIVES.last_line_used)
@@ -231,6 +247,7 @@ constexpr DirectiveWords kDirectiveWords[] = {
     {"are one file by a link", "shared-file", nullptr},
     {"which is an input of this run", "shared-file", nullptr},
     {"$ANALYSE keyword line", "", tell_analyse_line},
+    {"Legal type of variance", "", tell_unknown_structure},
     {"Variance structure for random factor", "", tell_repeated_factor},
     {"mplemented", "keyword-of-task", nullptr},
     {"only legal for", "keyword-of-task", nullptr},
@@ -250,7 +267,8 @@ bool is_told_as_error(const Said& said) {
 
 void tell_own_words(Look& look, const char* code, const Said& said) {
     const bool by_line = std::string_view(code) == "structure-line";
-    const Place place = look.text.place(by_line ? said.line : said.section_line);
+    const Place place =
+        look.text.place(std::max<int64_t>(by_line ? said.line : said.section_line, 1));
     look.findings.error(code, place, without_head(said.words()));
 }
 
@@ -370,26 +388,7 @@ bool model_text_was_read(const Stop& stop, const std::string& words) {
     return stop.model_line == 0;
 }
 
-// ---- Priors, data
-
-void tell_prior_words(Look& look, const Said& said) {
-    constexpr ModelWords kPriorWords[] = {
-        {"IS MISSING", "prior-missing"},
-        {"Serious singularity", "prior-not-definite"},
-        {"not P.D.", "prior-not-definite"},
-        {"Elsewhere it has been", "prior-zero"},
-        {"heterogen", "prior-groups"},
-        {"REPEAT", "prior-repeat"},
-        {"repeat", "prior-repeat"},
-        {"PRIOR section", "prior-line"},
-        {"Reading file with prior", "prior-line"},
-    };
-    const std::string words = said.words();
-    for (const auto& [mark, code] : kPriorWords)
-        if (words.find(mark) != words.npos)
-            return look.findings.error(code, place_in_priors(look, said.prior_line),
-                                       without_head(words));
-}
+// ---- Data
 
 void tell_reading_of_data(Look& look, const Said& said) {
     const std::string file = DIRECTIVES.data_file[0].string();
@@ -438,48 +437,26 @@ void tell_model_stop(Look& look, const Stop& stop) {
         tell_model_words(look, stop, words);
 }
 
-// A line "ERROR: ILLEGAL VARIABLE NO IN", then one with the numbers.
-void tell_prior_places(Look& look) {
-    constexpr std::string_view kMark = "PARAMETER FILE";
-    for (std::size_t at = 0; (at = look.reading.log.find(kMark, at)) != look.reading.log.npos;) {
-        at += kMark.size();
-        const std::string numbers =
-            folded(look.reading.log.substr(at, look.reading.log.find('\n', at) - at));
-        const std::vector<Word> words = words_of(numbers);
-        if (words.size() < 3) continue;
-        int64_t line = 1;
-        for (std::string text; !(text = prior_line(look, line)).empty(); ++line) {
-            std::ranges::replace(text, ',', ' ');
-            const std::vector<Word> given = words_of(text);
-            if (given.size() > 2 && given[0].text == words[0].text &&
-                given[1].text == words[1].text && given[2].text == words[2].text)
-                break;
-        }
-        look.findings.error("prior-place", place_in_priors(look, line),
-                            fmt::format("the model has no element {} {} in matrix {}",
-                                        words[1].text, words[2].text, words[0].text));
-    }
-}
-
 // Whatever else was told of it.
 void tell_stop(Look& look, const Stop& stop, int64_t n_before) {
-    if (look.findings.count(Severity::error) > n_before) return;
+    const bool is_refusal = stop.step == Step::directives && stop.has_read_all;
+    if (look.findings.count(Severity::error) > (is_refusal ? 0 : n_before)) return;
     std::string words = "no reason was given";
     for (const Said& said : look.reading.said)
-        if (said.step == stop.step && !said.has("erminate")) words = said.words();
+        if (said.step == stop.step && !said.has("ERROR(S) found in")) words = said.words();
     look.findings.error("kve1-stop", look.text.place(std::max<int64_t>(stop.line, 1)),
                         fmt::format("KVE1 stops here: {}", without_head(words)));
 }
 
 }  // namespace
 
-void tell_what_was_said(Look& look) {
-    for (const Step step : {Step::before, Step::directives, Step::pedigrees, Step::files,
-                            Step::model, Step::groups, Step::priors}) {
+void tell_what_was_said(Look& look, Step last) {
+    for (Step step = Step::before; step <= last;
+         step = static_cast<Step>(static_cast<int>(step) + 1)) {
         const int64_t n_before = look.findings.count(Severity::error);
         for (const Said& said : look.reading.said)
             if (said.step == step) tell_said(look, said);
-        if (step == Step::priors) tell_prior_places(look);
+        if (step == Step::priors) tell_places_outside(look);
         for (const Stop& stop : look.reading.stops) {
             if (stop.step != step) continue;
             if (step == Step::model) tell_model_stop(look, stop);
@@ -512,11 +489,18 @@ std::string with_keyword(const DirectiveText& text, int64_t number, const std::s
     return mended;
 }
 
+// A text line that ends the reading, with those behind it, where further sections follow.
+std::optional<std::string> without_stray_lines(const DirectiveText& text) {
+    const int64_t last = DIRECTIVES.last_line_used, end = text.end_of_section(last);
+    if (last == 0 || end > text.count()) return {};
+    return without_lines(text, last, end);
+}
+
 }  // namespace
 
 std::optional<std::string> mend(const Look& look) {
     const DirectiveText& text = look.text;
-    if (look.reading.has_directives()) return {};
+    if (look.reading.has_directives()) return without_stray_lines(text);
     std::string mended;
     for (const Said& said : look.reading.said) {
         if (said.step != Step::directives) continue;

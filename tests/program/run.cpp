@@ -6,6 +6,10 @@
 #include <cstdarg>
 #include <cstdio>
 
+#ifdef KVE_CHECKS_RUNS
+#include "agreement.h"
+#endif
+
 namespace fs = std::filesystem;
 
 std::string folded(std::string_view text) {
@@ -110,13 +114,20 @@ bool Scratch::has(const std::string& name) const { return fs::exists(folder_ / n
 
 Outcome Scratch::run(std::string_view directives, const std::string& listing) const {
     write("directives.in", directives);
+#ifdef KVE_CHECKS_RUNS
+    const Agreement agreement(folder_);
+#endif
     std::string command = "cd '" + folder_.string() +
                           "' && exec '" KVE1_PROGRAM "' < directives.in " + listing +
                           " 2> errors.out";
     int raw = std::system(command.c_str());
     EXPECT_EQ(read("errors.out"), "") << "nothing goes to standard error";
-    return outcome_of(WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw),
-                      read("listing.out"));
+    Outcome outcome =
+        outcome_of(WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw), read("listing.out"));
+#ifdef KVE_CHECKS_RUNS
+    agreement.expect_of(outcome, std::string(directives));
+#endif
+    return outcome;
 }
 
 pid_t Scratch::fork_run(std::string_view directives, const std::function<void()>& work) const {

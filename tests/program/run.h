@@ -32,7 +32,8 @@ class Scratch {
     bool has(const std::string& name) const;
     bool says(const std::string& name, std::string_view text) const;  // with blanks folded
 
-    // One run with the given directive text on standard input. `listing` says where the shell sends
+    // One run with the given directive text on standard input. program_tests compare it with what
+    // `kve check` finds. `listing` says where the shell sends
     // the listing.
     Outcome run(std::string_view directives, const std::string& listing = ">listing.out") const;
     // A process that begins as a copy of the test, in the folder, with the directives on standard

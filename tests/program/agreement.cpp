@@ -1,0 +1,59 @@
+#include "agreement.h"
+
+#include <sys/wait.h>
+
+#include <regex>
+
+namespace {
+
+// Of the stages behind the priors, and of the first pass over the data, which lies ahead of them.
+bool stops_in_data(const Outcome& outcome) {
+    if (outcome.says("Starting parameters for model")) return true;
+    for (const char* words : {"Reading data file at observation", "Data not sorted by absorption",
+                              "OUT OF RANGE", "NO INPUT DATA FOUND", "To few (<10)", "BITSTR ERROR",
+                              "equence", "mixture trait for a CURE", "Only 2 groups for residual"})
+        if (outcome.says(words)) return true;
+    return false;
+}
+
+// What the check is not asked for: the place of the run, its listing.
+bool stops_elsewhere(const Outcome& outcome) {
+    for (const char* words : {"another run works", "interrupted by a signal", "listing are lost",
+                              "writing the", "has changed while the run", "cannot be opened:"})
+        if (outcome.says(words)) return true;
+    return outcome.status != 0 && outcome.status != 16;
+}
+
+// Errors for which the run goes on with an analysis that is not the one meant.
+constexpr std::string_view kWithoutStop[] = {
+    "effect-count", "regression-count", "nesting",        "no-column",    "other-rows",
+    "merged-rows",  "regression-order", "trait-twice",    "empty-matrix", "reading-ended",
+    "three-lines",  "decimal-comma",    "hidden-keyword", "long-line",    "lost-line",
+    "no-priors",    "zero-covariances", "data-reading"};
+
+}  // namespace
+
+Agreement::Agreement(const std::filesystem::path& folder) {
+    const std::string command = "cd '" + folder.string() +
+                                "' && exec '" KVE_PROGRAM "' check directives.in > check.out 2>&1";
+    const int raw = std::system(command.c_str());
+    status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw);
+    std::ifstream file(folder / "check.out", std::ios::binary);
+    found_ = {std::istreambuf_iterator<char>(file), {}};
+    file.close();
+    std::filesystem::remove(folder / "check.out");
+}
+
+void Agreement::expect_of(const Outcome& outcome, const std::string& directives) const {
+    if (stops_elsewhere(outcome)) return;
+    EXPECT_TRUE(status_ == 0 || status_ == 1) << status_ << found_ << directives;
+    if (outcome.status == 16 && !stops_in_data(outcome)) {
+        EXPECT_EQ(status_, 1) << directives << outcome.listing;
+        return;
+    }
+    static const std::regex error(": error: .* \\[([a-z0-9-]+)\\]\n");
+    for (std::sregex_iterator it(found_.begin(), found_.end(), error), end; it != end; ++it)
+        EXPECT_NE(std::ranges::find(kWithoutStop, std::string_view(it->str(1))),
+                  std::end(kWithoutStop))
+            << it->str() << directives << outcome.listing;
+}
