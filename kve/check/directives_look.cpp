@@ -33,17 +33,6 @@ bool is_free_text(Keyword keyword) {
     }
 }
 
-// A keyword without its "$" at the beginning of a text line.
-void look_for_bare_keyword(Look& look, int64_t number) {
-    const TextLine& line = look.text.line(number);
-    const std::vector<Word> words = words_of(line.text);
-    if (words.empty() || is_free_text(line.keyword) || line.keyword == Keyword::VARIABLE) return;
-    if (keyword_of(words[0].text) == Keyword::text) return;
-    look.findings.warn(
-        "hidden-keyword", {look.text.name(), number, words[0].column},
-        fmt::format("{} without $ is text of ${}", words[0].text, keyword_name(line.keyword)));
-}
-
 // "/" joins a line with the next one. A third line overwrites the second from its end on.
 void look_for_three_joined(Look& look, int64_t number) {
     int joined = 0;
@@ -170,6 +159,20 @@ void look_for_names_alike(Look& look) {
 
 }  // namespace
 
+namespace {
+
+// The keyword with which a text line seems to begin: behind a tab, or without its "$". The first
+// 9 characters of a line under $VAR_STR may be any.
+Keyword hidden_keyword(const TextLine& line, Keyword section) {
+    if (line.kind != TextLine::Kind::text || is_free_text(section)) return Keyword::text;
+    const std::string_view word = words_of(line.text)[0].text;
+    if (word.front() == '$') return keyword_of(word.substr(1));
+    const Keyword keyword = keyword_of(word);
+    return section == Keyword::VARIABLE || section == keyword ? Keyword::text : keyword;
+}
+
+}  // namespace
+
 void look_for_unread_lines(Look& look) {
     const int64_t last = DIRECTIVES.last_line_used;
     if (last == 0) return;
@@ -190,17 +193,14 @@ std::string uncover_keywords(const DirectiveText& text, Findings& findings) {
     Keyword section = Keyword::text;
     for (int64_t k = 1; k <= text.count(); ++k) {
         std::string line(text.line(k).text);
-        const std::vector<Word> words = words_of(line);
-        const bool is_hidden = text.line(k).kind == TextLine::Kind::text &&
-                               words[0].text.starts_with('$') && !is_free_text(section);
-        const Keyword keyword = is_hidden ? keyword_of(words[0].text.substr(1)) : Keyword::text;
-        if (keyword != Keyword::text) {
-            findings.error(
-                "hidden-keyword", {text.name(), k, words[0].column},
-                fmt::format("{} stands behind a tab, so that the line is no keyword line",
-                            words[0].text),
-                "Only blanks may stand in front of a keyword");
-            std::fill_n(line.begin(), words[0].column - 1, ' ');
+        if (const Keyword keyword = hidden_keyword(text.line(k), section);
+            keyword != Keyword::text) {
+            const Word word = words_of(line)[0];
+            const bool has_sign = word.text.front() == '$';
+            findings.error("hidden-keyword", {text.name(), k, word.column},
+                           fmt::format("{} {}, so the line is none of a keyword", word.text,
+                                       has_sign ? "stands behind a tab" : "has no $"));
+            line = (has_sign ? "" : "$") + line.substr(static_cast<std::size_t>(word.column - 1));
             section = keyword;
         }
         if (text.line(k).kind == TextLine::Kind::keyword) section = text.line(k).keyword;
@@ -217,7 +217,6 @@ void look_at_directives(Look& look) {
         if (line.kind == TextLine::Kind::comment || line.kind == TextLine::Kind::blank) continue;
         if (DIRECTIVES.last_line_used > 0 && k >= DIRECTIVES.last_line_used) continue;
         if (line.kind == TextLine::Kind::text) {
-            look_for_bare_keyword(look, k);
             if (!folded(look.text.line(k - 1).text).ends_with('/')) look_for_three_joined(look, k);
         }
         look_for_decimal_comma(look, line.keyword, line.text, {look.text.name(), k, 0});

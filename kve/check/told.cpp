@@ -366,6 +366,15 @@ Place place_of_structure(const Look& look, int64_t factor) {
     return lines.empty() ? place_of_keyword(look, Keyword::VAR_STR) : lines[0];
 }
 
+// The line is shown behind its faults.
+Place place_of_restriction(const Look& look, const std::string& words) {
+    const std::string shown = text_after(words, "$VAR_REST ");
+    const int64_t first = look.text.keyword_line(Keyword::VAR_REST);
+    for (int64_t k = first; first > 0 && !shown.empty() && k < look.text.end_of_section(first); ++k)
+        if (folded(look.text.line(k).text).ends_with(shown)) return look.text.place(k);
+    return place_of_keyword(look, Keyword::VAR_REST);
+}
+
 void tell_matrix_words(Look& look, const std::string& words, const Stop& stop) {
     for (const auto& [mark, code] : kMatrixWords) {
         if (words.find(mark) == words.npos) continue;
@@ -375,6 +384,7 @@ void tell_matrix_words(Look& look, const std::string& words, const Stop& stop) {
         if (about == "censoring")
             place = place_of_keyword(
                 look, words.find("CURE") == words.npos ? Keyword::CENS : Keyword::CURE);
+        if (about == "restriction") place = place_of_restriction(look, words);
         if (about == "structure-factor")
             place = place_of_structure(look, number_after(words, "actor no."));
         return look.findings.error(code, place, without_head(words));
@@ -425,7 +435,8 @@ void tell_said(Look& look, const Said& said) {
 void tell_model_stop(Look& look, const Stop& stop) {
     bool told = false;
     for (const Said& said : look.reading.said)
-        if (said.step == Step::model && is_told_as_error(said) && !said.has("ERROR(S) found in")) {
+        if (said.step == Step::model && is_told_as_error(said) && !said.has("ERROR(S) found in") &&
+            !said.has("ERRORS - Processing")) {
             tell_matrix_words(look, said.words(), stop);
             told = true;
         }

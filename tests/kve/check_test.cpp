@@ -1,0 +1,200 @@
+// kve check on faulty analyses: tests/check/ has them, with what must be found. All errors and
+// warnings of a case stand there, so that a finding too many is noticed as one too few is.
+#include <sys/wait.h>
+
+#include <nlohmann/json.hpp>
+#include <regex>
+
+#include "program/run.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Shown {
+    int status;
+    std::string out, words;
+};
+
+// In the folder, as a user would.
+Shown kve(const Scratch& scratch, const std::string& arguments) {
+    const Scratch beside;
+    const std::string folder = beside.folder().string();
+    const int raw =
+        std::system(("cd '" + scratch.folder().string() + "' && exec '" KVE_PROGRAM "' " +
+                     arguments + " >'" + folder + "/out' 2>'" + folder + "/words'")
+                        .c_str());
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw), beside.read("out"),
+            beside.read("words")};
+}
+
+struct Edit {
+    std::string file, before, after;
+};
+
+struct Case {
+    std::string title;
+    std::string example;  // folder of the analysis
+    std::vector<Edit> edits{};
+    std::set<std::string> findings{};  // "code file:line"
+};
+
+std::string unescaped(const std::string& text) {
+    std::string out;
+    for (std::size_t k = 0; k < text.size(); ++k) {
+        if (text[k] != '\\' || k + 1 == text.size()) {
+            out += text[k];
+            continue;
+        }
+        const char next = text[++k];
+        out += next == 'n' ? '\n' : next == 't' ? '\t' : next == 'r' ? '\r' : next;
+    }
+    return out;
+}
+
+// "  FILE: old -> new"
+Edit edit_in(const std::string& line) {
+    const std::size_t colon = line.find(':');
+    std::string rest = line.substr(colon + 1);
+    if (rest.starts_with(' ')) rest.erase(0, 1);
+    Edit edit{line.substr(2, colon - 2), {}, {}};
+    const std::size_t arrow = (rest + " ").find(" -> ");
+    if (arrow == rest.npos) {
+        edit.after = unescaped(rest);
+        return edit;
+    }
+    edit.before = unescaped(rest.substr(0, arrow));
+    edit.after = arrow + 4 > rest.size() ? "" : unescaped(rest.substr(arrow + 4));
+    return edit;
+}
+
+std::vector<Case> cases_in(const fs::path& file) {
+    std::vector<Case> cases;
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        if (line[0] != ' ')
+            cases.push_back({line, line.substr(0, line.find(':'))});
+        else if (line.starts_with("  + "))
+            cases.back().findings.insert(line.substr(4));
+        else
+            cases.back().edits.push_back(edit_in(line));
+    }
+    return cases;
+}
+
+std::string directive_file(const Scratch& scratch, const Case& one) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(scratch.folder()))
+        if (entry.path().extension() == ".kve") names.insert(entry.path().filename());
+    for (const Edit& edit : one.edits)
+        if (names.contains(edit.file)) return edit.file;
+    return *names.begin();
+}
+
+void prepare(const Scratch& scratch, const Case& one) {
+    fs::copy(fs::path(KVE1_EXAMPLES) / one.example, scratch.folder());
+    for (const auto& [file, before, after] : one.edits) {
+        std::string text = scratch.read(file);
+        const std::size_t at = before.empty() ? text.size() : text.find(before);
+        ASSERT_NE(at, text.npos) << one.title << ": there is no " << before;
+        scratch.write(file, text.replace(at, before.size(), after));
+    }
+}
+
+// "code file:line" of all errors and warnings.
+std::set<std::string> findings_in(const std::string& shown) {
+    static const std::regex finding(
+        R"(^([^:\n]+)(?::(\d+))?(?::\d+)?: (?:error|warning): .*\[([a-z0-9-]+)\]$)",
+        std::regex::multiline);
+    std::set<std::string> found;
+    for (std::sregex_iterator it(shown.begin(), shown.end(), finding), end; it != end; ++it)
+        found.insert(it->str(3) + " " + it->str(1) + ":" +
+                     (it->length(2) > 0 ? it->str(2) : std::string("0")));
+    return found;
+}
+
+std::map<std::string, fs::file_time_type> files_of(const Scratch& scratch) {
+    std::map<std::string, fs::file_time_type> files;
+    for (const auto& entry : fs::directory_iterator(scratch.folder()))
+        files[entry.path().filename()] = entry.last_write_time();
+    return files;
+}
+
+class CheckCorpus : public testing::TestWithParam<std::string> {};
+
+TEST_P(CheckCorpus, FindsWhatIsWrongAndNothingElse) {
+    for (const Case& one : cases_in(fs::path(KVE1_CASES) / GetParam())) {
+        const Scratch scratch;
+        prepare(scratch, one);
+        const auto before = files_of(scratch);
+        const Shown shown = kve(scratch, "check " + directive_file(scratch, one));
+        EXPECT_EQ(findings_in(shown.out), one.findings) << one.title << "\n" << shown.out;
+        EXPECT_EQ(shown.status, shown.out.find(": error: ") != shown.out.npos ? 1 : 0) << one.title;
+        EXPECT_EQ(shown.words, "") << one.title;
+        EXPECT_EQ(files_of(scratch), before) << one.title << ": the folder is left as it was";
+    }
+}
+
+std::vector<std::string> case_files() {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(KVE1_CASES))
+        names.push_back(entry.path().filename());
+    std::ranges::sort(names);
+    return names;
+}
+INSTANTIATE_TEST_SUITE_P(Files, CheckCorpus, testing::ValuesIn(case_files()));
+
+TEST(Check, TellsFindingsAndModelToProgramsToo) {
+    const Scratch scratch;
+    prepare(scratch, {"", "dairy", {{"dairy.kve", "$PRIOR", "$PRIORS"}}});
+    const auto all = nlohmann::json::parse(kve(scratch, "check dairy.kve --json").out);
+    const nlohmann::json finding = all.at("findings").at(0);
+    EXPECT_EQ(finding.at("code"), "unknown-keyword");
+    EXPECT_EQ(finding.at("severity"), "error");
+    EXPECT_EQ(finding.at("line"), 30);
+    EXPECT_EQ(finding.at("column"), 1);
+    EXPECT_EQ(finding.at("message"), "$PRIORS is no keyword; did you mean $PRIOR?");
+    const nlohmann::json model = all.at("model");
+    EXPECT_EQ(model.at("traits").at(0).at("formula"),
+              "MILK = HERDYEAR + LACT + AGE(LACT) + COW:1 + COW:2");
+    EXPECT_EQ(model.at("factors").at(0).at("rows").at(1).at("variance"), 400);
+    const std::string shown = kve(scratch, "check dairy.kve").out;
+    EXPECT_NE(shown.find("  1 PED method 1 dairy.ped; 1 MILK COW 400000, 2 PROTEIN COW 400\n"),
+              shown.npos)
+        << shown;
+}
+
+TEST(Check, TellsUsersWhatItCannotRead) {
+    const Scratch scratch;
+    scratch.write("bytes", std::string("\0\xff$\n$DATA \xfe(", 12));
+    const std::tuple<const char*, int, const char*> calls[] = {
+        {"check", 2, "FILE is required"}, {"check nowhere.kve", 3, "nowhere.kve: No such file"},
+        {"check .", 3, "it is a folder"}, {"check bytes", 1, ""},
+        {"check /dev/null", 1, ""},       {"explain effect-cuont", 2, "did you mean effect-count?"},
+    };
+    for (const auto& [arguments, status, words] : calls) {
+        const Shown shown = kve(scratch, arguments);
+        EXPECT_EQ(shown.status, status) << arguments << shown.words;
+        EXPECT_NE(shown.words.find(words), shown.words.npos) << arguments << shown.words;
+    }
+}
+
+// A code without a section of docs/findings.md could not be told.
+TEST(Check, EveryCodeIsExplained) {
+    const Scratch scratch;
+    const std::string list = "\n" + kve(scratch, "explain").out;
+    const std::regex code("[(,{] ?\"([a-z]+(?:-[a-z0-9]+)+)\"");
+    int n = 0;
+    for (const auto& entry : fs::directory_iterator(fs::path(KVE1_CASES) / "../../kve/check")) {
+        std::ifstream file(entry.path());
+        const std::string source{std::istreambuf_iterator<char>(file), {}};
+        for (std::sregex_iterator it(source.begin(), source.end(), code), end; it != end; ++it, ++n)
+            EXPECT_NE(list.find("\n" + it->str(1) + "\n"), list.npos) << it->str(1);
+    }
+    EXPECT_GT(n, 60);
+    EXPECT_NE(kve(scratch, "explain nesting").out.find("becomes a general regression"),
+              std::string::npos);
+}
+
+}  // namespace
