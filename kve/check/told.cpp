@@ -326,7 +326,7 @@ constexpr ModelWords kMatrixWords[] = {
     {"restriction", "restriction"},
     {"$VAR_REST", "restriction"},
     {"ratio", "restriction"},
-    {"o-variance", "restriction"},
+    {"-variance m", "restriction"},
 };
 
 // The message at the end of the log: from its first line on, without the line read.
