@@ -19,7 +19,7 @@ struct Look {
     const Reading& reading;
     std::string inputs;   // folder in which they lie
     std::string outputs;  // folder in which a run would work
-    bool fast;           // the first kFastLines of each file only
+    bool fast;            // the first kFastLines of each file only
     Findings& findings;
 };
 inline constexpr int64_t kFastLines = 100'000;
