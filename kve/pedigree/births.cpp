@@ -157,6 +157,7 @@ Vec<int32_t> estimate_births(const Herdbook& book, const Vec<int32_t>& generatio
     const int32_t step = book.unit == BirthUnit::days    ? kDays
                          : book.unit == BirthUnit::years ? kYears
                                                          : 1;
+    constexpr int32_t kManyGenerations = 1000;  // the calendar ends somewhere
     const int32_t first = first_time(book.unit);
     int32_t oldest = kNever;
     for (const int32_t birth : book.birth)
@@ -167,7 +168,8 @@ Vec<int32_t> estimate_births(const Herdbook& book, const Vec<int32_t>& generatio
         for (const int32_t parent : {book.parents(j).sire, book.parents(j).dam})
             if (parent != 0) after = std::max(after, births(parent));
         if (limits(j).by == 0)
-            births(j) = after == kNoBirth ? oldest : after + step;
+            births(j) =
+                after == kNoBirth ? oldest : after + (generation(j) > kManyGenerations ? 1 : step);
         else
             births(j) = std::max({limits(j).time + 1 - step,
                                   std::min(limits(j).time, first + generation(j)),
