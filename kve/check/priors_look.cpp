@@ -244,8 +244,8 @@ void tell_places_outside(Look& look) {
         const bool exists = told.matrix >= 1 && told.matrix <= RMAT.size();
         look.findings.error(
             "prior-place", place_in_priors(look, told.line),
-            exists ? fmt::format("{} has {} rows, and this is element {} {}", called(told.matrix),
-                                 RMAT(told.matrix).rank, told.row, told.column)
+            exists ? fmt::format("{} has the order {}, and this is element {} {}",
+                                 called(told.matrix), RMAT(told.matrix).rank, told.row, told.column)
                    : fmt::format("there is no matrix {}; the residual is {}", told.matrix,
                                  KVEINT.NRAMAT + 1));
     }

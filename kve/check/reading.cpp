@@ -64,7 +64,8 @@ Under* UNDER = nullptr;
 
 // ---- What the stages say
 
-constexpr std::string_view kFirstWords[] = {"ERROR", "Error", "WARNING", "Problem", "Serious"};
+constexpr std::string_view kFirstWords[] = {"ERROR",   "Error",       "WARNING",          "Problem",
+                                            "Serious", "VARIANCE IN", "RESIDUAL VARIANCE"};
 
 bool begins_message(std::string_view line) {
     const std::size_t first = line.find_first_not_of(" *");
@@ -198,6 +199,7 @@ void keep_log() {
     while (under.next_step < std::size(kSteps)) {
         const auto& [step, is_possible, run] = kSteps[under.next_step++];
         under.step = step;
+        under.is_block_open = false;
         if (is_possible()) run();
     }
     under.step = Step::done;
