@@ -16,7 +16,7 @@ namespace kve::companion::prep {
 class ClassNames {
  public:
     int32_t place_of(std::string_view text) { return table_.place_of(text); }
-    int32_t find(std::string_view text) const { return table_.find(text); }
+    const IdentityTable& table() const { return table_; }
     int32_t size() const { return table_.size(); }
 
     // Of an interaction: the places of its parts make one level.

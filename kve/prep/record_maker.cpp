@@ -282,7 +282,21 @@ void RecordMaker::make_missing(Field& field, Cell& cell, std::string_view text,
     cell.text = {};
 }
 
+// Large tables of names lie in no cache: those of the next records are on their way while this one
+// is made.
+void RecordMaker::fetch_names() const {
+    constexpr std::size_t kFar = 8, kNear = 4;
+    for (const Field& field : fields_) {
+        if (field.column == nullptr || (field.role != Role::identity && field.role != Role::klass))
+            continue;
+        const IdentityTable& names = field.classes ? field.classes->table() : identities_;
+        names.fetch_slot(table_.field_ahead(kFar, field.index));
+        names.fetch_text(table_.field_ahead(kNear, field.index));
+    }
+}
+
 RecordMaker::Outcome RecordMaker::make() {
+    fetch_names();
     if (!table_.has_all_fields()) {
         reject("", fmt::format("{} of {}", table_.n_fields(), table_.names().size()),
                "another number of fields");

@@ -96,6 +96,7 @@ class RecordMaker {
     void add_tests(const Recipe& recipe);
     void give_slots();
 
+    void fetch_names() const;
     bool read_source(Field& field, Cell& cell);
     bool is_within_limits(Field& field, Cell& cell);
     void make_missing(Field& field, Cell& cell, std::string_view text, const std::string& reason);

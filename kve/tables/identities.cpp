@@ -20,6 +20,7 @@ namespace {
 
 constexpr unsigned char kLong = 255;
 constexpr std::size_t kMostPlaces = INT32_MAX;
+constexpr std::size_t kSlotsInCache = 8192;  // with so many it is there anyway
 
 struct LongText {
     uint64_t begin;
@@ -51,6 +52,17 @@ void IdentityTable::grow() {
         for (at &= last; slots_[at].place != 0;) at = (at + 1) & last;
         slots_[at] = slot;
     }
+}
+
+void IdentityTable::fetch_slot(std::string_view text) const {
+    if (slots_.size() < kSlotsInCache) return;
+    __builtin_prefetch(&slots_[std::hash<std::string_view>()(text) & (slots_.size() - 1)]);
+}
+
+void IdentityTable::fetch_text(std::string_view text) const {
+    if (slots_.size() < kSlotsInCache) return;
+    const Slot& slot = slots_[std::hash<std::string_view>()(text) & (slots_.size() - 1)];
+    if (slot.place != 0) __builtin_prefetch(&entries_[slot.place - 1]);
 }
 
 int32_t IdentityTable::find(std::string_view wanted) const {

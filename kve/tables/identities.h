@@ -17,6 +17,10 @@ class IdentityTable {
  public:
     // The place of a text, which is added when it is new.
     int32_t place_of(std::string_view text);
+    // Both have place_of find what it looks at in the cache, when they are called some texts ahead:
+    // the slot of the text, and nearer to the call the text itself.
+    void fetch_slot(std::string_view text) const;
+    void fetch_text(std::string_view text) const;
     // 0 when it has none.
     int32_t find(std::string_view text) const;
     std::string_view text(int32_t place) const;

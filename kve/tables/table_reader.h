@@ -59,6 +59,14 @@ class TableReader {
         const std::size_t at = rows_[row_].first + column;
         return at < rows_[row_ + 1].first ? fields_[at] : std::string_view();
     }
+    // The same of a record so many further on, as far as the table has been cut already: for those
+    // who want to have at hand what they will need for it.
+    std::string_view field_ahead(std::size_t records, std::size_t column) const {
+        const std::size_t row = row_ + records;
+        if (row + 1 >= rows_.size()) return {};
+        const std::size_t at = rows_[row].first + column;
+        return at < rows_[row + 1].first ? fields_[at] : std::string_view();
+    }
     // The line on which the record begins, from 1.
     int64_t line() const { return rows_[row_].line; }
 
