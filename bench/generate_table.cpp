@@ -42,22 +42,23 @@ int main(int argc, char** argv) {
     const char* quote = std::string(argv[2]) == "quoted" ? "\"" : "";
     const std::string folder = argv[3];
     std::mt19937 draw(kSeed);
+    const auto below = [&](std::uint32_t bound) { return static_cast<unsigned>(draw() % bound); };
     std::FILE* file = create(folder + "/table.csv");
     std::fputs("cow,herd,calved,lactation,age,milk,fat,protein,cells\n", file);
     for (std::uint32_t k = 0; k < n; ++k) {
-        const std::uint64_t cow = draw() % (n / 3 + 1) * std::uint64_t{2654435761} % 1000000000000;
-        std::fprintf(file, "%sDE%012" PRIu64 "%s,%sH%05u%s,20%02u-%02u-%02u,%u,%u,%.1f,%.2f,",
-                     quote, cow, quote, quote, static_cast<unsigned>(draw() % kHerds), quote,
-                     static_cast<unsigned>(10 + draw() % 12),
-                     static_cast<unsigned>(1 + draw() % 12), static_cast<unsigned>(1 + draw() % 28),
-                     static_cast<unsigned>(1 + draw() % 5),
-                     static_cast<unsigned>(600 + draw() % 900), 5000 + draw() % 60000 / 10.0,
-                     3 + draw() % 200 / 100.0);
-        if (draw() % 20 == 0)
+        const std::uint64_t cow = below(n / 3 + 1) * std::uint64_t{2654435761} % 1000000000000;
+        std::fprintf(file, "%sDE%012" PRIu64 "%s,%sH%05u%s,", quote, cow, quote, quote,
+                     below(kHerds), quote);
+        const unsigned year = 10 + below(12), month = 1 + below(12), day = 1 + below(28);
+        std::fprintf(file, "20%02u-%02u-%02u,%u,", year, month, day, 1 + below(5));
+        const unsigned age = 600 + below(900);
+        const double milk = 5000 + below(60000) / 10.0, fat = 3 + below(200) / 100.0;
+        std::fprintf(file, "%u,%.1f,%.2f,", age, milk, fat);
+        if (below(20) == 0)
             std::fputs("NA", file);
         else
-            std::fprintf(file, "%.2f", 3 + draw() % 100 / 100.0);
-        std::fprintf(file, ",%u\n", static_cast<unsigned>(draw() % 400));
+            std::fprintf(file, "%.2f", 3 + below(100) / 100.0);
+        std::fprintf(file, ",%u\n", below(400));
     }
     close(file);
     write_recipe(folder);
