@@ -15,7 +15,7 @@
 #include "kve/pedigree/places.h"
 #include "kve/pedigree/population.h"
 #include "kve/pedigree/read_pedigree.h"
-#include "kve/pedigree/result_folder.h"
+#include "kve/shared/result_folder.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/tables/table_reader.h"
@@ -226,7 +226,7 @@ void write_results(const Work& work, ResultFolder& results) {
 }
 
 // The results of an earlier run are replaced, and nothing else.
-void clear_folder(const Options& options, const ResultFolder& results) {
+void clear_folder(const Options& options, ResultFolder& results) {
     constexpr std::array kNames{kPedigree, kFindingTable, kChanges,  kGroupTable,
                                 kClasses,  kMeasures,     kAncestors};
     std::error_code ignored;
