@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "kve/check/checking.h"
 #include "kve/check/look.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
@@ -52,6 +53,7 @@ void write_report(const Findings& findings, const Look& look,
     } else {
         report["model"] = model_as_json(look);
         report["text"] = model_as_text(look);
+        report["inputs"] = names_of_inputs(look);
     }
     std::ofstream file(kReport, std::ios::binary);
     file << report.dump(-1, ' ', false, json::error_handler_t::replace);
@@ -214,6 +216,10 @@ int run_check(const Options& options) {
 }
 
 }  // namespace
+
+json check_analysis(const std::string& file, bool fast, Findings& findings) {
+    return check({.file = file, .fast = fast}, findings);
+}
 
 Command add_check(CLI::App& app) {
     auto options = std::make_shared<Options>();

@@ -108,4 +108,11 @@ void ResultFolder::keep(const std::string& seal) {
     }
 }
 
+void ResultFolder::set_aside(const std::string& name) {
+    std::error_code error;
+    fs::remove_all(path(name), error);
+    if (!error) fs::rename(work_, path(name), error);
+    if (error) refuse(path(name), error);
+}
+
 }  // namespace kve::companion

@@ -28,6 +28,8 @@ class ResultFolder {
     // Moves all files of the work folder. `seal`, one that tells that the others belong together,
     // is the first to go away and the last to come.
     void keep(const std::string& seal = {});
+    // Leaves the work folder as it is, under this name, in the place of an earlier one.
+    void set_aside(const std::string& name);
 
     std::filesystem::path path(const std::string& name) const { return folder_ / name; }
     const std::filesystem::path& work() const { return work_; }

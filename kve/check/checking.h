@@ -1,0 +1,16 @@
+// A check for other commands.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "kve/check/findings.h"
+
+namespace kve::companion {
+
+// Reads the directive file and all that it names from the folder that the command stands in.
+// "model" is what KVE1 will understand, null when that is nothing; "inputs" are the files that it
+// would read, by their names in the directives. A file that cannot be read throws Failure.
+nlohmann::json check_analysis(const std::string& file, bool fast, Findings& findings);
+
+}  // namespace kve::companion
