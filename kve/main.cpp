@@ -45,7 +45,7 @@ int run_program(int argc, char** argv) {
         "read or written.");
     std::vector<std::pair<CLI::App*, Command>> commands;
     for (auto* add : {add_summary, add_levels, add_records, add_matrix, add_verify, add_report,
-                      add_ped, add_check, add_explain, add_prep}) {
+                      add_ped, add_check, add_explain, add_prep, add_run}) {
         Command command = add(app);
         commands.emplace_back(app.get_subcommands({}).back(), std::move(command));
     }

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <vector>
 
 #include "kve/check/findings.h"
 
@@ -12,5 +13,9 @@ namespace kve::companion {
 // "model" is what KVE1 will understand, null when that is nothing; "inputs" are the files that it
 // would read, by their names in the directives. A file that cannot be read throws Failure.
 nlohmann::json check_analysis(const std::string& file, bool fast, Findings& findings);
+
+// All files that a run would read, as the directives name them; of the process that has read these.
+struct Look;
+std::vector<std::string> names_of_inputs(const Look& look);
 
 }  // namespace kve::companion

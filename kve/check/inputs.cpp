@@ -4,6 +4,7 @@
 
 #include "base/state.h"
 #include "directives/directives.h"
+#include "kve/check/checking.h"
 #include "kve/check/look.h"
 
 namespace kve::companion {

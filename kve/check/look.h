@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "kve/check/directive_text.h"
 #include "kve/check/findings.h"
@@ -70,8 +69,5 @@ std::string name_of_row(int32_t matrix, int32_t row);
 // for programs.
 std::string model_as_text(const Look& look);
 nlohmann::json model_as_json(const Look& look);
-
-// All files that a run would read, as the directives name them.
-std::vector<std::string> names_of_inputs(const Look& look);
 
 }  // namespace kve::companion

@@ -20,6 +20,7 @@ Command add_ped(CLI::App& app);
 Command add_check(CLI::App& app);
 Command add_explain(CLI::App& app);
 Command add_prep(CLI::App& app);
+Command add_run(CLI::App& app);
 
 // What all commands have.
 struct CommonOptions {

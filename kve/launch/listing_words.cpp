@@ -1,0 +1,157 @@
+#include "kve/launch/listing_words.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <ranges>
+#include <span>
+#include <string_view>
+
+namespace kve::companion {
+
+namespace {
+
+using Lines = std::span<const std::string>;
+
+constexpr std::size_t kLongestReason = 24;  // lines
+
+std::string_view without_margin(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of(" *"), line.size()));
+    return line;
+}
+
+bool begins_message(std::string_view line) {
+    constexpr std::array<std::string_view, 6> kWords{"ERROR",   "Error",        "Problem",
+                                                     "Serious", "BITSTR ERROR", "WARNING, WARNING"};
+    return std::ranges::any_of(
+        kWords, [text = without_margin(line)](auto word) { return text.starts_with(word); });
+}
+
+// "Program terminates", in one of its forms.
+bool is_last_line(std::string_view line) {
+    constexpr std::size_t kLongest = 40;
+    line = without_margin(line);
+    return line.size() < kLongest && !begins_message(line) &&
+           (line.find("erminate") != line.npos || line.find("borted") != line.npos);
+}
+
+Lines without_end(Lines lines) {
+    while (!lines.empty() && (lines.back().empty() || is_last_line(lines.back())))
+        lines = lines.first(lines.size() - 1);
+    return lines;
+}
+
+std::vector<std::string> tidy(Lines lines) {
+    std::vector<std::string> tidied;
+    std::size_t margin = std::string::npos;
+    for (const std::string& line : lines)
+        if (!line.empty()) margin = std::min(margin, line.find_first_not_of(' '));
+    for (const std::string& line : lines)
+        if (!line.empty()) tidied.push_back(line.substr(margin));
+    return tidied;
+}
+
+// The message that stands at the end, with those right above it; empty when there is none.
+Lines last_message(Lines lines) {
+    const std::size_t near = lines.size() - std::min(lines.size(), kLongestReason);
+    for (std::size_t at = lines.size(); at-- > near;) {
+        if (!begins_message(lines[at])) continue;
+        while (at > near && begins_message(lines[at - 1])) --at;
+        return lines.subspan(at);
+    }
+    return {};
+}
+
+// Words of which none says that they are an error: what stands together at the end.
+Lines last_lines(Lines lines) {
+    std::size_t at = lines.size();
+    const std::size_t near = at - std::min(at, kLongestReason);
+    while (at > near && !(at > 1 && lines[at - 1].empty() && lines[at - 2].empty())) --at;
+    return lines.subspan(at);
+}
+
+// The directives: all messages, each to the next blank line.
+std::vector<std::string> all_messages(Lines lines) {
+    std::vector<std::string> found;
+    for (std::size_t at = 0; at < lines.size(); ++at) {
+        if (!begins_message(lines[at])) continue;
+        std::size_t end = at;
+        while (end < lines.size() && !lines[end].empty()) ++end;
+        std::ranges::copy(tidy(lines.subspan(at, end - at)), std::back_inserter(found));
+        at = end;
+    }
+    return found;
+}
+
+Lines::iterator find_line(Lines lines, std::string_view text) {
+    return std::ranges::find_if(
+        lines, [text](const std::string& line) { return line.find(text) != line.npos; });
+}
+
+// A count that stands behind the words; -1 when the line is another one.
+int64_t count_behind(const std::string& line, std::string_view words) {
+    const std::size_t at = line.find(words);
+    if (at == line.npos) return -1;
+    return std::strtoll(line.c_str() + at + words.size(), nullptr, 10);
+}
+
+}  // namespace
+
+std::vector<std::string> read_listing(const std::filesystem::path& file) {
+    std::ifstream from(file, std::ios::binary);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(from, line);) {
+        if (line.find("Multivariate Mixed Model Package") != line.npos) continue;
+        line.erase(line.find_last_not_of(" \r") + 1);
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> find_reason(const std::vector<std::string>& listing) {
+    // Behind this line stands a copy of KVE_LOG, at whose end a fault of the model is told.
+    const auto log = find_line(listing, "ERROR(S) found in model directives");
+    const Lines all(listing);
+    const auto ahead = static_cast<std::size_t>(log - all.begin());
+    if (ahead < all.size())
+        if (const Lines found = last_message(without_end(all.subspan(ahead + 1))); !found.empty())
+            return tidy(found);
+    Lines lines = without_end(all.first(ahead));
+    if (!lines.empty() &&
+        lines.back().find("ERROR(S) FOUND IN DIRECTIVE FILE") != std::string::npos)
+        return all_messages(lines.first(lines.size() - 1));
+    const Lines found = last_message(lines);
+    return tidy(found.empty() ? last_lines(lines) : found);
+}
+
+DataFigures find_data_figures(const std::vector<std::string>& listing) {
+    constexpr std::size_t kName = 8;
+    DataFigures figures;
+    const Lines all(listing);
+    auto line = find_line(all, "SUMMARY OF DATA FILE");
+    std::vector<int64_t> dropped;
+    for (; line != all.end() && *line != "DEPENDENT VARIABLES (TRAITS)"; ++line) {
+        if (const int64_t n = count_behind(*line, "No of records processed ............."); n >= 0)
+            figures.records = n;
+        if (line->find("No of Datapoints dropped for ") == 0)
+            dropped.push_back(std::strtoll(line->substr(line->rfind(' ')).c_str(), nullptr, 10));
+    }
+    constexpr int kAboveTable = 3;  // the title, a blank line, the heads of the columns
+    for (line += std::min<std::ptrdiff_t>(kAboveTable, all.end() - line);
+         line != all.end() && line->size() > kName; ++line) {
+        TraitRecords trait{.name = line->substr(0, line->find_last_not_of(' ', kName - 1) + 1)};
+        std::sscanf(line->c_str() + kName, "%*d %ld", &trait.used);
+        if (figures.traits.size() < dropped.size()) trait.dropped = dropped[figures.traits.size()];
+        figures.traits.push_back(trait);
+    }
+    return figures;
+}
+
+int64_t find_fixed_equations(const std::vector<std::string>& listing) {
+    const char* const kWords = "Total no of fixed levels";
+    const auto line = find_line(listing, kWords);
+    return line == Lines(listing).end() ? 0 : count_behind(*line, kWords);
+}
+
+}  // namespace kve::companion

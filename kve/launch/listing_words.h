@@ -1,0 +1,34 @@
+// What the listing of a run tells.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace kve::companion {
+
+// Lines without page heads and blanks at their ends.
+std::vector<std::string> read_listing(const std::filesystem::path& file);
+
+// Why a run has stopped: the lines of the listing that tell it, without margins and blank lines.
+// Empty when none does.
+std::vector<std::string> find_reason(const std::vector<std::string>& listing);
+
+struct TraitRecords {
+    std::string name;
+    int64_t used = 0;
+    int64_t dropped = 0;  // have a value that cannot be used
+};
+
+// From the summary of the data.
+struct DataFigures {
+    int64_t records = 0;
+    std::vector<TraitRecords> traits;
+};
+DataFigures find_data_figures(const std::vector<std::string>& listing);
+
+// Of all traits, with the regressions.
+int64_t find_fixed_equations(const std::vector<std::string>& listing);
+
+}  // namespace kve::companion
