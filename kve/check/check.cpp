@@ -32,6 +32,7 @@ struct Options {
     std::string file;
     bool json = false;
     bool fast = false;
+    bool has_fresh_folder = false;  // for the run, in which nothing stands
 };
 
 // ---- The process that reads
@@ -86,6 +87,11 @@ void end_reader(int signal) {
     if (READER > 0) ::kill(READER, SIGKILL);
 }
 
+// What the caller ignores, such as SIGHUP after nohup, stays ignored.
+void handle(int signal, void (*handler)(int)) {
+    if (std::signal(signal, handler) == SIG_IGN) std::signal(signal, SIG_IGN);
+}
+
 // A private folder, gone with its files at the end, at a signal too.
 class Workplace {
  public:
@@ -94,14 +100,14 @@ class Workplace {
         if (::mkdtemp(pattern.data()) == nullptr)
             throw Failure(kUnreadable, pattern + ": " + std::strerror(errno));
         folder_ = pattern;
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, end_reader);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) handle(signal, end_reader);
     }
     Workplace(const Workplace&) = delete;
     Workplace& operator=(const Workplace&) = delete;
     ~Workplace() {
         std::error_code ignored;
         fs::remove_all(folder_, ignored);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_DFL);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) handle(signal, SIG_DFL);
         if (SIGNAL != 0) static_cast<void>(std::raise(SIGNAL));
     }
     const fs::path& folder() const { return folder_; }
@@ -115,7 +121,7 @@ class Workplace {
 };
 
 [[noreturn]] void read_in(const Workplace& work, const Job& job) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_DFL);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) handle(signal, SIG_DFL);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     // What the stages might print goes nowhere; the user's stream may be a file that they look at.
     const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -167,9 +173,10 @@ constexpr int kMostRounds = 40;
 
 json check(const Options& options, Findings& findings) {
     const Workplace work;
-    const std::string outputs = fs::current_path().string();
+    const std::string here = fs::current_path().string();
+    const std::string outputs = options.has_fresh_folder ? work.folder().string() : here;
     const char* elsewhere = std::getenv("KVE_INPUTS");
-    const std::string inputs = elsewhere != nullptr ? fs::absolute(elsewhere).string() : outputs;
+    const std::string inputs = elsewhere != nullptr ? fs::absolute(elsewhere).string() : here;
     std::string text =
         uncover_keywords({options.file, read_directive_file(options.file)}, findings);
     json report;
@@ -218,7 +225,7 @@ int run_check(const Options& options) {
 }  // namespace
 
 json check_analysis(const std::string& file, bool fast, Findings& findings) {
-    return check({.file = file, .fast = fast}, findings);
+    return check({.file = file, .fast = fast, .has_fresh_folder = true}, findings);
 }
 
 Command add_check(CLI::App& app) {

@@ -191,7 +191,9 @@ int run(const Options& options) {
     outcome.program = find_kve1(options.program);
     outcome.folder =
         options.folder.empty() ? fs::path(options.file).stem().string() + ".run" : options.folder;
-    outcome.inputs_folder = fs::current_path().string();
+    const char* elsewhere = std::getenv("KVE_INPUTS");
+    outcome.inputs_folder =
+        (elsewhere != nullptr ? fs::absolute(elsewhere) : fs::current_path()).string();
     ResultFolder::require_free(outcome.folder);
     std::vector<std::string> inputs;
     if (!check_first(options, outcome, inputs)) return kFindings;

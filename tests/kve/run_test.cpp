@@ -146,7 +146,9 @@ TEST_F(Launch, AStoppedRunTellsWhyAndLeavesTheEarlierOne) {
         EXPECT_EQ(stopped.count("KVE1.lst"), c.status == 16 ? 1U : 0U);
         const bool is_kept = std::string_view(c.options).ends_with("--keep");
         EXPECT_EQ(stopped.count("MODINF"), is_kept ? 1U : 0U);
-        if (is_kept) EXPECT_EQ(stopped.at("MODINF"), "");
+        if (is_kept) {
+            EXPECT_EQ(stopped.at("MODINF"), "");
+        }
         scratch.write(c.file, before);
     }
     ASSERT_EQ(run("cows.kve").status, 0);
