@@ -15,9 +15,9 @@
 #include "kve/pedigree/places.h"
 #include "kve/pedigree/population.h"
 #include "kve/pedigree/read_pedigree.h"
-#include "kve/shared/result_folder.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
+#include "kve/shared/result_folder.h"
 #include "kve/tables/table_reader.h"
 
 namespace kve::companion {
