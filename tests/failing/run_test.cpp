@@ -95,9 +95,12 @@ Ended run(const std::string& directives, int animals, Call kind, int first, int 
         return std::regex_replace(scratch.read(name), once, "");
     };
     ended.words = timeless("listing.out") + timeless("errors.out");
-    if (ended.status == 0)
-        for (const auto& file : std::filesystem::directory_iterator(scratch.folder()))
-            ended.files[file.path().filename().string()] = timeless(file.path().filename());
+    if (ended.status != 0) return ended;
+    for (const auto& file : std::filesystem::directory_iterator(scratch.folder())) {
+        const std::string name = file.path().filename();
+        const bool has_time = name == "MODINF" || name == "KVE_LOG" || name == "listing.out";
+        ended.files[name] = has_time ? timeless(name) : scratch.read(name);
+    }
     return ended;
 }
 
