@@ -55,7 +55,8 @@ std::vector<Surplus> surplus_in_log(const Look& look, std::string_view head) {
 // Columns in the text that is left over, without options and comments.
 std::vector<int32_t> columns_in(const std::string& text) {
     std::vector<int32_t> columns;
-    for (const Word& word : words_of(text.substr(0, text.find_first_of("#!")))) {
+    const std::string counted = text.substr(0, text.find_first_of("#!"));
+    for (const Word& word : words_of(counted)) {
         if (word.text.find_first_not_of("0123456789([)]NOINTnoint") != std::string_view::npos)
             break;
         columns.push_back(std::atoi(std::string(word.text).c_str()));
