@@ -14,16 +14,20 @@ namespace {
 
 using Lines = std::span<const std::string>;
 
-constexpr std::size_t kLongestReason = 24;  // lines
-
 std::string_view without_margin(std::string_view line) {
     line.remove_prefix(std::min(line.find_first_not_of(" *"), line.size()));
     return line;
 }
 
 bool begins_message(std::string_view line) {
-    constexpr std::array<std::string_view, 6> kWords{"ERROR",   "Error",        "Problem",
-                                                     "Serious", "BITSTR ERROR", "WARNING, WARNING"};
+    constexpr std::array<std::string_view, 8> kWords{"ERROR",
+                                                     "Error",
+                                                     "Problem",
+                                                     "Serious",
+                                                     "BITSTR ERROR",
+                                                     "WARNING WARNING",
+                                                     "Method used to compute A-inverse",
+                                                     "ONE OR MORE INPUT VARIABLES USED"};
     return std::ranges::any_of(
         kWords, [text = without_margin(line)](auto word) { return text.starts_with(word); });
 }
@@ -32,8 +36,9 @@ bool begins_message(std::string_view line) {
 bool is_last_line(std::string_view line) {
     constexpr std::size_t kLongest = 40;
     line = without_margin(line);
-    return line.size() < kLongest && !begins_message(line) &&
-           (line.find("erminate") != line.npos || line.find("borted") != line.npos);
+    if (line.size() > kLongest || begins_message(line)) return false;
+    return std::ranges::any_of(std::array{"erminate", "borted", "TERMINATE"},
+                               [line](auto word) { return line.find(word) != line.npos; });
 }
 
 Lines without_end(Lines lines) {
@@ -42,33 +47,43 @@ Lines without_end(Lines lines) {
     return lines;
 }
 
+// Each message without its margin.
 std::vector<std::string> tidy(Lines lines) {
     std::vector<std::string> tidied;
-    std::size_t margin = std::string::npos;
-    for (const std::string& line : lines)
-        if (!line.empty()) margin = std::min(margin, line.find_first_not_of(' '));
-    for (const std::string& line : lines)
-        if (!line.empty()) tidied.push_back(line.substr(margin));
+    std::size_t margin = 0;
+    for (const std::string& line : lines) {
+        if (line.empty()) continue;
+        const std::size_t indent = line.find_first_not_of(' ');
+        margin = tidied.empty() || begins_message(line) ? indent : std::min(margin, indent);
+        tidied.push_back(line.substr(margin));
+    }
     return tidied;
 }
 
-// The message that stands at the end, with those right above it; empty when there is none.
+// So many paragraphs at the end, blank lines being between them.
+Lines last_paragraphs(Lines lines, int n) {
+    constexpr std::size_t kMost = 80;
+    std::size_t at = lines.size();
+    const std::size_t first = at - std::min(at, kMost);
+    while (at > first && (!lines[at - 1].empty() || --n > 0)) {
+        --at;
+        while (at > first && lines[at].empty() && lines[at - 1].empty()) --at;
+    }
+    return lines.subspan(at);
+}
+
+Lines first_paragraph(Lines lines) {
+    return lines.first(static_cast<std::size_t>(std::ranges::find(lines, "") - lines.begin()));
+}
+
+// The message that stands last, with those right above it; empty when there is none.
 Lines last_message(Lines lines) {
-    const std::size_t near = lines.size() - std::min(lines.size(), kLongestReason);
-    for (std::size_t at = lines.size(); at-- > near;) {
+    for (std::size_t at = lines.size(); at-- > 0;) {
         if (!begins_message(lines[at])) continue;
-        while (at > near && begins_message(lines[at - 1])) --at;
+        while (at > 0 && begins_message(lines[at - 1])) --at;
         return lines.subspan(at);
     }
     return {};
-}
-
-// Words of which none says that they are an error: what stands together at the end.
-Lines last_lines(Lines lines) {
-    std::size_t at = lines.size();
-    const std::size_t near = at - std::min(at, kLongestReason);
-    while (at > near && !(at > 1 && lines[at - 1].empty() && lines[at - 2].empty())) --at;
-    return lines.subspan(at);
 }
 
 // The directives: all messages, each to the next blank line.
@@ -102,7 +117,7 @@ std::vector<std::string> read_listing(const std::filesystem::path& file) {
     std::ifstream from(file, std::ios::binary);
     std::vector<std::string> lines;
     for (std::string line; std::getline(from, line);) {
-        if (line.find("Multivariate Mixed Model Package") != line.npos) continue;
+        if (line.find("Multivariate Mixed Model Package") != line.npos) line.clear();
         line.erase(line.find_last_not_of(" \r") + 1);
         lines.push_back(line);
     }
@@ -110,19 +125,26 @@ std::vector<std::string> read_listing(const std::filesystem::path& file) {
 }
 
 std::vector<std::string> find_reason(const std::vector<std::string>& listing) {
+    constexpr int kNear = 6, kNearClosing = 10;  // paragraphs
     // Behind this line stands a copy of KVE_LOG, at whose end a fault of the model is told.
     const auto log = find_line(listing, "ERROR(S) found in model directives");
     const Lines all(listing);
     const auto ahead = static_cast<std::size_t>(log - all.begin());
-    if (ahead < all.size())
-        if (const Lines found = last_message(without_end(all.subspan(ahead + 1))); !found.empty())
-            return tidy(found);
+    if (ahead < all.size()) {
+        const Lines end = last_paragraphs(without_end(all.subspan(ahead + 1)), kNear);
+        if (const Lines found = last_message(end); !found.empty()) return tidy(found);
+    }
     Lines lines = without_end(all.first(ahead));
-    if (!lines.empty() &&
-        lines.back().find("ERROR(S) FOUND IN DIRECTIVE FILE") != std::string::npos)
+    if (lines.empty()) return {};
+    if (lines.back().find("ERROR(S) FOUND IN DIRECTIVE FILE") != std::string::npos)
         return all_messages(lines.first(lines.size() - 1));
-    const Lines found = last_message(lines);
-    return tidy(found.empty() ? last_lines(lines) : found);
+    const bool is_closing = lines.back().starts_with("ERROR(s) found");
+    if (is_closing) lines = without_end(lines.first(lines.size() - 1));
+    // Faults that are told ahead of the pages of the model, and stop the run after them.
+    if (!lines.empty() && lines.back().starts_with("Matrix no., Row and Col identifies"))
+        return tidy(first_paragraph(last_message(lines)));
+    const Lines found = last_message(last_paragraphs(lines, is_closing ? kNearClosing : kNear));
+    return tidy(found.empty() ? last_paragraphs(lines, 1) : found);
 }
 
 DataFigures find_data_figures(const std::vector<std::string>& listing) {

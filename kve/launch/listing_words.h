@@ -8,7 +8,7 @@
 
 namespace kve::companion {
 
-// Lines without page heads and blanks at their ends.
+// Lines without blanks at their ends; page heads are blank lines.
 std::vector<std::string> read_listing(const std::filesystem::path& file);
 
 // Why a run has stopped: the lines of the listing that tell it, without margins and blank lines.

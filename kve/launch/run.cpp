@@ -130,9 +130,13 @@ int keep_results(const Options& options, RunOutcome& outcome, ResultFolder& resu
     return kGood;
 }
 
-void drop_all_but_listing(const fs::path& work) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(work))
-        if (entry.path().filename() != kListing) fs::remove_all(entry.path());
+// The listing stays, and the lists that it speaks of.
+void drop_others(const fs::path& work) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(work)) {
+        const std::string name = entry.path().filename().string();
+        const bool is_list = name.starts_with("MISS_ID") || name == "PEDDATA";
+        if (name != kListing && !(is_list && entry.file_size() > 0)) fs::remove(entry.path());
+    }
 }
 
 void tell_stop(const Options& options, const RunOutcome& outcome) {
@@ -149,7 +153,7 @@ void tell_stop(const Options& options, const RunOutcome& outcome) {
 
 int leave_stopped(const Options& options, RunOutcome& outcome, ResultFolder& results) {
     outcome.reason = find_reason(read_listing(results.work() / kListing));
-    if (!options.keep) drop_all_but_listing(results.work());
+    if (!options.keep) drop_others(results.work());
     const ordered_json run = describe_run(outcome, results.work().string());
     write_record(run, results.work());
     results.set_aside(kStopped);
