@@ -1,7 +1,6 @@
 #include "kve/prep/made_files.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
@@ -17,51 +16,26 @@ namespace kve::companion::prep {
 
 namespace fs = std::filesystem;
 
-PartFolder::PartFolder(const std::string& folder)
-    : folder_(folder), part_(folder_ / fmt::format("prep.{}.part", ::getpid())) {
-    std::error_code error;
-    fs::create_directories(part_, error);
-    if (error) throw Failure(kUnreadable, fmt::format("{}: {}", part_.string(), error.message()));
-}
-
-PartFolder::~PartFolder() {
-    std::error_code ignored;
-    fs::remove_all(part_, ignored);
-}
-
 void PartFolder::refuse_input(const std::string& input) const {
     std::error_code ignored;
     for (const char* name :
          {"data.txt", "data.bin", "pedigree.txt", "pedigree.bin", "typed.txt", "typed.bin",
           "ids.tsv", "classes.tsv", "rejected.tsv", "run.kve", "recipe.toml"})
-        if (fs::equivalent(folder_ / name, input, ignored))
+        if (fs::equivalent(results_.path(name), input, ignored))
             throw Failure(kUsage, fmt::format("{}: is read, and would be written over", input));
 }
 
-namespace {
-
-void move_file(const fs::path& from, const fs::path& to) {
-    std::error_code error;
-    fs::rename(from, to, error);
-    if (error) throw Failure(kUnreadable, fmt::format("{}: {}", to.string(), error.message()));
-}
-
-}  // namespace
-
 void PartFolder::move_to_places(const std::string& last) {
-    std::error_code ignored;
-    fs::remove(folder_ / last, ignored);
-    for (const fs::directory_entry& entry : fs::directory_iterator(part_)) {
-        const fs::path name = entry.path().filename();
-        if (name.extension() != ".tmp" && name != last) move_file(entry.path(), folder_ / name);
-    }
-    move_file(part_ / last, folder_ / last);
+    for (const fs::directory_entry& entry : fs::directory_iterator(results_.work()))
+        if (entry.path().extension() == ".tmp") fs::remove(entry.path());
+    results_.keep(last);
 }
 
 void PartFolder::move_only(const std::string& name, const std::string& last) {
-    std::error_code ignored;
-    fs::remove(folder_ / last, ignored);
-    move_file(part_ / name, folder_ / name);
+    for (const fs::directory_entry& entry : fs::directory_iterator(results_.work()))
+        if (entry.path().filename() != name) fs::remove(entry.path());
+    results_.remove(last);
+    results_.keep(last);
 }
 
 Layout layout_of(const std::vector<Field>& fields) {

@@ -12,18 +12,16 @@
 #include "kve/prep/recipe.h"
 #include "kve/prep/record_maker.h"
 #include "kve/prep/relatives.h"
+#include "kve/shared/result_folder.h"
 #include "kve/tables/identities.h"
 
 namespace kve::companion::prep {
 
 class PartFolder {
  public:
-    explicit PartFolder(const std::string& folder);
-    PartFolder(const PartFolder&) = delete;
-    PartFolder& operator=(const PartFolder&) = delete;
-    ~PartFolder();
+    explicit PartFolder(const std::string& folder) : results_(folder) {}
 
-    std::string file(const std::string& name) const { return (part_ / name).string(); }
+    std::string file(const std::string& name) const { return (results_.work() / name).string(); }
     // What is no result and goes with the folder.
     std::string temporary(const std::string& name) const { return file(name + ".tmp"); }
     // The directive file comes last, so that where it stands all others do.
@@ -35,7 +33,7 @@ class PartFolder {
     void refuse_input(const std::string& input) const;
 
  private:
-    std::filesystem::path folder_, part_;
+    ResultFolder results_;
 };
 
 // A written column of the data: where it stands among the integers or the reals, from 1.

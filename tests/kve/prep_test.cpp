@@ -185,7 +185,7 @@ milk = { role = "real", limits = [0, 50], beyond = "reject" }
               "parity, day, milk\n");
     EXPECT_TRUE(scratch.has("made/run.kve"));
     for (const auto& entry : std::filesystem::directory_iterator(scratch.folder() / "made"))
-        EXPECT_FALSE(entry.path().string().ends_with(".part")) << entry.path();
+        EXPECT_FALSE(entry.path().string().ends_with(".kve-work")) << entry.path();
 }
 
 TEST(Prep, RecipesWithFaultsAreRefusedWithTheirLines) {
