@@ -1,12 +1,9 @@
 #include "pedigree/pedigree_reader.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <limits>
-#include <span>
 #include <system_error>
 
 #include "base/arrays.h"
@@ -24,6 +21,7 @@
 #include "listing/listing.h"
 #include "listing/stop.h"
 #include "model/model_records.h"
+#include "pedigree/pedigree_record.h"
 #include "store/animal_table.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
@@ -43,16 +41,10 @@ WRITES(NMFL);
 
 namespace {
 
-constexpr int kColumns = 4;
-constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
 constexpr int32_t kMostReports = 100;        // lines on faulty and repeated records
 constexpr int32_t kUnremarkableErrors = 10;  // up to so many bring no summary
 constexpr int32_t kNoPedigreeRecord = -999999998;
 constexpr int kBlock = 64;  // records whose rows are fetched together
-
-struct PedigreeRecord {
-    int32_t id, sire, dam, sort;
-};
 
 struct PedigreeFile {
     int32_t factor;
@@ -63,28 +55,20 @@ struct PedigreeFile {
     int64_t n_read = 0;   // records, the one that fails among them
     int64_t n_taken = 0;  // records that have been judged
     bool is_announced = false;
-    int64_t out_of_range[kColumns] = {};
+    int64_t out_of_range[kPedigreeColumns] = {};
     int32_t errors = 0, duplicates = 0;
 
     bool reports() const { return int64_t{errors} + duplicates <= kMostReports; }
 };
 
-// Values of a text are 64 bits wide, so that one beyond the range is counted and not refused.
-using WideRecord = std::array<int64_t, kColumns>;
-using FramedRecord = std::array<int32_t, kColumns>;
-
 int32_t make_text_record(void* source, void* to) {
-    TextInput& text = static_cast<PedigreeFile*>(source)->text;
-    text.begin_record();
-    const int32_t status = read_list(text, static_cast<WideRecord*>(to)->data(), kColumns, true);
-    if (status == kRecordRead) text.skip_line();
-    return status;
+    return read_pedigree_record(static_cast<PedigreeFile*>(source)->text,
+                                *static_cast<WidePedigreeRecord*>(to));
 }
 
 int32_t make_framed_record(void* source, void* to) {
-    RecordInput& framed = static_cast<PedigreeFile*>(source)->framed;
-    FramedRecord& record = *static_cast<FramedRecord*>(to);
-    return framed_status(framed, framed.read_record(std::as_writable_bytes(std::span(record))));
+    return read_pedigree_record(static_cast<PedigreeFile*>(source)->framed,
+                                *static_cast<FramedPedigreeRecord*>(to));
 }
 
 void open_pedigree(PedigreeFile& file) {
@@ -93,9 +77,10 @@ void open_pedigree(PedigreeFile& file) {
     const int status =
         file.ascii ? file.text.open_input(name.string()) : file.framed.open_input(name.string());
     if (status != 0) stop_pedigree_not_opened(file.factor, name, status);
-    check_allocated(file.ascii ? file.records.open(make_text_record, &file, sizeof(WideRecord))
-                               : file.records.open(make_framed_record, &file, sizeof(FramedRecord)),
-                    "PEDIGREE", "RECORDS", kColumns);
+    check_allocated(
+        file.ascii ? file.records.open(make_text_record, &file, sizeof(WidePedigreeRecord))
+                   : file.records.open(make_framed_record, &file, sizeof(FramedPedigreeRecord)),
+        "PEDIGREE", "RECORDS", kPedigreeColumns);
 }
 
 // About as many records as the file has, so that the index need not grow; of a file that can be no
@@ -110,41 +95,37 @@ int64_t estimate_records(const PedigreeFile& file) {
     return std::min(static_cast<int64_t>(bytes) / bytes_each, kMost);
 }
 
-FramedRecord bring_into_range(PedigreeFile& file, const WideRecord& wide) {
-    FramedRecord values;
-    for (std::size_t k = 0; k < kColumns; ++k) {
-        const bool fits = wide[k] >= -int64_t{kLargest} && wide[k] <= kLargest;
+FramedPedigreeRecord bring_into_range(PedigreeFile& file, const WidePedigreeRecord& wide) {
+    FramedPedigreeRecord values;
+    for (std::size_t k = 0; k < kPedigreeColumns; ++k) {
+        const bool fits = is_in_pedigree_range(wide[k]);
         values[k] = fits ? static_cast<int32_t>(wide[k]) : 0;
         if (!fits) ++file.out_of_range[k];
     }
     return values;
 }
 
-// Without phantom parent groups a negative parent code is an unknown parent.
-PedigreeRecord record_of(const FramedRecord& values, bool groups) {
-    PedigreeRecord record{values[0], values[1], values[2], values[3]};
-    if (!groups && record.sire < 0) record.sire = 0;
-    if (!groups && record.dam < 0) record.dam = 0;
-    return record;
-}
-
-int32_t read_pedigree_record(PedigreeFile& file, bool groups, PedigreeRecord& record) {
+int32_t next_record(PedigreeFile& file, bool groups, PedigreeRecord& record) {
     const void* next = file.records.next();
     if (next == nullptr && file.records.status() == kEndOfData) return kEndOfData;
     ++file.n_read;
     if (next == nullptr) return file.records.status();
-    record = record_of(file.ascii ? bring_into_range(file, *static_cast<const WideRecord*>(next))
-                                  : *static_cast<const FramedRecord*>(next),
-                       groups);
+    record = pedigree_record_of(
+        file.ascii ? bring_into_range(file, *static_cast<const WidePedigreeRecord*>(next))
+                   : *static_cast<const FramedPedigreeRecord*>(next),
+        groups);
     return kRecordRead;
 }
 
-// Why a record is left out; null for a good one.
-const char* fault_of(const PedigreeRecord& r) {
-    if (r.id <= 0) return "the ID is not within 1 to 2147483647";
-    if (r.id == r.sire || r.id == r.dam) return "the animal is its own parent";
-    if (r.sire > 0 && r.sire == r.dam) return "one animal is both parents";
-    return nullptr;
+const char* words_of(RecordFault fault) {
+    switch (fault) {
+        case RecordFault::identity:
+            return "the ID is not within 1 to 2147483647";
+        case RecordFault::own_parent:
+            return "the animal is its own parent";
+        default:
+            return "one animal is both parents";
+    }
 }
 
 // The reports of the reader name neither factor nor file: ahead of the first one.
@@ -162,14 +143,14 @@ void name_pedigree_file(const PedigreeFile& file) {
             RMAT(file.factor).rel_file.string().c_str());
 }
 
-void report_invalid(PedigreeFile& file, const PedigreeRecord& r, const char* fault) {
+void report_invalid(PedigreeFile& file, const PedigreeRecord& r, RecordFault fault) {
     if (!file.reports()) return;
     announce_reports(file);
     Block block;
     block.line("ERROR   : ID = %12d SIRE = %12d DAM/MGS = %12d S-var = %12d", r.id, r.sire, r.dam,
                r.sort);
     block.line("WARNING - record %lld is left out, correct it: %s",
-               static_cast<long long>(file.n_taken), fault);
+               static_cast<long long>(file.n_taken), words_of(fault));
     block.print();
 }
 
@@ -190,7 +171,7 @@ void register_group(const PedigreeFile& file, int32_t code) {
 void take_record(PedigreeFile& file, bool groups, const PedigreeRecord& record) {
     const int32_t k = file.factor;
     ++file.n_taken;
-    if (const char* fault = fault_of(record); fault != nullptr) {
+    if (const RecordFault fault = fault_of(record); fault != RecordFault::none) {
         ++file.errors;
         return report_invalid(file, record, fault);
     }
@@ -216,12 +197,12 @@ void take_record(PedigreeFile& file, bool groups, const PedigreeRecord& record) 
 }
 
 void read_all_records(PedigreeFile& file) {
-    const bool groups = RMAT(file.factor).method > 4;
+    const bool groups = has_parent_groups(RMAT(file.factor).method);
     PedigreeRecord block[kBlock];
     int32_t status = kRecordRead;
     while (status == kRecordRead) {
         int n = 0;
-        while (n < kBlock && (status = read_pedigree_record(file, groups, block[n])) == kRecordRead)
+        while (n < kBlock && (status = next_record(file, groups, block[n])) == kRecordRead)
             ANIMAL_INDEX(file.factor).expect(block[n++].id);
         for (int j = 0; j < n; ++j) take_record(file, groups, block[j]);
     }
@@ -229,7 +210,7 @@ void read_all_records(PedigreeFile& file) {
 }
 
 void judge_ranges(const PedigreeFile& file) {
-    constexpr const char* kNames[kColumns] = {"     ID", "   SIRE", "DAM_MGS", "   SVAR"};
+    constexpr const char* kNames[kPedigreeColumns] = {"     ID", "   SIRE", "DAM_MGS", "   SVAR"};
     int columns = 0;
     for (int64_t count : file.out_of_range) columns += count > 0 ? 1 : 0;
     if (columns == 0) return;
@@ -240,14 +221,14 @@ void judge_ranges(const PedigreeFile& file) {
     blank_lines();
     say_line("Input no.    Name     Times");
     say_line("---------  --------  --------");
-    for (int k = 0; k < kColumns; ++k)
+    for (int k = 0; k < kPedigreeColumns; ++k)
         if (file.out_of_range[k] > 0)
             say_line("%6d      %-9s%9lld", k + 1, kNames[k],
                      static_cast<long long>(file.out_of_range[k]));
     blank_lines();
     say_line("ONE OR MORE INPUT VARIABLES IS OUT OF RANGE");
     blank_lines();
-    say_line("LEGAL RANGE FOR INTEGERS : %d - %d", -kLargest, kLargest);
+    say_line("LEGAL RANGE FOR INTEGERS : %d - %d", -kLargestInPedigree, kLargestInPedigree);
     blank_lines();
     stop_run("COMPUTATIONS TERMINATES");
 }
