@@ -25,7 +25,7 @@ install_missing() {
 
 install_missing g++ cmake ninja-build libopenblas-serial-dev libgtest-dev clang-format python3 \
     libcli11-dev libfmt-dev nlohmann-json3-dev lowdown zlib1g-dev libcsv-dev libtomlplusplus-dev \
-    libjs-chart.js nettle-dev
+    libjs-chart.js nettle-dev libeigen3-dev
 
 # configure_and_build PRESET, one of CMakePresets.json: into build/PRESET.
 configure_and_build() {

@@ -1,0 +1,64 @@
+// The levels of random factors that stand in the data, for the files that must have them.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "data/usability.h"
+#include "kve/check/look.h"
+#include "store/level_index.h"
+
+namespace kve::companion {
+
+// Those of one factor, as KVE1 counts them: from records with a trait of the factor that is usable.
+// What `places` has for an identity is its place in the tables.
+struct FactorLevels {
+    LevelIndex places;
+    std::vector<int32_t> id;
+    std::vector<int32_t> line;  // on which it stands first; of binary data the record
+    std::vector<int8_t> sex;    // as the data have it, 0 not known, kTwoSexes; or empty
+
+    static constexpr int8_t kTwoSexes = -1;
+};
+
+class DataLevels {
+ public:
+    // Plans from MODEL and RMAT, which must be complete, and allocates RECORD.
+    DataLevels();
+
+    // The record that stands in RECORD.
+    void take_record(int64_t line);
+    // After the last record.
+    void finish();
+
+    // Nothing for a factor without levels in a file.
+    const FactorLevels* of_factor(int32_t k) const;
+    int64_t n_records() const { return n_records_; }
+    const std::string& sex_name() const { return sex_name_; }  // of the column, empty without one
+
+ private:
+    struct Source {
+        TraitPattern traits;
+        int32_t place;  // in IINP
+        int32_t factor;
+        bool has_sex;    // the one whose sex the record tells
+        int32_t id = 0;  // waits for its place in the tables
+        int32_t line = 0;
+        int8_t sex = 0;
+    };
+    void enter(Source& source);
+
+    UsabilityPlan plan_;
+    std::vector<Source> sources_;
+    std::map<int32_t, FactorLevels> factors_;
+    std::string sex_name_;
+    int32_t sex_place_ = 0;
+    int64_t n_records_ = 0;
+};
+
+// Reads all the data. Records that cannot be read are passed over.
+void read_data_levels(const Look& look, DataLevels& levels);
+
+}  // namespace kve::companion
