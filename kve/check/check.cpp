@@ -73,6 +73,7 @@ void look_at_all(const Reading& reading) {
         look_at_directives(look);
         look_at_model(look);
         look_at_priors(look);
+        look_at_relationships(look);
     }
     write_report(findings, look, mended);
 }

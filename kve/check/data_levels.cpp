@@ -111,7 +111,7 @@ void DataLevels::finish() {
         if (source.id != 0) enter(source);
 }
 
-const FactorLevels* DataLevels::of_factor(int32_t k) const {
+FactorLevels* DataLevels::of_factor(int32_t k) {
     const auto at = factors_.find(k);
     return at == factors_.end() ? nullptr : &at->second;
 }

@@ -34,7 +34,7 @@ class DataLevels {
     void finish();
 
     // Nothing for a factor without levels in a file.
-    const FactorLevels* of_factor(int32_t k) const;
+    FactorLevels* of_factor(int32_t k);
     int64_t n_records() const { return n_records_; }
     const std::string& sex_name() const { return sex_name_; }  // of the column, empty without one
 

@@ -65,6 +65,12 @@ void Findings::note(const char* code, const Place& place, std::string message, s
     add({code, Severity::note, place, std::move(message), std::move(hint)});
 }
 
+void Findings::count_more(const char* code, Severity severity, int64_t n) {
+    if (n <= 0) return;
+    n_of_code_[code] += n;
+    n_of_severity_[severity] += n;
+}
+
 Severity Findings::severity_of(const std::string& code) const {
     const auto of_code = std::ranges::find(kept_, code, &Finding::code);
     return of_code == kept_.end() ? Severity::note : of_code->severity;

@@ -35,6 +35,9 @@ class Findings {
     void warn(const char* code, const Place& place, std::string message, std::string hint = {});
     void note(const char* code, const Place& place, std::string message, std::string hint = {});
 
+    // Further ones, which are counted and not shown.
+    void count_more(const char* code, Severity severity, int64_t n);
+
     // Of one code, those that are not kept included.
     int64_t count(const std::string& code) const;
     int64_t count(Severity severity) const;

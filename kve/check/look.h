@@ -30,6 +30,9 @@ Place place_in_model(const Look& look, int64_t line, std::string_view word = {})
 Place place_in_reduce(const Look& look, int64_t line, std::string_view word = {});
 Place place_in_priors(const Look& look, int64_t line, std::string_view word = {});
 
+// The $VAR_STR line of a factor.
+Place place_of_structure(const Look& look, int64_t factor);
+
 // A line of the priors as it stands, and how many there are.
 std::string prior_line(const Look& look, int64_t line);
 int64_t count_prior_lines();
@@ -56,6 +59,7 @@ void look_at_outputs(Look& look);     // that would not be made in the user's fo
 void look_at_directives(Look& look);  // what the text says and the reader does not mind
 void look_at_model(Look& look);       // counts, columns, names
 void look_at_priors(Look& look);
+void look_at_relationships(Look& look);  // pedigrees, matrices and genomic files
 
 // A message of the priors.
 void tell_prior_words(Look& look, const Said& said);

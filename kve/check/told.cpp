@@ -361,11 +361,6 @@ Place place_of_keyword(const Look& look, Keyword keyword, std::string_view word 
     return line > 0 ? look.text.place_in_section(line, word) : look.text.place(look.text.count());
 }
 
-Place place_of_structure(const Look& look, int64_t factor) {
-    const std::vector<Place> lines = structure_lines(look, factor);
-    return lines.empty() ? place_of_keyword(look, Keyword::VAR_STR) : lines[0];
-}
-
 // The line is shown behind its faults.
 Place place_of_restriction(const Look& look, const std::string& words) {
     const std::string shown = text_after(words, "$VAR_REST ");
@@ -460,6 +455,11 @@ void tell_stop(Look& look, const Stop& stop, int64_t n_before) {
 }
 
 }  // namespace
+
+Place place_of_structure(const Look& look, int64_t factor) {
+    const std::vector<Place> lines = structure_lines(look, factor);
+    return lines.empty() ? place_of_keyword(look, Keyword::VAR_STR) : lines[0];
+}
 
 void tell_what_was_said(Look& look, Step last) {
     for (Step step = Step::before; step <= last;

@@ -3,22 +3,19 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <span>
 #include <vector>
 
 namespace kve::companion {
 
 namespace {
 
-constexpr int32_t kUnderWay = -1;         // on the path
-constexpr std::size_t kLongestTold = 50;  // animals of a chain
+constexpr int32_t kUnderWay = -1;  // on the path
 
 // The search goes from each animal up through its parents. `state` is 0 for an animal that it has
 // not met, kUnderWay on the path, and otherwise the generation plus 1.
 struct Search {
     Herdbook& book;
-    const IdentityTable& names;
-    PedigreeFindings& findings;
+    const std::function<void(const Loop&)>& found;
     Vec<int32_t> state;
     std::vector<int32_t> path{};  // each the progeny of the next
     int64_t steps_back;           // that may still be taken to break a loop in its middle
@@ -35,19 +32,10 @@ std::pair<int64_t, int32_t> suspicion(const Herdbook& book, int32_t animal, int3
 
 std::string chain_text(const IdentityTable& names, std::span<const int32_t> loop) {
     std::string text(names.text(loop.front()));
-    for (std::size_t k = 1; k < std::min(loop.size(), kLongestTold); ++k)
+    for (std::size_t k = 1; k < std::min(loop.size(), kLongestLoopTold); ++k)
         text += fmt::format(" <- {}", names.text(loop[k]));
-    if (loop.size() > kLongestTold) text += fmt::format(" <- ... {} animals", loop.size());
+    if (loop.size() > kLongestLoopTold) text += fmt::format(" <- ... {} animals", loop.size());
     return text + fmt::format(" <- {}", names.text(loop.front()));
-}
-
-void break_link(Search& at, int32_t animal, int32_t parent) {
-    ParentPair& p = at.book.parents(animal);
-    const bool is_sire = p.sire == parent;
-    (is_sire ? p.sire : p.dam) = 0;
-    at.findings.changes.push_back({at.book.line(animal), animal,
-                                   fmt::format("{} {} unknown, to break a loop",
-                                               is_sire ? "sire" : "dam", at.names.text(parent))});
 }
 
 // The last animal of the path has `parent`, who is on the path: breaks the loop, and takes from the
@@ -63,9 +51,9 @@ void break_loop(Search& at, int32_t parent) {
                 suspicion(at.book, loop[weakest], parent_of(weakest)))
                 weakest = k;
     at.steps_back -= static_cast<int64_t>(loop.size());
-    at.findings.add(Kind::loop, at.book.line(loop[weakest]), loop[weakest],
-                    chain_text(at.names, loop));
-    break_link(at, loop[weakest], parent_of(weakest));
+    at.found({loop, weakest});
+    ParentPair& links = at.book.parents(loop[weakest]);
+    (links.sire == parent_of(weakest) ? links.sire : links.dam) = 0;
     for (std::size_t k = loop.size() - 1; k > weakest; --k) {
         at.state(at.path.back()) = 0;
         at.path.pop_back();
@@ -91,13 +79,9 @@ void go_on(Search& at) {
 
 }  // namespace
 
-Vec<int32_t> break_loops(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings) {
+Vec<int32_t> break_loops(Herdbook& book, const std::function<void(const Loop&)>& found) {
     constexpr int64_t kStepsPerAnimal = 10;
-    Search at{.book = book,
-              .names = names,
-              .findings = findings,
-              .state{},
-              .steps_back = kStepsPerAnimal * book.size()};
+    Search at{.book = book, .found = found, .state{}, .steps_back = kStepsPerAnimal * book.size()};
     make_table(at.state, book.size());
     for (int32_t animal = 1; animal <= book.size(); ++animal) {
         if (at.state(animal) != 0) continue;
@@ -107,6 +91,19 @@ Vec<int32_t> break_loops(Herdbook& book, const IdentityTable& names, PedigreeFin
     }
     for (int32_t& state : at.state) --state;
     return std::move(at.state);
+}
+
+Vec<int32_t> break_loops(Herdbook& book, const IdentityTable& names, PedigreeFindings& findings) {
+    return break_loops(book, [&](const Loop& loop) {
+        const int32_t animal = loop.animals[loop.broken],
+                      parent = loop.animals[(loop.broken + 1) % loop.animals.size()];
+        findings.add(Kind::loop, book.line(animal), animal, chain_text(names, loop.animals));
+        findings.changes.push_back(
+            {book.line(animal), animal,
+             fmt::format("{} {} unknown, to break a loop",
+                         book.parents(animal).sire == parent ? "sire" : "dam",
+                         names.text(parent))});
+    });
 }
 
 }  // namespace kve::companion

@@ -1,0 +1,81 @@
+// The files that tell how the levels of random factors are related: pedigrees, matrices, genomic
+// relationships.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "base/state.h"
+#include "directives/directives.h"
+#include "kve/check/data_levels.h"
+#include "kve/check/look.h"
+#include "kve/check/pedigree_book.h"
+
+namespace kve::companion {
+
+READS(DIRECTIVES);
+
+namespace {
+
+void look_at_method(Look& look, const VAR_STR_SPEC& spec) {
+    const bool is_refused = spec.method == 3 || (DIRECTIVES.ITASK != kSolveByKve5 &&
+                                                 (spec.method == 5 || spec.method > 6));
+    if (is_refused)
+        look.findings.error("inverse-method", place_of_structure(look, spec.factor),
+                            fmt::format("KVE1 has no inverse by method {}; it stops when the data "
+                                        "have been read",
+                                        spec.method),
+                            "Sire and dam: method 1; phantom parent groups: method 6");
+    else if (spec.method == 4)
+        look.findings.warn("inverse-method", place_of_structure(look, spec.factor),
+                           "method 4 takes the maternal grandsire for a dam: the inverse is that "
+                           "of method 2, and not that of a sire and maternal grandsire model");
+}
+
+struct ReadPedigree {
+    PedigreeJob job;
+    PedigreeBook pedigree;
+};
+
+PedigreeBook& pedigree_of(Look& look, const PedigreeJob& job, FactorLevels* levels,
+                          std::vector<ReadPedigree>& read) {
+    const auto known = std::ranges::find(read, job, &ReadPedigree::job);
+    if (known != read.end()) return known->pedigree;
+    PedigreeBook& pedigree = read.emplace_back(job, read_pedigree_book(look, job)).pedigree;
+    look_at_parents(look, job, pedigree, levels);
+    return pedigree;
+}
+
+void look_at_pedigree(Look& look, const VAR_STR_SPEC& spec, DataLevels* data,
+                      std::vector<ReadPedigree>& read) {
+    look_at_method(look, spec);
+    const PedigreeJob job{spec.file[0].string(), static_cast<DataFormat>(spec.format), spec.method};
+    FactorLevels* levels = data == nullptr ? nullptr : data->of_factor(spec.factor);
+    PedigreeBook& pedigree = pedigree_of(look, job, levels, read);
+    if (levels != nullptr) look_at_data_animals(look, job, pedigree, *data, *levels);
+}
+
+bool has_file(const VAR_STR_SPEC& spec) {
+    return spec.structure != Structure::unknown && spec.structure != Structure::I &&
+           spec.structure != Structure::GROUP && !spec.file[0].blank();
+}
+
+}  // namespace
+
+void look_at_relationships(Look& look) {
+    if (!look.reading.has_directives() || std::ranges::none_of(DIRECTIVES.var_str, has_file))
+        return;
+    std::optional<DataLevels> data;
+    if (look.reading.has_matrices()) {
+        data.emplace();
+        read_data_levels(look, *data);
+    }
+    std::vector<ReadPedigree> read;
+    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
+        if (has_file(spec) && has_pedigree(spec.structure))
+            look_at_pedigree(look, spec, data ? &*data : nullptr, read);
+}
+
+}  // namespace kve::companion
