@@ -318,7 +318,7 @@ void look_at_dates(Parents& at) {
             "birth-date", at.place(j),
             fmt::format("{}: {} is {}", at.id(j), date,
                         date > at.today && is_date(date) ? "a day to come"
-                                                      : "no day of the calendar, as others are"),
+                                                         : "no day of the calendar, as others are"),
             "KVE1 sorts by the number as it stands; an unknown date is 0");
     }
 }
