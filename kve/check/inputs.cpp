@@ -1,6 +1,6 @@
 // The files that an analysis reads.
-#include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "base/state.h"
 #include "directives/directives.h"
@@ -14,9 +14,9 @@ READS(DIRECTIVES);
 std::vector<std::string> names_of_inputs(const Look& look) {
     namespace fs = std::filesystem;
     std::vector<std::string> names;
+    std::set<std::string> seen;
     for (const FileName& name : DIRECTIVES.named_files)
-        if (!name.blank() && std::ranges::count(names, name.string()) == 0)
-            names.push_back(name.string());
+        if (!name.blank() && seen.insert(name.string()).second) names.push_back(name.string());
     std::error_code ignored;
     for (const char* name : {"KVEDIM", "ST_DIR"})
         if (fs::exists(fs::path(look.inputs) / name, ignored)) names.emplace_back(name);

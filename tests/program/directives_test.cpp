@@ -1,6 +1,8 @@
 // Directive files, mostly faulty ones, through the built program. The faults end the run before the
 // data are opened, so no data are needed.
 
+#include <sys/resource.h>
+
 #include "run.h"
 
 namespace {
@@ -361,6 +363,46 @@ TEST_F(Directives, LogicalLines) {
     EXPECT_EQ(outcome.times("WARNING - a keyword line follows a continued line that has no "), 2);
     EXPECT_EQ(outcome.times("WARNING - the directive file ends in a continued line that has"), 1);
     EXPECT_FALSE(outcome.says("| lost"));
+}
+
+// Of the test and the programs that it has waited for.
+double cpu_seconds() {
+    double seconds = 0;
+    for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+        rusage used{};
+        ::getrusage(who, &used);
+        for (const timeval& part : {used.ru_utime, used.ru_stime})
+            seconds += static_cast<double>(part.tv_sec) + 1e-6 * static_cast<double>(part.tv_usec);
+    }
+    return seconds;
+}
+
+// Four times the lines cost four times the messages and about four times the time, and not the
+// sixteen times of lines that are compared with all others.
+TEST_F(Directives, CostsGrowWithTheLines) {
+    const std::pair<const char*, const char*> kinds[] = {{"$DATA ASCII (1,1,0) gone", ""},
+                                                         {"$VARIABLE\na", " b"},
+                                                         {"$VAR_STR ", " COR ASCII gone"},
+                                                         {"$VAR_STR 1 COR ASCII gone", ""},
+                                                         {"$GLMM ", " VARF=NORMAL LINK=LOG"},
+                                                         {"$ANALYSE 1 1 ", " 0"},
+                                                         {"$KVE4\n", ""}};
+    for (const auto& [kind, end] : kinds) {
+        double seconds[2];
+        std::size_t messages[2];
+        for (const int size : {0, 1}) {
+            std::string lines;
+            for (int k = 1; k <= (size == 0 ? 4000 : 16000); ++k)
+                lines += kind + std::to_string(k) + end + "\n";
+            const double before = cpu_seconds();
+            const Outcome outcome = scratch.run(directives(lines));
+            seconds[size] = cpu_seconds() - before;
+            messages[size] = outcome.listing.size();
+            EXPECT_EQ(outcome.status, 16) << kind;
+        }
+        EXPECT_LT(messages[1], 5 * messages[0]) << kind;
+        EXPECT_LT(seconds[1], 8 * seconds[0] + 0.1) << kind;
+    }
 }
 
 TEST_F(Directives, CommentBox) {
