@@ -1,7 +1,8 @@
-// kve: what KVE1 left, in forms that people and other programs read. It never writes to the files
-// of a run.
+// kve: makes what KVE1 reads, runs it, and brings what it left into forms that people and other
+// programs read. It never writes to the files of a run.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -36,18 +37,30 @@ int run_command(const Command& command) {
 }
 
 int run_program(int argc, char** argv) {
-    CLI::App app("Shows what KVE1 left in the folder DIR of a run.", "kve");
+    CLI::App app(
+        "Makes the files that KVE1 reads, runs it, and shows what it left in the folder DIR of a "
+        "run.",
+        "kve");
     app.set_version_flag("--version", "kve " KVE_VERSION);
     app.require_subcommand(1);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("Subcommands", "Commands");
     app.footer(
         "kve COMMAND --help tells more and has an example.\n"
-        "Exit status: 0 good, 1 verify found something, 2 wrong use, 3 a file that cannot be "
-        "read or written.");
+        "Exit status: 0 good, 1 something was found, 2 wrong use, 3 a file that cannot be read or "
+        "written.\n\nExample:\n"
+        "    kve run dairy.kve -C out && kve levels out --factor 1 >animals.csv");
     std::vector<std::pair<CLI::App*, Command>> commands;
-    for (auto* add : {add_summary, add_levels, add_records, add_matrix, add_verify, add_report,
-                      add_ped, add_check, add_explain, add_prep, add_run}) {
+    for (auto* add : {add_prep, add_ped, add_check, add_explain, add_run, add_summary, add_levels,
+                      add_records, add_matrix, add_verify, add_report}) {
         Command command = add(app);
         commands.emplace_back(app.get_subcommands({}).back(), std::move(command));
+    }
+    const auto is_asked_for = [&](const auto& known) { return known.first->check_name(argv[1]); };
+    if (argc > 1 && argv[1][0] != '-' && std::ranges::none_of(commands, is_asked_for)) {
+        fmt::print(stderr, "kve: there is no command {}; kve --help has those that there are\n",
+                   argv[1]);
+        return kUsage;
     }
     try {
         app.parse(argc, argv);

@@ -232,7 +232,7 @@ json check_analysis(const std::string& file, bool fast, Findings& findings) {
 Command add_check(CLI::App& app) {
     auto options = std::make_shared<Options>();
     CLI::App* command =
-        app.add_subcommand("check", "all that is wrong in an analysis, before it is run");
+        app.add_subcommand("check", "what is wrong in an analysis, before it is run");
     command->add_option("FILE", options->file, "the directive file")->required();
     command->add_flag("--json", options->json, "findings and model for programs");
     command->add_flag("--fast", options->fast, "read the first 100,000 lines of each file only");

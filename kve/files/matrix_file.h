@@ -14,15 +14,30 @@ namespace kve::companion {
 using Element = MatrixRecord;
 inline constexpr uintmax_t kElementBytes = sizeof(Element) + 8;  // with its frame
 
+// Animals without progeny, and those that the user's file lacks, have no elements.
+inline bool may_lack_levels(const RunFile& file) {
+    return file.name.starts_with("AINV_RAM") || file.name.starts_with("DOM") ||
+           file.name.starts_with("IBD");
+}
+
 class MatrixFile {
  public:
     // `order` is the number of levels of its factor.
     MatrixFile(const RunFolder& run, const RunFile& file)
-        : order_(run.run().NRALEV(file.factor)), file_(run.path(), file.name) {
+        : order_(run.run().NRALEV(file.factor)),
+          has_all_levels_(!may_lack_levels(file)),
+          file_(run.path(), file.name) {
         if (file_.bytes() % kElementBytes != 0) file_.refuse("the file ends within a record");
     }
 
     bool next(Element& element) { return file_.next(element); }
+    // Elements come in order and the file has no count: of one that is whole the last is this.
+    void require_end(const Element& last) const {
+        if (has_all_levels_ && order_ > 0 && (last.row != order_ || last.column != order_))
+            file_.refuse(n_elements() == 0 ? "the file is empty"
+                                           : "the last one, and the diagonal of the last level "
+                                             "must follow");
+    }
     int64_t order() const { return order_; }
     bool is_outside(const Element& e) const {
         return e.row < 1 || e.row > order_ || e.column < 1 || e.column > order_;
@@ -32,6 +47,7 @@ class MatrixFile {
 
  private:
     int64_t order_;
+    bool has_all_levels_;
     RecordFile file_;
 };
 

@@ -354,7 +354,8 @@ int run_prep(const Options& options) {
 
 Command add_prep(CLI::App& app) {
     auto options = std::make_shared<prep::Options>();
-    CLI::App* command = app.add_subcommand("prep", "tables of users to the files that KVE1 reads");
+    CLI::App* command =
+        app.add_subcommand("prep", "the files that KVE1 reads, of the tables of users");
     command->add_option("TABLE", options->table, "a recipe, NAME.toml, or the table of the data")
         ->required();
     command->add_option("-o,--output", options->output,

@@ -18,13 +18,15 @@ std::string words_of(const PatternFigures& p) {
         100.0 * static_cast<double>(p.n_elements) /
             (static_cast<double>(p.order) * (static_cast<double>(p.order) + 1.0) / 2.0));
     if (p.n_read < p.n_elements)
-        words += fmt::format(" The picture is a sample of {} of them.", p.n_read);
+        words += fmt::format(" The picture is a sample of {} of them.",
+                             grouped(static_cast<int64_t>(p.n_read)));
     if (p.n_diagonals > 0)
         words += fmt::format(" Diagonal from {:.4g} to {:.4g}.", p.smallest, p.largest);
-    if (p.n_zeros > 0) words += fmt::format(" {} elements that were read are 0.", p.n_zeros);
+    if (p.n_zeros > 0)
+        words += fmt::format(" {} elements that were read are 0.", grouped(p.n_zeros));
     if (p.n_outside > 0)
-        words +=
-            fmt::format(" {} elements lie outside the lower triangle of the levels.", p.n_outside);
+        words += fmt::format(" {} elements lie outside the lower triangle of the levels.",
+                             grouped(p.n_outside));
     return words;
 }
 

@@ -14,8 +14,7 @@ namespace kve::companion {
 namespace {
 
 constexpr int64_t kMostCells = 64;
-constexpr uintmax_t kWhole = 20'000'000;          // elements: all of them are read
-constexpr uintmax_t kBlock = uintmax_t{1} << 14;  // elements that are read together in a sample
+constexpr uintmax_t kPlaces = 1000;  // of a file, where elements of a sample stand together
 
 void take_element(PatternFigures& figures, const Element& e) {
     ++figures.n_read;
@@ -39,7 +38,8 @@ struct Descriptor {
 };
 
 // Blocks at equal distances. All records of the file have one length, which is looked at.
-void take_sample(const MatrixFile& whole, const std::string& path, PatternFigures& figures) {
+void take_sample(const MatrixFile& whole, const std::string& path, uintmax_t sample,
+                 PatternFigures& figures) {
     struct [[gnu::packed]] Framed {
         int32_t before;
         Element element;
@@ -47,13 +47,15 @@ void take_sample(const MatrixFile& whole, const std::string& path, PatternFigure
     };
     static_assert(sizeof(Framed) == kElementBytes);
     const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
-    std::vector<Framed> block(kBlock);
-    const uintmax_t n_blocks = kWhole / kBlock, distance = figures.n_elements / n_blocks;
+    std::vector<Framed> block(std::max<uintmax_t>(sample / kPlaces, 1));
+    const uintmax_t n_blocks = std::max<uintmax_t>(sample / block.size(), 2),
+                    last = figures.n_elements - block.size();  // where the last one begins
     for (uintmax_t b = 0; b < n_blocks; ++b) {
-        const std::size_t bytes = kBlock * kElementBytes;
-        const auto from = static_cast<off_t>(b * distance * kElementBytes);
-        if (::pread(file.number, block.data(), bytes, from) != static_cast<ssize_t>(bytes))
-            throw Failure(kUnreadable, path + ": " + std::strerror(errno));
+        const std::size_t bytes = block.size() * kElementBytes;
+        const auto from = static_cast<off_t>(last * b / (n_blocks - 1) * kElementBytes);
+        const ssize_t n = ::pread(file.number, block.data(), bytes, from);
+        if (n < 0) throw Failure(kUnreadable, path + ": " + std::strerror(errno));
+        if (n != static_cast<ssize_t>(bytes)) whole.refuse("the file has become shorter");
         for (const Framed& f : block) {
             if (f.before != sizeof(Element) || f.after != sizeof(Element))
                 whole.refuse("cut, or the file is no file of records");
@@ -71,7 +73,7 @@ double PatternFigures::room(int64_t i, int64_t j) const {
     return i == j ? levels(i) * (levels(i) + 1.0) / 2.0 : levels(i) * levels(j);
 }
 
-PatternFigures survey_pattern(const RunFolder& run, const RunFile& file) {
+PatternFigures survey_pattern(const RunFolder& run, const RunFile& file, uintmax_t sample) {
     MatrixFile matrix(run, file);
     PatternFigures figures{.file = file.name, .factor = file.factor};
     figures.order = matrix.order();
@@ -79,11 +81,13 @@ PatternFigures survey_pattern(const RunFolder& run, const RunFile& file) {
     figures.levels_in_cell = std::max<int64_t>((figures.order + kMostCells - 1) / kMostCells, 1);
     figures.n_cells = (figures.order + figures.levels_in_cell - 1) / figures.levels_in_cell;
     figures.counts.assign(static_cast<std::size_t>(figures.n_cells * (figures.n_cells + 1) / 2), 0);
-    if (figures.n_elements > 2 * kWhole) {
-        take_sample(matrix, (run.path() / file.name).string(), figures);
+    if (figures.n_elements > 2 * sample) {
+        take_sample(matrix, (run.path() / file.name).string(), sample, figures);
         return figures;
     }
-    for (Element e; matrix.next(e);) take_element(figures, e);
+    Element e{0, 0, 0.0};
+    while (matrix.next(e)) take_element(figures, e);
+    matrix.require_end(e);
     return figures;
 }
 

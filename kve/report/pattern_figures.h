@@ -29,6 +29,9 @@ struct PatternFigures {
     double room(int64_t i, int64_t j) const;
 };
 
-PatternFigures survey_pattern(const RunFolder& run, const RunFile& file);
+// Of more than twice as many elements as `sample` only so many are read.
+inline constexpr uintmax_t kSample = 20'000'000;
+PatternFigures survey_pattern(const RunFolder& run, const RunFile& file,
+                              uintmax_t sample = kSample);
 
 }  // namespace kve::companion

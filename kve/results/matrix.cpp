@@ -56,7 +56,7 @@ class Elements {
     MatrixFile& from() { return from_; }
 
     void put_all(Output& out) {
-        Element e;
+        Element e{0, 0, 0.0};
         while (from_.next(e)) {
             if (from_.is_outside(e) || e.column > e.row) refuse_element(e);
             if (names_) {
@@ -72,6 +72,7 @@ class Elements {
             *at++ = '\n';
             out.take(at);
         }
+        from_.require_end(e);
     }
 
  private:

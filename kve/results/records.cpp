@@ -16,6 +16,7 @@
 #include "kve/shared/output.h"
 #include "kve/shared/table_text.h"
 #include "kve/tables/identities.h"
+#include "kve/tables/values.h"
 
 namespace kve::companion {
 
@@ -157,6 +158,10 @@ class Table {
     RealTexts<float> texts_;
 };
 
+std::string refuse_count(const std::string& text) {
+    return parse_integer(text).value_or(-1) >= 0 ? "" : text + " is no number of records";
+}
+
 int show_records(const Options& options) {
     const RunFolder run(options.folder);
     Table(options, run).put_all();
@@ -174,12 +179,13 @@ Command add_records(CLI::App& app) {
     add_ids(*command, options->ids);
     command->add_option("--columns", options->columns, "these columns in this order")
         ->delimiter(',')
-        ->type_name("NAME,...");
+        ->allow_extra_args(false)
+        ->option_text("NAME,...");
     command->add_option("--trait", options->trait,
                         "the columns of one trait, and the records in which it is used");
     command->add_option("--first", options->first, "so many records")
-        ->check(CLI::NonNegativeNumber)
-        ->type_name("N");
+        ->check(refuse_count)
+        ->option_text("N");
     command
         ->add_option("--missing", options->missing,
                      "the missing value code of $DATA: reals at or below it are empty")

@@ -248,10 +248,7 @@ void check_matrix(const RunFolder& run, const RunFile& file, Findings& findings)
     if (whole && s.n_elements != from.order() * (from.order() + 1) / 2)
         findings.tell(file.name, fmt::format("{} elements, and {} levels need {}", s.n_elements,
                                              from.order(), from.order() * (from.order() + 1) / 2));
-    // Animals without progeny, and those that the user's file lacks, have no elements.
-    const bool may_lack = file.name.starts_with("AINV_RAM") || file.name.starts_with("DOM") ||
-                          file.name.starts_with("IBD");
-    if (!may_lack) tell(s.n_without_diagonal(), "levels without a diagonal element");
+    if (!may_lack_levels(file)) tell(s.n_without_diagonal(), "levels without a diagonal element");
 }
 
 void check_parents(const RunFolder& run, const RunFile& file, Findings& findings) {
