@@ -10,7 +10,9 @@ AnimalFigures find_figures(const Pedigree& pedigree, int completeness_generation
     AnimalFigures figures;
     figures.equivalent = find_equivalent_generations(pedigree);
     figures.completeness = find_completeness(pedigree, completeness_generations);
-    figures.inbreeding = find_inbreeding(pedigree).coefficient;
+    Inbreeding inbreeding = find_inbreeding(pedigree);
+    figures.inbreeding = std::move(inbreeding.coefficient);
+    figures.sampling = std::move(inbreeding.sampling);
     return figures;
 }
 

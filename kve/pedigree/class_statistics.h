@@ -13,6 +13,7 @@ namespace kve::companion {
 struct AnimalFigures {
     Vec<float> equivalent, completeness;
     Vec<double> inbreeding;
+    Vec<double> sampling;  // Mendelian sampling variance, as a share of the additive one
 };
 AnimalFigures find_figures(const Pedigree& pedigree, int completeness_generations);
 

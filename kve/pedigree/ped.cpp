@@ -194,7 +194,8 @@ Population write_statistics(const Work& work, ResultFolder& results) {
     PopulationOptions options = work.options.population;
     options.by_generation =
         work.options.by == "generation" || work.table.book.unit == BirthUnit::none;
-    const Population population = describe_population(work.placed, work.table.book.unit, options);
+    Population population =
+        describe_population(work.placed.pedigree, work.table.book.unit, options);
     write_classes(results.begin(kClasses), population, options.by_generation);
     write_measures(results.begin(kMeasures), population);
     write_ancestors(results.begin(kAncestors), population, work.placed, work.table.book.unit,
@@ -345,8 +346,8 @@ void add_statistics(CLI::App& command, Options& o) {
 
 Command add_ped(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command =
-        app.add_subcommand("ped", "Looks a pedigree through and makes the file that KVE1 reads.");
+    CLI::App* command = app.add_subcommand(
+        "ped", "what is wrong with a pedigree, and the file of it that KVE1 reads");
     add_reading(*command, *options);
     add_making(*command, *options);
     add_statistics(*command, *options);

@@ -63,22 +63,17 @@ double find_regressed_rate(const Population& found, const Pedigree& pedigree,
 
 }  // namespace
 
-Population describe_population(const Placed& placed, BirthUnit unit,
+Population describe_population(const Pedigree& pedigree, BirthUnit unit,
                                const PopulationOptions& options) {
-    const Pedigree& pedigree = placed.pedigree;
     const double per_year = units_per_year(unit);
     Population found{};
     const Vec<int32_t> generation = find_generations(pedigree);
-    found.depth = *std::max_element(generation.begin(), generation.end());
+    for (const int32_t g : generation) found.depth = std::max(found.depth, g);
     Vec<int32_t> years = years_of_birth(pedigree, unit);
     const Vec<int32_t>& label_of = options.by_generation ? generation : years;
     found.without_class = std::count(label_of.begin(), label_of.end(), kNoClass);
-    Vec<double> sampling;
-    AnimalFigures figures;
-    figures.equivalent = find_equivalent_generations(pedigree);
-    figures.completeness = find_completeness(pedigree, options.completeness_generations);
-    Inbreeding inbreeding = find_inbreeding(pedigree);
-    figures.inbreeding = std::move(inbreeding.coefficient);
+    found.figures = find_figures(pedigree, options.completeness_generations);
+    const AnimalFigures& figures = found.figures;
     found.classes = sum_up_classes(pedigree, figures, label_of, per_year);
     found.all = add_up(found.classes);
     found.interval = options.by_generation ? 1.0 : generation_interval(found.all);
@@ -88,7 +83,7 @@ Population describe_population(const Placed& placed, BirthUnit unit,
     for (int32_t j = 1; j <= pedigree.size(); ++j)
         reference(j) = label_of(j) >= found.reference_first && label_of(j) <= found.reference_last;
     found.contributions =
-        find_contributions(pedigree, reference, inbreeding.sampling, options.most_ancestors);
+        find_contributions(pedigree, reference, figures.sampling, options.most_ancestors);
     found.regressed_rate = options.by_generation
                                ? kUnknown
                                : find_regressed_rate(found, pedigree, figures, years, per_year);
@@ -97,13 +92,15 @@ Population describe_population(const Placed& placed, BirthUnit unit,
 
 double rate_of_class(const Population& population, const ClassRow& row) {
     const int32_t before = row.label - classes_of_interval(population.interval);
-    for (const ClassRow& other : population.classes)
-        if (other.label == before && other.inbreeding < 1.0)
-            return (row.inbreeding - other.inbreeding) / (1.0 - other.inbreeding);
-    return kUnknown;
+    const auto other = std::ranges::lower_bound(population.classes, before, {}, &ClassRow::label);
+    if (other == population.classes.end() || other->label != before || other->inbreeding >= 1.0)
+        return kUnknown;
+    return (row.inbreeding - other->inbreeding) / (1.0 - other->inbreeding);
 }
 
 double effective_size(double rate) { return rate > 0.0 ? 1.0 / (2.0 * rate) : kUnknown; }
+
+double increase_of(const ClassRow& row) { return row.with_increase > 0 ? row.increase : kUnknown; }
 
 namespace {
 
@@ -119,8 +116,6 @@ double mean_age(const ClassRow& row, Path path) {
 double mean_family(const Families& families) {
     return families.parents > 0 ? families.mean() : kUnknown;
 }
-
-double increase_of(const ClassRow& row) { return row.with_increase > 0 ? row.increase : kUnknown; }
 
 void put_class(Output& out, const Population& population, const ClassRow& row) {
     out.put(fmt::format("{},{},{},{},{},{}", row.label, row.animals, row.males, row.females,

@@ -1,4 +1,4 @@
-// The statistics of a pedigree as kve ped leaves them.
+// The statistics of a pedigree, as kve ped leaves and kve report shows them.
 #pragma once
 
 #include <string>
@@ -31,9 +31,10 @@ struct Population {
     Contributions contributions;
     int32_t depth;
     int64_t without_class;
+    AnimalFigures figures;
 };
 
-Population describe_population(const Placed& placed, BirthUnit unit,
+Population describe_population(const Pedigree& pedigree, BirthUnit unit,
                                const PopulationOptions& options);
 
 // Rise of the mean F over a generation up to this class, as a share of what was left; not a number
@@ -41,6 +42,8 @@ Population describe_population(const Placed& placed, BirthUnit unit,
 double rate_of_class(const Population& population, const ClassRow& row);
 // 1 / (2 rate), not a number unless the rate is above 0.
 double effective_size(double rate);
+// The individual rate; not a number where no animal has one.
+double increase_of(const ClassRow& row);
 
 void write_classes(const std::string& file, const Population& population, bool by_generation);
 // Measures of the whole, with their names and values.

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <map>
 
@@ -66,20 +67,36 @@ void state_factor(Statements& all, const RunFolder& run, int32_t k) {
     if (r.l_log_det) all.add(factor + ", log determinant", fmt::format("{:.3f}", r.log_det));
 }
 
+// Entry 0 stands for no level.
 std::vector<int32_t> sorted(std::vector<int32_t> identities) {
-    // Entry 0 stands for no level.
     if (!identities.empty()) identities.erase(identities.begin());
     std::ranges::sort(identities);
     return identities;
 }
 
-std::vector<int32_t> first_of(std::vector<int32_t> identities) {
-    identities.resize(std::min(identities.size(), kNamed));
-    return identities;
+std::vector<std::string> sorted_names(const RunFigures& figures, const std::string& effect,
+                                      const std::vector<int32_t>& identities) {
+    std::vector<std::string> names;
+    for (std::size_t level = 1; level < identities.size(); ++level)
+        names.push_back(figures.name_of(effect, identities[level]));
+    std::ranges::sort(names);
+    return names;
 }
 
+// Of `all` those that are not in `others`: how many, and the first of them.
+template <class Level>
+int64_t find_others(const std::vector<Level>& all, const std::vector<Level>& others,
+                    std::vector<std::string>& first) {
+    std::vector<Level> found;
+    std::ranges::set_difference(all, others, std::back_inserter(found));
+    for (std::size_t n = 0; n < std::min(found.size(), kNamed); ++n)
+        first.push_back(fmt::format("{}", found[n]));
+    return static_cast<int64_t>(found.size());
+}
+
+template <class Level>
 LevelChange compare_lists(const LevelFigures& a, const LevelFigures& b,
-                          const std::vector<int32_t>& before, const std::vector<int32_t>& after) {
+                          const std::vector<Level>& before, const std::vector<Level>& after) {
     LevelChange change{.label = fmt::format("{}", fmt::join(b.labels, ", ")),
                        .n_before = a.list.n_levels,
                        .n_after = b.list.n_levels,
@@ -87,13 +104,8 @@ LevelChange compare_lists(const LevelFigures& a, const LevelFigures& b,
                        .observations_after = b.n_records};
     if (b.list.kind != CodeList::fixed)
         change.label = fmt::format("{} ({})", b.list.name, b.list.label);
-    std::vector<int32_t> gone, added;
-    std::ranges::set_difference(before, after, std::back_inserter(gone));
-    std::ranges::set_difference(after, before, std::back_inserter(added));
-    change.n_gone = static_cast<int64_t>(gone.size());
-    change.n_new = static_cast<int64_t>(added.size());
-    change.gone = first_of(std::move(gone));
-    change.added = first_of(std::move(added));
+    change.n_gone = find_others(before, after, change.gone);
+    change.n_new = find_others(after, before, change.added);
     return change;
 }
 
@@ -142,6 +154,9 @@ std::vector<Statement> pedigree_statements(const RunFigures& figures) {
         all.add("equivalent complete generations, mean" + of,
                 fmt::format("{:.2f}", row.equivalent));
         all.add("mean inbreeding" + of, fmt::format("{:.3f} %", 100.0 * row.inbreeding));
+        for (const Measure& m : measures_of(p))
+            if (const auto* value = std::get_if<double>(&m.value); value && std::isfinite(*value))
+                all.add(m.name + of, fmt::format("{:.4g} {}", *value, m.unit));
     }
     return all.take();
 }
@@ -178,10 +193,14 @@ std::vector<LevelChange> compare_levels(const RunFigures& before, const RunFigur
     if (pairs.empty()) return changes;
     auto identities_a = read_identities(before.run, lists_a, wanted_a);
     auto identities_b = read_identities(after.run, lists_b, wanted_b);
-    for (const auto& [a, b] : pairs)
-        changes.push_back(compare_lists(*a, *b,
-                                        sorted(identities_a[place_of(lists_a, a->list.label)]),
-                                        sorted(identities_b[place_of(lists_b, b->list.label)])));
+    for (const auto& [a, b] : pairs) {
+        const std::vector<int32_t>&of_a = identities_a[place_of(lists_a, a->list.label)],
+              &of_b = identities_b[place_of(lists_b, b->list.label)];
+        changes.push_back(before.names && after.names
+                              ? compare_lists(*a, *b, sorted_names(before, a->list.name, of_a),
+                                              sorted_names(after, b->list.name, of_b))
+                              : compare_lists(*a, *b, sorted(of_a), sorted(of_b)));
+    }
     return changes;
 }
 

@@ -24,12 +24,13 @@ struct Difference {
 std::vector<Difference> compare(const std::vector<Statement>& before,
                                 const std::vector<Statement>& after);
 
-// The levels of one effect in both runs, by their identities.
+// The levels of one effect in both runs, by their identities, or by their names where both have
+// such.
 struct LevelChange {
     std::string label;
     int64_t n_before = 0, n_after = 0;
     int64_t n_gone = 0, n_new = 0;
-    std::vector<int32_t> gone = {}, added = {};  // the first of them
+    std::vector<std::string> gone = {}, added = {};  // the first of them, by name or identity
     int64_t observations_before = 0, observations_after = 0;
 
     bool is_change() const {

@@ -30,7 +30,7 @@ std::string sentence(const Difference& d) {
 }
 
 std::string sentence(const LevelChange& c) {
-    const auto some = [](const char* what, int64_t n, const std::vector<int32_t>& named) {
+    const auto some = [](const char* what, int64_t n, const std::vector<std::string>& named) {
         if (n == 0) return std::string();
         return fmt::format(" {} {} ({}{}).", n, what, fmt::join(named, ", "),
                            n > static_cast<int64_t>(named.size()) ? ", ..." : "");

@@ -57,37 +57,46 @@ Table lists_table(const std::vector<LevelFigures>& all) {
     return table;
 }
 
-std::string singles_of(const LevelFigures& f) {
+std::string named(const RunFigures& figures, const LevelFigures& f, int32_t identity) {
+    return figures.name_of(f.list.name, identity);
+}
+
+std::string singles_of(const RunFigures& figures, const LevelFigures& f) {
     if (f.n_single() == 0) return {};
     std::string words = fmt::format(" {} with a single one", grouped(f.n_single()));
     if (f.list.kind != CodeList::animals) {
         const bool is_cut = static_cast<int64_t>(f.singles.size()) < f.n_single();
-        words += fmt::format("{}{}", is_cut ? ", such as " : ": ", fmt::join(f.singles, ", "));
+        std::vector<std::string> names;
+        for (const int32_t identity : f.singles) names.push_back(named(figures, f, identity));
+        words += fmt::format("{}{}", is_cut ? ", such as " : ": ", fmt::join(names, ", "));
     }
     return words + ".";
 }
 
-std::string words_of(const LevelFigures& f) {
+std::string words_of(const RunFigures& figures, const LevelFigures& f) {
     std::string words = fmt::format("{} levels, {} observations.{}", grouped(f.list.n_levels),
-                                    grouped(f.n_records), singles_of(f));
-    if (!f.each.empty() || f.largest == 0) return words;
+                                    grouped(f.n_records), singles_of(figures, f));
+    if (!f.each.empty() || f.largest <= 1) return words;
     std::vector<std::string> most;
     for (const LevelCount& level : f.leaders)
         if (most.size() < kNamed)
-            most.push_back(fmt::format("{} ({})", level.identity, grouped(level.n_records)));
+            most.push_back(fmt::format("{} ({})", named(figures, f, level.identity),
+                                       grouped(level.n_records)));
     return words + fmt::format(" Most observations: {}.", fmt::join(most, ", "));
 }
 
 // An effect with few levels: each of them.
-Figure each_figure(const LevelFigures& f) {
-    Figure figure{.title = "Observations per level of " + title_of(f), .words = words_of(f)};
+Figure each_figure(const RunFigures& figures, const LevelFigures& f) {
+    Figure figure{.title = "Observations per level of " + title_of(f),
+                  .words = words_of(figures, f)};
     Chart chart{.kind = Chart::bars,
-                .x = {fmt::format("{} (identity in the data)", f.list.name)},
+                .x = {fmt::format("{} ({})", f.list.name,
+                                  figures.names ? "name of the user" : "identity in the data")},
                 .y = {"observations"},
                 .series = {{"observations", {}, {}}}};
     figure.table.columns = {{f.list.name}, {"Observations"}};
     for (const LevelCount& level : f.each) {
-        chart.labels.push_back(std::to_string(level.identity));
+        chart.labels.push_back(named(figures, f, level.identity));
         chart.series[0].values.push_back(static_cast<double>(level.n_records));
         chart.series[0].tones.push_back(level.n_records == 1 ? Tone::mark : Tone::main);
         figure.table.rows.push_back({chart.labels.back(), level.n_records});
@@ -96,8 +105,9 @@ Figure each_figure(const LevelFigures& f) {
     return figure;
 }
 
-Figure sizes_figure(const LevelFigures& f) {
-    Figure figure{.title = "Observations per level of " + title_of(f), .words = words_of(f)};
+Figure sizes_figure(const RunFigures& figures, const LevelFigures& f) {
+    Figure figure{.title = "Observations per level of " + title_of(f),
+                  .words = words_of(figures, f)};
     Chart chart{.kind = Chart::bars,
                 .x = {"observations of a level"},
                 .y = {"levels"},
@@ -124,7 +134,8 @@ Section level_section(const RunFigures& figures) {
     section.tables.push_back(lists_table(figures.levels));
     for (const LevelFigures& f : figures.levels)
         if (section.figures.size() < kMostFigures && f.list.n_levels > 0)
-            section.figures.push_back(f.each.empty() ? sizes_figure(f) : each_figure(f));
+            section.figures.push_back(f.each.empty() ? sizes_figure(figures, f)
+                                                     : each_figure(figures, f));
     if (figures.levels.size() > kMostFigures)
         section.words.push_back(fmt::format("The first {} are drawn.", kMostFigures));
     return section;

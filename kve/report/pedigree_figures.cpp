@@ -13,7 +13,6 @@ namespace {
 
 constexpr int kMostCohorts = 60;
 constexpr std::size_t kLeaders = 10;
-constexpr double kDaysPerYear = 365.25;
 
 // Ranges of the sort variable, years of dates. Classes count from 1; that of animals without a
 // birth is 0.
@@ -75,8 +74,7 @@ void fill_cohorts(const RunPedigree& animals, const AnimalFigures& known,
     if (figures.cohorts.front().row.animals == 0) figures.cohorts.erase(figures.cohorts.begin());
 }
 
-void fill_generations(const RunPedigree& animals, const AnimalFigures& known,
-                      PedigreeFigures& figures) {
+void fill_generations(const AnimalFigures& known, PedigreeFigures& figures) {
     Moments moments;
     for (const float g : known.equivalent) moments.add(static_cast<double>(g));
     constexpr double kStep = 0.5, kMany = 20.0;
@@ -85,8 +83,20 @@ void fill_generations(const RunPedigree& animals, const AnimalFigures& known,
     bins.counts.assign(
         moments.n > 0 ? static_cast<std::size_t>(moments.largest / bins.width) + 1 : 0, 0);
     for (const float g : known.equivalent) bins.add(static_cast<double>(g));
-    for (const int32_t longest : find_generations(animals.pedigree))
-        figures.longest = std::max(figures.longest, longest);
+}
+
+// Sort variables that are no time tell neither intervals nor rates: generations do.
+Population survey_population(const RunPedigree& animals, PedigreeFigures& figures) {
+    figures.by_generation = !animals.are_dates && !animals.are_years;
+    PopulationOptions options;
+    options.by_generation = figures.by_generation;
+    options.completeness_generations = kCompleteness;
+    Population population = describe_population(
+        animals.pedigree, animals.are_dates ? BirthUnit::days : BirthUnit::years, options);
+    for (const Ancestor& a : population.contributions.ancestors)
+        figures.ancestors.push_back({animals.identity(a.place), animals.sort(a.place),
+                                     animals.pedigree.sex(a.place), a.share, a.marginal});
+    return population;
 }
 
 template <class Parent>
@@ -117,14 +127,16 @@ ParentFigures count_offspring(const RunPedigree& animals, Parent parent_of) {
 
 PedigreeFigures survey_pedigree(const RunFolder& run, int32_t factor) {
     const RunPedigree animals = read_pedigree(run, factor);
-    const AnimalFigures known = find_figures(animals.pedigree, kCompleteness);
     PedigreeFigures figures;
+    figures.population = survey_population(animals, figures);
+    const AnimalFigures known = std::move(figures.population.figures);
+    figures.longest = figures.population.depth;
     figures.factor = factor;
     figures.name = run.factor_name(factor);
     figures.n_groups = animals.n_groups;
     figures.n_left_out = animals.n_left_out;
     fill_cohorts(animals, known, figures);
-    fill_generations(animals, known, figures);
+    fill_generations(known, figures);
     figures.sires = count_offspring(animals, [](const ParentPair& pair) { return pair.sire; });
     figures.dams = count_offspring(animals, [](const ParentPair& pair) { return pair.dam; });
     return figures;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "kve/pedigree/class_statistics.h"
+#include "kve/pedigree/population.h"
 #include "kve/report/bins.h"
 #include "kve/report/level_figures.h"
 
@@ -28,6 +28,13 @@ struct ParentFigures {
     std::vector<LevelCount> leaders;
 };
 
+// Where genes of the reference population come from.
+struct AncestorFigures {
+    int32_t identity, sort;
+    Sex sex;
+    double share, marginal;
+};
+
 struct PedigreeFigures {
     int32_t factor = 0;
     std::string name;
@@ -39,6 +46,9 @@ struct PedigreeFigures {
     int32_t longest = 0;     // generations
     Bins equivalents;        // animals by equivalent complete generations
     ParentFigures sires, dams;
+    bool by_generation = false;  // the classes of the population, which are years otherwise
+    Population population{};     // without what it knows of each animal
+    std::vector<AncestorFigures> ancestors;
 };
 
 PedigreeFigures survey_pedigree(const RunFolder& run, int32_t factor);

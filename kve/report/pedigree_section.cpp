@@ -169,29 +169,33 @@ Figure equivalents_figure(const PedigreeFigures& p) {
     return figure;
 }
 
-std::string words_on(const ParentFigures& f, const char* parents) {
+std::string words_on(const RunFigures& figures, const PedigreeFigures& p, const ParentFigures& f,
+                     const char* parents) {
     if (f.n == 0) return {};
     std::vector<std::string> most;
     for (const LevelCount& leader : f.leaders)
         if (most.size() < kNamed)
-            most.push_back(fmt::format("{} ({})", leader.identity, grouped(leader.n_records)));
+            most.push_back(fmt::format("{} ({})", figures.name_of(p.name, leader.identity),
+                                       grouped(leader.n_records)));
     return fmt::format("{} {} with {:.1f} offspring in the mean; most have: {}.", grouped(f.n),
                        parents, static_cast<double>(f.n_offspring) / static_cast<double>(f.n),
                        fmt::join(most, ", "));
 }
 
 // By sire or dam: parents by the number of their offspring in the pedigree.
-Figure families_figure(const ParentFigures& f, const char* parents, const char* parent) {
-    Figure figure{.title = fmt::format("Offspring per {}", parent), .words = words_on(f, parents)};
+Figure families_figure(const RunFigures& figures, const PedigreeFigures& p, const ParentFigures& f,
+                       const char* parents, const char* parent) {
+    Figure figure{.title = fmt::format("Offspring per {}", parent),
+                  .words = words_on(figures, p, f, parents)};
     Chart chart{.kind = Chart::bars,
                 .x = {"offspring"},
                 .y = {parents},
                 .series = {{parents, {}, {Tone::main}}}};
     figure.table.columns = {{"Offspring"}, {parents}};
-    for (std::size_t p = 1; p < f.sizes.counts.size(); ++p) {
-        chart.labels.push_back(Doublings::label(p));
-        chart.series[0].values.push_back(static_cast<double>(f.sizes.counts[p]));
-        figure.table.rows.push_back({chart.labels.back(), f.sizes.counts[p]});
+    for (std::size_t place = 1; place < f.sizes.counts.size(); ++place) {
+        chart.labels.push_back(Doublings::label(place));
+        chart.series[0].values.push_back(static_cast<double>(f.sizes.counts[place]));
+        figure.table.rows.push_back({chart.labels.back(), f.sizes.counts[place]});
     }
     if (f.n > 0) figure.picture = std::move(chart);
     return figure;
@@ -213,10 +217,17 @@ Section pedigree_section(const RunFigures& figures) {
                 fmt::format("{} links lead from an animal to its own descendant; "
                             "they are left out of the generations.",
                             p.n_left_out));
-        for (Figure figure :
-             {animals_figure(p), parents_figure(p), completeness_figure(p), generations_figure(p),
-              inbreeding_figure(p), equivalents_figure(p),
-              families_figure(p.sires, "sires", "sire"), families_figure(p.dams, "dams", "dam")}) {
+        section.tables.push_back(measures_table(p));
+        std::vector<Figure> all = {animals_figure(p),
+                                   parents_figure(p),
+                                   completeness_figure(p),
+                                   generations_figure(p),
+                                   inbreeding_figure(p),
+                                   equivalents_figure(p),
+                                   families_figure(figures, p, p.sires, "sires", "sire"),
+                                   families_figure(figures, p, p.dams, "dams", "dam")};
+        for (Figure& figure : population_figures(figures, p)) all.push_back(std::move(figure));
+        for (Figure& figure : all) {
             if (figures.pedigrees.size() > 1) figure.title += " of " + p.name;
             section.figures.push_back(std::move(figure));
         }

@@ -148,7 +148,7 @@ Figure cross_figure(const RunFolder& run, const RecordFigures& records, const Tr
     const CrossBins& cells = *pair.cells;
     Figure figure{.title = fmt::format("{} and {}", x.column.name, y.column.name),
                   .words = fmt::format("{} records with both, correlation {:.3f}.",
-                                       pair.moments.n(), pair.moments.correlation())};
+                                       grouped(pair.moments.n()), pair.moments.correlation())};
     Grid grid{.x = {axis_of_values(run, x)}, .y = {axis_of_values(run, y)}, .unit = "records"};
     grid.first_x = cells.x.first;
     grid.width_x = cells.x.width;

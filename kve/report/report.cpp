@@ -1,5 +1,6 @@
 // kve report: a run, or what differs between two, as a page.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -16,14 +17,14 @@ namespace kve::companion {
 namespace {
 
 struct Options {
-    std::vector<std::string> folders, listings;
-    std::string output;
+    std::string folder, second, output, ids;
+    std::vector<std::string> listings;
     std::optional<float> missing;
 };
 
-RunSource source_of(const Options& options, std::size_t number) {
-    return {options.folders[number],
-            number < options.listings.size() ? options.listings[number] : "", options.missing};
+RunSource source_of(const Options& options, const std::string& folder, std::size_t number) {
+    return {folder, number < options.listings.size() ? options.listings[number] : "",
+            options.ids.empty() ? "" : ids_file(options.ids, folder), options.missing};
 }
 
 std::string name_of_folder(const RunFigures& figures) {
@@ -50,7 +51,7 @@ Page run_page(const RunFigures& figures) {
 }
 
 Page report_one(const Options& options) {
-    const RunSource source = source_of(options, 0);
+    const RunSource source = source_of(options, options.folder, 0);
     const std::unique_ptr<RunFigures> figures = survey_run(source);
     if (figures->records) choose_bins(*figures->records);
     fill_bins(source, *figures);
@@ -58,7 +59,8 @@ Page report_one(const Options& options) {
 }
 
 Page report_two(const Options& options) {
-    const RunSource first = source_of(options, 0), second = source_of(options, 1);
+    const RunSource first = source_of(options, options.folder, 0),
+                    second = source_of(options, options.second, 1);
     const std::unique_ptr<RunFigures> before = survey_run(first), after = survey_run(second);
     if (after->records) choose_bins(*after->records, before->records ? &*before->records : nullptr);
     fill_bins(first, *before);
@@ -67,7 +69,9 @@ Page report_two(const Options& options) {
 }
 
 int show_report(const Options& options) {
-    Page page = options.folders.size() == 1 ? report_one(options) : report_two(options);
+    if (options.output.empty() && ::isatty(STDOUT_FILENO) != 0)
+        throw Failure(kUsage, "a page is nothing for a terminal: name a file with -o FILE.html");
+    Page page = options.second.empty() ? report_one(options) : report_two(options);
     page.foot = "Made by kve report. The numbers behind a picture open below it.";
     Output out(options.output);
     out.put(std::string_view(render_page(page)));
@@ -81,9 +85,9 @@ Command add_report(CLI::App& app) {
     auto options = std::make_shared<Options>();
     CLI::App* command =
         app.add_subcommand("report", "a run, or what differs between two, as a page with charts");
-    command->add_option("DIR", options->folders, "the folder in which KVE1 ran, or two of them")
-        ->required()
-        ->expected(1, 2);
+    command->add_option("DIR", options->folder, "the folder in which KVE1 ran")->required();
+    command->add_option("SECOND", options->second,
+                        "that of another run: the page tells what has changed from DIR to it");
     command->add_option("-o,--output", options->output, "a file in place of standard output")
         ->type_name("FILE");
     command
@@ -93,12 +97,13 @@ Command add_report(CLI::App& app) {
         ->type_name("FILE")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    add_ids(*command, options->ids);
     command
         ->add_option("--missing", options->missing,
                      "the missing value code of $DATA: reals at or below it are missing")
         ->type_name("CODE");
     command->final_callback([options] {
-        for (const std::string& folder : options->folders)
+        for (const std::string& folder : {options->folder, options->second})
             if (const std::string fault = refuse_run_file(options->output, folder);
                 !options->output.empty() && !fault.empty())
                 throw CLI::ValidationError(fault);
@@ -107,7 +112,8 @@ Command add_report(CLI::App& app) {
         "The page holds all that it shows and asks nobody for anything: it can be sent and "
         "kept.\n\nExamples:\n"
         "  kve report out/dairy -o dairy.html\n"
-        "  kve report out/before out/after -o changes.html");
+        "  kve report out/before out/after -o changes.html\n"
+        "  kve report out/breeder --ids -o breeder.html");
     return [options] { return show_report(*options); };
 }
 

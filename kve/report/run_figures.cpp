@@ -38,6 +38,7 @@ MessageFile read_listing(const RunSource& source, const fs::path& folder) {
 std::unique_ptr<RunFigures> survey_run(const RunSource& source) {
     auto figures = std::make_unique<RunFigures>(source.folder);
     const RunFolder& run = figures->run;
+    if (!source.ids.empty()) figures->names.emplace(source.ids);
     figures->listing = read_listing(source, run.path());
     figures->log = read_messages(run.path() / "KVE_LOG", "KVE_LOG");
     try_survey(*figures, "values of traits and covariables",

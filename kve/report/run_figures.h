@@ -12,6 +12,7 @@
 #include "kve/report/pattern_figures.h"
 #include "kve/report/pedigree_figures.h"
 #include "kve/report/record_figures.h"
+#include "kve/tables/identities.h"
 
 namespace kve::companion {
 
@@ -30,11 +31,19 @@ struct RunFigures {
     std::vector<PedigreeFigures> pedigrees;
     std::vector<PatternFigures> patterns;
     std::vector<Gap> gaps;
+    std::optional<UserNames> names;  // where they are asked for
+
+    // What the user calls a level of an effect, or its number.
+    std::string name_of(const std::string& effect, int32_t identity) const {
+        return names ? names->name_of(effect.substr(0, effect.find('+')), identity)
+                     : std::to_string(identity);
+    }
 };
 
 struct RunSource {
     std::string folder;
     std::string listing;  // a file, empty to look for one in the folder
+    std::string ids;      // the file of the users' own names, empty for none
     std::optional<float> missing;
 };
 

@@ -17,6 +17,16 @@ Section pedigree_section(const RunFigures& figures);
 Section matrix_section(const RunFigures& figures);
 Section file_section(const RunFigures& figures);
 
+// What is known of the population of a pedigree.
+struct Measure {
+    std::string name;
+    Cell value;  // nothing where it is unknown
+    std::string unit;
+};
+std::vector<Measure> measures_of(const PedigreeFigures& pedigree);
+Table measures_table(const PedigreeFigures& pedigree);
+std::vector<Figure> population_figures(const RunFigures& figures, const PedigreeFigures& pedigree);
+
 // The axis of a column of values, with its unit.
 std::string axis_of_values(const RunFolder& run, const ValueColumn& values);
 // One row for each row of a (co)variance matrix.

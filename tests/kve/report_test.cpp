@@ -4,7 +4,9 @@
 #include <nlohmann/json.hpp>
 
 #include "kve/report/bins.h"
+#include "kve/report/pattern_figures.h"
 #include "kve/report/words.h"
+#include "kve/shared/failure.h"
 #include "program/run.h"
 
 namespace {
@@ -112,6 +114,13 @@ TEST(Report, ShowsTheFiguresOfTheRun) {
         {"pedigree", "Generations known by year of birth", "/picture/series/0/values/11", "1.25"},
         {"pedigree", "Offspring per sire", "/table/rows",
          R"([["1",0],["2",0],["3–4",0],["5–8",1]])"},
+        {"pedigree", "Generation interval by year of birth", "/table/rows/1",
+         R"(["2011",null,5.9986310746064335,null,null,5.9986310746064335])"},
+        {"pedigree", "Rate of inbreeding by year of birth", "/table/rows/6/2", "25.0"},
+        {"pedigree", "Family sizes by year of birth", "/table/rows/6",
+         R"(["2016",1,1.0,1,1,1.0,1])"},
+        {"pedigree", "Contributions of ancestors", "/picture/labels/0", R"("101")"},
+        {"pedigree", "Contributions of ancestors", "/picture/series/0/values/1", "12.5"},
         {"matrices", "Pattern of AINV1 (COW)", "/table/rows/1/1", "1"}};
     for (const auto& [section, title, place, expected] : cases)
         EXPECT_EQ(
@@ -124,6 +133,67 @@ TEST(Report, ShowsTheFiguresOfTheRun) {
     EXPECT_NEAR(r, 1.0, 1e-12);  // both rise with n % 10
     EXPECT_EQ(notes_of(scratch, "warnings"),
               "1 : Neither the listing nor KVE_LOG has a warning or an error.\n");
+}
+
+// Herds and animals by the names of the user, in two runs that know them by different integers.
+TEST(Report, ShowsTheNamesOfTheUser) {
+    Scratch scratch, second;
+    run_small(scratch);
+    run_small(second, {.pedigree_end = "907 0 0 20150101\n"});
+    for (const Scratch* run : {&scratch, &second})
+        run->write("classes.tsv", "column\tname\tcode\nHERD\tHill\t10\nHERD\t\"<Moor>\"\t20\n");
+    scratch.write("ids.tsv", "identity\tcode\nBull & Co\t101\nIda\t901\nAda\t902\n");
+    second.write("ids.tsv", "identity\tcode\nBull & Co\t101\nAda\t901\nIda\t902\nNew\t907\n");
+    ASSERT_EQ(report(scratch, ". --ids"), 0) << scratch.read("words");
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+        {"levels", "Observations per level of MILK:HERD", "/picture/labels",
+         R"(["Hill","<Moor>","30"])"},
+        {"levels", "Observations per level of COW (random factor 1)", "/picture/labels",
+         R"(["Bull & Co","Ida","Ada","903","904","905","906"])"},
+        {"pedigree", "Contributions of ancestors", "/picture/labels/0", R"("Bull & Co")"},
+        {"pedigree", "Offspring per sire", "/words",
+         R"("1 sires with 6.0 offspring in the mean; most have: Bull & Co (6).")"}};
+    for (const auto& [section, title, place, expected] : cases)
+        EXPECT_EQ(
+            figure_of(scratch, section, title).value(json::json_pointer(place), json()).dump(),
+            expected)
+            << title;
+    ASSERT_EQ(report(scratch, ". '" + second.folder().string() + "' --ids"), 0);
+    EXPECT_NE(notes_of(scratch, "changes").find("7 → 8, observations 40 → 40. 1 are new (New)."),
+              std::string::npos)
+        << notes_of(scratch, "changes");
+    EXPECT_EQ(report(scratch, ". --ids=nowhere"), 3);
+}
+
+// A sample from all over the file stands for a matrix of a main diagonal and an edge.
+TEST(Report, TakesSamplesOfLargeMatrices) {
+    Scratch scratch;
+    run_small(scratch);
+    constexpr int kOrder = 7, kTimes = 3000;
+    std::string elements;
+    const auto add = [&](int row, int column, double value) {
+        elements += framed(bytes_of(std::vector<int32_t>{column, row}) +
+                           bytes_of(std::vector<double>{value}));
+    };
+    for (int row = 1; row <= kOrder; ++row)
+        for (int n = 0; n < kTimes; ++n) add(row, n % 3 == 0 ? 1 : row, n % 3);
+    scratch.write("AINV1", elements);
+    const companion::RunFolder run(scratch.folder().string());
+    const companion::RunFile file{"AINV1", companion::FileKind::matrix, 1};
+    const companion::PatternFigures whole = companion::survey_pattern(run, file),
+                                    sample = companion::survey_pattern(run, file, 2500);
+    EXPECT_EQ(whole.n_read, kOrder * kTimes);
+    EXPECT_EQ(sample.n_elements, whole.n_elements);
+    EXPECT_EQ(sample.n_read, 2500U);
+    EXPECT_EQ(sample.n_outside, 0);
+    EXPECT_EQ(sample.largest, 2.0);
+    for (int i = 0; i < kOrder; ++i)
+        for (int j = 0; j <= i; ++j)
+            EXPECT_NEAR(static_cast<double>(sample.at(i, j)) / 2500.0,
+                        static_cast<double>(whole.at(i, j)) / (kOrder * kTimes), 0.01)
+                << i << " " << j;
+    scratch.write("AINV1", elements.replace(elements.size() - 24, 4, "cut!"));
+    EXPECT_THROW(companion::survey_pattern(run, file, kTimes), companion::Failure);
 }
 
 TEST(Report, TellsWhatIsMissing) {
