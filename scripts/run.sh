@@ -1,9 +1,9 @@
 #!/bin/sh
-# run.sh                  builds KVE1 and runs the example examples/dairy in out/dairy
+# run.sh                  builds KVE1 and runs the example examples/dairy in out/dairy; the listing stays there
 # run.sh DIRECTIVE_FILE   builds KVE1 and runs your own file, in the folder that it stands in
 # The listing goes to standard output; the exit status is that of KVE1.
 set -eu
-directives=""
+directives="" listing=""
 if [ $# -gt 0 ]; then
     if [ ! -f "$1" ]; then
         echo "There is no file $1" >&2
@@ -23,11 +23,17 @@ if [ -z "$directives" ]; then
     mkdir -p out/dairy
     cp examples/dairy/dairy.kve examples/dairy/dairy.dat examples/dairy/dairy.ped out/dairy/
     directives=$PWD/out/dairy/dairy.kve
+    listing=listing
 fi
 
 cd "$(dirname "$directives")"
 status=0
-"$program" <"$directives" || status=$?
+if [ -n "$listing" ]; then
+    "$program" <"$directives" >"$listing" || status=$?
+    cat "$listing"
+else
+    "$program" <"$directives" || status=$?
+fi
 echo "KVE1 ended with status $status; its files are in $PWD"
 [ $status -ne 0 ] || echo "${program%KVE1}kve summary $PWD shows them"
 exit $status

@@ -18,6 +18,8 @@ run_both() {
     (cd "$prefix/run" && "$@" KVE1 <dairy.kve >dairy.lst) || fail "KVE1 ended with $?"
     (cd "$prefix/run" && "$@" kve summary .) | grep -q '^  1 COW  *PED method 1 dairy.ped, 3025 levels' ||
         fail "kve does not show the run"
+    (cd "$prefix/run" && "$@" kve run dairy.kve -C made) | grep -q '3025 levels' ||
+        fail "kve run does not find KVE1"
 }
 
 options_of() { "$build/kve" "$@" --help | sed -nE 's/^  (-.,)?(--[a-z-]+).*/\2/p'; }
@@ -26,7 +28,7 @@ commands() { "$build/kve" --help | sed -nE 's/^  ([a-z][a-z-]*) .*/\1/p'; }
 test_tree() {
     cmake --install "$build" --prefix "$scratch/usr" >/dev/null
     cd "$scratch/usr"
-    for file in share/bash-completion/completions/kve share/doc/kve1/README.md \
+    for file in share/bash-completion/completions/kve share/doc/kve1/README.md share/doc/kve1/copyright \
         share/doc/kve1/docs/files.md share/doc/kve1/examples/dairy/dairy.kve; do
         [ -f $file ] || fail "no $file"
     done
