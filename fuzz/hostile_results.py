@@ -1,0 +1,183 @@
+#!/usr/bin/python3
+"""hostile_results.py KVE1 KVE [CALLS [SEED]]: damages files of runs and shows them to commands of kve.
+
+KVE is a checked build. A command must end with status 0, 1 or 3, with words when it is 3, soon, and without
+memory that the files do not warrant. What does not is printed, and its folder stays.
+"""
+import os
+import pathlib
+import random
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+KVE1, KVE = (str(pathlib.Path(program).resolve()) for program in sys.argv[1:3])
+CALLS = int(sys.argv[3]) if len(sys.argv) > 3 else 1000
+SEED = int(sys.argv[4]) if len(sys.argv) > 4 else 1
+EXAMPLES = pathlib.Path(__file__).resolve().parents[1] / "examples"
+SECONDS, MEGABYTES = 20, 400  # the sanitizers' own memory included
+NUMBERS = [-2**31, -2**31 + 1, -1000, -7, -1, 0, 1, 2, 3, 6, 7, 8, 16, 77, 255, 10**6, 10**8, 2**31 - 2, 2**31 - 1]
+COMMANDS = [["summary"], ["summary", "--json"], ["levels"], ["levels", "--ids"], ["records"], ["records", "--original"],
+            ["records", "--ids", "--missing", "-9"], ["verify"], ["report", "-o", "page"], ["report", "--ids", "-o", "page"]]
+TEXTS = [b"", b"no file of records\n", b"\xff" * 1000, b"WARNING " * 300, b"1KVE1V6\n" * 50, b'"' * 99, bytes(64),
+         struct.pack("<iii", 4, 1, 4), struct.pack("<i", 2**31 - 1)]
+
+# Every type of a random factor, residual groups, a covariable, a date as sort variable.
+ALL_TYPES = """$ANALYSE 2 0 0 0
+$DATA ASCII (5,3,-9.0) data
+$VARIABLE
+HERD LINE BREED COW GROUP AGE MILK FAT
+$MODEL
+2 2 0 0 0
+0
+0
+2 0 6 1 2 3 4 4 4
+3 0 2 1 4
+5 1 2 3 4 5
+1 3
+1 1
+0
+0
+$VAR_STR 1 COR ASCII lines
+$VAR_STR 2 GREL ASCII breeds
+$VAR_STR 3 {}
+$VAR_STR 4 DOM 3 ASCII cows
+$VAR_STR 5 ABS_QTL 3 ASCII cows
+$VAR_STR 6 GROUP 5
+$PRIOR
+1 1 1 1
+2 1 1 1
+3 1 1 1
+3 2 2 1
+4 1 1 1
+5 1 1 1
+6 1 1 1
+6 2 2 1
+"""
+
+
+def make_small_run(folder, animals):
+    rows = [(70 - 10 * (n % 3), 5 + n % 2, 300 - n % 3, 900 + n % 8, 4 if n < 20 else 2, 20.5 + n, 5000.25 + n,
+             -9 if n % 5 == 0 else 200 + n) for n in range(40)]
+    pedigree = [(101, 0, 0, 20010101), (102, 0, 0, 20020101)]
+    pedigree += [(900 + n, 101 + n % 2, 0 if n < 2 else 900, 20050101 + 10000 * n) for n in range(8)]
+    files = {"data": rows, "ped": pedigree, "lines": [(5, 5, 1.5), (6, 6, 1.5), (6, 5, -.1)],
+             "breeds": [(298, 298, 3), (299, 299, 3), (300, 300, 3), (300, 298, 1e-9)],
+             "cows": [(900 + n, 900 + n, 2) for n in range(8)] + [(907, 900, .125)], "typed": [(101,), (102,)],
+             "genomic": [(101, 101, 2), (102, 102, 4)]}
+    folder.mkdir()
+    for name, lines in files.items():
+        (folder / name).write_text("".join(" ".join(map(str, line)) + "\n" for line in lines))
+    (folder / "directives").write_text(ALL_TYPES.format(animals))
+    (folder / "ids.tsv").write_text("identity\tcode\nBella\t900\n\"Ida\t2\"\t901\n")
+    (folder / "classes.tsv").write_text("column\tname\tcode\nHERD\tHill\t50\nHERD\tMoor\t60\n")
+    run(folder, "directives")
+
+
+def run(folder, directives):
+    with open(folder / directives) as given, open(folder / "listing", "w") as listing:
+        subprocess.run([KVE1], stdin=given, stdout=listing, cwd=folder, check=True)
+
+
+def make_runs(root):
+    for name, animals in (("ped", "PED 1 ASCII ped"), ("ram", "PED 2 RAM ASCII ped"),
+                          ("blended", "PGMIX 1 ASCII ped typed genomic")):
+        make_small_run(root / name, animals)
+    for name, directives in (("groups", "sheep.kve"), ("weights", "weights.kve"), ("binomial", "hatching.kve")):
+        shutil.copytree(EXAMPLES / name, root / name)
+        run(root / name, directives)
+    return sorted(root.iterdir())
+
+
+def is_of_kve(name):
+    return (name.isupper() and "." not in name) or name in ("listing", "ids.tsv", "classes.tsv")
+
+
+def damage(data, others):
+    data = bytearray(data)
+    for _ in range(random.choice((1, 1, 1, 2, 5))):
+        kind = random.randrange(9)
+        at = random.randrange(len(data) + 1)
+        if kind < 4 and len(data) >= 4:  # a word
+            at = min(at // 4 * 4, len(data) - 4)
+            data[at:at + 4] = struct.pack("<i", random.choice(NUMBERS))
+        elif kind == 4 and data:
+            data[at % len(data)] = random.randrange(256)
+        elif kind == 5:
+            del data[at:]
+        elif kind == 6:
+            del data[at:at + random.choice((1, 4, 24, 100))]
+        elif kind == 7:
+            data[at:at] = random.choice(TEXTS)
+        else:
+            data = bytearray(random.choice(TEXTS + others))
+    return bytes(data)
+
+
+def call(folder, command):
+    arguments = [command[0], str(folder)] + command[1:]
+    start = time.time()
+    with open(folder / "words", "w+b") as words, open(folder / "shown", "wb") as shown:
+        process = subprocess.Popen([KVE] + arguments, stdout=shown, stderr=words, cwd=folder)
+        signal.alarm(SECONDS)
+        try:
+            _, status, used = os.wait4(process.pid, 0)
+        except TimeoutError:
+            process.kill()
+            _, status, used = os.wait4(process.pid, 0)
+        signal.alarm(0)
+        process.returncode = status
+        words.seek(0)
+        said = words.read().decode(errors="replace")
+    status = os.waitstatus_to_exitcode(status)
+    faults = []
+    if status not in (0, 1, 3) or (status == 1 and command[0] != "verify"):
+        faults.append(f"status {status}")
+    if (status == 3) != said.startswith("kve: ") or "Sanitizer" in said or "runtime error" in said:
+        faults.append("words")
+    if time.time() - start > SECONDS / 2:
+        faults.append(f"{time.time() - start:.0f} seconds")
+    if used.ru_maxrss > 1024 * MEGABYTES:
+        faults.append(f"{used.ru_maxrss // 1024} MB")
+    return faults, said
+
+
+def give_up(*_):
+    raise TimeoutError
+
+
+def main():
+    random.seed(SEED)
+    signal.signal(signal.SIGALRM, give_up)
+    os.environ["ASAN_OPTIONS"] = "detect_leaks=0:allocator_may_return_null=1"
+    root = pathlib.Path(tempfile.mkdtemp(prefix="kve-hostile-", dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None))
+    runs, n_found, n_refused = make_runs(root), 0, 0
+    for n in range(CALLS):
+        folder = random.choice(runs)
+        names = [name for name in sorted(os.listdir(folder)) if is_of_kve(name)]
+        matrices = [["matrix", name] + more for name in names if name.rstrip("0123456789") in
+                    ("AINV", "AINV_RAM", "PGMIX", "COR", "DOM", "IBD", "GINV")
+                    for more in ([], ["--summary"], ["--original"], ["--ids"])]
+        command = random.choice(COMMANDS + matrices[:20])
+        if command[0] == "matrix" and random.random() < .5:
+            names = [command[1], "MODINF", "CODE_TABLE"]
+        name = random.choice(names + ["MODINF"] * 6 + ["CODE_TABLE"] * 3)
+        whole = (folder / name).read_bytes()
+        (folder / name).write_bytes(damage(whole, [(folder / other).read_bytes() for other in names]))
+        faults, said = call(folder, command)
+        n_refused += said.startswith("kve: ")
+        if faults:
+            n_found += 1
+            shutil.copytree(folder, f"{root}-found-{SEED}-{n}")
+            print(f"{root}-found-{SEED}-{n}: {name}, kve {' '.join(command)}: {', '.join(faults)}\n{said[:600]}", flush=True)
+        (folder / name).write_bytes(whole)
+    shutil.rmtree(root)
+    print(f"{CALLS} calls, {n_refused} refused, {n_found} findings")
+    sys.exit(1 if n_found else 0)
+
+
+main()
