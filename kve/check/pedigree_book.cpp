@@ -258,18 +258,18 @@ int32_t PedigreeBook::add_animal(int32_t identity) {
 }
 
 void PedigreeBook::fit_tables() {
-    const int64_t n = size(), n_before = std::min<int64_t>(n, id.size());
-    const auto fit = [n, n_before](auto& table) {
+    const int64_t n = size();
+    const auto fit = [n](auto& table) {
         std::remove_reference_t<decltype(table)> fitting;
         make_table(fitting, n);
-        std::copy_n(table.begin(), n_before, fitting.begin());
+        std::copy_n(table.begin(), std::min(n, table.size()), fitting.begin());
         table = std::move(fitting);
     };
     fit(book.parents);
     fit(book.line);
     fit(book.birth);
+    fit(book.sex);
     fit(id);
-    make_table(book.sex, n);
     std::copy(added.begin(), added.end(), id.begin() + n_records);
 }
 

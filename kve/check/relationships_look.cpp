@@ -3,14 +3,18 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "base/input.h"
+#include "base/output_file.h"
 #include "base/state.h"
 #include "directives/directives.h"
 #include "kve/check/data_levels.h"
 #include "kve/check/look.h"
+#include "kve/check/matrix_look.h"
 #include "kve/check/pedigree_book.h"
 
 namespace kve::companion {
@@ -34,6 +38,23 @@ void look_at_method(Look& look, const VAR_STR_SPEC& spec) {
                            "of method 2, and not that of a sire and maternal grandsire model");
 }
 
+// Files that the reading of the directives does not look for. True when there is a list of typed
+// animals.
+bool has_typed_animals(Look& look, const VAR_STR_SPEC& spec) {
+    bool has_typed = true;
+    for (const int k : {1, 2}) {
+        const std::string name = spec.file[k].string();
+        TextInput file;
+        const int status = name.empty() ? ENOENT : file.open_input(name);
+        if (status == 0) continue;
+        if (k == 1) has_typed = false;
+        const Place line = place_of_structure(look, spec.factor);
+        look.findings.error("file-missing", look.text.place_in_section(line.line, name),
+                            fmt::format("{}: {}", name, kve::words_of(status)));
+    }
+    return has_typed;
+}
+
 struct ReadPedigree {
     PedigreeJob job;
     PedigreeBook pedigree;
@@ -48,13 +69,30 @@ PedigreeBook& pedigree_of(Look& look, const PedigreeJob& job, FactorLevels* leve
     return pedigree;
 }
 
+PedigreeJob job_of(const VAR_STR_SPEC& spec) {
+    return {spec.file[0].string(), static_cast<DataFormat>(spec.format), spec.method};
+}
+
 void look_at_pedigree(Look& look, const VAR_STR_SPEC& spec, DataLevels* data,
                       std::vector<ReadPedigree>& read) {
     look_at_method(look, spec);
-    const PedigreeJob job{spec.file[0].string(), static_cast<DataFormat>(spec.format), spec.method};
+    const PedigreeJob job = job_of(spec);
     FactorLevels* levels = data == nullptr ? nullptr : data->of_factor(spec.factor);
     PedigreeBook& pedigree = pedigree_of(look, job, levels, read);
     if (levels != nullptr) look_at_data_animals(look, job, pedigree, *data, *levels);
+    if (spec.structure == Structure::PGMIX && has_typed_animals(look, spec))
+        look_at_genomic(look, spec, levels, pedigree);
+}
+
+// The pedigree of the factor that a matrix belongs to, null when it has not been read.
+PedigreeBook* associated_pedigree(const VAR_STR_SPEC& spec, std::vector<ReadPedigree>& read) {
+    if (spec.structure != Structure::DOM && spec.structure != Structure::ABS_QTL) return nullptr;
+    for (const VAR_STR_SPEC& other : DIRECTIVES.var_str)
+        if (other.factor == spec.integer_input && has_pedigree(other.structure))
+            if (const auto known = std::ranges::find(read, job_of(other), &ReadPedigree::job);
+                known != read.end())
+                return &known->pedigree;
+    return nullptr;
 }
 
 bool has_file(const VAR_STR_SPEC& spec) {
@@ -76,6 +114,10 @@ void look_at_relationships(Look& look) {
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
         if (has_file(spec) && has_pedigree(spec.structure))
             look_at_pedigree(look, spec, data ? &*data : nullptr, read);
+    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
+        if (has_file(spec) && !has_pedigree(spec.structure))
+            look_at_inverse(look, spec, data ? data->of_factor(spec.factor) : nullptr,
+                            associated_pedigree(spec, read));
 }
 
 }  // namespace kve::companion

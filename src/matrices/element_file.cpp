@@ -45,30 +45,27 @@ int ElementFile::open(const std::string& name, DataFormat format, int32_t n_ids)
                      : records_.open(make_text_element, this, sizeof(TextElement));
 }
 
-FileAnswer ElementFile::read_id(int32_t& id, bool is_first) {
-    int64_t wide;
-    const TextInput::Number item = text_.read_number(wide);
-    if (item == TextInput::Number::end && is_first) return FileAnswer::end;
-    if (item != TextInput::Number::ok) return FileAnswer::failure;
-    if (!std::in_range<int32_t>(wide)) {
-        too_large_ = wide;
-        return FileAnswer::failure;
+FileAnswer read_text_ids(TextInput& text, std::span<int32_t> ids,
+                         std::optional<int64_t>& too_large) {
+    text.begin_record();
+    for (std::size_t k = 0; k < ids.size(); ++k) {
+        int64_t wide;
+        const TextInput::Number item = text.read_number(wide);
+        if (item == TextInput::Number::end && k == 0) return FileAnswer::end;
+        if (item != TextInput::Number::ok) return FileAnswer::failure;
+        if (!std::in_range<int32_t>(wide)) {
+            too_large = wide;
+            return FileAnswer::failure;
+        }
+        ids[k] = static_cast<int32_t>(wide);
     }
-    id = static_cast<int32_t>(wide);
-    return FileAnswer::record;
-}
-
-FileAnswer ElementFile::read_text_ids(std::span<int32_t> ids) {
-    text_.begin_record();
-    for (std::size_t k = 0; k < ids.size(); ++k)
-        if (const FileAnswer item = read_id(ids[k], k == 0); item != FileAnswer::record)
-            return item;
     return FileAnswer::record;
 }
 
 int32_t ElementFile::make_text_ids(void* self, void* to) {
     ElementFile& file = *static_cast<ElementFile*>(self);
-    const FileAnswer answer = file.read_text_ids({static_cast<int32_t*>(to), file.n_ids_});
+    const FileAnswer answer =
+        read_text_ids(file.text_, {static_cast<int32_t*>(to), file.n_ids_}, file.too_large_);
     if (answer == FileAnswer::record) file.text_.skip_line();
     return static_cast<int32_t>(answer);
 }
@@ -77,7 +74,7 @@ int32_t ElementFile::make_text_element(void* self, void* to) {
     ElementFile& file = *static_cast<ElementFile*>(self);
     auto& [element, has_comma] = *static_cast<TextElement*>(to);
     int32_t ids[2];
-    FileAnswer answer = file.read_text_ids(ids);
+    FileAnswer answer = read_text_ids(file.text_, ids, file.too_large_);
     if (answer == FileAnswer::record &&
         file.text_.read_number(element.value) != TextInput::Number::ok)
         answer = FileAnswer::failure;

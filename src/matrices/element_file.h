@@ -36,6 +36,11 @@ enum class FileAnswer : int32_t {
     failure,  // not to be read on; `offending` tells
 };
 
+// The identities that begin a record of a text. `end` when the file ends ahead of the first. One
+// outside 32 bits is passed over and goes to `too_large`.
+[[nodiscard]] FileAnswer read_text_ids(TextInput& text, std::span<int32_t> ids,
+                                       std::optional<int64_t>& too_large);
+
 // A record of a text is a list of numbers, across lines if need be; what follows the last of them
 // on its line is skipped. A failure is an item that is left empty or is no number of its kind, a
 // list ended by "/", an ID outside 32 bits, and a record that the end of the file cuts. A value
@@ -65,8 +70,6 @@ class ElementFile {
     static int32_t make_text_element(void* self, void* to);
     static int32_t make_text_ids(void* self, void* to);
     static int32_t make_framed(void* self, void* to);
-    FileAnswer read_id(int32_t& id, bool is_first);
-    FileAnswer read_text_ids(std::span<int32_t> ids);
     const void* next_record();  // null when there is none: answer_ tells
 
     TextInput text_;

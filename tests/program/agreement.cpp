@@ -32,11 +32,15 @@ constexpr std::string_view kWithoutStop[] = {
     "data-reading",
     // of a pedigree
     "own-parent", "one-as-both", "pedigree-identity", "sire-is-grandsire", "short-record",
-    "not-in-pedigree", "pedigree-loop"};
+    "not-in-pedigree", "pedigree-loop",
+    // of matrices
+    "matrix-diagonal", "matrix-record", "matrix-twice", "matrix-value", "not-an-inverse"};
 
 // Errors for which a later stage stops.
-constexpr std::string_view kStopsLater[] = {"pedigree-record", "pedigree-range", "inverse-method",
-                                            "parent-not-older", "sort-variable"};
+constexpr std::string_view kStopsLater[] = {
+    "pedigree-record",  "pedigree-range", "inverse-method",   "parent-not-older",
+    "sort-variable",    "typed-animal",   "genomic-identity", "genomic-diagonal",
+    "genomic-singular", "matrix-identity"};
 
 }  // namespace
 
