@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <new>
+#include <utility>
 
 namespace kve {
 namespace {
@@ -28,10 +31,52 @@ std::size_t whole_pages(std::size_t bytes) {
     return (bytes + kLargePage - 1) / kLargePage * kLargePage;
 }
 
+// Large pages that arrays have left, for the next ones: a page that is touched for the first time
+// costs the system more than its clearing, and on a virtual machine ten times as much.
+struct KeptPage {
+    KeptPage* next;
+};
+KeptPage* kept = nullptr;
+std::mutex of_kept;
+
+// A page that was never touched has nothing to give.
+void keep_page(char* page) {
+    unsigned char in_memory = 0;
+    if (::mincore(page, 1, &in_memory) != 0 || (in_memory & 1) == 0) {
+        ::munmap(page, kLargePage);
+        return;
+    }
+    const std::lock_guard held(of_kept);
+    kept = ::new (page) KeptPage{kept};
+}
+
+char* take_kept_page() {
+    const std::lock_guard held(of_kept);
+    return reinterpret_cast<char*>(kept != nullptr ? std::exchange(kept, kept->next) : nullptr);
+}
+
+// False: there is none.
+bool return_kept_pages() {
+    char* page = take_kept_page();
+    const bool any = page != nullptr;
+    for (; page != nullptr; page = take_kept_page()) ::munmap(page, kLargePage);
+    return any;
+}
+
+// What is clear in it is only read, which costs no memory where it was never touched.
+void clear_page(char* page) {
+    static constexpr char kClear[4096] = {};
+    for (char* part = page; part < page + kLargePage; part += sizeof(kClear))
+        if (std::memcmp(part, kClear, sizeof(kClear)) != 0) std::memset(part, 0, sizeof(kClear));
+}
+
 // Fresh addresses for so many large pages, beginning with one; null when there are none.
 void* map_pages(std::size_t bytes, int protection) {
-    void* memory =
-        ::mmap(nullptr, bytes + kLargePage, protection, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const auto map = [&] {
+        return ::mmap(nullptr, bytes + kLargePage, protection, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    };
+    void* memory = map();
+    if (memory == MAP_FAILED && return_kept_pages()) memory = map();
     if (memory == MAP_FAILED) return nullptr;
     auto* first = static_cast<char*>(memory);
     const std::size_t ahead = whole_pages(reinterpret_cast<std::uintptr_t>(first)) -
@@ -48,8 +93,25 @@ void* hint_large_pages(void* memory, std::size_t bytes) {
     return memory;
 }
 
-void* map_array(std::size_t bytes) {
+void* map_fresh_array(std::size_t bytes) {
     return hint_large_pages(map_pages(bytes, PROT_READ | PROT_WRITE), bytes);
+}
+
+// The kept pages go to its beginning: the system moves each one by an entry of its tables.
+void* map_array(std::size_t bytes) {
+    auto* array = static_cast<char*>(map_fresh_array(bytes));
+    if (array == nullptr) return nullptr;
+    for (char* place = array; place < array + bytes; place += kLargePage) {
+        char* page = take_kept_page();
+        if (page == nullptr) break;
+        clear_page(page);
+        constexpr int kToPlace = MREMAP_MAYMOVE | MREMAP_FIXED;
+        if (::mremap(page, kLargePage, kLargePage, kToPlace, place) != MAP_FAILED) continue;
+        ::munmap(page, kLargePage);
+        ::munmap(array, bytes);
+        return map_fresh_array(bytes);
+    }
+    return array;
 }
 
 void* lengthen_mapped_array(void* memory, std::size_t bytes, std::size_t more_bytes) {
@@ -58,6 +120,11 @@ void* lengthen_mapped_array(void* memory, std::size_t bytes, std::size_t more_by
     const int flags = place != nullptr ? MREMAP_MAYMOVE | MREMAP_FIXED : MREMAP_MAYMOVE;
     void* moved = ::mremap(memory, bytes, more_bytes, flags, place);
     return moved != MAP_FAILED ? hint_large_pages(moved, more_bytes) : nullptr;
+}
+
+// The first page ends up on top.
+void leave_pages(char* array, std::size_t bytes) {
+    for (char* page = array + bytes; page > array;) keep_page(page -= kLargePage);
 }
 
 }  // namespace
@@ -74,12 +141,16 @@ void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_ele
     const std::size_t bytes = bytes_of(elements, element_bytes);
     const std::size_t more_bytes = bytes_of(more_elements, element_bytes);
     if (more_bytes == 0) return nullptr;
+    void* longer = nullptr;
     if (bytes >= kMappedArray)
-        return lengthen_mapped_array(memory, whole_pages(bytes), whole_pages(more_bytes));
-    void* longer = zeroed_memory(more_elements, element_bytes);
+        longer = lengthen_mapped_array(memory, whole_pages(bytes), whole_pages(more_bytes));
+    if (longer != nullptr) return longer;
+    // A small array, or one of pages that others have left, which the system does not move
+    // together.
+    longer = zeroed_memory(more_elements, element_bytes);
     if (longer == nullptr) return nullptr;
     if (elements > 0) std::memcpy(longer, memory, bytes);
-    std::free(memory);
+    free_memory(memory, elements, element_bytes);
     return longer;
 }
 
@@ -88,7 +159,7 @@ void free_memory(void* memory, std::size_t elements, std::size_t element_bytes) 
     if (bytes < kMappedArray)
         std::free(memory);
     else
-        ::munmap(memory, whole_pages(bytes));
+        leave_pages(static_cast<char*>(memory), whole_pages(bytes));
 }
 
 }  // namespace kve

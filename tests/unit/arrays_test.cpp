@@ -3,6 +3,8 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
+
 #include "base/field_line.h"
 #include "testing.h"
 
@@ -47,6 +49,26 @@ TEST(Arrays, KeepTheirElementsWhenTheyGrow) {
         ASSERT_EQ(a.lengthen(n / 2), 0);
         ASSERT_EQ(a.size(), n);
     }
+}
+
+// What goes leaves its pages to what comes: clear, and no more of them than were touched.
+TEST(Arrays, ComeClearFromPagesThatOthersHaveLeft) {
+    constexpr int64_t kMegabyte = (1 << 20) / sizeof(int32_t);
+    Vec<int32_t> a, b, c;
+    ASSERT_EQ(a.allocate(64 * kMegabyte) + b.allocate(40 * kMegabyte), 0);
+    for (int64_t k = 1; k <= a.size(); ++k) a(k) = -1;
+    for (int64_t k = 1; k <= b.size() / 2; ++k) b(k) = -1;
+    rusage before, after;
+    getrusage(RUSAGE_SELF, &before);
+    a.release();
+    b.release();
+    ASSERT_EQ(c.allocate(100 * kMegabyte), 0);
+    EXPECT_EQ(std::count(c.begin(), c.end(), 0), c.size());
+    for (int64_t k = 1; k <= 80 * kMegabyte; ++k) c(k) = static_cast<int32_t>(k);
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8000);  // kB
+    ASSERT_EQ(c.lengthen(120 * kMegabyte), 0);
+    for (int64_t k = 1; k <= c.size(); ++k) ASSERT_EQ(c(k), k <= 80 * kMegabyte ? k : 0);
 }
 
 #ifdef KVE_INDEX_CHECKS
