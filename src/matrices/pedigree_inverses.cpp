@@ -107,8 +107,8 @@ void write_reduced_inverse(int32_t k, const Vec<Parentage>& parentage) {
     stop_run();
 }
 
-// The diagonal of A by the factor's own rows of IDL; 1 where inbreeding is left out of account, and
-// for a row without a value.
+// The diagonal of A by the factor's own rows of IDL, for a blended matrix; 1 where inbreeding is
+// left out of account, and for a row without a value.
 void keep_diagonal(int32_t k) {
     RMatrix& r = RMAT(k);
     const int64_t n = int64_t{FACTORS.NRALEV(k)} + 1;
@@ -157,7 +157,7 @@ void form_inverse(int32_t k, Vec<Parentage> parentage) {
     BlendedCounts counts;
     if (blended) counts = mark_typed_animals(k);
     r.log_det = form_by_method(k, std::move(parentage));
-    keep_diagonal(k);
+    if (blended || DIRECTIVES.ITEST > 0) keep_diagonal(k);
     r.l_log_det = true;
     if (blended) {
         write_blended_inverse(k, counts);

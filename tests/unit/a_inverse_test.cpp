@@ -89,7 +89,7 @@ TEST_F(AInverse, WithInbreedingIsTheInverseOfTheTabularMatrix) {
     const std::vector<Factor> factors{
         {1, random_pedigree(11, 100, 1, {0})},
         {1, random_pedigree(12, 150, 1, {0, 0, 8001, 8002, 8003, 8004})}};
-    DIRECTIVES.IMETHOD = 1;
+    DIRECTIVES.ITEST = DIRECTIVES.IMETHOD = 1;
     for (int32_t task : {2, 12}) {
         FACTORS.INBREED_LINES = 0;
         process(factors, task);
@@ -118,6 +118,7 @@ TEST_F(AInverse, WithoutInbreedingIsTheSumOfItsRows) {
     for (const auto& one : cases) {
         SCOPED_TRACE(std::to_string(one.method) + " " + std::to_string(one.strange.back()));
         const std::string pedigree = random_pedigree(21, 100, one.first_day, one.strange);
+        DIRECTIVES.ITEST = 1;
         process({{one.method, pedigree}});
         auto animals = animals_of(1);
         EXPECT_EQ(IDL(animals[0].row).key == 0, one.extra_group);
