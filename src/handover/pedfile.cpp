@@ -60,13 +60,13 @@ void order_by_level(Vec<int32_t>& order) {
     int32_t lowest = IDL(1).level;
     for (int32_t row = 2; row <= n; ++row) lowest = std::min(lowest, IDL(row).level);
     if (place_by_level(order, lowest)) return;
-    Vec<int32_t> levels;
-    check_allocated(levels.allocate(n), kRoutine, "LEVELS", n);
+    SortKeys levels;
+    check_allocated(levels.allocate(n + 1), kRoutine, "LEVELS", n);
     for (int32_t row = 1; row <= n; ++row) {
-        levels(row) = IDL(row).level;
+        levels(row) = join_keys(IDL(row).level, 0);
         order(row) = row;
     }
-    heap_sort_pairs(n, levels.data(), order.data());
+    heap_sort_pairs(levels, order);
 }
 
 // The level of a parent; negative for a code below 0, a phantom group. Rows without links (a

@@ -29,11 +29,7 @@ READS(RMAT);
 WRITES(ANIMAL_INDEX);
 WRITES(FACTORS);
 WRITES(IDL);
-WRITES(IF);
-WRITES(IN);
-WRITES(IV);
 WRITES(NMDL);
-WRITES(N_HEADS);
 WRITES(UNITS);
 
 namespace {
@@ -66,12 +62,14 @@ bool numbers_follow_list(int32_t method) { return method == 1 || method == 3; }
 // The animals of the tree, as the reader has walked it, by the sort variable. That walk decides how
 // animals with equal sort variables fall.
 void sort_animals(Vec<int32_t>& rows) {
-    const int32_t n = static_cast<int32_t>(rows.size());
-    for (int32_t j = 1; j <= n; ++j) {
+    const int64_t n = rows.size();
+    SortKeys keys;
+    check_allocated(keys.allocate(n + 1), kRoutine, "SORT KEYS", n);
+    for (int64_t j = 1; j <= n; ++j) {
         expect_ahead(rows, j, n);
-        IV(j) = IDL(rows(j)).sort;
+        keys(j) = join_keys(IDL(rows(j)).sort, 0);
     }
-    heap_sort_pairs(n, IV.data(), rows.data());
+    heap_sort_pairs(keys, rows);
 }
 
 int32_t take_sentinel_row() {
@@ -246,29 +244,29 @@ void assert_parents_come_first(const Vec<int32_t>& rows, const RowLevels& levels
     }
 }
 
-void note_sort_keys(int32_t position, int32_t row, int32_t sort, int32_t second) {
-    IN(position) = row;
-    IF(position) = sort;
-    IV(position) = second;
+uint64_t sort_keys_of(const AnimalRow& animal) {
+    return join_keys(animal.sort, animal.key < 0 ? kBeforeAnimals : -animal.n_desc);
 }
 
 // By the sort variable and, where it is equal, groups first and then animals with many progeny. The
 // extra group, first of the list, goes into the sort as the last position.
 void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows, RowLevels& levels) {
     const int32_t n = static_cast<int32_t>(rows.size());
-    int32_t position = 0;
-    for (int32_t j = extra_group != 0 ? 2 : 1; j <= n; ++j) {
-        expect_ahead(rows, j, n);
-        const AnimalRow& animal = IDL(rows(j));
-        note_sort_keys(++position, rows(j), animal.sort,
-                       animal.key < 0 ? kBeforeAnimals : -animal.n_desc);
-    }
-    if (extra_group != 0) note_sort_keys(++position, extra_group, 0, kBeforeAnimals);
-    N_HEADS = std::max(N_HEADS, n);
-    heap_sort_pairs(n, IF.data(), IV.data(), IN.data());
+    Vec<int32_t> order;
+    check_allocated(order.allocate(n), kRoutine, "ORDER", n);
+    std::rotate_copy(rows.begin(), rows.begin() + (extra_group != 0 ? 1 : 0), rows.end(),
+                     order.begin());
+    SortKeys keys;
+    check_allocated(keys.allocate(n + 1), kRoutine, "SORT KEYS", n);
     for (int32_t j = 1; j <= n; ++j) {
-        expect_ahead(IN, j, n);
-        set_level(levels, IN(j), j);
+        expect_ahead(order, j, n);
+        keys(j) = sort_keys_of(IDL(order(j)));
+    }
+    if (extra_group != 0) keys(n) = join_keys(0, kBeforeAnimals);
+    heap_sort_pairs(keys, order);
+    for (int32_t j = 1; j <= n; ++j) {
+        expect_ahead(order, j, n);
+        set_level(levels, order(j), j);
     }
 }
 

@@ -23,7 +23,7 @@ struct Parentage {
 // where method 6 needs one; makes the list, ANIMAL_LIST, and chains its rows behind the sentinel
 // (8), whose row is ITOPAS; and gives them their levels (4). Sets NRALEV, N_RIN, NBAFT and NPHNUL.
 // Parents with a sort variable that is not before their progeny's go to PEDDATA; under methods 1
-// and 3 they stop the run. IN, IV and IF serve as workspace of the sorts.
+// and 3 they stop the run.
 //
 // Returns the parentage of the animals of the list, in its order.
 Vec<Parentage> order_pedigree(int32_t k);

@@ -81,8 +81,8 @@ inline constinit Vec<double> LD;
 // The sparse store: one symmetric matrix at a time, lower triangle, row by row. Row r starts at
 // element IF(r), 0 when empty, and is unsorted (`sparse_row` sorts); N_SPARSE elements are in use.
 // IF is 0 beyond entry N_HEADS, so that `clear_sparse` touches no more than what was used of it.
-// Between two matrices IF, IN and IV are free, and `sort_level_list` and `order_pedigree` use them
-// as stack and sort keys: what they leave there is good for nothing, and `clear_sparse` ends it.
+// Between two matrices IV is free, and `sort_level_list` lists rows in it: what it leaves there is
+// good for nothing.
 inline constinit Vec<int32_t> IF;
 inline constinit Vec<int32_t> IN;  // next element of the row, 0 at its end
 inline constinit Vec<int32_t> IV;  // column

@@ -27,8 +27,7 @@ inline constinit std::vector<SparseElement> ROW_COPY;
 
 }  // namespace state
 
-// Empties the store. Call it before the first addition to a matrix, and whenever IF, IN or IV have
-// served as workspace.
+// Empties the store. Call it before the first addition to a matrix.
 void clear_sparse();
 
 // Leaves the store empty and counts so many elements as in use: those of a matrix that is kept

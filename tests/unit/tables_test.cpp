@@ -76,26 +76,30 @@ TEST(Index, IsNotSlowedDownByKeysMadeForIt) {
     EXPECT_LT(std::clock() - begin, 4 * CLOCKS_PER_SEC);
 }
 
+// Keys of any width: with companions they take one word or two.
 TEST(HeapSort, LeavesEqualKeysWhereThePlainOneDoes) {
     std::mt19937 random(7);
     for (int32_t n : {0, 1, 2, 3, 4, 31, 32, 33, 500, 20000})
-        for (uint32_t second_keys : {1, 3}) {
-            std::vector<Element> plain;
-            std::vector<int32_t> keys, seconds, companions;
-            for (int32_t k = 1; k <= n; ++k) {
-                keys.push_back(static_cast<int32_t>(random() % (static_cast<uint32_t>(n) / 8 + 2)));
-                seconds.push_back(-static_cast<int32_t>(random() % second_keys));
-                companions.push_back(k);
-                plain.push_back({keys.back(), seconds.back(), k});
+        for (uint32_t second_keys : {1, 3})
+            for (int32_t spread : {1, 3000, 100000}) {
+                std::vector<Element> plain;
+                SortKeys keys;
+                Vec<int32_t> companions;
+                ASSERT_EQ(keys.allocate(n + 1) + companions.allocate(n), 0);
+                for (int32_t k = 1; k <= n; ++k) {
+                    const auto first =
+                        static_cast<int32_t>(random() % (static_cast<uint32_t>(n) / 8 + 2));
+                    const auto second = -static_cast<int32_t>(random() % second_keys);
+                    plain.push_back({(first - 5) * spread, second * spread, k});
+                    keys(k) = join_keys(plain.back()[0], plain.back()[1]);
+                    companions(k) = k;
+                }
+                sort_plainly(plain);
+                heap_sort_pairs(keys, companions);
+                for (int32_t k = 1; k <= n; ++k)
+                    ASSERT_EQ(companions(k), plain[static_cast<std::size_t>(k) - 1][2])
+                        << n << " " << spread;
             }
-            sort_plainly(plain);
-            if (second_keys == 1)
-                heap_sort_pairs(n, keys.data(), companions.data());
-            else
-                heap_sort_pairs(n, keys.data(), seconds.data(), companions.data());
-            for (std::size_t k = 0; k < plain.size(); ++k)
-                ASSERT_EQ((Element{keys[k], seconds[k], companions[k]}), plain[k]) << n;
-        }
 }
 
 TEST(LevelList, IsChainedAndNumberedInOrderOfTheKeys) {
