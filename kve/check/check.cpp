@@ -16,6 +16,7 @@
 #include <set>
 
 #include "kve/check/checking.h"
+#include "kve/check/data_pass.h"
 #include "kve/check/look.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
@@ -69,6 +70,9 @@ void look_at_all(const Reading& reading) {
     look_for_unread_lines(look);
     tell_what_was_said(look, mended ? Step::directives : Step::priors);
     if (!mended) {
+        DataFigures data = read_data(look);
+        look.data = &data;
+        look_at_data(look);
         look_at_outputs(look);
         look_at_directives(look);
         look_at_model(look);

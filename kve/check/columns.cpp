@@ -1,94 +1,51 @@
 #include "kve/check/columns.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
-#include <cstddef>
-#include <span>
-#include <vector>
-
-#include "base/input.h"
-#include "base/records.h"
-#include "base/state.h"
-#include "directives/directives.h"
-#include "model/model_records.h"
 
 namespace kve::companion {
 
-READS(DIRECTIVES);
-READS(MODEL);
+void FewValues::enter(double value) {
+    constexpr std::size_t kSlots = 4096;
+    constexpr uint64_t kMixer = 0x9E3779B97F4A7C15;  // the golden ratio, as a fraction of 2**64
+    if (slots_.empty()) slots_.assign(kSlots, std::numeric_limits<double>::quiet_NaN());
+    std::size_t at = std::bit_cast<uint64_t>(value + 0.0) * kMixer >> 52;
+    for (; !std::isnan(slots_[at]); at = (at + 1) % kSlots)
+        if (slots_[at] == value) return;
+    slots_[at] = value;
+    ++n_;
+}
 
-namespace {
-
-constexpr int64_t kSampled = 10'000;      // records
-constexpr int32_t kMostColumns = 10'000;  // of a record that is looked at
-
-RealColumns used_columns() {
-    RealColumns columns;
-    const auto use = [&columns](int32_t column) {
-        if (column >= 1 && column <= DIRECTIVES.NR) columns[column];
-    };
-    for (const Model& m : MODEL) {
-        use(m.trait_inp_no);
-        for (const int32_t column : m.reg_inp) use(column);
+void Extremes::enter(double value, int64_t line) {
+    const auto at = std::ranges::find_if(
+        values_, [&](const Extreme& other) { return sign_ * other.value <= sign_ * value; });
+    if (at != values_.end() && at->value == value) {
+        ++at->n;
+        return;
     }
-    return columns;
+    values_.insert(at, {value, 1, line});
+    if (values_.size() > kMost) values_.pop_back();
+    if (values_.size() == kMost) limit_ = sign_ * values_.back().value;
 }
 
-// One record of `n_skipped` numbers, then of the reals. False at the end and at a fault.
-bool read_record(TextInput& file, int64_t n_skipped, std::vector<double>& reals) {
-    double skipped = 0;
-    file.begin_record();
-    for (int64_t k = 0; k < n_skipped; ++k)
-        if (file.read_number(skipped) != TextInput::Number::ok) return false;
-    for (double& value : reals)
-        if (file.read_number(value) != TextInput::Number::ok) return false;
-    file.skip_line();
-    return true;
+// When it is full every second value goes.
+void SpreadSample::enter(double value, int64_t line) {
+    values_.push_back({value, line});
+    if (values_.size() == kMost) {
+        for (std::size_t k = 0; 2 * k < kMost; ++k) values_[k] = values_[2 * k];
+        values_.resize(kMost / 2);
+        stride_ *= 2;
+        next_ = 1 + stride_ * static_cast<int64_t>(kMost / 2);
+    } else {
+        next_ += stride_;
+    }
 }
 
-bool read_record(RecordInput& file, int64_t n_skipped, std::vector<double>& reals) {
-    std::vector<float> all(static_cast<std::size_t>(n_skipped) + reals.size());
-    if (file.read_record(std::as_writable_bytes(std::span(all))) != RecordInput::Record::ok)
-        return false;
-    std::copy(all.begin() + n_skipped, all.end(), reals.begin());
-    return true;
-}
-
-template <class File>
-void sample(RealColumns& columns, const std::string& name, int64_t n_skipped) {
-    File file;
-    if (file.open_input(name) != 0) return;
-    std::vector<double> reals(static_cast<std::size_t>(DIRECTIVES.NR));
-    for (int64_t k = 0; k < kSampled && read_record(file, n_skipped, reals); ++k)
-        for (auto& [column, found] : columns) {
-            const double value = reals[static_cast<std::size_t>(column - 1)];
-            if (value > DIRECTIVES.RMISS && std::isfinite(value)) found.add(value);
-        }
-}
-
-}  // namespace
-
-void RealColumn::add(double value) {
-    ++n;
-    const double deviation = value - mean;
-    mean += deviation / static_cast<double>(n);
-    squares += deviation * (value - mean);
-    highest = n == 1 ? value : std::max(highest, value);
-    is_whole = is_whole && value == std::floor(value);
-    if (values.size() <= kFew) values.insert(value);
-}
-
-RealColumns sample_real_columns() {
-    RealColumns columns = used_columns();
-    const bool two = DIRECTIVES.n_data_files == 2;
-    const int64_t n_skipped = two ? 0 : DIRECTIVES.NI;
-    if (DIRECTIVES.n_data_files == 0 || n_skipped + DIRECTIVES.NR > kMostColumns) return columns;
-    const std::string name = DIRECTIVES.data_file[two ? 1 : 0].string();
-    if (DIRECTIVES.data_format == kAscii)
-        sample<TextInput>(columns, name, n_skipped);
-    else
-        sample<RecordInput>(columns, name, n_skipped);
-    return columns;
+double RealColumn::variance() const {
+    if (n < 2) return 0;
+    const auto count = static_cast<double>(n);
+    return std::max((squares - sum * sum / count) / (count - 1), 0.0);
 }
 
 }  // namespace kve::companion

@@ -25,11 +25,11 @@ struct FactorLevels {
 
 class DataLevels {
  public:
-    // Plans from MODEL and RMAT, which must be complete, and allocates RECORD.
+    // Plans from MODEL and RMAT, which must be complete.
     DataLevels();
 
     // The record that stands in RECORD.
-    void take_record(int64_t line);
+    void take_record(int64_t line, TraitPattern usable);
     // After the last record.
     void finish();
 
@@ -50,15 +50,11 @@ class DataLevels {
     };
     void enter(Source& source);
 
-    UsabilityPlan plan_;
     std::vector<Source> sources_;
     std::map<int32_t, FactorLevels> factors_;
     std::string sex_name_;
     int32_t sex_place_ = 0;
     int64_t n_records_ = 0;
 };
-
-// Reads all the data. Records that cannot be read are passed over.
-void read_data_levels(const Look& look, DataLevels& levels);
 
 }  // namespace kve::companion

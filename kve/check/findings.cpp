@@ -14,9 +14,6 @@ namespace {
 
 using nlohmann::json;
 
-// Of one code. Those of a data file come in its order: the first ones are the ones to be shown.
-constexpr int64_t kKeptOfCode = 1000;
-
 std::string text_of(const Finding& finding) {
     std::string line = finding.place.file;
     if (finding.place.line > 0) line += fmt::format(":{}", finding.place.line);
@@ -90,6 +87,12 @@ bool Findings::has_error_at(const std::string& file, int64_t line) const {
     return std::ranges::any_of(kept_, [&](const Finding& finding) {
         return finding.severity == Severity::error && finding.place.file == file &&
                finding.place.line == line;
+    });
+}
+
+bool Findings::has_error_in(const std::string& file) const {
+    return std::ranges::any_of(kept_, [&](const Finding& finding) {
+        return finding.severity == Severity::error && finding.place.file == file;
     });
 }
 

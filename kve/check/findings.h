@@ -29,6 +29,8 @@ struct Finding {
 class Findings {
  public:
     static constexpr int64_t kShownOfCode = 20;
+    // Those of a data file come in its order: the first ones are the ones to be shown.
+    static constexpr int64_t kKeptOfCode = 1000;
 
     void add(Finding finding);
     void error(const char* code, const Place& place, std::string message, std::string hint = {});
@@ -37,11 +39,13 @@ class Findings {
 
     // Further ones, which are counted and not shown.
     void count_more(const char* code, Severity severity, int64_t n);
+    bool is_full(const std::string& code) const { return count(code) >= kKeptOfCode; }
 
     // Of one code, those that are not kept included.
     int64_t count(const std::string& code) const;
     int64_t count(Severity severity) const;
     bool has_error_at(const std::string& file, int64_t line) const;
+    bool has_error_in(const std::string& file) const;
     bool has(const std::string& code) const { return count(code) > 0; }
 
     // file:line:column: error: words [code], at most 20 of a code.

@@ -14,6 +14,8 @@
 
 namespace kve::companion {
 
+struct DataFigures;
+
 struct Look {
     const DirectiveText& text;
     const Reading& reading;
@@ -21,6 +23,7 @@ struct Look {
     std::string outputs;  // folder in which a run would work
     bool fast;            // the first kFastLines of each file only
     Findings& findings;
+    DataFigures* data = nullptr;  // what the pass over the data has found
 };
 inline constexpr int64_t kFastLines = 100'000;
 
@@ -59,10 +62,14 @@ void look_at_outputs(Look& look);     // that would not be made in the user's fo
 void look_at_directives(Look& look);  // what the text says and the reader does not mind
 void look_at_model(Look& look);       // counts, columns, names
 void look_at_priors(Look& look);
+void look_at_data(Look& look);     // columns and traits
+void look_at_classes(Look& look);  // of the data
 void look_at_relationships(Look& look);  // pedigrees, matrices and genomic files
 
 // A message of the priors.
 void tell_prior_words(Look& look, const Said& said);
+// What has stopped the first pass, where the check has not found it itself.
+void tell_failed_first_pass(Look& look);
 // Elements that the model does not have; their words stand in KVE_LOG.
 void tell_places_outside(Look& look);
 

@@ -10,7 +10,7 @@
 #include "base/state.h"
 #include "directives/catalogue.h"
 #include "directives/directives.h"
-#include "kve/check/columns.h"
+#include "kve/check/data_pass.h"
 #include "kve/check/look.h"
 #include "model/model_records.h"
 
@@ -176,13 +176,14 @@ void look_at_covariable(Look& look, int32_t i, int32_t l, const RealColumn& colu
     if (column.n < kEnough || !column.is_whole) return;
     const Place place = place_in_model(look, m.lines.regressions, std::to_string(m.reg_inp(l)));
     const std::string name = real_name(m.reg_inp(l)).string();
+    const double highest = column.highest.values()[0].value;
     const bool is_identity =
-        column.values.size() > RealColumn::kFew / 2 && column.highest >= 100'000;
+        column.values.size() > FewValues::kMost / 2 && highest >= 100'000;
     if (is_identity)
         look.findings.warn("covariable-is-identity", place,
                            fmt::format("the covariable {} has only whole values, nearly all "
                                        "different and up to {:.0f}: is it an identity?",
-                                       name, column.highest));
+                                       name, highest));
     else if (column.values.size() >= 2 && column.values.size() <= kFewValues + 7)
         look.findings.note("covariable-is-class", place,
                            fmt::format("the covariable {} has only {} different values, all whole",
@@ -254,7 +255,7 @@ void tell_places_outside(Look& look) {
 void look_at_priors(Look& look) {
     look_for_absent_priors(look);
     if (!look.reading.has_matrices()) return;
-    const RealColumns columns = sample_real_columns();
+    const RealColumns& columns = look.data->reals;
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
         for (int32_t l = 1; l <= MODEL(i).n_reg; ++l)
             if (const auto found = columns.find(MODEL(i).reg_inp(l)); found != columns.end())

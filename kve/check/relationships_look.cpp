@@ -13,6 +13,7 @@
 #include "base/state.h"
 #include "directives/directives.h"
 #include "kve/check/data_levels.h"
+#include "kve/check/data_pass.h"
 #include "kve/check/look.h"
 #include "kve/check/matrix_look.h"
 #include "kve/check/pedigree_book.h"
@@ -105,11 +106,7 @@ bool has_file(const VAR_STR_SPEC& spec) {
 void look_at_relationships(Look& look) {
     if (!look.reading.has_directives() || std::ranges::none_of(DIRECTIVES.var_str, has_file))
         return;
-    std::optional<DataLevels> data;
-    if (look.reading.has_matrices()) {
-        data.emplace();
-        read_data_levels(look, *data);
-    }
+    std::optional<DataLevels>& data = look.data->levels;
     std::vector<ReadPedigree> read;
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
         if (has_file(spec) && has_pedigree(spec.structure))

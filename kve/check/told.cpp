@@ -393,14 +393,6 @@ bool model_text_was_read(const Stop& stop, const std::string& words) {
     return stop.model_line == 0;
 }
 
-// ---- Data
-
-void tell_reading_of_data(Look& look, const Said& said) {
-    const std::string file = DIRECTIVES.data_file[0].string();
-    if (is_told_as_error(said) || said.has("OUT OF RANGE"))
-        look.findings.error("data-reading", {file, 0, 0}, without_head(said.words()));
-}
-
 // ---- All of it
 
 void tell_said(Look& look, const Said& said) {
@@ -418,8 +410,6 @@ void tell_said(Look& look, const Said& said) {
                 look.findings.error("file-unusable", place_of_keyword(look, Keyword::VAR_STR),
                                     without_head(said.words()));
             return;
-        case Step::groups:
-            return tell_reading_of_data(look, said);
         case Step::priors:
             return tell_prior_words(look, said);
         default:
@@ -446,6 +436,7 @@ void tell_model_stop(Look& look, const Stop& stop) {
 // Whatever else was told of it.
 void tell_stop(Look& look, const Stop& stop, int64_t n_before) {
     const bool is_refusal = stop.step == Step::directives && stop.has_read_all;
+    if (stop.step == Step::groups) return;  // tell_failed_first_pass
     if (look.findings.count(Severity::error) > (is_refusal ? 0 : n_before)) return;
     std::string words = "no reason was given";
     for (const Said& said : look.reading.said)
@@ -474,6 +465,15 @@ void tell_what_was_said(Look& look, Step last) {
             tell_stop(look, stop, n_before);
         }
     }
+}
+
+void tell_failed_first_pass(Look& look) {
+    const std::string file = DIRECTIVES.data_file[0].string();
+    if (!look.reading.stopped_in(Step::groups) || look.findings.has_error_in(file)) return;
+    std::string words = "the first reading of the data has stopped";
+    for (const Said& said : look.reading.said)
+        if (said.step == Step::groups) words = without_head(said.words());
+    look.findings.error("data-reading", {file, 0, 0}, words);
 }
 
 // ---- Mending

@@ -89,6 +89,12 @@ void ByteInput::close() {
     owned_ = false;
 }
 
+void ByteInput::read_from(std::string_view text) {
+    at_ = text.data();
+    end_ = at_ + text.size();
+    at_end_of_file_ = true;
+}
+
 bool ByteInput::fill() {
     if (at_end_of_file_ || error_ != 0) return false;
     std::size_t held = static_cast<std::size_t>(end_ - at_);

@@ -40,6 +40,8 @@ class alignas(kCacheLine) ByteInput {
     [[nodiscard]] int attach(int descriptor);
     [[nodiscard]] int rewind();
     void close();
+    // Reads a text in place of a file: it stays where it is, and its last character is a line end.
+    void read_from(std::string_view text);
     bool is_open() const { return descriptor_ >= 0; }
     // The name that it was opened by; it stays after the close.
     const std::string& path() const { return path_; }
@@ -98,6 +100,8 @@ class TextInput : public ByteInput {
         ++at_;
         ++line_number_;
     }
+    // What has not been read yet of a text that is read from memory.
+    std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
     // Behind a number: whether it may be one with a decimal comma, of which the front was read.
     [[nodiscard]] bool comma_and_digit_follow();
 

@@ -1,0 +1,63 @@
+// One pass over the data: what they show of the columns, classes and traits of the model.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "data/usability.h"
+#include "kve/check/columns.h"
+#include "kve/check/data_levels.h"
+#include "kve/check/look.h"
+#include "store/level_index.h"
+
+namespace kve::companion {
+
+// A level of a class column: records that use it, and the traits that are usable in them.
+struct LevelSlot : IndexSlot {
+    int32_t n;
+    uint32_t traits;
+};
+
+struct ClassColumn {
+    int32_t column;
+    TraitPattern traits = 0;  // that have it as an effect
+    KeyIndex<LevelSlot> levels{};
+    int64_t n_levels = 0;
+    int64_t n_records = 0;
+    int32_t waiting = 0;  // the identity of the record before, 0 none
+    TraitPattern of_waiting = 0;
+};
+
+struct TraitFigures {
+    int64_t n_present = 0, n_usable = 0;
+    // Records with a value that lack something: by the place of the column in the record.
+    std::map<int32_t, int64_t> n_without_identity, n_without_value;
+};
+
+struct ColumnRef {
+    bool is_real;
+    int32_t column;
+};
+
+struct DataFigures {
+    bool is_complete = false;  // the data were read
+    int64_t n_records = 0;
+    RealColumns reals;
+    std::vector<ClassColumn> classes;  // ascending by column
+    std::vector<TraitFigures> traits;
+    std::optional<DataLevels> levels;  // of factors with a file
+    std::unordered_map<TraitPattern, int64_t> patterns;  // of usable traits
+    // Columns of the model that hold the same in all records.
+    std::vector<std::pair<ColumnRef, ColumnRef>> copies;
+
+    const ClassColumn* class_column(int32_t column) const;
+};
+
+// Tells what is wrong with lines, items and single values.
+DataFigures read_data(Look& look);
+
+}  // namespace kve::companion
