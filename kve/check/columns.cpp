@@ -48,4 +48,19 @@ double RealColumn::variance() const {
     return std::max((squares - sum * sum / count) / (count - 1), 0.0);
 }
 
+std::optional<RealColumn::Middle> RealColumn::middle() const {
+    constexpr int64_t kFewest = 30;
+    if (n < kFewest) return {};
+    std::vector<double> sorted;
+    for (const SpreadSample::Value& spread : sample.values()) sorted.push_back(spread.value);
+    std::ranges::sort(sorted);
+    const auto quantile = [&sorted](double p) {
+        return sorted[static_cast<std::size_t>(p * static_cast<double>(sorted.size() - 1))];
+    };
+    double scale = (quantile(0.75) - quantile(0.25)) / 1.349;
+    if (scale <= 0) scale = (quantile(0.95) - quantile(0.05)) / 3.29;
+    if (scale <= 0) return {};
+    return Middle{quantile(0.5), scale};
+}
+
 }  // namespace kve::companion

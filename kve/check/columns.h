@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace kve::companion {
@@ -97,6 +98,13 @@ struct RealColumn {
         sample.add(value, line);
     }
     double variance() const;
+
+    struct Middle {
+        double median;
+        double scale;  // the standard deviation of a normal distribution with these quartiles
+    };
+    // Nothing without enough values, or when nearly all are one.
+    std::optional<Middle> middle() const;
 
  private:
     static bool is_integer(double value) {

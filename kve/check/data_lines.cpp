@@ -228,10 +228,11 @@ void DataLines::note_line_ends() {
 void DataLines::tell_cut_record() {
     if (look_.fast && number_ >= kFastLines) return;
     tell_items();
+    // The last of many short lines.
+    if (short_.n_by_items.contains(static_cast<int64_t>(n_before_))) return note_short_line();
     look_.findings.error(
         "short-record", place(first_line_, 1),
-        fmt::format("the file ends after {} of {} values, and KVE1 stops",
-                    counted(static_cast<int64_t>(n_before_), "value"),
+        fmt::format("the file ends after {} of {} values, and KVE1 stops", n_before_,
                     integers_.size() + reals_.size()));
 }
 
@@ -246,7 +247,8 @@ void DataLines::note_short_line() {
 
 void DataLines::note_long_line() {
     const auto n = static_cast<int64_t>(integers_.size() + reals_.size());
-    if (const std::size_t end = line_.find('\r'); end + 1 < line_.size())
+    const std::size_t end = line_.find('\r');
+    if (end != line_.npos && end + 1 < line_.size())
         return look_.findings.error(
             "line-ends", place(number_, static_cast<int64_t>(end) + 1),
             "carriage returns alone end the lines, as on an old Macintosh: KVE1 takes all for one "

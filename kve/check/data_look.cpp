@@ -56,28 +56,9 @@ Place place_of_use(const Look& look, const ColumnRef& column) {
 
 // ---- Values that are far from the rest
 
-struct Middle {
-    double median, scale;  // the standard deviation of a normal distribution with these quartiles
-};
-
-std::optional<Middle> middle_of(const RealColumn& column) {
-    constexpr int64_t kFewest = 30;
-    if (column.n < kFewest) return {};
-    std::vector<double> sorted;
-    for (const auto& [value, line] : column.sample.values()) sorted.push_back(value);
-    std::ranges::sort(sorted);
-    const auto quantile = [&sorted](double p) {
-        return sorted[static_cast<std::size_t>(p * static_cast<double>(sorted.size() - 1))];
-    };
-    double scale = (quantile(0.75) - quantile(0.25)) / 1.349;
-    if (scale <= 0) scale = (quantile(0.95) - quantile(0.05)) / 3.29;
-    if (scale <= 0) return {};
-    return Middle{quantile(0.5), scale};
-}
-
 // How many of the outermost values stand apart: more than ten standard deviations off, and twice as
 // far as the next one. Long tails have no such gap.
-std::size_t count_far(const std::vector<Extreme>& values, const Middle& middle) {
+std::size_t count_far(const std::vector<Extreme>& values, const RealColumn::Middle& middle) {
     constexpr double kFar = 10, kGap = 2;
     std::size_t n = 0;
     for (std::size_t k = 0; k + 1 < values.size(); ++k) {
@@ -95,7 +76,7 @@ bool is_of_nines(double value) {
 }
 
 // A value by which somebody meant a missing one.
-bool is_missing_code(const std::vector<Extreme>& values, bool is_lowest, const Middle& middle) {
+bool is_missing_code(const std::vector<Extreme>& values, bool is_lowest, const RealColumn::Middle& middle) {
     if (values.size() < 2) return false;
     const double value = values[0].value, next = values[1].value;
     const double gap = std::abs(value - next);
@@ -105,7 +86,7 @@ bool is_missing_code(const std::vector<Extreme>& values, bool is_lowest, const M
 }
 
 void look_at_extremes(Look& look, const ColumnRef& ref, const RealColumn& column) {
-    const std::optional<Middle> middle = middle_of(column);
+    const std::optional<RealColumn::Middle> middle = column.middle();
     if (!middle) return;
     for (const bool is_lowest : {true, false}) {
         const std::vector<Extreme>& values = (is_lowest ? column.lowest : column.highest).values();
@@ -119,14 +100,17 @@ void look_at_extremes(Look& look, const ColumnRef& ref, const RealColumn& column
             continue;
         }
         const std::size_t n_far = count_far(values, *middle);
-        for (std::size_t k = 0; k < n_far; ++k)
+        for (std::size_t k = 0; k < n_far; ++k) {
+            const Place place = in_data(ref, values[k].line);
+            if (look.findings.has_error_at(place.file, place.line)) continue;
             look.findings.warn(
-                "far-value", in_data(ref, values[k].line),
+                "far-value", place,
                 fmt::format("{} is {:g}, {:.0f} standard deviations from the middle, {:g}{}",
                             called(ref), values[k].value,
                             std::abs(values[k].value - middle->median) / middle->scale,
                             middle->median,
                             values[k].n > 1 ? fmt::format(", in {} records", values[k].n) : ""));
+        }
     }
 }
 
@@ -254,7 +238,7 @@ void look_at_dropped(Look& look, const DataFigures& data) {
             look.findings.error("dropped-records", place, words, hint);
         else if (static_cast<double>(n_dropped) > kMany * static_cast<double>(figures.n_present))
             look.findings.warn("dropped-records", place, words, hint);
-        else
+        else if (!look.findings.has_error_in(DIRECTIVES.data_file[0].string()))
             look.findings.note("dropped-records", place, words, hint);
     }
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <tuple>
 
 #include "base/freeform.h"
@@ -157,7 +158,10 @@ void look_at_scale(Look& look, const RealColumns& columns) {
         const auto column = columns.find(MODEL(i).trait_inp_no);
         if (column == columns.end() || column->second.n < kFewest || !has_scale_of_data(MODEL(i)))
             continue;
-        const double of_data = column->second.variance(), of_priors = prior_variance(i);
+        // A few wild values would make much of the variance.
+        const std::optional<RealColumn::Middle> middle = column->second.middle();
+        const double of_data = middle ? middle->scale * middle->scale : column->second.variance();
+        const double of_priors = prior_variance(i);
         if (of_data <= 0 || of_priors <= 0) continue;
         if (of_priors / of_data < kFar && of_data / of_priors < kFar) continue;
         look.findings.warn(

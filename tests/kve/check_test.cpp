@@ -30,6 +30,7 @@ Shown kve(const Scratch& scratch, const std::string& arguments) {
 
 struct Edit {
     std::string file, before, after;
+    bool is_pattern = false;  // `before` is one, and all places are edited
 };
 
 struct Case {
@@ -47,6 +48,11 @@ std::string unescaped(const std::string& text) {
             continue;
         }
         const char next = text[++k];
+        if (next == 'x') {
+            out += static_cast<char>(std::stoi(text.substr(k + 1, 2), nullptr, 16));
+            k += 2;
+            continue;
+        }
         out += next == 'n' ? '\n' : next == 't' ? '\t' : next == 'r' ? '\r' : next;
     }
     return out;
@@ -57,13 +63,14 @@ Edit edit_in(const std::string& line) {
     const std::size_t colon = line.find(':');
     std::string rest = line.substr(colon + 1);
     if (rest.starts_with(' ')) rest.erase(0, 1);
-    Edit edit{line.substr(2, colon - 2), {}, {}};
+    Edit edit{.file = line.substr(2, colon - 2), .before = {}, .after = {}};
     const std::size_t arrow = (rest + " ").find(" -> ");
     if (arrow == rest.npos) {
         edit.after = unescaped(rest);
         return edit;
     }
-    edit.before = unescaped(rest.substr(0, arrow));
+    edit.is_pattern = arrow > 2 && rest[0] == '/' && rest[arrow - 1] == '/';
+    edit.before = edit.is_pattern ? rest.substr(1, arrow - 2) : unescaped(rest.substr(0, arrow));
     edit.after = arrow + 4 > rest.size() ? "" : unescaped(rest.substr(arrow + 4));
     return edit;
 }
@@ -94,8 +101,14 @@ std::string directive_file(const Scratch& scratch, const Case& one) {
 
 void prepare(const Scratch& scratch, const Case& one) {
     fs::copy(fs::path(KVE1_EXAMPLES) / one.example, scratch.folder());
-    for (const auto& [file, before, after] : one.edits) {
+    for (const auto& [file, before, after, is_pattern] : one.edits) {
         std::string text = scratch.read(file);
+        if (is_pattern) {
+            const std::regex pattern(before, std::regex::multiline);
+            ASSERT_TRUE(std::regex_search(text, pattern)) << one.title << ": no " << before;
+            scratch.write(file, std::regex_replace(text, pattern, after));
+            continue;
+        }
         const std::size_t at = before.empty() ? text.size() : text.find(before);
         ASSERT_NE(at, text.npos) << one.title << ": there is no " << before;
         scratch.write(file, text.replace(at, before.size(), after));
