@@ -38,8 +38,7 @@ void look_at_fixed(Look& look, const Model& m, int32_t effect, const ClassColumn
     constexpr int64_t kFewest = 10;
     constexpr double kMany = 0.25;
     const std::string name = called(column.column);
-    const Place place =
-        place_in_model(look, m.lines.effects, std::to_string(column.column));
+    const Place place = place_in_model(look, m.lines.effects, std::to_string(column.column));
     if (column.n_levels == 1 && column.n_records > 1 && m.n_fixed > 1)
         look.findings.note("class-one-level", place,
                            fmt::format("{} has one level only, beside other fixed effects", name));
@@ -68,8 +67,7 @@ void look_at_random(Look& look, const Model& m, int32_t effect, const ClassColum
                           !has_regression(m, m.r_ef_no(effect));
     if (!is_plain) return;
     const std::string name = called(column.column);
-    const Place place =
-        place_in_model(look, m.lines.effects, std::to_string(column.column));
+    const Place place = place_in_model(look, m.lines.effects, std::to_string(column.column));
     if (column.n_levels == 1 && column.n_records > 1)
         look.findings.warn("class-one-level", place,
                            fmt::format("the random effect {} has one level only: there is no "

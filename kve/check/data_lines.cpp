@@ -73,13 +73,9 @@ bool DataLines::take_line() {
     return true;
 }
 
-int64_t DataLines::column_under_reader() const {
-    return items_.rest().data() - line_.data() + 1;
-}
+int64_t DataLines::column_under_reader() const { return items_.rest().data() - line_.data() + 1; }
 
-bool DataLines::has_rest() const {
-    return !std::ranges::all_of(items_.rest(), is_separator);
-}
+bool DataLines::has_rest() const { return !std::ranges::all_of(items_.rest(), is_separator); }
 
 // A line that is none of a record: names of columns, a remark, bytes that are no text.
 bool DataLines::refuse_line() {
@@ -147,9 +143,9 @@ void DataLines::tell_items() {
         }
         const auto number = static_cast<int64_t>(told.number);
         const Name name = told.is_integer ? integer_name(number) : real_name(number);
-        const ItemFault fault = fault_of_item(
-            told.item, told.is_integer,
-            name.blank() ? fmt::format("column {}", number) : name.string());
+        const ItemFault fault =
+            fault_of_item(told.item, told.is_integer,
+                          name.blank() ? fmt::format("column {}", number) : name.string());
         look_.findings.error(code, place(told.line, told.column), fault.message, fault.hint);
     }
     told_.clear();
@@ -230,10 +226,9 @@ void DataLines::tell_cut_record() {
     tell_items();
     // The last of many short lines.
     if (short_.n_by_items.contains(static_cast<int64_t>(n_before_))) return note_short_line();
-    look_.findings.error(
-        "short-record", place(first_line_, 1),
-        fmt::format("the file ends after {} of {} values, and KVE1 stops", n_before_,
-                    integers_.size() + reals_.size()));
+    look_.findings.error("short-record", place(first_line_, 1),
+                         fmt::format("the file ends after {} of {} values, and KVE1 stops",
+                                     n_before_, integers_.size() + reals_.size()));
 }
 
 // ---- Lines with other numbers of values

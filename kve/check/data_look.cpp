@@ -26,9 +26,9 @@ namespace {
 
 std::string called(const ColumnRef& column) {
     const Name name = column.is_real ? real_name(column.column) : integer_name(column.column);
-    return name.blank() ? fmt::format("{} column {}", column.is_real ? "real" : "integer",
-                                      column.column)
-                        : name.string();
+    return name.blank()
+               ? fmt::format("{} column {}", column.is_real ? "real" : "integer", column.column)
+               : name.string();
 }
 
 Place in_data(const ColumnRef& column, int64_t line) {
@@ -37,7 +37,8 @@ Place in_data(const ColumnRef& column, int64_t line) {
 }
 
 bool is_trait(int32_t column) {
-    return std::ranges::any_of(MODEL, [column](const Model& m) { return m.trait_inp_no == column; });
+    return std::ranges::any_of(MODEL,
+                               [column](const Model& m) { return m.trait_inp_no == column; });
 }
 
 // Where the model uses the column first.
@@ -76,7 +77,8 @@ bool is_of_nines(double value) {
 }
 
 // A value by which somebody meant a missing one.
-bool is_missing_code(const std::vector<Extreme>& values, bool is_lowest, const RealColumn::Middle& middle) {
+bool is_missing_code(const std::vector<Extreme>& values, bool is_lowest,
+                     const RealColumn::Middle& middle) {
     if (values.size() < 2) return false;
     const double value = values[0].value, next = values[1].value;
     const double gap = std::abs(value - next);
@@ -93,9 +95,10 @@ void look_at_extremes(Look& look, const ColumnRef& ref, const RealColumn& column
         if (is_missing_code(values, is_lowest, *middle)) {
             look.findings.warn(
                 "missing-code", in_data(ref, values[0].line),
-                fmt::format("{} is {:g} in {} records, and {:g} {} otherwise: is it meant as missing?",
-                            called(ref), values[0].value, values[0].n, values[1].value,
-                            is_lowest ? "and more" : "at most"),
+                fmt::format(
+                    "{} is {:g} in {} records, and {:g} {} otherwise: is it meant as missing?",
+                    called(ref), values[0].value, values[0].n, values[1].value,
+                    is_lowest ? "and more" : "at most"),
                 fmt::format("Missing is {:g} and all below it", DIRECTIVES.RMISS));
             continue;
         }
@@ -139,8 +142,8 @@ const SpreadSample::Value* find_change(const std::vector<SpreadSample::Value>& v
     }
     Range before{values.empty() ? 0 : values[0].value, values.empty() ? 0 : values[0].value};
     for (std::size_t k = 1; k + kFewest <= values.size(); ++k) {
-        if (k >= kFewest && (are_of_other_kinds(before, behind[k]) ||
-                             are_of_other_kinds(behind[k], before)))
+        if (k >= kFewest &&
+            (are_of_other_kinds(before, behind[k]) || are_of_other_kinds(behind[k], before)))
             return &values[k];
         before = {std::min(before.low, values[k].value), std::max(before.high, values[k].value)};
     }
@@ -166,10 +169,9 @@ void look_for_change(Look& look, const ColumnRef& ref, const RealColumn& column)
 void look_for_empty(Look& look, const ColumnRef& ref, const RealColumn& column) {
     const char* what = is_trait(ref.column) ? "trait" : "column";
     if (column.n == 0)
-        look.findings.error(
-            "empty-column", place_of_use(look, ref),
-            fmt::format("the {} {} is missing in all records", what, called(ref)),
-            fmt::format("Missing is {:g} and all below it", DIRECTIVES.RMISS));
+        look.findings.error("empty-column", place_of_use(look, ref),
+                            fmt::format("the {} {} is missing in all records", what, called(ref)),
+                            fmt::format("Missing is {:g} and all below it", DIRECTIVES.RMISS));
     else if (column.n > 1 && column.values.size() == 1)
         look.findings.warn("constant-column", place_of_use(look, ref),
                            fmt::format("the {} {} is {:g} in all records that have it", what,
@@ -186,10 +188,8 @@ void look_at_copies(Look& look, const DataFigures& data) {
     constexpr int64_t kFewest = 10;
     if (data.n_records < kFewest) return;
     for (const auto& [first, second] : data.copies) {
-        const RealColumn* real =
-            second.is_real ? &data.reals.at(second.column) : nullptr;
-        const ClassColumn* of_classes =
-            second.is_real ? nullptr : data.class_column(second.column);
+        const RealColumn* real = second.is_real ? &data.reals.at(second.column) : nullptr;
+        const ClassColumn* of_classes = second.is_real ? nullptr : data.class_column(second.column);
         const bool varies = real != nullptr ? real->values.size() > 1 : of_classes->n_levels > 1;
         if (varies)
             look.findings.warn("copied-column", place_of_use(look, second),
@@ -229,9 +229,9 @@ void look_at_dropped(Look& look, const DataFigures& data) {
         const int64_t n_dropped = figures.n_present - figures.n_usable;
         if (n_dropped == 0) continue;
         const ColumnRef trait{true, MODEL(i).trait_inp_no};
-        const std::string words = fmt::format(
-            "{} of the {} records with {} are dropped; missing are {}", n_dropped,
-            figures.n_present, called(trait), reasons_of(figures));
+        const std::string words =
+            fmt::format("{} of the {} records with {} are dropped; missing are {}", n_dropped,
+                        figures.n_present, called(trait), reasons_of(figures));
         const Place place = place_of_use(look, trait);
         const char* hint = "A class below 1 is missing";
         if (figures.n_usable == 0)
@@ -255,8 +255,8 @@ bool estimates_covariances() {
 }
 
 bool are_seen_together(const DataFigures& data, TraitPattern both) {
-    return std::ranges::any_of(
-        data.patterns, [both](const auto& entry) { return (entry.first & both) == both; });
+    return std::ranges::any_of(data.patterns,
+                               [both](const auto& entry) { return (entry.first & both) == both; });
 }
 
 void look_at_trait_pairs(Look& look, const DataFigures& data) {

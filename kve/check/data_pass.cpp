@@ -112,8 +112,7 @@ void Pass::plan_classes() {
     std::map<int32_t, TraitPattern> columns;
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         for (const int32_t column : MODEL(i).ef_inp)
-            if (column >= 1 && column <= DIRECTIVES.NI)
-                columns[column] |= trait_bit(KVEINT.nt, i);
+            if (column >= 1 && column <= DIRECTIVES.NI) columns[column] |= trait_bit(KVEINT.nt, i);
         for (const int32_t column : MODEL(i).a_ef_inp)
             if (std::ranges::count(absorbed_, column) == 0) absorbed_.push_back(column);
     }
@@ -189,17 +188,18 @@ void Pass::look_at_values(int32_t trait, int64_t line) {
     const TraitPlan& plan = traits_[static_cast<std::size_t>(trait - 1)];
     const auto value = static_cast<double>(RECORD.FINP(plan.dependent));
     if (!is_within(plan.bounds, value))
-        look_.findings.error("trait-value", records_->place(true, line),
-                             fmt::format("{} is {:g}, and the trait has {}",
-                                         real_name(MODEL(trait).trait_inp_no).string(), value,
-                                         plan.bounds.words));
+        look_.findings.error(
+            "trait-value", records_->place(true, line),
+            fmt::format("{} is {:g}, and the trait has {}",
+                        real_name(MODEL(trait).trait_inp_no).string(), value, plan.bounds.words));
     if (plan.weight == 0) return;
     const auto weight = static_cast<double>(RECORD.FINP(plan.weight));
     if (weight > 0 || !(weight > static_cast<double>(DIRECTIVES.RMISS))) return;
-    look_.findings.error("weight-value", records_->place(true, line),
-                         fmt::format("the weight {} is {:g}, and residual variances are divided by it",
-                                     real_name(MODEL(trait).wgt_inp_no).string(), weight),
-                         "A record that does not count has a missing weight");
+    look_.findings.error(
+        "weight-value", records_->place(true, line),
+        fmt::format("the weight {} is {:g}, and residual variances are divided by it",
+                    real_name(MODEL(trait).wgt_inp_no).string(), weight),
+        "A record that does not count has a missing weight");
 }
 
 void Pass::look_at_censoring(int32_t trait, int64_t line) {
@@ -214,9 +214,9 @@ void Pass::look_at_censoring(int32_t trait, int64_t line) {
     if (code != 2 || plan.upper_limit == 0) return;
     const float upper = RECORD.FINP(plan.upper_limit), lower = RECORD.FINP(plan.dependent);
     if (upper > DIRECTIVES.RMISS && upper >= lower) return;
-    look_.findings.warn(
-        "censoring-code", records_->place(true, line),
-        fmt::format("the upper limit {} is missing or below the value", real_name(m.int_max_inp).string()));
+    look_.findings.warn("censoring-code", records_->place(true, line),
+                        fmt::format("the upper limit {} is missing or below the value",
+                                    real_name(m.int_max_inp).string()));
 }
 
 // Each absorbed column by itself must not fall from record to record.
@@ -224,12 +224,12 @@ void Pass::look_at_absorption(int64_t line) {
     for (std::size_t k = 0; k < absorbed_.size(); ++k) {
         const int32_t group = RECORD.IINP(integer_place(absorbed_[k]));
         if (group < last_group_[k])
-            look_.findings.error("absorption-order", records_->place(false, line),
-                                 fmt::format("{} falls from {} to {}: the data are not sorted by "
-                                             "the absorbed effects",
-                                             integer_name(absorbed_[k]).string(), last_group_[k],
-                                             group),
-                                 "Sort them");
+            look_.findings.error(
+                "absorption-order", records_->place(false, line),
+                fmt::format("{} falls from {} to {}: the data are not sorted by "
+                            "the absorbed effects",
+                            integer_name(absorbed_[k]).string(), last_group_[k], group),
+                "Sort them");
         last_group_[k] = std::max(last_group_[k], group);
     }
 }

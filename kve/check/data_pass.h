@@ -49,7 +49,7 @@ struct DataFigures {
     RealColumns reals;
     std::vector<ClassColumn> classes;  // ascending by column
     std::vector<TraitFigures> traits;
-    std::optional<DataLevels> levels;  // of factors with a file
+    std::optional<DataLevels> levels;                    // of factors with a file
     std::unordered_map<TraitPattern, int64_t> patterns;  // of usable traits
     // Columns of the model that hold the same in all records.
     std::vector<std::pair<ColumnRef, ColumnRef>> copies;

@@ -73,17 +73,17 @@ void FramedData::tell_unreadable() {
     is_open_ = false;
     if (file_.error() != 0)
         return look_.findings.error("file-unusable", {name_}, std::strerror(file_.error()));
-    const bool is_text =
-        n_read_ == 1 && std::ranges::all_of(body_, [](std::byte b) {
-            const auto c = static_cast<unsigned char>(b);
-            return std::isprint(c) != 0 || std::isspace(c) != 0 || c == 0;
-        });
+    const bool is_text = n_read_ == 1 && std::ranges::all_of(body_, [](std::byte b) {
+                             const auto c = static_cast<unsigned char>(b);
+                             return std::isprint(c) != 0 || std::isspace(c) != 0 || c == 0;
+                         });
     look_.findings.error(
         "data-form", {name_},
         fmt::format("record {} is none of a framed file: its length stands not in front of and "
                     "behind it, or the file ends in it",
                     n_read_),
-        is_text ? "Is it a text file? $DATA says BINARY" : "A record is the length, the values and the length again");
+        is_text ? "Is it a text file? $DATA says BINARY"
+                : "A record is the length, the values and the length again");
 }
 
 void FramedData::note_length() {
@@ -157,8 +157,8 @@ int32_t DataRecords::in_range(int64_t value, int32_t column, int64_t line) {
 float DataRecords::in_range(double value, int32_t column, int64_t line) {
     if (std::fabs(value) <= std::numeric_limits<float>::max() || std::isnan(value)) [[likely]]
         return static_cast<float>(value);
-    const std::string words = fmt::format("{} is {:g}, and reals have 32 bits: 3.4e38 is the largest",
-                                          called(false, column), value);
+    const std::string words = fmt::format(
+        "{} is {:g}, and reals have 32 bits: 3.4e38 is the largest", called(false, column), value);
     if (used_.reals[static_cast<std::size_t>(column)])
         look_.findings.error("out-of-range", place(true, line), words);
     else

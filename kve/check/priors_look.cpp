@@ -181,8 +181,7 @@ void look_at_covariable(Look& look, int32_t i, int32_t l, const RealColumn& colu
     const Place place = place_in_model(look, m.lines.regressions, std::to_string(m.reg_inp(l)));
     const std::string name = real_name(m.reg_inp(l)).string();
     const double highest = column.highest.values()[0].value;
-    const bool is_identity =
-        column.values.size() > FewValues::kMost / 2 && highest >= 100'000;
+    const bool is_identity = column.values.size() > FewValues::kMost / 2 && highest >= 100'000;
     if (is_identity)
         look.findings.warn("covariable-is-identity", place,
                            fmt::format("the covariable {} has only whole values, nearly all "
