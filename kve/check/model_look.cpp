@@ -161,40 +161,45 @@ bool is_column_of_trait(int32_t column) {
                        [column](const Model& m) { return m.trait_inp_no == column; });
 }
 
+void look_for_repeated_effects(Look& look, int32_t i) {
+    const Model& m = MODEL(i);
+    const auto tell = [&](int32_t column, const char* what) {
+        look.findings.warn(
+            "effect-twice", place_in_model(look, m.lines.effects, std::to_string(column)),
+            fmt::format("{}: {} is {}", trait_called(i), class_called(column), what));
+    };
+    for (int32_t j = 2; j <= m.n_fixed; ++j) {
+        const auto end = m.f_ef_inp.begin() + j - 1;
+        if (m.f_intercept(j) && std::find(m.f_ef_inp.begin(), end, m.f_ef_inp(j)) != end)
+            tell(m.f_ef_inp(j), "a fixed effect twice");
+    }
+    for (const int32_t fixed : m.f_ef_inp)
+        if (fixed != 0 &&
+            std::find(m.r_ef_inp.begin(), m.r_ef_inp.end(), fixed) != m.r_ef_inp.end())
+            tell(fixed, "a fixed and a random effect");
+}
+
+void look_for_traits_as_covariables(Look& look, int32_t i) {
+    const Model& m = MODEL(i);
+    for (const int32_t column : m.reg_inp)
+        if (is_column_of_trait(column))
+            look.findings.warn("trait-as-covariable",
+                               place_in_model(look, m.lines.regressions, std::to_string(column)),
+                               fmt::format("{}: the covariable {} is a trait of this analysis",
+                                           trait_called(i), real_name(column).string()));
+}
+
 // Columns that are used in two ways by a slip, or twice.
 void look_for_repeated_columns(Look& look) {
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
-        const Model& m = MODEL(i);
-        for (int32_t j = 2; j <= m.n_fixed; ++j)
-            if (std::find(m.f_ef_inp.begin(), m.f_ef_inp.begin() + j - 1, m.f_ef_inp(j)) !=
-                    m.f_ef_inp.begin() + j - 1 &&
-                m.f_intercept(j))
-                look.findings.warn(
-                    "effect-twice",
-                    place_in_model(look, m.lines.effects, std::to_string(m.f_ef_inp(j))),
-                    fmt::format("{}: {} is a fixed effect twice", trait_called(i),
-                                class_called(m.f_ef_inp(j))));
-        for (const int32_t fixed : m.f_ef_inp)
-            if (fixed != 0 &&
-                std::find(m.r_ef_inp.begin(), m.r_ef_inp.end(), fixed) != m.r_ef_inp.end())
-                look.findings.warn("effect-twice",
-                                   place_in_model(look, m.lines.effects, std::to_string(fixed)),
-                                   fmt::format("{}: {} is a fixed and a random effect",
-                                               trait_called(i), class_called(fixed)));
-        for (const int32_t column : m.reg_inp)
-            if (is_column_of_trait(column))
-                look.findings.warn(
-                    "trait-as-covariable",
-                    place_in_model(look, m.lines.regressions, std::to_string(column)),
-                    fmt::format("{}: the covariable {} is a trait of this analysis",
-                                trait_called(i), real_name(column).string()));
-    }
-    for (int32_t i = 2; i <= KVEINT.nt; ++i)
+        look_for_repeated_effects(look, i);
+        look_for_traits_as_covariables(look, i);
         for (int32_t j = 1; j < i; ++j)
             if (MODEL(i).trait_inp_no == MODEL(j).trait_inp_no)
                 look.findings.error("trait-twice", place_in_model(look, MODEL(i).lines.effects),
                                     fmt::format("traits {} and {} are the same real column {}", j,
                                                 i, MODEL(i).trait_inp_no));
+    }
 }
 
 // The warnings of the order name their trait; the analysis programs rely on it.

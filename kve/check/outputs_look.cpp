@@ -77,6 +77,7 @@ void look_at_outputs(Look& look) {
     const InUsersFolder there(look);
     if (!there.stands()) return;
     std::vector<std::string> texts;
+    texts.reserve(INLINE_TEXTS.size());
     for (const state::InlineText& section : INLINE_TEXTS) texts.push_back(section.file);
     for (const SharedFile& shared : find_shared_files(texts)) tell_shared(look, shared);
     for (const std::string& name : output_files())

@@ -445,6 +445,18 @@ void tell_stop(Look& look, const Stop& stop, int64_t n_before) {
                         fmt::format("KVE1 stops here: {}", without_head(words)));
 }
 
+void tell_step(Look& look, Step step) {
+    const int64_t n_before = look.findings.count(Severity::error);
+    for (const Said& said : look.reading.said)
+        if (said.step == step) tell_said(look, said);
+    if (step == Step::priors) tell_places_outside(look);
+    for (const Stop& stop : look.reading.stops) {
+        if (stop.step != step) continue;
+        if (step == Step::model) tell_model_stop(look, stop);
+        tell_stop(look, stop, n_before);
+    }
+}
+
 }  // namespace
 
 Place place_of_structure(const Look& look, int64_t factor) {
@@ -453,18 +465,8 @@ Place place_of_structure(const Look& look, int64_t factor) {
 }
 
 void tell_what_was_said(Look& look, Step last) {
-    for (Step step = Step::before; step <= last;
-         step = static_cast<Step>(static_cast<int>(step) + 1)) {
-        const int64_t n_before = look.findings.count(Severity::error);
-        for (const Said& said : look.reading.said)
-            if (said.step == step) tell_said(look, said);
-        if (step == Step::priors) tell_places_outside(look);
-        for (const Stop& stop : look.reading.stops) {
-            if (stop.step != step) continue;
-            if (step == Step::model) tell_model_stop(look, stop);
-            tell_stop(look, stop, n_before);
-        }
-    }
+    for (int step = static_cast<int>(Step::before); step <= static_cast<int>(last); ++step)
+        tell_step(look, static_cast<Step>(step));
 }
 
 void tell_failed_first_pass(Look& look) {
@@ -507,30 +509,43 @@ std::optional<std::string> without_stray_lines(const DirectiveText& text) {
     return without_lines(text, last, end);
 }
 
+// A keyword that is like another one is read as that.
+std::string with_known_keyword(const Look& look, const Said& said) {
+    const DirectiveText& text = look.text;
+    const int64_t line = line_of_unknown_keyword(look, said);
+    const std::vector<Word> words = words_of(text.line(line).text);
+    const std::string similar = words.empty() ? "" : similar_keyword(words[0].text);
+    return similar.empty() ? without_lines(text, line, text.end_of_section(line))
+                           : with_keyword(text, line, similar);
+}
+
+// The directives after the cure of one fault that ended their reading; empty when there is none.
+std::string mended_after(const Look& look, const Said& said) {
+    const DirectiveText& text = look.text;
+    std::string mended;
+    if (said.has("Format of the driver file")) {
+        mended = text.whole();
+        std::erase(mended, '\r');
+    } else if (said.has("unknown key word")) {
+        mended = with_known_keyword(look, said);
+    } else if (said.has("$VAR_STR: cannot read")) {
+        mended = without_lines(text, said.line, said.line + 1);
+    } else if (said.has(": cannot read") || said.has("Reading variable names")) {
+        mended = without_lines(text, said.section_line, text.end_of_section(said.section_line));
+    }
+    return mended;
+}
+
 }  // namespace
 
 std::optional<std::string> mend(const Look& look) {
-    const DirectiveText& text = look.text;
-    if (look.reading.has_directives()) return without_stray_lines(text);
+    if (look.reading.has_directives()) return without_stray_lines(look.text);
     std::string mended;
     for (const Said& said : look.reading.said) {
         if (said.step != Step::directives) continue;
-        if (said.has("Format of the driver file")) {
-            mended = text.whole();
-            std::erase(mended, '\r');
-        } else if (said.has("unknown key word")) {
-            const int64_t line = line_of_unknown_keyword(look, said);
-            const std::vector<Word> words = words_of(text.line(line).text);
-            const std::string similar = words.empty() ? "" : similar_keyword(words[0].text);
-            mended = similar.empty() ? without_lines(text, line, text.end_of_section(line))
-                                     : with_keyword(text, line, similar);
-        } else if (said.has("$VAR_STR: cannot read")) {
-            mended = without_lines(text, said.line, said.line + 1);
-        } else if (said.has(": cannot read") || said.has("Reading variable names")) {
-            mended = without_lines(text, said.section_line, text.end_of_section(said.section_line));
-        }
+        if (std::string text = mended_after(look, said); !text.empty()) mended = std::move(text);
     }
-    if (mended.empty() || mended == text.whole()) return {};
+    if (mended.empty() || mended == look.text.whole()) return {};
     return mended;
 }
 

@@ -15,6 +15,7 @@ namespace kve::companion {
 inline const char* const kListing = "KVE1.lst";
 inline const char* const kRecord = "run.json";
 
+// NOLINTNEXTLINE(bugprone-exception-escape): a value of JSON asserts when it goes
 struct RunOutcome {
     std::string directives, program, folder, inputs_folder;
     std::time_t begin = 0;

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kMilli = 1000, kMicro = 1'000'000, kNano = 1'000'000'000;
+constexpr long kMilli = 1000, kMicro = 1'000'000, kNano = 1'000'000'000;
 constexpr int kBetweenLooks = 200;  // milliseconds
 constexpr int kOfSignal = 128;
 constexpr std::array kOfUser{SIGINT, SIGTERM, SIGHUP};

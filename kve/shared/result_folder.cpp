@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ranges>
 #include <system_error>
 
 #include "kve/shared/failure.h"
@@ -102,8 +101,8 @@ void ResultFolder::keep(const std::string& seal) {
         put_in_place(seal);
     } catch (const std::exception&) {
         std::error_code ignored;
-        for (const Move& done : std::views::reverse(moves_))
-            fs::rename(done.to, done.from, ignored);
+        for (auto done = moves_.rbegin(); done != moves_.rend(); ++done)
+            fs::rename(done->to, done->from, ignored);
         throw;
     }
 }
