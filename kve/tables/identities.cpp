@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
@@ -163,34 +164,42 @@ std::string_view CodeNames::operator[](int32_t code) const {
 
 namespace {
 
-// Lets `take` look at each record of a table with tabs, a header and a column "code".
-template <class Take>
-void read_codes(const std::string& file, Take take) {
+// Lets `take` look at the code and these columns of each record of a table that kve has written.
+template <std::size_t N, class Take>
+void read_codes(const std::string& file, const char* const (&names)[N], Take take) {
     TableForm form;
     form.delimiter = '\t';
     form.has_header = true;
     TableReader table(file, form);
-    const std::size_t code = table.column("code");
+    const auto column_of = [&](const char* name) {
+        const std::optional<std::size_t> found = table.find(name);
+        if (!found) throw Failure(kUnreadable, fmt::format("{}: no column {}", file, name));
+        return *found;
+    };
+    const std::size_t code = column_of("code");
+    std::array<std::size_t, N> columns{};
+    std::ranges::transform(names, columns.begin(), column_of);
     while (table.next()) {
         const std::optional<int64_t> value = parse_integer(table.field(code));
         if (!value || *value < INT32_MIN || *value > INT32_MAX)
             table.refuse(fmt::format("\"{}\" is no code", table.field(code)));
-        take(table, static_cast<int32_t>(*value));
+        std::array<std::string_view, N> fields;
+        std::ranges::transform(columns, fields.begin(),
+                               [&](std::size_t column) { return table.field(column); });
+        take(static_cast<int32_t>(*value), fields);
     }
 }
 
 }  // namespace
 
 UserNames::UserNames(const std::string& ids_file) {
-    read_codes(ids_file, [&](const TableReader& table, int32_t code) {
-        identities_.add(code, table.field(table.column("identity")));
-    });
+    read_codes(ids_file, {"identity"},
+               [&](int32_t code, const auto& fields) { identities_.add(code, fields[0]); });
     identities_.put_in_order();
     const auto beside = std::filesystem::path(ids_file).parent_path() / "classes.tsv";
     if (!std::filesystem::exists(beside)) return;
-    read_codes(beside.string(), [&](const TableReader& table, int32_t code) {
-        const std::string_view column = table.field(table.column("column"));
-        classes_[std::string(column)].add(code, table.field(table.column("name")));
+    read_codes(beside.string(), {"column", "name"}, [&](int32_t code, const auto& fields) {
+        classes_[std::string(fields[0])].add(code, fields[1]);
     });
     for (auto& [column, names] : classes_) names.put_in_order();
 }

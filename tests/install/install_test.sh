@@ -95,6 +95,7 @@ test_package() {
         return
     fi
     cp /usr/bin/env "$root/usr/bin/"
+    mkdir -p "$root/dev" && : >"$root/dev/null"  # a plain file does for it
     ldd "$root"/usr/bin/* | sed -nE 's/^[^/]*(\/[^ ]*) .*/\1/p' | sort -u | while read -r library; do
         mkdir -p "$root/$(dirname "$library")"
         cp "$library" "$root/$library"

@@ -162,7 +162,8 @@ TEST(Report, ShowsTheNamesOfTheUser) {
     EXPECT_NE(notes_of(scratch, "changes").find("7 → 8, observations 40 → 40. 1 are new (New)."),
               std::string::npos)
         << notes_of(scratch, "changes");
-    EXPECT_EQ(report(scratch, ". --ids=nowhere"), 3);
+    for (const char* file : {"nowhere", "data"})
+        EXPECT_EQ(report(scratch, text(". --ids=%s", file)), 3) << scratch.read("words");
 }
 
 // A sample from all over the file stands for a matrix of a main diagonal and an edge.
