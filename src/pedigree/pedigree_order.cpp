@@ -212,27 +212,11 @@ void list_inserted_rows(int32_t extra_group, const Linking& linked, Vec<int32_t>
     rows = std::move(list);
 }
 
-void chain_animals(int32_t sentinel, const Vec<int32_t>& rows) {
-    IDL(sentinel).next = rows(1);
-    for (int64_t j = 1; j <= rows.size(); ++j) {
-        expect_ahead(rows, j, rows.size());
-        IDL(rows(j)).next = j < rows.size() ? rows(j + 1) : 0;
-    }
-}
-
 // Levels by row: small beside IDL, so more of them stay in the cache.
 using RowLevels = Vec<int32_t>;
 
-void set_level(RowLevels& levels, int32_t row, int32_t level) {
-    IDL(row).level = level;
-    levels(row) = level;
-}
-
 void number_along_list(const Vec<int32_t>& rows, RowLevels& levels) {
-    for (int32_t j = 1; j <= rows.size(); ++j) {
-        expect_ahead(rows, j, rows.size());
-        set_level(levels, rows(j), j);
-    }
+    for (int32_t j = 1; j <= rows.size(); ++j) levels(rows(j)) = j;
 }
 
 // An animal is numbered after its parents; the unknown parent has level 0.
@@ -264,10 +248,7 @@ void number_by_sort_variable(int32_t extra_group, const Vec<int32_t>& rows, RowL
     }
     if (extra_group != 0) keys(n) = join_keys(0, kBeforeAnimals);
     heap_sort_pairs(keys, order);
-    for (int32_t j = 1; j <= n; ++j) {
-        expect_ahead(order, j, n);
-        set_level(levels, order(j), j);
-    }
+    for (int32_t j = 1; j <= n; ++j) levels(order(j)) = j;
 }
 
 void refuse_young_parents(int32_t k) {
@@ -288,17 +269,33 @@ void refuse_young_parents(int32_t k) {
 // image of those of the other tasks.
 void number_from_the_top(const Vec<int32_t>& rows, RowLevels& levels) {
     int32_t level = static_cast<int32_t>(rows.size());
-    for (int32_t row : rows) set_level(levels, row, level--);
+    for (int32_t row : rows) levels(row) = level--;
 }
 
 int32_t sign_level(int32_t level, bool is_group) { return is_group ? -level : level; }
 
-// Gathers what the inverse needs of each animal, so that it need not jump through IDL again.
-void gather_parentage(const Vec<int32_t>& rows, const RowLevels& levels, bool groups,
-                      Vec<Parentage>& parentage) {
+// Fetches what is wanted of an animal further on in the list: its row and, once that is there, the
+// levels of its parents.
+KVE_FETCH void look_ahead(const Vec<int32_t>& rows, int64_t j, const RowLevels& levels) {
+    constexpr int64_t kAhead = 8;
+    expect_ahead(rows, j, rows.size());
+    if (j + kAhead > rows.size()) return;
+    const AnimalRow& later = IDL(rows(j + kAhead));
+    __builtin_prefetch(&levels(later.sire_row));
+    __builtin_prefetch(&levels(later.dam_row));
+    __builtin_prefetch(&levels(rows(j + kAhead)));
+}
+
+// Chains the animals behind the sentinel, gives them their levels, and gathers what the inverse
+// needs of them: all at once, since each walk along the list is a jump through IDL.
+void settle_animals(int32_t sentinel, const Vec<int32_t>& rows, const RowLevels& levels,
+                    bool groups, Vec<Parentage>& parentage) {
+    IDL(sentinel).next = rows(1);
     for (int64_t j = 1; j <= rows.size(); ++j) {
-        expect_ahead(rows, j, rows.size());
-        const AnimalRow& animal = IDL(rows(j));
+        look_ahead(rows, j, levels);
+        AnimalRow& animal = IDL(rows(j));
+        animal.next = j < rows.size() ? rows(j + 1) : 0;
+        animal.level = levels(rows(j));
         Parentage& p = parentage(j);
         p = {animal.level, levels(animal.sire_row), levels(animal.dam_row)};
         if (!groups) continue;
@@ -325,7 +322,7 @@ Vec<Parentage> number_animals(int32_t k, int32_t extra_group, const Vec<int32_t>
     }
     if (DIRECTIVES.ITASK == kSolveByKve5 && DIRECTIVES.IMETHOD == 1)
         number_from_the_top(rows, levels);
-    gather_parentage(rows, levels, method > 4, parentage);
+    settle_animals(FACTORS.ITOPAS(k), rows, levels, method > 4, parentage);
     return parentage;
 }
 
@@ -349,7 +346,6 @@ Vec<Parentage> order_pedigree(int32_t k) {
         report_extra_group();
     }
     list_inserted_rows(extra_group, linking, rows);
-    chain_animals(FACTORS.ITOPAS(k), rows);
     FACTORS.NRALEV(k) = static_cast<int32_t>(rows.size());
     return number_animals(k, extra_group, rows);
 }
