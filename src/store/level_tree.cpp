@@ -22,6 +22,9 @@ namespace kve {
 //
 // Each bucket is a subtree of its own, in the order of arrival, whose top becomes the child of the
 // last node above it; the next step takes its next bits. A bucket of few keys needs no crown.
+//
+// The walk through a subtree is as long as it has arrivals, so each bucket knows where its own
+// begins.
 namespace {
 
 constexpr const char* kRoutine = "LEVEL TREE";
@@ -40,15 +43,16 @@ struct Children {
 };
 
 // Arrivals begin..end-1 in their order, which share the bits below `bit`. They belong below arrival
-// `parent`, kNone at the root, on the branch of the bit before.
+// `parent`, kNone at the root, on the branch of the bit before, and from `place` on in the walk.
 struct Subtree {
-    int32_t begin, end, parent;
+    int32_t begin, end, parent, place;
     int bit;
 };
 
 struct Forest {
     Vec<Arrival, 0> arrivals, sorted;
     Vec<Children, 0> children;
+    Vec<int32_t, 0> walk;  // numbers of arrival
 };
 
 void link_child(Forest& f, int32_t parent, bool branch, int32_t number) {
@@ -57,6 +61,18 @@ void link_child(Forest& f, int32_t parent, bool branch, int32_t number) {
 }
 
 bool bit_of(uint32_t key, int bit) { return (key >> bit & 1U) != 0; }
+
+void walk_tree(Forest& f, int32_t top, int32_t place) {
+    int32_t pending[kFew];  // both children of the rows of a path
+    int n_pending = 0;
+    pending[n_pending++] = top;
+    while (n_pending > 0) {
+        const int32_t at = pending[--n_pending];
+        f.walk(place++) = at;
+        for (int32_t child : {f.children(at).bit_0, f.children(at).bit_1})
+            if (child != 0) pending[n_pending++] = child;
+    }
+}
 
 // The first arrival becomes the top, and the others descend from it.
 void enter_few_arrivals(Forest& f, const Subtree& tree) {
@@ -75,6 +91,7 @@ void enter_few_arrivals(Forest& f, const Subtree& tree) {
             at = child;
         }
     }
+    walk_tree(f, top.number, tree.place);
 }
 
 // The uppermost nodes of a subtree: node 1 is its top, nodes 2n and 2n + 1 are the children of node
@@ -90,6 +107,24 @@ struct Crown {
         uint32_t node = 1;
         for (int k = 0; k < kStepBits - 1; ++k) node = 2 * node + (bits >> k & 1U);
         return node;
+    }
+};
+
+// Where the walk comes to the nodes of a crown and, numbered on from them, to the buckets below.
+struct CrownPlaces {
+    int32_t place[2 << kStepBits];
+
+    // `arrivals` has those of the buckets; those below each node are filled in.
+    CrownPlaces(const Crown& crown, int32_t first, int32_t (&arrivals)[2 << kStepBits]) {
+        constexpr int kNodes = 1 << kStepBits;
+        for (int node = kNodes - 1; node > 0; --node)
+            arrivals[node] =
+                (crown.number[node] != kNone ? 1 : 0) + arrivals[2 * node] + arrivals[2 * node + 1];
+        place[1] = first;
+        for (int node = 1; node < kNodes; ++node) {
+            place[2 * node + 1] = place[node] + 1;
+            place[2 * node] = place[node] + 1 + arrivals[2 * node + 1];
+        }
     }
 };
 
@@ -125,13 +160,19 @@ void take_step(Forest& f, const Subtree& tree, const Push& below) {
         const int bit = tree.bit + depth;
         link_child(f, parent, bit > 0 && bit_of(arrival.key, bit - 1), arrival.number);
     }
+    const auto bucket_node = [&](uint32_t b) { return 2 * last_node[b] + (b >> (kStepBits - 1)); };
+    int32_t arrivals[2 * kBuckets];
+    for (uint32_t b = 0; b < kBuckets; ++b) arrivals[bucket_node(b)] = size[b];
+    const CrownPlaces in_walk(crown, tree.place, arrivals);
+    for (uint32_t node = 1; node < kBuckets; ++node)
+        if (crown.number[node] != kNone) f.walk(in_walk.place[node]) = crown.number[node];
     int32_t place[kBuckets];
     int32_t behind = tree.begin;
     for (uint32_t b = 0; b < kBuckets; ++b) {
         place[b] = behind;
         if (size[b] > 0)
             below(Subtree{behind, behind + size[b], crown.number[last_node[b]],
-                          tree.bit + kStepBits});
+                          in_walk.place[bucket_node(b)], tree.bit + kStepBits});
         behind += size[b];
     }
     for (int32_t k = tree.begin; k < kept; ++k) {
@@ -147,30 +188,13 @@ void link_arrivals(Forest& f) {
     Subtree pending[(kKeyBits / kStepBits + 1) << kStepBits];
     int n_pending = 0;
     const auto push = [&](const Subtree& tree) { pending[n_pending++] = tree; };
-    push({0, static_cast<int32_t>(f.arrivals.size()), kNone, 0});
+    push({0, static_cast<int32_t>(f.arrivals.size()), kNone, 0, 0});
     while (n_pending > 0) {
         const Subtree tree = pending[--n_pending];
         if (tree.end - tree.begin <= kFew)
             enter_few_arrivals(f, tree);
         else
             take_step(f, tree, push);
-    }
-}
-
-// Numbers of arrival in the order of the walk.
-void walk_tree(const Forest& f, Vec<int32_t, 0>& walk) {
-    int32_t pending[64];  // both children of the rows of a path
-    int n_pending = 0;
-    int32_t walked = 0;
-    pending[n_pending++] = 0;
-    while (n_pending > 0) {
-        const int32_t at = pending[--n_pending];
-        walk(walked++) = at;
-        for (int32_t child : {f.children(at).bit_0, f.children(at).bit_1}) {
-            if (child == 0) continue;
-            __builtin_prefetch(&f.children(child));
-            pending[n_pending++] = child;
-        }
     }
 }
 
@@ -183,22 +207,18 @@ void link_rows(Vec<Row>& table, Vec<int32_t>& rows, int32_t& root) {
     check_allocated(f.arrivals.allocate(n), kRoutine, "ARRIVALS", n);
     check_allocated(f.sorted.allocate(n), kRoutine, "ARRIVALS", n);
     check_allocated(f.children.allocate(n), kRoutine, "CHILDREN", n);
+    check_allocated(f.walk.allocate(n), kRoutine, "WALK", n);
     for (int32_t k = 0; k < n; ++k)
         f.arrivals(k) = {static_cast<uint32_t>(table(rows(k + 1)).key), k};
     link_arrivals(f);
-    f.arrivals.release();
-    f.sorted.release();
-    Vec<int32_t, 0> walk;
-    check_allocated(walk.allocate(n), kRoutine, "WALK", n);
-    walk_tree(f, walk);
     const auto row_of = [&](int32_t number) { return number != 0 ? rows(number + 1) : 0; };
     for (int32_t k = 0; k < n; ++k) {
         table(rows(k + 1)).child_0 = row_of(f.children(k).bit_0);
         table(rows(k + 1)).child_1 = row_of(f.children(k).bit_1);
     }
     root = rows(1);
-    for (int32_t& number : walk) number = rows(number + 1);
-    std::copy(walk.begin(), walk.end(), rows.begin());
+    for (int32_t& number : f.walk) number = rows(number + 1);
+    std::copy(f.walk.begin(), f.walk.end(), rows.begin());
 }
 
 }  // namespace
