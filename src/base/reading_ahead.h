@@ -43,6 +43,13 @@ class alignas(kCacheLine) ReadingAhead {
     }
     int32_t status() const { return status_; }
 
+    // The record that so many calls more of `next` will return, for a first look; null when it is
+    // not at hand.
+    const void* later(std::ptrdiff_t records) const {
+        const auto bytes = records * static_cast<std::ptrdiff_t>(record_bytes_);
+        return bytes < end_ - at_ ? at_ + bytes : nullptr;
+    }
+
  private:
     struct Block {
         std::byte* records;

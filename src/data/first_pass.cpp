@@ -50,7 +50,6 @@ struct LevelSource {
     TraitPattern traits;
     int32_t place;  // in IINP
     int32_t tree;
-    int32_t waiting;  // key of the record before, 0 none
 };
 
 // Where the statistics of one trait come from: places in RECORD.
@@ -138,18 +137,18 @@ void plan_levels(FirstPass& pass) {
     if (grouped) {
         pass.group = integer_place(residual.grp_inp);
         add_tree(pass, ++tree, FACTORS.ROOT_GRP);
-        pass.levels(++source) = {pass.all_traits, pass.group, tree, 0};
+        pass.levels(++source) = {pass.all_traits, pass.group, tree};
     }
     for (int32_t i = 1; i <= KVEINT.nt; ++i)
         for (int32_t j = 1; j <= MODEL(i).n_fixed; ++j) {
             add_tree(pass, ++tree, FACTORS.ROOT_EF(i, j));
             pass.levels(++source) = {trait_bit(KVEINT.nt, i), integer_place(MODEL(i).ef_inp(j)),
-                                     tree, 0};
+                                     tree};
         }
     for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
         add_tree(pass, ++tree, FACTORS.ITOPR(k));
         for (int32_t column : RMAT(k).random_id_inp)
-            pass.levels(++source) = {traits_of_matrix(k), integer_place(column), tree, 0};
+            pass.levels(++source) = {traits_of_matrix(k), integer_place(column), tree};
     }
 }
 
@@ -238,14 +237,11 @@ void register_level(FirstPass& pass, int32_t tree_number, int32_t key) {
     check_allocated(tree.rows.enter(key, row), kRoutine, "LEVEL INDEX", NMFL);
 }
 
-// The levels of a record are entered when the next one has been read; what they need is fetched
-// from the memory meanwhile.
-void register_waiting_levels(FirstPass& pass) {
-    for (LevelSource& source : pass.levels) {
-        if (source.waiting == 0) continue;
-        register_level(pass, source.tree, source.waiting);
-        source.waiting = 0;
-    }
+// What the levels of a later record need is fetched from the memory meanwhile.
+void expect_levels(const FirstPass& pass, ReadMode mode) {
+    const LaterIntegers later(mode);
+    for (const LevelSource& source : pass.levels)
+        pass.trees(source.tree).rows.expect(later(source.place));
 }
 
 void count_levels(FirstPass& pass) {
@@ -270,13 +266,12 @@ void build_trees(FirstPass& pass) {
     for (int64_t t = 1; t <= pass.trees.size(); ++t) build_tree(IFL, rows(t), *pass.trees(t).root);
 }
 
-void note_levels(FirstPass& pass, TraitPattern usable) {
-    for (LevelSource& source : pass.levels) {
+void register_levels(FirstPass& pass, TraitPattern usable) {
+    for (const LevelSource& source : pass.levels) {
         if ((source.traits & usable) == 0) continue;
         int32_t key = RECORD.IINP(source.place);
         if (key < 1) continue;  // an effect of a trait that is absent here
-        source.waiting = key;
-        pass.trees(source.tree).rows.expect(key);
+        register_level(pass, source.tree, key);
     }
 }
 
@@ -329,10 +324,10 @@ void read_all_records(FirstPass& pass) {
         if (status == kEndOfData) return count_left_records(mode);
         ++INTAKE.NREC;
         if (status != kRecordRead) stop_reading_failed(status);
+        expect_levels(pass, mode);
         TraitPattern usable = classify(pass);
-        register_waiting_levels(pass);
         if (usable == 0) continue;
-        note_levels(pass, usable);
+        register_levels(pass, usable);
         add_statistics(pass, usable);
     }
 }
@@ -346,7 +341,6 @@ void KVEFP1() {
     mark_used_variables();
     FirstPass pass = plan_first_pass();
     read_all_records(pass);
-    register_waiting_levels(pass);
     count_levels(pass);
     build_trees(pass);
     copy_observation_counts();

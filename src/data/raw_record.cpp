@@ -34,6 +34,7 @@ struct TextRecord {
     int64_t begin, end;
 
     int64_t* l_IINP() { return reinterpret_cast<int64_t*>(this + 1); }
+    const int64_t* l_IINP() const { return reinterpret_cast<const int64_t*>(this + 1); }
     double* L_FINP(int32_t n_integers) {
         // From bytes: the integers end where the reals begin.
         return reinterpret_cast<double*>(reinterpret_cast<std::byte*>(l_IINP() + n_integers));
@@ -60,6 +61,7 @@ struct FramedRecord {
     int32_t bytes;
 
     std::byte* front() { return reinterpret_cast<std::byte*>(this + 1); }
+    const int32_t* integers() const { return reinterpret_cast<const int32_t*>(this + 1); }
 };
 
 int32_t make_framed_record(void* source, void* to) {
@@ -215,6 +217,18 @@ int32_t read_raw_record(ReadMode mode, bool count) {
         default:
             return read_framed_record(2, count);
     }
+}
+
+LaterIntegers::LaterIntegers(ReadMode mode) {
+    constexpr std::ptrdiff_t kAhead = 8;
+    const DataFile& file = UNITS.data[0];
+    const void* record = file.records.later(kAhead);
+    if (record == nullptr) return;
+    n_ = file.n_integers;
+    if (mode == ReadMode::one_text || mode == ReadMode::two_text)
+        text_ = static_cast<const TextRecord*>(record)->l_IINP();
+    else
+        binary_ = static_cast<const FramedRecord*>(record)->integers();
 }
 
 void count_left_records(ReadMode mode) {

@@ -46,6 +46,24 @@ void release_record();
 // files are taken as they stand.
 [[nodiscard]] int32_t read_raw_record(ReadMode mode, bool count);
 
+// The integers of a record that will be read soon, as far as it is at hand: good for fetching from
+// the memory what they will need.
+class LaterIntegers {
+ public:
+    explicit LaterIntegers(ReadMode mode);
+
+    // 0 when it is not at hand.
+    int32_t operator()(int32_t place) const {
+        if (place < 1 || place > n_) return 0;
+        return text_ != nullptr ? static_cast<int32_t>(text_[place - 1]) : binary_[place - 1];
+    }
+
+ private:
+    const int64_t* text_ = nullptr;
+    const int32_t* binary_ = nullptr;
+    int32_t n_ = 0;
+};
+
 // After the last record of two data files: counts the records that only one of them has, in n_left
 // of INTAKE.
 void count_left_records(ReadMode mode);

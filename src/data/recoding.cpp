@@ -102,15 +102,21 @@ int32_t level_of(const LevelColumn& column, int32_t key) {
     return row != 0 ? IFL(row).level : 0;
 }
 
-// Notes whose levels the record under the reader needs. They are looked up when the next record
-// has been read; what that needs is fetched from the memory meanwhile.
+// Notes which levels the record under the reader needs. They are looked up when the next record has
+// been read.
 void note_levels(Vec<LevelColumn>& columns, TraitPattern usable) {
     for (LevelColumn& column : columns) {
         column.waits = column.always || (column.traits & usable) != 0;
         if (!column.waits) continue;
         column.key = RECORD.IINP(column.place);
-        column.index.expect(column.key);
     }
+}
+
+// What the levels of a later record need is fetched from the memory meanwhile.
+void expect_levels(const RecodingLayout& layout, ReadMode mode) {
+    const LaterIntegers later(mode);
+    for (const LevelColumn& column : layout.fixed) column.index.expect(later(column.place));
+    for (const LevelColumn& column : layout.random) column.index.expect(later(column.place));
 }
 
 [[noreturn]] void stop_key_without_bits(const RecodingPass& pass, const LevelColumn& column) {
@@ -322,6 +328,7 @@ void recode_all_records(RecodingPass& pass, ReadMode mode) {
         TraitPattern usable = recode_record(pass);
         copy_input(pass);
         status = read_raw_record(mode, false);
+        expect_levels(pass.layout, mode);
         fill_levels(pass, pass.layout.fixed);
         fill_levels(pass, pass.layout.random);
         if (pass.layout.has_sequences &&
