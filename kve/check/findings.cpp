@@ -62,6 +62,14 @@ void Findings::note(const char* code, const Place& place, std::string message, s
     add({code, Severity::note, place, std::move(message), std::move(hint)});
 }
 
+bool Findings::counts_only(const char* code, Severity severity) {
+    const auto at = n_of_code_.find(code);
+    if (at == n_of_code_.end() || at->second < kKeptOfCode) return false;
+    ++at->second;
+    ++n_of_severity_[severity];
+    return true;
+}
+
 void Findings::count_more(const char* code, Severity severity, int64_t n) {
     if (n <= 0) return;
     n_of_code_[code] += n;

@@ -37,6 +37,9 @@ class Findings {
     void warn(const char* code, const Place& place, std::string message, std::string hint = {});
     void note(const char* code, const Place& place, std::string message, std::string hint = {});
 
+    // Ahead of the words of one of many: true when so many of the code are kept that this one is
+    // counted alone.
+    bool counts_only(const char* code, Severity severity);
     // Further ones, which are counted and not shown.
     void count_more(const char* code, Severity severity, int64_t n);
     bool is_full(const std::string& code) const { return count(code) >= kKeptOfCode; }

@@ -282,10 +282,18 @@ bool GenomicComparison::is_definite(double weight) const {
 }
 
 void GenomicComparison::tell_singular() {
-    if (is_definite(spec_.weight)) return;
+    if (!is_definite(1))
+        return look_.findings.error(
+            "genomic-singular", place_of_structure(look_, spec_.factor),
+            "the relationships A11 of the typed animals by the pedigree are not positive definite, "
+            "and KVE1 would stop",
+            "Two typed animals cannot be told apart by their pedigree: leave one out");
+    // G-ADJUST divides by what one animal does not have.
+    const bool can_be_adjusted = both_.n() >= 2 || !spec_.g_adjust;
+    if (can_be_adjusted && is_definite(spec_.weight)) return;
     std::string proposal = "Animals twice in G, or with the same pedigree, make no weight help";
     for (const double weight : {0.01, 0.02, 0.05, 0.1, 0.2, 0.4})
-        if (weight > spec_.weight && is_definite(weight)) {
+        if (can_be_adjusted && weight > spec_.weight && is_definite(weight)) {
             proposal = fmt::format("A weight of {} behind the file is enough: ... {} {}{}", weight,
                                    elements_.file, weight, spec_.g_adjust ? " G-ADJUST" : "");
             break;

@@ -162,7 +162,8 @@ void drop_repeated(Genomic& at, RelationMatrix& g) {
     sort_elements(g);
     std::vector<LevelElement>& all = g.elements;
     for (std::size_t k = 1; k < all.size(); ++k)
-        if (all[k].is_place_of(all[k - 1]) && all[k].value != all[k - 1].value)
+        if (all[k].is_place_of(all[k - 1]) && all[k].value != all[k - 1].value &&
+            !at.look.findings.counts_only("matrix-twice", Severity::warning))
             at.look.findings.warn(
                 "matrix-twice", g.place(all[k].record),
                 fmt::format("the element of {} and {} is {:g} here and {:g} in line {}; KVE1 takes "
@@ -210,7 +211,7 @@ void look_at_weight(Genomic& at) {
 // KVE1 takes the inbreeding of the animal that stands in the place of the level in the file.
 void look_at_file_order(Genomic& at, bool has_inbred, FactorLevels* levels) {
     if (!has_inbred) return;
-    const PedigreeBook& pedigree = at.pedigree;
+    PedigreeBook& pedigree = at.pedigree;
     std::string why;
     for (int32_t j = 2; j <= pedigree.n_records && why.empty(); ++j)
         if (pedigree.book.birth(j) < pedigree.book.birth(j - 1))
@@ -219,7 +220,10 @@ void look_at_file_order(Genomic& at, bool has_inbred, FactorLevels* levels) {
     if (why.empty() && !pedigree.added.empty())
         why = fmt::format("{} animals have no record, such as {}", pedigree.added.size(),
                           pedigree.added[0]);
-    static_cast<void>(levels);
+    for (std::size_t k = 0; why.empty() && levels != nullptr && k < levels->id.size(); ++k)
+        if (const int32_t number = pedigree.number_of(levels->id[k]);
+            number == 0 || number > pedigree.n_records)
+            why = fmt::format("{} of the data has no record", levels->id[k]);
     if (why.empty()) return;
     at.look.findings.warn(
         "genomic-order", {at.spec.file[0].string(), 0, 0},

@@ -71,6 +71,7 @@ bool take_wide(FileReading& at, const WidePedigreeRecord& wide, ReadRecord& reco
 // Neither of the two animals is known then.
 void tell_short_record(FileReading& at, int64_t begin, int64_t end) {
     at.is_cut = true;
+    if (at.look.findings.counts_only("short-record", Severity::error)) return;
     at.look.findings.error(
         "short-record", at.place(begin),
         fmt::format(
@@ -154,7 +155,8 @@ void tell_dropped(FileReading& at, const ReadRecord& r, RecordFault fault) {
 
 void tell_group_codes(FileReading& at, const ReadRecord& r) {
     for (std::size_t k : {1, 2}) {
-        if (r.values[k] >= 0) continue;
+        if (r.values[k] >= 0 || at.look.findings.counts_only("group-code", Severity::warning))
+            continue;
         at.look.findings.warn(
             "group-code", at.place(r.line),
             fmt::format(
@@ -166,6 +168,7 @@ void tell_group_codes(FileReading& at, const ReadRecord& r) {
 }
 
 void tell_repeated(FileReading& at, const PedigreeRecord& r, int32_t line, int32_t first) {
+    if (at.look.findings.counts_only("animal-twice", Severity::warning)) return;
     const Herdbook& book = at.pedigree.book;
     const ParentPair before = book.parents(first);
     std::string differs;

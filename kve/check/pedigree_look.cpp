@@ -298,7 +298,8 @@ void tell_odd_ages(Parents& at) {
         if (years >= youngest && years <= oldest) continue;
         const ParentPair& p = at.pedigree.book.parents(odd.animal);
         const int32_t parent = odd.is_sire ? p.sire : p.dam;
-        if (parent == 0) continue;  // a broken loop
+        if (parent == 0 || at.look.findings.counts_only("parent-age", Severity::warning))
+            continue;  // 0 in a broken loop
         at.look.findings.warn(
             "parent-age", at.place(odd.animal),
             fmt::format("{}, {}: its {} {} of {} would be {:.1f} years old at its birth, the usual "
@@ -313,7 +314,9 @@ void tell_odd_ages(Parents& at) {
 void look_at_dates(Parents& at) {
     for (int32_t j = 1; j <= at.pedigree.n_records; ++j) {
         const int32_t date = at.sort(j);
-        if (date <= 0 || is_known(at, date)) continue;
+        if (date <= 0 || is_known(at, date) ||
+            at.look.findings.counts_only("birth-date", Severity::warning))
+            continue;
         at.look.findings.warn(
             "birth-date", at.place(j),
             fmt::format("{}: {} is {}", at.id(j), date,
@@ -341,7 +344,9 @@ void look_at_parts(Parents& at) {
     for (const PedigreeFinding& finding : found.list) {
         if (finding.kind == Kind::no_record)
             without_record.take(at.id(finding.animal), finding.line);
-        if (finding.kind != Kind::both_parts || at.job.has_grandsires()) continue;
+        if (finding.kind != Kind::both_parts || at.job.has_grandsires() ||
+            at.look.findings.counts_only("sire-and-dam", Severity::warning))
+            continue;
         at.look.findings.warn("sire-and-dam", {at.job.file, finding.line, 0},
                               fmt::format("{} is a sire here and a dam in line {}",
                                           at.id(finding.animal), finding.other),
