@@ -228,19 +228,30 @@ void enter_all_records(FileReading& at) {
     }
 }
 
-// A file without a sort variable, which KVE1 refuses by its first line.
-bool has_three_columns(FileReading& at) {
+// Why KVE1 refuses the file by its first line, where the rest would tell the same again.
+bool is_refused_by_first_line(FileReading& at) {
     constexpr std::size_t kLongest = 1000;
     TextInput file;
     std::string_view line;
     if (!at.is_text() || file.open_input(at.job.file) != 0 ||
-        file.read_line(line, kLongest) != TextInput::Line::ok || words_of(line).size() != 3)
+        file.read_line(line, kLongest) != TextInput::Line::ok)
         return false;
-    at.look.findings.error(
-        "sort-variable", at.place(1),
-        "three values a line: the fourth, the sort variable, is missing; KVE1 would stop",
-        "Add the date of birth such as 20200611; kve ped makes generations from the parents alone");
-    return true;
+    const auto n_words = words_of(line).size();
+    const bool is_without_blanks = n_words == 1 && std::ranges::count_if(line, [](char c) {
+                                                       return c == ',' || c == ';';
+                                                   }) >= 3;
+    if (is_without_blanks)
+        at.look.findings.error("pedigree-record", at.place(1),
+                               "no blanks stand between the values of the first line; KVE1 would "
+                               "stop",
+                               fmt::format("tr ',;' '  ' <{} >new.ped", at.job.file));
+    if (n_words == 3)
+        at.look.findings.error("sort-variable", at.place(1),
+                               "three values a line: the fourth, the sort variable, is missing; "
+                               "KVE1 would stop",
+                               "Add the date of birth such as 20200611; kve ped makes generations "
+                               "from the parents alone");
+    return is_without_blanks || n_words == 3;
 }
 
 int64_t estimate_records(const FileReading& at) {
@@ -281,7 +292,7 @@ PedigreeBook read_pedigree_book(Look& look, const PedigreeJob& job) {
     const int status = at.is_text() ? at.text.open_input(job.file) : at.framed.open_input(job.file);
     if (at.pedigree.index.allocate(status == 0 ? estimate_records(at) : 0) != 0)
         throw std::bad_alloc();
-    if (status == 0 && !has_three_columns(at)) {
+    if (status == 0 && !is_refused_by_first_line(at)) {
         at.pedigree.is_whole = true;
         enter_all_records(at);
         at.bad.tell(look, job.file, "pedigree-record",

@@ -337,6 +337,25 @@ void tell_without_record(Parents& at, const FirstOnes& parents) {
         "Give every parent a record; kve ped does it");
 }
 
+void look_at_groups(Parents& at, int64_t n_without_record) {
+    const int64_t n_unknown = at.pedigree.n_unknown;
+    const Place place{at.job.file, 0, 0};
+    if (n_unknown + n_without_record == 0) return;
+    if (at.pedigree.n_groups == 0)
+        return at.look.findings.warn(
+            "extra-group", place,
+            fmt::format("no parent has the code of a phantom group: under method {} all {} unknown "
+                        "ones make one group",
+                        at.job.method, n_unknown),
+            "Write codes below 0 for them, or take method 1");
+    at.look.findings.warn(
+        "extra-group", place,
+        fmt::format("{} parents are 0 and {} have no record of their own; KVE1 puts these into an "
+                    "extra phantom group, beside those with a code",
+                    n_unknown, n_without_record),
+        "Write the code of a group for each unknown parent");
+}
+
 void look_at_parts(Parents& at) {
     PedigreeFindings found;
     settle_parts(at.pedigree.book, {}, found, false);
@@ -353,15 +372,7 @@ void look_at_parts(Parents& at) {
                               "");
     }
     if (at.pedigree.is_whole) tell_without_record(at, without_record);
-    if (!at.job.has_groups() || at.pedigree.n_groups == 0 || !at.pedigree.is_whole) return;
-    const int64_t n = at.pedigree.n_unknown + without_record.count();
-    if (n > 0)
-        at.look.findings.warn(
-            "extra-group", {at.job.file, 0, 0},
-            fmt::format("{} parents are 0 and {} have no record of their own; KVE1 puts these into "
-                        "an extra phantom group, beside those with a code",
-                        at.pedigree.n_unknown, without_record.count()),
-            "Write the code of a group for each unknown parent");
+    if (at.job.has_groups() && at.pedigree.is_whole) look_at_groups(at, without_record.count());
 }
 
 }  // namespace
