@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "base/freeform.h"
+#include "kve/check/data_items.h"
 
 namespace kve::companion {
 
@@ -13,35 +13,6 @@ namespace {
 constexpr std::size_t kLongestRest = 40, kLongestLine = 100'000;
 
 bool separates(char c) { return c == ' ' || c == '\t' || c == '\r' || c == ','; }
-
-std::string first_item(const std::string& rest) {
-    std::size_t end = 0;
-    while (end < rest.size() && !separates(rest[end])) ++end;
-    return rest.substr(0, end);
-}
-
-std::string printable(std::string text) {
-    std::ranges::replace_if(
-        text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');
-    return text;
-}
-
-struct ItemWords {
-    std::string words, hint;
-};
-
-ItemWords words_of(const std::string& item, const std::string& column) {
-    if (item.starts_with("\xEF\xBB\xBF"))
-        return {"the file begins with a byte order mark, which is no number",
-                "sed -i '1s/^\\xEF\\xBB\\xBF//' removes it"};
-    if (item.empty())
-        return {fmt::format("{} is missing", column), "Commas separate values, one at a time"};
-    double real = 0;
-    if (parse_number(item, real))
-        return {fmt::format("{} stands for {}, which is an integer", item, column), ""};
-    return {fmt::format("{} stands for {}", printable(item), column),
-            "Names, dashes in dates and signs of missing values are no numbers; 0 is unknown"};
-}
 
 }  // namespace
 
@@ -77,12 +48,16 @@ void BadItems::tell(Look& look, const std::string& file, const char* code,
     find_columns(file);
     for (const BadItem& bad : first_) {
         const bool is_known = bad.number >= 1 && bad.number <= std::ssize(columns);
-        const ItemWords item =
-            words_of(first_item(bad.rest),
-                     is_known ? "the " + columns[static_cast<std::size_t>(bad.number - 1)]
-                              : std::string("a number"));
+        const std::string column =
+            is_known ? columns[static_cast<std::size_t>(bad.number - 1)] : "number";
+        const bool is_integer = column != "value";
+        const std::string_view item = first_item(bad.rest);
+        ItemFault fault = fault_of_item(item, is_integer, "the " + column);
+        if (std::string_view(code_of_item(item, is_integer)) == "missing-sign")
+            fault.hint = "What is unknown is 0";
+        if (bad.rest.empty()) fault = {"the file ends within a record", ""};
         look.findings.error(code, {file, bad.line, bad.column},
-                            fmt::format("{}; {}", item.words, effect), item.hint);
+                            fmt::format("{}; {}", fault.message, effect), fault.hint);
     }
     look.findings.count_more(code, Severity::error, n_ - std::ssize(first_));
 }

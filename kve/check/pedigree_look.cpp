@@ -341,13 +341,15 @@ void look_at_groups(Parents& at, int64_t n_without_record) {
     const int64_t n_unknown = at.pedigree.n_unknown;
     const Place place{at.job.file, 0, 0};
     if (n_unknown + n_without_record == 0) return;
-    if (at.pedigree.n_groups == 0)
-        return at.look.findings.warn(
-            "extra-group", place,
-            fmt::format("no parent has the code of a phantom group: under method {} all {} unknown "
-                        "ones make one group",
-                        at.job.method, n_unknown),
-            "Write codes below 0 for them, or take method 1");
+    if (at.pedigree.n_groups == 0) {
+        if (at.job.method == 6)
+            at.look.findings.warn("extra-group", place,
+                                  fmt::format("no parent has the code of a phantom group: all {} "
+                                              "unknown ones make one group",
+                                              n_unknown),
+                                  "Write codes below 0 for them, or take method 1");
+        return;
+    }
     at.look.findings.warn(
         "extra-group", place,
         fmt::format("{} parents are 0 and {} have no record of their own; KVE1 puts these into an "
