@@ -288,6 +288,7 @@ void look_at_data(Look& look) {
     look_at_dropped(look, data);
     look_at_trait_pairs(look, data);
     look_at_classes(look);
+    look_at_fixed_part(look);
 }
 
 }  // namespace kve::companion

@@ -80,6 +80,10 @@ class Pass {
     void plan_classes();
     void plan_reals();
     void plan_alike();
+    void plan_fixed_parts();
+    void plan_animal_groups();
+    void note_animals(TraitPattern usable);
+    void choose_groups();
     void take_record(int64_t line);
     void note_reals(int64_t line);
     void note_alike();
@@ -149,11 +153,82 @@ void Pass::plan_alike() {
         for (std::size_t l = 0; l < k; ++l) alike_.push_back({columns[l], columns[k]});
 }
 
+// Traits with the same fixed effects share a part; one with a single effect has nothing to look at.
+void Pass::plan_fixed_parts() {
+    struct Part {
+        std::vector<int32_t> effects, covariables;
+        TraitPattern traits;
+    };
+    std::vector<Part> parts;
+    for (int32_t i = 1; i <= KVEINT.nt; ++i) {
+        const Model& m = MODEL(i);
+        Part part{{}, {}, trait_bit(KVEINT.nt, i)};
+        for (int32_t j = 1; j <= m.n_fixed; ++j)
+            if (m.f_intercept(j) && m.f_ef_inp(j) >= 1 && m.f_ef_inp(j) <= DIRECTIVES.NI &&
+                std::ranges::count(part.effects, m.f_ef_inp(j)) == 0)
+                part.effects.push_back(m.f_ef_inp(j));
+        for (int32_t l = 1; l <= m.n_reg; ++l)
+            if (m.reg_type(l) == kGeneralRegression && m.reg_inp(l) <= DIRECTIVES.NR)
+                part.covariables.push_back(m.reg_inp(l));
+        if (part.effects.size() + part.covariables.size() < 2 || part.effects.empty()) continue;
+        const auto same = std::ranges::find_if(parts, [&part](const Part& other) {
+            return other.effects == part.effects && other.covariables == part.covariables;
+        });
+        if (same == parts.end())
+            parts.push_back(std::move(part));
+        else
+            same->traits |= part.traits;
+    }
+    for (Part& part : parts)
+        figures_.fixed_parts.emplace_back(part.traits, std::move(part.effects),
+                                          std::move(part.covariables));
+}
+
+// By the first trait with the factor.
+void Pass::plan_animal_groups() {
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        if (!has_pedigree(RMAT(k).structure)) continue;
+        AnimalGroups groups{k, {}};
+        for (int32_t i = 1; i <= KVEINT.nt && groups.cells.empty(); ++i) {
+            const Model& m = MODEL(i);
+            for (int32_t j = 1; j <= m.n_random && groups.cells.empty(); ++j) {
+                if (m.r_ef_matno(j) != k) continue;
+                for (const int32_t fixed : m.f_ef_inp)
+                    if (fixed >= 1 && fixed <= DIRECTIVES.NI)
+                        groups.cells.emplace_back(trait_bit(KVEINT.nt, i),
+                                                  std::vector{fixed, m.r_ef_inp(j)},
+                                                  std::vector<int32_t>());
+            }
+        }
+        figures_.animal_groups.push_back(std::move(groups));
+    }
+}
+
+void Pass::choose_groups() {
+    for (AnimalGroups& groups : figures_.animal_groups) {
+        if (groups.cells.size() < 2) continue;
+        const auto largest = std::ranges::max_element(groups.cells, {}, [this](const auto& cells) {
+            return figures_.count_levels(cells.effects()[0]);
+        });
+        std::iter_swap(groups.cells.begin(), largest);
+        groups.cells.erase(groups.cells.begin() + 1, groups.cells.end());
+    }
+}
+
+void Pass::note_animals(TraitPattern usable) {
+    if (figures_.n_records == AnimalGroups::kRecordsOfChoice) choose_groups();
+    for (AnimalGroups& groups : figures_.animal_groups)
+        for (FixedCells& cells : groups.cells)
+            if ((cells.traits() & usable) != 0) cells.take_record();
+}
+
 void Pass::plan() {
     usability_ = plan_usability(kFirstPassRules, "kve check");
     plan_classes();
     plan_reals();
     plan_alike();
+    plan_fixed_parts();
+    plan_animal_groups();
     figures_.levels.emplace();
     figures_.traits.resize(static_cast<std::size_t>(KVEINT.nt));
     for (const Model& m : MODEL)
@@ -309,12 +384,16 @@ void Pass::take_record(int64_t line) {
     ++*n_of_last_pattern_;
     note_classes(usable);
     figures_.levels->take_record(line, usable);
+    for (FixedCells& cells : figures_.fixed_parts)
+        if ((cells.traits() & usable) != 0) cells.take_record();
+    note_animals(usable);
     if (!absorbed_.empty() && usable != 0) look_at_absorption(line);
 }
 
 void Pass::finish() {
     for (ClassColumn& column : figures_.classes) enter_waiting(column);
     figures_.levels->finish();
+    choose_groups();
     for (const Alike& pair : alike_) figures_.copies.emplace_back(pair.first, pair.second);
 }
 
@@ -349,6 +428,11 @@ bool can_be_read() {
 const ClassColumn* DataFigures::class_column(int32_t column) const {
     const auto found = std::ranges::find(classes, column, &ClassColumn::column);
     return found == classes.end() ? nullptr : &*found;
+}
+
+int64_t DataFigures::count_levels(int32_t column) const {
+    const ClassColumn* found = class_column(column);
+    return found == nullptr ? 0 : found->n_levels;
 }
 
 DataFigures read_data(Look& look) {

@@ -11,6 +11,7 @@
 #include "data/usability.h"
 #include "kve/check/columns.h"
 #include "kve/check/data_levels.h"
+#include "kve/check/fixed_part.h"
 #include "kve/check/look.h"
 #include "store/level_index.h"
 
@@ -43,18 +44,30 @@ struct ColumnRef {
     int32_t column;
 };
 
+// Which animals of a factor with a pedigree stand in which levels of a fixed effect. That with the
+// most levels is taken for the contemporary groups; it is known after some records.
+struct AnimalGroups {
+    int32_t factor;
+    std::vector<FixedCells> cells;  // of fixed effect and animal
+
+    static constexpr int64_t kRecordsOfChoice = 1000;
+};
+
 struct DataFigures {
     bool is_complete = false;  // the data were read
     int64_t n_records = 0;
     RealColumns reals;
     std::vector<ClassColumn> classes;  // ascending by column
     std::vector<TraitFigures> traits;
+    std::vector<FixedCells> fixed_parts;
+    std::vector<AnimalGroups> animal_groups;
     std::optional<DataLevels> levels;                    // of factors with a file
     std::unordered_map<TraitPattern, int64_t> patterns;  // of usable traits
     // Columns of the model that hold the same in all records.
     std::vector<std::pair<ColumnRef, ColumnRef>> copies;
 
     const ClassColumn* class_column(int32_t column) const;
+    int64_t count_levels(int32_t column) const;
 };
 
 // Tells what is wrong with lines, items and single values.

@@ -61,5 +61,7 @@ void look_at_parents(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
 // Animals of the data that have no record, and sexes that contradict their parts.
 void look_at_data_animals(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
                           const DataLevels& data, const FactorLevels& levels);
+// Contemporary groups of the data without variation of sires.
+void look_at_sires(Look& look, int32_t factor, PedigreeBook& pedigree);
 
 }  // namespace kve::companion

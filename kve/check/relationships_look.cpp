@@ -81,6 +81,7 @@ void look_at_pedigree(Look& look, const VAR_STR_SPEC& spec, DataLevels* data,
     FactorLevels* levels = data == nullptr ? nullptr : data->of_factor(spec.factor);
     PedigreeBook& pedigree = pedigree_of(look, job, levels, read);
     if (levels != nullptr) look_at_data_animals(look, job, pedigree, *data, *levels);
+    look_at_sires(look, spec.factor, pedigree);
     if (spec.structure == Structure::PGMIX && has_typed_animals(look, spec))
         look_at_genomic(look, spec, levels, pedigree);
 }
