@@ -69,12 +69,13 @@ std::vector<std::size_t> look_for_nested(Look& look, const FixedCells& cells) {
     const std::vector<int32_t>& columns = cells.effects();
     std::vector<std::size_t> left(columns.size());
     std::iota(left.begin(), left.end(), std::size_t{0});
+    std::erase_if(left, [&](std::size_t k) { return has_level_for_each(look, columns[k]); });
     for (std::size_t outer = 0; outer < columns.size(); ++outer)
         for (std::size_t inner = 0; inner < columns.size(); ++inner) {
             const bool is_left =
                 std::ranges::count(left, inner) + std::ranges::count(left, outer) == 2;
-            if (inner == outer || !is_left || has_level_for_each(look, columns[inner]) ||
-                look.data->count_levels(columns[outer]) < 2 || !is_nested(cells, inner, outer))
+            if (inner == outer || !is_left || look.data->count_levels(columns[outer]) < 2 ||
+                !is_nested(cells, inner, outer))
                 continue;
             if (!is_copy(look, columns[inner], columns[outer]))
                 tell_nested(look, cells, columns[inner], columns[outer],
