@@ -13,13 +13,12 @@ import struct
 import subprocess
 import sys
 import tempfile
-import time
 
 KVE1, KVE = (str(pathlib.Path(program).resolve()) for program in sys.argv[1:3])
 CALLS = int(sys.argv[3]) if len(sys.argv) > 3 else 1000
 SEED = int(sys.argv[4]) if len(sys.argv) > 4 else 1
 EXAMPLES = pathlib.Path(__file__).resolve().parents[1] / "examples"
-SECONDS, MEGABYTES = 20, 400  # the sanitizers' own memory included
+SECONDS, MEGABYTES = 10, 400  # of the processor; the sanitizers' own memory included
 NUMBERS = [-2**31, -2**31 + 1, -1000, -7, -1, 0, 1, 2, 3, 6, 7, 8, 16, 77, 255, 10**6, 10**8, 2**31 - 2, 2**31 - 1]
 COMMANDS = [["summary"], ["summary", "--json"], ["levels"], ["levels", "--ids"], ["records"], ["records", "--original"],
             ["records", "--ids", "--missing", "-9"], ["verify"], ["report", "-o", "page"], ["report", "--ids", "-o", "page"]]
@@ -120,10 +119,9 @@ def damage(data, others):
 
 def call(folder, command):
     arguments = [command[0], str(folder)] + command[1:]
-    start = time.time()
     with open(folder / "words", "w+b") as words, open(folder / "shown", "wb") as shown:
         process = subprocess.Popen([KVE] + arguments, stdout=shown, stderr=words, cwd=folder)
-        signal.alarm(SECONDS)
+        signal.alarm(30 * SECONDS)
         try:
             _, status, used = os.wait4(process.pid, 0)
         except TimeoutError:
@@ -139,8 +137,8 @@ def call(folder, command):
         faults.append(f"status {status}")
     if (status == 3) != said.startswith("kve: ") or "Sanitizer" in said or "runtime error" in said:
         faults.append("words")
-    if time.time() - start > SECONDS / 2:
-        faults.append(f"{time.time() - start:.0f} seconds")
+    if used.ru_utime + used.ru_stime > SECONDS:
+        faults.append(f"{used.ru_utime + used.ru_stime:.0f} seconds")
     if used.ru_maxrss > 1024 * MEGABYTES:
         faults.append(f"{used.ru_maxrss // 1024} MB")
     return faults, said
@@ -162,7 +160,7 @@ def main():
         matrices = [["matrix", name] + more for name in names if name.rstrip("0123456789") in
                     ("AINV", "AINV_RAM", "PGMIX", "COR", "DOM", "IBD", "GINV")
                     for more in ([], ["--summary"], ["--original"], ["--ids"])]
-        command = random.choice(COMMANDS + matrices[:20])
+        command = random.choice(matrices if matrices and random.random() < .25 else COMMANDS)
         if command[0] == "matrix" and random.random() < .5:
             names = [command[1], "MODINF", "CODE_TABLE"]
         name = random.choice(names + ["MODINF"] * 6 + ["CODE_TABLE"] * 3)

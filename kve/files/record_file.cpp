@@ -18,6 +18,7 @@ namespace {
 
 constexpr uintmax_t kLookBytes = uintmax_t{1} << 22;  // of a file, between two looks at the clock
 constexpr auto kPause = std::chrono::milliseconds(300);
+constexpr const char* kClearLine = "\r\033[K";
 
 }  // namespace
 
@@ -28,7 +29,17 @@ Progress::Progress(std::string name, uintmax_t bytes)
       next_line_(std::chrono::steady_clock::now() + kPause) {}
 
 Progress::~Progress() {
-    if (has_line_) std::fputs("\r\033[K", stderr);
+    if (has_line_) std::fputs(kClearLine, stderr);
+}
+
+Reckoning::Reckoning(const std::string& words) {
+    if (::isatty(STDERR_FILENO) == 0) return;
+    std::fprintf(stderr, "\rkve: %s", words.c_str());
+    std::fflush(stderr);
+}
+
+Reckoning::~Reckoning() {
+    if (::isatty(STDERR_FILENO) != 0) std::fputs(kClearLine, stderr);
 }
 
 void Progress::look() {

@@ -35,6 +35,15 @@ class Progress {
     bool has_line_ = false;
 };
 
+// What is being reckoned, in the same place.
+class Reckoning {
+ public:
+    explicit Reckoning(const std::string& words);
+    Reckoning(const Reckoning&) = delete;
+    Reckoning& operator=(const Reckoning&) = delete;
+    ~Reckoning();
+};
+
 // What cannot be read throws Failure, which names the file and the record.
 class RecordFile {
  public:

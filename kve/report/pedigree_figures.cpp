@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "kve/files/record_file.h"
 #include "kve/report/run_pedigree.h"
 
 namespace kve::companion {
@@ -127,6 +128,7 @@ ParentFigures count_offspring(const RunPedigree& animals, Parent parent_of) {
 
 PedigreeFigures survey_pedigree(const RunFolder& run, int32_t factor) {
     const RunPedigree animals = read_pedigree(run, factor);
+    const Reckoning reckoning("the pedigree of " + run.factor_name(factor));
     PedigreeFigures figures;
     figures.population = survey_population(animals, figures);
     const AnimalFigures known = std::move(figures.population.figures);

@@ -125,8 +125,8 @@ std::string reference_of(const PedigreeFigures& p) {
         all.reference_first == all.reference_last
             ? std::to_string(all.reference_last)
             : fmt::format("{} to {}", all.reference_first, all.reference_last);
-    return fmt::format("{} animals of {} {}", grouped(all.contributions.reference),
-                       p.by_generation ? "generation" : "birth", classes);
+    return fmt::format("{} animals {} {}", grouped(all.contributions.reference),
+                       p.by_generation ? "of generation" : "born", classes);
 }
 
 Figure ancestors_figure(const RunFigures& figures, const PedigreeFigures& p) {
@@ -191,7 +191,7 @@ std::vector<Measure> measures_of(const PedigreeFigures& p) {
 }
 
 Table measures_table(const PedigreeFigures& p) {
-    Table table{.columns = {{"Measure"}, {"Value"}, {"Unit"}},
+    Table table{.columns = {{"Measure"}, {"Value", 2}, {"Unit"}},
                 .caption = fmt::format("The population of {}", p.name)};
     if (p.population.contributions.reference > 0)
         table.caption += fmt::format("; founders and ancestors of the {}", reference_of(p));
