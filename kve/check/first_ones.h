@@ -1,4 +1,4 @@
-// What is told once, with the first animals of many.
+// What is told once, with a number and the first animals of many.
 #pragma once
 
 #include <fmt/format.h>
@@ -7,6 +7,11 @@
 #include <string>
 
 namespace kve::companion {
+
+// "1 parent has", "12 parents have".
+inline std::string counted(int64_t n, const char* of_one, const char* of_many) {
+    return fmt::format("{} {}", n, n == 1 ? of_one : of_many);
+}
 
 class FirstOnes {
  public:

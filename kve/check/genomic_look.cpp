@@ -114,11 +114,12 @@ void read_typed(Genomic& at, FactorLevels* levels) {
                                "there is no identity in the file; KVE1 would stop");
     if (strangers.count() == 0 || !at.pedigree.is_whole) return;
     at.are_whole = false;
-    at.look.findings.error("typed-animal", {at.typed_file, strangers.line(), 0},
-                           fmt::format("{} typed animals are not in the pedigree; KVE1 would stop: "
-                                       "{}",
-                                       strangers.count(), strangers.words()),
-                           "Give them records, or take them from the list");
+    at.look.findings.error(
+        "typed-animal", {at.typed_file, strangers.line(), 0},
+        fmt::format("{} not in the pedigree; KVE1 would stop: {}",
+                    counted(strangers.count(), "typed animal is", "typed animals are"),
+                    strangers.words()),
+        "Give them records, or take them from the list");
 }
 
 // ---- The elements of G
@@ -144,17 +145,19 @@ void drop_others(Genomic& at, RelationMatrix& g) {
             {"genomic-identity", strangers.count() > kMost ? Severity::error : Severity::warning,
              g.place(strangers.line()),
              fmt::format(
-                 "{} identities of elements are not in the pedigree; KVE1 {}: {}",
-                 strangers.count(),
+                 "{} not in the pedigree; KVE1 {}: {}",
+                 counted(strangers.count(), "identity of an element is",
+                         "identities of elements are"),
                  strangers.count() > kMost ? "stops at the 21st" : "leaves these elements out",
                  strangers.words()),
              g.id[0] == 0 ? "A genomic matrix has no record of the determinant" : ""});
     if (untyped.count() > 0)
         at.look.findings.warn(
             "genomic-identity", g.place(untyped.line()),
-            fmt::format("{} identities of elements are not in {}; KVE1 leaves these elements out "
-                        "without a word: {}",
-                        untyped.count(), at.typed_file, untyped.words()));
+            fmt::format(
+                "{} not in {}; KVE1 leaves these elements out without a word: {}",
+                counted(untyped.count(), "identity of an element is", "identities of elements are"),
+                at.typed_file, untyped.words()));
 }
 
 // The last one of repeated elements stands.

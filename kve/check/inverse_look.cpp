@@ -57,9 +57,10 @@ void look_for_strangers(Inverse& at, PedigreeBook& pedigree) {
     at.look.findings.add(
         {"matrix-identity", strangers.count() > kMost ? Severity::error : Severity::warning,
          at.matrix.place(strangers.line()),
-         fmt::format("{} elements are of animals that are not in the pedigree of "
-                     "factor {}; KVE1 leaves them out{}: {}",
-                     strangers.count(), at.spec.integer_input,
+         fmt::format("{} not in the pedigree of factor {}; KVE1 leaves the elements out{}: {}",
+                     counted(strangers.count(), "element is of an animal that is",
+                             "elements are of animals that are"),
+                     at.spec.integer_input,
                      strangers.count() > kMost ? ", and stops at the 51st" : "", strangers.words()),
          ""});
 }

@@ -332,8 +332,8 @@ void tell_without_record(Parents& at, const FirstOnes& parents) {
     if (parents.count() == 0) return;
     at.look.findings.note(
         "parent-without-record", {at.job.file, parents.line(), 0},
-        fmt::format("{} parents have no record of their own; KVE1 puts them in as founders: {}",
-                    parents.count(), parents.words()),
+        fmt::format("{} no record of their own; KVE1 puts them in as founders: {}",
+                    counted(parents.count(), "parent has", "parents have"), parents.words()),
         "Give every parent a record; kve ped does it");
 }
 
