@@ -52,7 +52,7 @@ class Output {
     void finish();
 
  private:
-    static constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
+    static constexpr std::size_t kBufferBytes = WritingBehind::kBufferBytes;
 
     void put_in_pieces(std::string_view text);
     void hand_over();

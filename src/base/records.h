@@ -48,7 +48,7 @@ class RecordOutput {
     void end_record() { put(&length_, sizeof length_); }
 
  private:
-    static constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
+    static constexpr std::size_t kBufferBytes = WritingBehind::kBufferBytes;
 
     enum class First { written, to_be_held, held };
 

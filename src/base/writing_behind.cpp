@@ -20,8 +20,8 @@ int write_all(int descriptor, const char* from, std::size_t bytes) {
     return 0;
 }
 
-void WritingBehind::start(std::size_t bytes) {
-    buffer_ = static_cast<char*>(std::malloc(bytes));
+void WritingBehind::start() {
+    buffer_ = static_cast<char*>(std::malloc(kBufferBytes));
     if (buffer_ == nullptr) return;
     given_.set(0);
     emptied_.set(1);
@@ -51,7 +51,7 @@ void WritingBehind::send_to_disk() {
 }
 
 int WritingBehind::hand_over(int descriptor, char*& buffer, std::size_t bytes) {
-    if (buffer_ == nullptr) start(bytes);
+    if (buffer_ == nullptr) start();
     if (!thread_.is_running()) return write_all(descriptor, buffer, bytes);
     emptied_.wait();
     if (error_ != 0) {
