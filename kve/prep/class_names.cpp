@@ -1,23 +1,69 @@
 #include "kve/prep/class_names.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <numeric>
 #include <utility>
 
+#include "kve/shared/failure.h"
 #include "kve/tables/values.h"
 
 namespace kve::companion::prep {
 
-int32_t ClassNames::place_of_parts(const std::vector<int32_t>& parts) {
-    return table_.place_of(std::string_view(reinterpret_cast<const char*>(parts.data()),
-                                            parts.size() * sizeof(int32_t)));
+std::size_t PlacePairs::slot_of(Pair wanted) const {
+    constexpr uint64_t kMixer = 0x9E3779B97F4A7C15;  // the golden ratio, as a fraction of 2**64
+    const uint64_t key = uint64_t{static_cast<uint32_t>(wanted.first)} << 32 |
+                         static_cast<uint32_t>(wanted.second);
+    std::size_t at = static_cast<std::size_t>(key * kMixer >> shift_);
+    const std::size_t last = slots_.size() - 1;
+    while (slots_[at].place != 0 && slots_[at].pair != wanted) at = (at + 1) & last;
+    return at;
 }
 
-std::vector<int32_t> ClassNames::parts_of(int32_t place) const {
-    std::vector<int32_t> parts(parts_.size());
-    std::memcpy(parts.data(), table_.text(place).data(), parts.size() * sizeof(int32_t));
-    return parts;
+void PlacePairs::grow() {
+    constexpr std::size_t kFirst = 64;
+    std::vector<Slot> old(std::max(kFirst, 2 * slots_.size()));
+    old.swap(slots_);
+    shift_ = 65 - static_cast<int>(std::bit_width(slots_.size()));
+    for (const Slot& slot : old)
+        if (slot.place != 0) slots_[slot_of(slot.pair)] = slot;
+}
+
+int32_t PlacePairs::place_of(Pair wanted) {
+    if (2 * pairs_.size() >= slots_.size()) grow();
+    Slot& slot = slots_[slot_of(wanted)];
+    if (slot.place == 0) {
+        if (size() == INT32_MAX)
+            throw Failure(kUnreadable, "more than 2147483647 levels of an interaction");
+        pairs_.push_back(wanted);
+        slot = {wanted, size()};
+    }
+    return slot.place;
+}
+
+void ClassNames::set_parts(std::vector<const ClassNames*> parts) {
+    parts_ = std::move(parts);
+    pairs_.resize(parts_.size() - 1);
+}
+
+int32_t ClassNames::size() const {
+    return parts_.empty() ? table_.size() : pairs_.empty() ? parts_[0]->size() : pairs_.back().size();
+}
+
+int32_t ClassNames::place_of_parts(const std::vector<int32_t>& parts) {
+    int32_t place = parts[0];
+    for (std::size_t k = 0; k < pairs_.size(); ++k)
+        place = pairs_[k].place_of({place, parts[k + 1]});
+    return place;
+}
+
+void ClassNames::find_parts(int32_t place, std::span<int32_t> parts) const {
+    for (std::size_t k = pairs_.size(); k > 0; --k) {
+        const PlacePairs::Pair pair = pairs_[k - 1][place];
+        parts[k] = pair.second;
+        place = pair.first;
+    }
+    parts[0] = place;
 }
 
 std::string ClassNames::name(int32_t place) const {
@@ -25,28 +71,42 @@ std::string ClassNames::name(int32_t place) const {
         return label_ ? label_(codes_[static_cast<std::size_t>(place)])
                       : std::string(table_.text(place));
     std::string whole;
-    const std::vector<int32_t> parts = parts_of(place);
+    std::vector<int32_t> parts(parts_.size());
+    find_parts(place, parts);
     for (std::size_t k = 0; k < parts.size(); ++k)
         whole += (k > 0 ? "*" : "") + parts_[k]->name(parts[k]);
     return whole;
 }
 
 bool ClassNames::comes_before(int32_t a, int32_t b) const {
-    if (!parts_.empty()) {
-        const std::vector<int32_t> of_a = parts_of(a), of_b = parts_of(b);
-        for (std::size_t k = 0; k < parts_.size(); ++k) {
-            const std::vector<int32_t>& codes = parts_[k]->codes();
-            const int32_t x = codes[static_cast<std::size_t>(of_a[k])],
-                          y = codes[static_cast<std::size_t>(of_b[k])];
-            if (x != y) return x < y;
-        }
-        return false;
-    }
     const std::string_view x = table_.text(a), y = table_.text(b);
     const std::optional<double> number_x = parse_real(x), number_y = parse_real(y);
     if (number_x && number_y && *number_x != *number_y) return *number_x < *number_y;
     if (number_x.has_value() != number_y.has_value()) return number_x.has_value();
     return x < y;
+}
+
+// By the codes of their parts.
+void ClassNames::put_interactions_in_order(std::vector<int32_t>& places) const {
+    const std::size_t n_parts = parts_.size();
+    std::vector<int32_t> codes(places.size() * n_parts);
+    const auto codes_of = [&](int32_t place) {
+        return std::span(codes).subspan((static_cast<std::size_t>(place) - 1) * n_parts, n_parts);
+    };
+    for (const int32_t place : places) {
+        const std::span<int32_t> own = codes_of(place);
+        find_parts(place, own);
+        for (std::size_t k = 0; k < n_parts; ++k)
+            own[k] = parts_[k]->codes()[static_cast<std::size_t>(own[k])];
+    }
+    std::ranges::sort(places, [&](int32_t a, int32_t b) {
+        return std::ranges::lexicographical_compare(codes_of(a), codes_of(b));
+    });
+}
+
+void ClassNames::put_in_order(std::vector<int32_t>& places) const {
+    if (!parts_.empty()) return put_interactions_in_order(places);
+    std::ranges::sort(places, [this](int32_t a, int32_t b) { return comes_before(a, b); });
 }
 
 void ClassNames::number() {
@@ -61,7 +121,7 @@ void ClassNames::number() {
     if (keeps_integers_) return;
     std::vector<int32_t> order(static_cast<std::size_t>(n));
     std::iota(order.begin(), order.end(), 1);
-    std::ranges::sort(order, [this](int32_t a, int32_t b) { return comes_before(a, b); });
+    put_in_order(order);
     for (int32_t code = 1; code <= n; ++code)
         codes_[static_cast<std::size_t>(order[static_cast<std::size_t>(code) - 1])] = code;
 }
