@@ -18,6 +18,7 @@
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/result_folder.h"
+#include "kve/tables/pedigree_columns.h"
 #include "kve/tables/table_reader.h"
 
 namespace kve::companion {
@@ -36,7 +37,7 @@ constexpr const char* kAncestors = "ancestors.csv";
 struct Options {
     PedigreeForm form;
     std::string folder;
-    std::string ids, prune, prune_column, sort = "birth", by = "birth";
+    std::string ids, prune, prune_column, sort = "birth", by = "birth", delimiter, quote = "\"";
     int32_t generations = -1;
     int64_t group_size = 0;
     int32_t group_years = 5;
@@ -58,22 +59,16 @@ struct Work {
 
 // Numbers of the animals of a table; those that the pedigree lacks are told.
 std::vector<int32_t> read_wanted(Work& work) {
-    const Options& options = work.options;
-    TableReader table(options.prune);
     std::size_t column = 0;
-    if (!options.prune_column.empty()) {
-        const std::optional<int64_t> number = parse_integer(options.prune_column);
-        const bool is_number = !table.find(options.prune_column) && number && *number >= 1 &&
-                               *number <= static_cast<int64_t>(table.names().size());
-        column =
-            is_number ? static_cast<std::size_t>(*number - 1) : table.column(options.prune_column);
-    }
+    const std::unique_ptr<TableReader> opened = open_animals(
+        work.options.prune, {}, work.options.prune_column, work.table.names, column);
+    TableReader& table = *opened;
     const MissingSigns missing(usual_missing_signs());
     IdentityTable strangers;
     std::vector<int32_t> wanted;
     while (table.next()) {
         const std::string_view identity = table.field(column);
-        if (missing(identity)) continue;
+        if (is_nobody(identity) || missing(identity)) continue;
         const int32_t animal = work.table.names.find(identity);
         if (animal != 0 && work.table.book.line(animal) != 0)
             wanted.push_back(animal);
@@ -247,8 +242,17 @@ void clear_folder(const Options& options, ResultFolder& results) {
     for (const char* name : kNames) results.remove(name);
 }
 
+void take_table_form(Options& options) {
+    TableForm& form = options.form.table;
+    if (options.header || options.no_header) form.has_header = options.header;
+    if (!options.delimiter.empty()) form.delimiter = sign_called(options.delimiter);
+    form.quote = options.quote.empty() ? kNoQuote : options.quote.front();
+    if ((!options.delimiter.empty() && !form.delimiter) || options.quote.size() > 1)
+        throw Failure(kUsage, "--delimiter and --quote want a sign, tab or blanks");
+}
+
 int look_through(Options& options) {
-    if (options.header || options.no_header) options.form.has_header = options.header;
+    take_table_form(options);
     Work work{.options = options};
     work.table = read_pedigree(options.form, work.findings);
     settle_all(work);
@@ -295,6 +299,8 @@ void add_reading(CLI::App& command, Options& o) {
     command.add_flag("--header", o.header, "the first line has the names of the columns");
     command.add_flag("--no-header", o.no_header, "the first line is a record")
         ->excludes("--header");
+    command.add_option("--delimiter", o.delimiter, "a sign, tab or blanks");
+    command.add_option("--quote", o.quote, "a sign, or \"\" for none");
 }
 
 void add_making(CLI::App& command, Options& o) {

@@ -31,10 +31,17 @@ int32_t classes_of_interval(double interval) {
     return std::isnan(interval) ? 1 : std::max(1, static_cast<int32_t>(std::lround(interval)));
 }
 
+// A class so many before this one; births that are numbers of any kind reach from end to end of
+// the integers.
+int32_t label_before(int32_t label, int64_t classes) {
+    return static_cast<int32_t>(std::max<int64_t>(label - classes, kNoClass + 1));
+}
+
 void find_reference(Population& found, const std::string& asked) {
     if (asked.empty()) {
         found.reference_last = found.classes.empty() ? 0 : found.classes.back().label;
-        found.reference_first = found.reference_last - classes_of_interval(found.interval) + 1;
+        found.reference_first =
+            label_before(found.reference_last, classes_of_interval(found.interval) - int64_t{1});
         return;
     }
     const std::size_t colon = std::min(asked.find(':'), asked.size());
@@ -52,9 +59,9 @@ void find_reference(Population& found, const std::string& asked) {
 double find_regressed_rate(const Population& found, const Pedigree& pedigree,
                            const AnimalFigures& figures, Vec<int32_t>& label_of, double per_year) {
     if (std::isnan(found.interval) || found.classes.empty()) return kUnknown;
-    constexpr int32_t kIntervals = 3;
-    const int32_t first =
-        found.classes.back().label - kIntervals * classes_of_interval(found.interval);
+    constexpr int64_t kIntervals = 3;
+    const int32_t first = label_before(found.classes.back().label,
+                                       kIntervals * classes_of_interval(found.interval));
     for (int32_t& label : label_of)
         if (label < first) label = kNoClass;
     return 1.0 -
@@ -91,7 +98,7 @@ Population describe_population(const Pedigree& pedigree, BirthUnit unit,
 }
 
 double rate_of_class(const Population& population, const ClassRow& row) {
-    const int32_t before = row.label - classes_of_interval(population.interval);
+    const int32_t before = label_before(row.label, classes_of_interval(population.interval));
     const auto other = std::ranges::lower_bound(population.classes, before, {}, &ClassRow::label);
     if (other == population.classes.end() || other->label != before || other->inbreeding >= 1.0)
         return kUnknown;

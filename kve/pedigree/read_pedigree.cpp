@@ -4,84 +4,36 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <chrono>
 #include <utility>
 
 #include "kve/shared/failure.h"
+#include "kve/tables/pedigree_columns.h"
 #include "kve/tables/table_reader.h"
 
 namespace kve::companion {
 
 namespace {
 
-constexpr std::size_t kNoColumn = SIZE_MAX;
-
-struct Columns {
-    std::size_t id = kNoColumn, sire = kNoColumn, dam = kNoColumn, sex = kNoColumn,
-                birth = kNoColumn, family = kNoColumn;
+struct Columns : PedigreeColumns {
+    std::size_t family = kNoColumn;
 };
 
-// Letters and digits alone, in lower case: "Sire-ID" is "sireid".
-std::string plain_name(std::string_view name) {
-    std::string plain;
-    for (const char c : name)
-        if (std::isalnum(static_cast<unsigned char>(c)) != 0)
-            plain += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return plain;
-}
-
-using Names = std::vector<std::string_view>;
-
-std::size_t find_column(const TableReader& table, const std::string& asked, const Names& usual) {
-    if (!asked.empty()) {
-        if (const std::optional<std::size_t> found = table.find(asked)) return *found;
-        const std::optional<int64_t> number = parse_integer(asked);
-        if (number && *number >= 1 && *number <= static_cast<int64_t>(table.names().size()))
-            return static_cast<std::size_t>(*number - 1);
-        return table.column(asked);  // tells which there are
-    }
-    if (table.has_header())
-        for (std::size_t c = 0; c < table.names().size(); ++c)
-            if (std::ranges::find(usual, plain_name(table.names()[c])) != usual.end()) return c;
-    return kNoColumn;
-}
-
-// Without a header: identity, sire, dam and birth; with six columns or more and blanks between them
-// family, identity, sire, dam and sex.
-void take_usual_places(const TableReader& table, Columns& columns) {
-    const std::size_t n = table.names().size();
-    constexpr std::size_t kOfFamilies = 6;
-    const bool families =
-        n >= kOfFamilies && (table.delimiter() == kBlanks || table.delimiter() == '\t');
-    const std::size_t first = families ? 1 : 0;
-    if (columns.id == kNoColumn) columns.id = first;
-    if (columns.sire == kNoColumn) columns.sire = first + 1;
-    if (columns.dam == kNoColumn) columns.dam = first + 2;
-    if (families && columns.sex == kNoColumn) columns.sex = first + 3;
-    if (!families && columns.birth == kNoColumn && n > 3) columns.birth = first + 3;
-}
-
 Columns find_columns(const TableReader& table, const PedigreeForm& form) {
-    Columns columns{
-        .id = find_column(table, form.id,
-                          {"id", "animal", "animalid", "anim", "ident", "identity", "individual",
-                           "iid", "self", "tag", "code", "calf", "lamb", "piglet"}),
-        .sire = find_column(table, form.sire, {"sire", "sireid", "idsire", "father", "fatherid"}),
-        .dam = find_column(table, form.dam, {"dam", "damid", "iddam", "mother", "motherid"}),
-        .sex = find_column(table, form.sex, {"sex", "gender"}),
-        .birth = find_column(table, form.birth,
-                             {"birth", "birthdate", "dateofbirth", "birthday", "born", "dob",
-                              "bdate", "birthyear", "yearofbirth", "byear", "yob", "year"}),
-        .family = form.family.empty() ? kNoColumn : find_column(table, form.family, {})};
-    if (!table.has_header() && table.names().size() >= 3) take_usual_places(table, columns);
+    Columns columns{find_pedigree_columns(table)};
+    take_asked_column(table, form.id, columns.animal);
+    take_asked_column(table, form.sire, columns.sire);
+    take_asked_column(table, form.dam, columns.dam);
+    take_asked_column(table, form.sex, columns.sex);
+    take_asked_column(table, form.birth, columns.birth);
+    take_asked_column(table, form.family, columns.family);
     for (const auto& [column, option] :
-         {std::pair{columns.id, "--id"}, {columns.sire, "--sire"}, {columns.dam, "--dam"}})
+         {std::pair{columns.animal, "--id"}, {columns.sire, "--sire"}, {columns.dam, "--dam"}})
         if (column == kNoColumn)
             throw Failure(kUsage,
                           fmt::format("{}: which column is it? {} tells, by name or number; there "
                                       "are {}",
-                                      table.file(), option, fmt::join(table.names(), ", ")));
+                                      table.file(), option, list_of(table.names())));
     return columns;
 }
 
@@ -127,7 +79,7 @@ bool is_zero(std::string_view text) {
     return std::ranges::all_of(text, [](char c) { return c == '0' || c == '-' || c == '.'; });
 }
 
-BirthForm find_birth_form(const PedigreeForm& form, const TableForm& table_form, std::size_t column,
+BirthForm find_birth_form(const PedigreeForm& form, std::size_t column,
                           const MissingSigns& missing) {
     if (column == kNoColumn) return {};
     if (form.dates == "number") return {BirthUnit::numbers, DateOrder::year_month_day, form.dates};
@@ -137,7 +89,7 @@ BirthForm find_birth_form(const PedigreeForm& form, const TableForm& table_form,
                     words};
     constexpr std::size_t kLooked = 1000;
     std::vector<std::string> texts;
-    TableReader table(form.file, table_form);
+    TableReader table(form.file, form.table);
     while (texts.size() < kLooked && table.next())
         if (const std::string_view text = table.field(column); !missing(text) && !is_zero(text))
             texts.emplace_back(text);
@@ -164,7 +116,8 @@ std::optional<int32_t> parse_birth(std::string_view text, const BirthForm& form)
 }
 
 std::optional<Sex> parse_sex(std::string_view text) {
-    const std::string plain = plain_name(text);
+    std::string plain(text);
+    for (char& c : plain) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     for (const std::string_view one : {"1", "m", "male"})
         if (plain == one) return Sex::male;
     for (const std::string_view one : {"2", "f", "female"})
@@ -183,8 +136,7 @@ struct Reading {
     const PedigreeForm& form;
     TableReader table;
     Columns columns{};
-    MissingSigns missing;  // of sexes and births
-    MissingSigns unknown;  // of identities: 0 too
+    MissingSigns missing;
     BirthForm births{};
     PedigreeTable result{};
     PedigreeFindings& findings;
@@ -216,9 +168,13 @@ int32_t enter(Reading& at, std::string_view identity) {
     return animal;
 }
 
+bool is_unknown(const Reading& at, std::string_view identity) {
+    return is_nobody(identity) || at.missing(identity);
+}
+
 // 0 for an unknown one; the code of a phantom parent group is one of these.
 int32_t enter_parent(Reading& at, std::string_view identity) {
-    if (at.unknown(identity)) return 0;
+    if (is_unknown(at, identity)) return 0;
     if (identity.front() == '-' && parse_integer(identity)) {
         at.findings.add(Kind::group_code, at.line(), 0, std::string(identity));
         return 0;
@@ -289,13 +245,23 @@ void join_record(Reading& at, const Record& record) {
                                                    taken.empty() ? "" : ", of it taken ", taken)});
 }
 
+// What the records to come will look for is on its way while this one is taken.
+void fetch_names(const Reading& at) {
+    constexpr std::size_t kFar = 8, kNear = 4;
+    if (at.columns.family != kNoColumn) return;
+    for (const std::size_t column : {at.columns.animal, at.columns.sire, at.columns.dam}) {
+        at.result.names.fetch_slot(at.table.field_ahead(kFar, column));
+        at.result.names.fetch_text(at.table.field_ahead(kNear, column));
+    }
+}
+
 void take_record(Reading& at) {
     ++at.result.records;
+    fetch_names(at);
     const std::size_t wanted = at.table.names().size();
-    const bool fits = at.table.n_fields() == wanted ||
-                      (at.table.delimiter() == kBlanks && at.table.n_fields() > wanted);
-    const std::string_view identity = at.table.field(at.columns.id);
-    if (!fits || at.unknown(identity)) {
+    const bool fits = at.table.has_all_fields();
+    const std::string_view identity = at.table.field(at.columns.animal);
+    if (!fits || is_unknown(at, identity)) {
         at.findings.add(fits ? Kind::no_identity : Kind::fields, at.line(), 0,
                         fmt::format("{} in place of {}", at.table.n_fields(), wanted));
         at.findings.changes.push_back({at.line(), 0, "record left out"});
@@ -319,7 +285,7 @@ void take_record(Reading& at) {
 std::string describe(const Reading& at) {
     std::string words = at.table.described();
     for (const auto& [column, what] : {std::pair{at.columns.family, "family"},
-                                       {at.columns.id, "identity"},
+                                       {at.columns.animal, "identity"},
                                        {at.columns.sire, "sire"},
                                        {at.columns.dam, "dam"},
                                        {at.columns.sex, "sex"},
@@ -350,25 +316,21 @@ void finish_book(PedigreeTable& result) {
     book = std::move(fitting);
 }
 
-std::vector<std::string> signs_of(const PedigreeForm& form, bool of_identities) {
+MissingSigns signs_of(const PedigreeForm& form) {
     std::vector<std::string> signs = usual_missing_signs();
     signs.insert(signs.end(), form.missing.begin(), form.missing.end());
-    if (of_identities) signs.emplace_back("0");
-    return signs;
+    return MissingSigns(signs);
 }
 
 }  // namespace
 
 PedigreeTable read_pedigree(const PedigreeForm& form, PedigreeFindings& findings) {
-    TableForm table_form;
-    table_form.has_header = form.has_header;
     Reading at{.form = form,
-               .table = TableReader(form.file, table_form),
-               .missing = MissingSigns(signs_of(form, false)),
-               .unknown = MissingSigns(signs_of(form, true)),
+               .table = TableReader(form.file, form.table),
+               .missing = signs_of(form),
                .findings = findings};
     at.columns = find_columns(at.table, form);
-    at.births = find_birth_form(form, table_form, at.columns.birth, at.missing);
+    at.births = find_birth_form(form, at.columns.birth, at.missing);
     Herdbook& book = at.result.book;
     book.unit = at.births.unit;
     book.has_sexes = at.columns.sex != kNoColumn;

@@ -8,6 +8,7 @@
 #include "kve/pedigree/findings.h"
 #include "kve/pedigree/herdbook.h"
 #include "kve/tables/identities.h"
+#include "kve/tables/table_reader.h"
 #include "kve/tables/values.h"
 
 namespace kve::companion {
@@ -18,7 +19,7 @@ struct PedigreeForm {
     std::string id, sire, dam, sex, birth, family;  // names of columns, or their numbers from 1
     std::vector<std::string> missing;               // signs beside the usual ones and 0
     std::string dates;                              // ymd, dmy, mdy, year or number
-    std::optional<bool> has_header;
+    TableForm table;
 };
 
 struct PedigreeTable {

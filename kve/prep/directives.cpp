@@ -114,9 +114,10 @@ void write_directives(const Recipe& recipe, const Layout& layout, const FileName
         fmt::format("{}: {} integers and {} reals a record; reals at or below {} are "
                     "missing, and so are integers of 0",
                     names.data, layout.integers.size(), layout.reals.size(), recipe.missing_code));
-    text +=
-        fmt::format("$DATA {} ({},{},{:.1f}) {}\n", recipe.is_binary ? "BINARY" : "ASCII",
-                    layout.integers.size(), layout.reals.size(), recipe.missing_code, names.data);
+    std::string missing = fmt::format("{}", static_cast<float>(recipe.missing_code));
+    if (missing.find_first_of(".e") == missing.npos) missing += ".0";
+    text += fmt::format("$DATA {} ({},{},{}) {}\n", recipe.is_binary ? "BINARY" : "ASCII",
+                        layout.integers.size(), layout.reals.size(), missing, names.data);
     text += variable_lines(layout) + model_lines(recipe, layout) + structure_lines(recipe, names);
     if (!recipe.prior.empty()) text += "\n$PRIOR\n" + with_end(recipe.prior);
     Output out(file);

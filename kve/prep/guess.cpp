@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <iterator>
 #include <set>
 #include <utility>
 
 #include "kve/shared/failure.h"
+#include "kve/tables/pedigree_columns.h"
 
 namespace kve::companion::prep {
 
@@ -23,39 +25,58 @@ std::string in_lower_case(std::string text) {
     return text;
 }
 
-bool holds_one_of(const std::string& name, const std::vector<const char*>& words) {
-    const std::string low = in_lower_case(name);
-    return std::ranges::any_of(words, [&](const char* w) { return low.find(w) != low.npos; });
+// Of "milkYield_305d": milk, yield, 305d.
+std::vector<std::string> words_in(const std::string& name) {
+    std::vector<std::string> words(1);
+    char before = ' ';
+    for (const char c : name) {
+        const bool is_part = std::isalnum(static_cast<unsigned char>(c)) != 0 || c < 0;
+        const bool begins = std::isupper(static_cast<unsigned char>(c)) != 0 &&
+                            std::islower(static_cast<unsigned char>(before)) != 0;
+        if ((!is_part || begins) && !words.back().empty()) words.emplace_back();
+        if (is_part) words.back() += c;
+        before = c;
+    }
+    for (std::string& word : words) word = in_lower_case(word);
+    return words;
+}
+
+// A word of the name is one of these, or begins with it and ends as identities do.
+bool holds_one_of(const std::string& name, const std::vector<std::string_view>& wanted) {
+    static const std::set<std::string_view> ends = {"",   "s",  "id",   "no",  "nr",
+                                                    "tag", "num", "code", "name", "number"};
+    for (const std::string& word : words_in(name))
+        for (const std::string_view one : wanted)
+            if (word.starts_with(one) && ends.contains(std::string_view(word).substr(one.size())))
+                return true;
+    return false;
 }
 
 bool names_an_animal(const std::string& name) {
-    const std::string low = in_lower_case(name);
-    return low == "id" || low.ends_with("_id") ||
-           holds_one_of(name, {"animal", "cow", "sire", "dam", "bull", "mother", "father", "ident",
-                               "eartag", "calf", "ewe", "ram", "sow", "boar", "horse", "mare"});
+    return holds_one_of(name, {"id", "animal", "cow", "sire", "dam", "bull", "mother", "father",
+                               "ident", "identity", "eartag", "calf", "ewe", "ram", "sow", "boar",
+                               "horse", "mare", "lamb", "piglet"});
 }
 
 bool names_a_class(const std::string& name) {
     return holds_one_of(name, {"year", "herd", "farm", "flock", "breed", "sex", "season", "group",
-                               "parity", "lactation", "region", "litter", "pen", "batch"});
+                               "parity", "lactation", "region", "litter", "pen", "batch", "hys"});
+}
+
+// In a comment of the recipe.
+std::string shown_text(std::string text) {
+    const bool is_plain = is_utf8(text);
+    std::ranges::replace_if(
+        text,
+        [&](char c) {
+            return static_cast<unsigned char>(c) < ' ' || c == '\x7F' || (c < 0 && !is_plain);
+        },
+        '?');
+    return text;
 }
 
 std::string number_of_different(std::size_t n) {
     return n == 1 ? "one value" : fmt::format("{} different values", n);
-}
-
-const char* words_of(DateOrder order) {
-    switch (order) {
-        case DateOrder::year_month_day:
-            return "year month day";
-        case DateOrder::day_month_year:
-            return "day month year";
-        case DateOrder::month_day_year:
-            return "month day year";
-        case DateOrder::year_only:
-            return "year";
-    }
-    return "";
 }
 
 std::optional<DateOrder> date_order(const std::vector<std::string>& values) {
@@ -101,7 +122,8 @@ Guess guess_text(const std::string& name, const std::vector<std::string>& values
     column.name = name;
     column.role = Role::klass;
     const std::string words =
-        fmt::format("texts such as {}, {}", values.front(), number_of_different(n_different));
+        fmt::format("texts such as {}, {}", shown_text(values.front()),
+                    number_of_different(n_different));
     if (names_an_animal(name)) {
         column.role = Role::identity;
         return {column, words + ", and the name is that of an animal"};
@@ -143,7 +165,7 @@ Guess guess_column(const std::string& name, const std::vector<std::string>& valu
     if (order && *order != DateOrder::year_only) {
         column.role = Role::date;
         column.order = order;
-        std::string words = fmt::format("dates such as {}", values.front());
+        std::string words = fmt::format("dates such as {}", shown_text(values.front()));
         if (*order == DateOrder::day_month_year &&
             find_date_order({values.front()}) != DateOrder::year_month_day &&
             std::ranges::all_of(values, [](const std::string& value) {
@@ -168,19 +190,10 @@ Guess guess_column(const std::string& name, const std::vector<std::string>& valu
     if (10 * n_dates < 9 * values.size()) column.order.reset();
     if (column.order) {
         column.role = Role::date;
-        return {column, fmt::format("dates such as {}; {} of {} are none", values.front(),
+        return {column, fmt::format("dates such as {}; {} of {} are none", shown_text(values.front()),
                                     values.size() - n_dates, values.size())};
     }
     return guess_text(name, values, different.size());
-}
-
-// The first column whose name holds one of the words, or the one at this place.
-std::string column_named(const std::vector<std::string>& names,
-                         const std::vector<const char*>& words, std::size_t otherwise) {
-    for (const char* word : words)
-        for (const std::string& name : names)
-            if (in_lower_case(name).find(word) != std::string::npos) return name;
-    return otherwise < names.size() ? names[otherwise] : "";
 }
 
 std::string toml_text(const std::string& text) {
@@ -188,7 +201,7 @@ std::string toml_text(const std::string& text) {
     for (const char c : text)
         if (c == '"' || c == '\\')
             quoted += {'\\', c};
-        else if (static_cast<unsigned char>(c) < ' ')
+        else if (static_cast<unsigned char>(c) < ' ' || c == '\x7F')
             quoted += fmt::format("\\u{:04X}", static_cast<int>(c));
         else
             quoted += c;
@@ -222,7 +235,8 @@ std::string table_entries(const TableUse& use, const std::string& described,
         text += fmt::format("quote = {}\n", use.form.quote == kNoQuote
                                                 ? "\"\""
                                                 : toml_text(std::string(1, use.form.quote)));
-    if (use.decimal_sign != '.') text += "decimal = \",\"\n";
+    if (use.decimal_sign != '.')
+        text += fmt::format("decimal = {}\n", toml_text(std::string(1, use.decimal_sign)));
     text += "missing = [";
     for (std::size_t k = 0; k < use.missing.size(); ++k)
         text += (k > 0 ? ", " : "") + toml_text(use.missing[k]);
@@ -243,6 +257,9 @@ Sample::Sample(const TableUse& use) {
     TableReader table(use.file, use.form);
     const MissingSigns missing(use.missing);
     names = table.names();
+    if (!std::ranges::all_of(names, [](const std::string& name) { return is_utf8(name); }))
+        throw Failure(kUnreadable, use.file + ": line 1: is not written in UTF-8; save it so, or "
+                                              "convert it with iconv");
     columns.resize(names.size());
     n_missing.resize(names.size());
     while (n_records < kSampleRecords && table.next()) {
@@ -274,37 +291,71 @@ std::vector<Guess> guess_columns(const Sample& sample, char decimal_sign) {
     return all;
 }
 
-void complete_pedigree(PedigreeUse& use) {
-    const Sample sample(use);
-    const auto fill = [&](std::string& name, const std::vector<const char*>& words,
-                          std::size_t otherwise) {
-        if (name.empty()) name = column_named(sample.names, words, otherwise);
-        if (name.empty())
-            throw Failure(kUsage, fmt::format("{}: a pedigree has three columns or more: animal, "
-                                              "sire, dam",
-                                              use.file));
+namespace {
+
+// Names of the columns that the recipe leaves open: by the usual names, by a word in the name, and
+// at last by their places.
+void complete_parents(PedigreeUse& use, const TableReader& table) {
+    const PedigreeColumns usual = find_pedigree_columns(table);
+    struct Open {
+        std::string& name;
+        std::size_t usual;
+        std::vector<const char*> words;
+        std::size_t place;
     };
-    fill(use.animal, {"animal", "ident"}, 0);
-    fill(use.sire, {"sire", "father"}, 1);
-    fill(use.dam, {"dam", "mother"}, 2);
-    if (use.born.empty() && use.sort.empty()) {
-        const std::string name = column_named(sample.names, {"birth", "born", "date"}, 3);
-        const auto at = std::ranges::find(sample.names, name);
-        if (at != sample.names.end()) {
-            const Guess guess = guess_column(
-                name, sample.columns[static_cast<std::size_t>(at - sample.names.begin())], '.');
-            if (guess.column.role == Role::date)
-                use.born = name;
-            else if (use.sort.empty() && guess.reason.starts_with("whole numbers"))
-                use.sort = name;
-        }
+    const std::vector<std::string>& names = table.names();
+    const auto is_free = [&](const std::string& name) {
+        return name != use.animal && name != use.sire && name != use.dam;
+    };
+    const Open all[] = {{use.animal, usual.animal, {"animal", "ident"}, 0},
+                        {use.sire, usual.sire, {"sire", "father"}, 1},
+                        {use.dam, usual.dam, {"dam", "mother"}, 2}};
+    for (const Open& one : all)
+        if (one.name.empty() && one.usual != kNoColumn && is_free(names[one.usual]))
+            one.name = names[one.usual];
+    for (const Open& one : all)
+        for (std::size_t k = 0; k < one.words.size() && one.name.empty(); ++k)
+            for (const std::string& name : names)
+                if (one.name.empty() && is_free(name) &&
+                    in_lower_case(name).find(one.words[k]) != name.npos)
+                    one.name = name;
+    for (const Open& one : all)
+        if (one.name.empty() && one.place < names.size() && is_free(names[one.place]))
+            one.name = names[one.place];
+    if (use.animal.empty() || use.sire.empty() || use.dam.empty())
+        throw Failure(kUsage, fmt::format("{}: which columns are animal, sire and dam? The recipe "
+                                          "tells; there are {}",
+                                          use.file, list_of(names)));
+}
+
+// The birth, when most of what its column holds is one, or an integer to sort by.
+void complete_birth(PedigreeUse& use, const TableReader& table, const Sample& sample) {
+    const std::size_t column = find_pedigree_columns(table).birth;
+    if (column == kNoColumn) return;
+    const auto& values = sample.columns[column];
+    const std::string& name = sample.names[column];
+    std::size_t n_dates = 0;
+    if (const auto order = likeliest_order(values, n_dates); order && 2 * n_dates > values.size()) {
+        use.born = name;
+        use.order = use.order ? use.order : order;
+    } else if (2 * count_numbers(values, parse_integer) > values.size()) {
+        use.sort = name;
     }
+}
+
+}  // namespace
+
+void complete_pedigree(PedigreeUse& use) {
+    const TableReader table(use.file, use.form);
+    complete_parents(use, table);
+    const Sample sample(use);
+    if (use.born.empty() && use.sort.empty()) complete_birth(use, table, sample);
     if (use.born.empty() || use.order) return;
     const auto at = std::ranges::find(sample.names, use.born);
     if (at == sample.names.end()) return;
-    const auto& values = sample.columns[static_cast<std::size_t>(at - sample.names.begin())];
     std::size_t n_dates = 0;
-    use.order = likeliest_order(values, n_dates);
+    use.order = likeliest_order(
+        sample.columns[static_cast<std::size_t>(at - sample.names.begin())], n_dates);
 }
 
 void complete_dates(Recipe& recipe) {
@@ -356,9 +407,12 @@ std::string write_template(const Recipe& of_command_line, const std::string& fol
     if (recipe.typed)
         text +=
             "\n[typed]\n" + table_entries(*recipe.typed, Sample(*recipe.typed).described, folder);
-    for (const MatrixUse& use : recipe.matrices)
-        text += "\n[[matrix]]\n" + table_entries(use, Sample(use).described, folder) +
+    for (MatrixUse& use : recipe.matrices) {
+        const Sample elements(use);
+        if (use.decimal_sign == '.') use.decimal_sign = guess_decimal_sign(elements);
+        text += "\n[[matrix]]\n" + table_entries(use, elements.described, folder) +
                 fmt::format("type = {}\nfactor = {}\n", toml_text(use.type), use.factor);
+    }
     text +=
         fmt::format("\n[output]\nbinary = {}\nrenumber = {}\n", recipe.is_binary, recipe.renumbers);
     return text;

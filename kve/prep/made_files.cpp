@@ -16,13 +16,30 @@ namespace kve::companion::prep {
 
 namespace fs = std::filesystem;
 
-void PartFolder::refuse_input(const std::string& input) const {
+void PartFolder::claim(std::size_t n_matrices, const std::vector<std::string>& inputs) {
+    std::vector<std::string> names = {"ids.tsv", "classes.tsv", kRejected, kDirectives};
+    std::vector<std::string> fronts = {"data", "pedigree", "typed"};
     std::error_code ignored;
-    for (const char* name :
-         {"data.txt", "data.bin", "pedigree.txt", "pedigree.bin", "typed.txt", "typed.bin",
-          "ids.tsv", "classes.tsv", "rejected.tsv", "run.kve", "recipe.toml"})
-        if (fs::equivalent(results_.path(name), input, ignored))
-            throw Failure(kUsage, fmt::format("{}: is read, and would be written over", input));
+    const bool is_ours = fs::exists(results_.path(kRejected), ignored);
+    const auto is_there = [&](std::size_t k) {
+        return fs::exists(results_.path(fmt::format("matrix{}.txt", k)), ignored) ||
+               fs::exists(results_.path(fmt::format("matrix{}.bin", k)), ignored);
+    };
+    for (std::size_t k = 1; k <= n_matrices || is_there(k); ++k)
+        fronts.push_back(fmt::format("matrix{}", k));
+    for (const std::string& front : fronts)
+        for (const char* end : {".txt", ".bin"}) names.push_back(front + end);
+    for (const std::string& name : names) {
+        if (!fs::exists(results_.path(name), ignored)) continue;
+        for (const std::string& input : inputs)
+            if (fs::equivalent(results_.path(name), input, ignored))
+                throw Failure(kUsage, fmt::format("{}: is read, and would be written over", input));
+        if (!is_ours)
+            throw Failure(kUsage, fmt::format("{} is not of an earlier kve prep: -o wants another "
+                                              "folder",
+                                              results_.path(name).string()));
+        results_.remove(name);
+    }
 }
 
 void PartFolder::move_to_places(const std::string& last) {
@@ -34,7 +51,6 @@ void PartFolder::move_to_places(const std::string& last) {
 void PartFolder::move_only(const std::string& name, const std::string& last) {
     for (const fs::directory_entry& entry : fs::directory_iterator(results_.work()))
         if (entry.path().filename() != name) fs::remove(entry.path());
-    results_.remove(last);
     results_.keep(last);
 }
 
@@ -50,16 +66,19 @@ Layout layout_of(const std::vector<Field>& fields) {
 
 namespace {
 
-// Reads an intermediate file of equal records front to back.
+// Reads an intermediate file of equal records front to back. `take` has a record, and one some
+// records on as far as it is at hand: for what should be on its way.
 template <class Item, class Take>
 void for_each_record(const std::string& file, std::size_t items, Take take) {
-    constexpr std::size_t kRecords = 4096;
+    constexpr std::size_t kRecords = 4096, kAhead = 16;
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(std::fopen(file.c_str(), "rb"),
                                                              std::fclose);
     if (!in) throw Failure(kUnreadable, fmt::format("{}: {}", file, std::strerror(errno)));
     std::vector<Item> block(kRecords * items);
     while (const std::size_t n = std::fread(block.data(), items * sizeof(Item), kRecords, in.get()))
-        for (std::size_t k = 0; k < n; ++k) take(std::span(block).subspan(k * items, items));
+        for (std::size_t k = 0; k < n; ++k)
+            take(std::span(block).subspan(k * items, items),
+                 std::span(block).subspan(std::min(k + kAhead, n - 1) * items, items));
     if (std::ferror(in.get()) != 0) throw Failure(kUnreadable, file + ": cannot be read");
 }
 
@@ -169,7 +188,7 @@ void count_all(const std::vector<Field>& fields, std::vector<Maker>& makers,
         if (maker.orthogonal) n_passes = std::max(n_passes, maker.orthogonal->n_passes());
     }
     for (int pass = 0; pass < n_passes; ++pass) {
-        for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record) {
+        for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record, auto) {
             for (const Maker& maker : makers) {
                 if (maker.counts && pass == 0) {
                     const auto place = static_cast<std::size_t>(record[maker.slot].place);
@@ -264,11 +283,20 @@ DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
     std::vector<bool> is_met(codes.size());
     const auto missing = static_cast<float>(recipe.missing_code);
     DataOutput out(file, recipe.is_binary);
-    for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record) {
+    for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record,
+                                                     std::span<const Slot> ahead) {
+        for (const Maker& maker : makers)
+            if (maker.codes != nullptr)
+                __builtin_prefetch(maker.codes->data() + ahead[maker.slot].place);
         out.begin(4 * makers.size());
         for (const Maker& maker : makers) {
             if (!maker.field->is_integer()) {
                 const float value = real_of(maker, fields, record);
+                if (maker.field->comes_last() && value <= missing)
+                    throw Failure(kUsage,
+                                  fmt::format("{}: {} is {} in a record, at or below the code of "
+                                              "missing values: give a lower missing_code",
+                                              recipe.file, maker.field->name, value));
                 out.put(std::isnan(value) ? missing : value);
                 continue;
             }
@@ -278,7 +306,7 @@ DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
             if (maker.field->role != Role::identity || place == 0) continue;
             if (is_met[static_cast<std::size_t>(place)]) continue;
             is_met[static_cast<std::size_t>(place)] = true;
-            if (pedigree != nullptr && !pedigree->animal(place).has_record)
+            if (pedigree != nullptr && !pedigree->animal(place).has_record())
                 ++counts.n_identities_without_record;
         }
         out.end();
@@ -318,7 +346,8 @@ void write_typed(const std::vector<int32_t>& typed, const std::vector<int32_t>& 
 void write_matrix(const std::vector<int32_t>& codes, bool is_binary,
                   const std::string& intermediate, const std::string& file) {
     DataOutput out(file, is_binary);
-    for_each_record<MatrixElement>(intermediate, 1, [&](std::span<const MatrixElement> element) {
+    for_each_record<MatrixElement>(intermediate, 1, [&](std::span<const MatrixElement> element,
+                                                        auto) {
         out.begin(16);
         out.put(codes[static_cast<std::size_t>(element[0].row)]);
         out.put(codes[static_cast<std::size_t>(element[0].column)]);

@@ -17,20 +17,25 @@
 
 namespace kve::companion::prep {
 
+inline constexpr const char *kDirectives = "run.kve", *kRejected = "rejected.tsv",
+                           *kRecipe = "recipe.toml";
+
 class PartFolder {
  public:
     explicit PartFolder(const std::string& folder) : results_(folder) {}
 
     std::string file(const std::string& name) const { return (results_.work() / name).string(); }
+    // Where it will be.
+    std::filesystem::path place(const std::string& name) const { return results_.path(name); }
     // What is no result and goes with the folder.
     std::string temporary(const std::string& name) const { return file(name + ".tmp"); }
     // The directive file comes last, so that where it stands all others do.
     void move_to_places(const std::string& last);
-    // Only this one, of a run that ends with findings; the directive file `last` of an earlier one
-    // would take it for its own.
+    // Only this one, of a run that ends with findings.
     void move_only(const std::string& name, const std::string& last);
-    // Failure when a file of that name in the folder is this input.
-    void refuse_input(const std::string& input) const;
+    // The results of an earlier run, with so many matrices at least, are to go away when those of
+    // this one come. Failure when one of them is an input, or of another origin.
+    void claim(std::size_t n_matrices, const std::vector<std::string>& inputs);
 
  private:
     ResultFolder results_;

@@ -22,7 +22,6 @@ namespace prep {
 
 namespace {
 
-constexpr const char* kDirectives = "run.kve";
 
 struct Options {
     std::string table, output;
@@ -34,18 +33,18 @@ struct Options {
     bool makes_template = false, is_binary = false, renumbers = false, is_strict = false;
 };
 
-char sign_called(const std::string& option, const std::string& name) {
+char sign_of(const std::string& option, const std::string& name) {
     if (name.empty() && option == "--quote") return kNoQuote;
-    const std::optional<char> sign = delimiter_called(name);
+    const std::optional<char> sign = sign_called(name);
     if (!sign) throw Failure(kUsage, fmt::format("{}: \"{}\" is no sign", option, name));
     return *sign;
 }
 
 void apply(const Options& options, TableUse& use) {
     if (!options.delimiter.empty())
-        use.form.delimiter = sign_called("--delimiter", options.delimiter);
-    if (options.quote != "\"") use.form.quote = sign_called("--quote", options.quote);
-    if (!options.decimal.empty()) use.decimal_sign = sign_called("--decimal", options.decimal);
+        use.form.delimiter = sign_of("--delimiter", options.delimiter);
+    if (options.quote != "\"") use.form.quote = sign_of("--quote", options.quote);
+    if (!options.decimal.empty()) use.decimal_sign = sign_of("--decimal", options.decimal);
     if (options.has_header) use.form.has_header = options.has_header;
     if (options.missing) use.missing = *options.missing;
 }
@@ -92,12 +91,13 @@ void check(const Recipe& recipe) {
 class Preparation {
  public:
     Preparation(Recipe& recipe, const PartFolder& part)
-        : recipe_(recipe), part_(part), findings_(part.file("rejected.tsv")) {}
+        : recipe_(recipe), part_(part), findings_(part.file(kRejected)) {}
 
     void read();
     void write();
     void show(Output& out) const;
     const Findings& findings() const { return findings_; }
+    bool has_records() const { return data_.n_kept > 0; }
 
  private:
     void read_data();
@@ -108,7 +108,7 @@ class Preparation {
     }
     void show_table(Output& out, const char* what, const TableCounts& counts,
                     int64_t left_out) const;
-    void show_kinds(Output& out, const std::string& file, Consequence consequence) const;
+    void show_kinds(Output& out, int table, Consequence consequence) const;
     void show_columns(Output& out) const;
     void show_identities(Output& out) const;
 
@@ -120,7 +120,7 @@ class Preparation {
     std::unique_ptr<TableReader> table_;
     std::unique_ptr<RecordMaker> maker_;
     TableCounts data_, typed_counts_;
-    int64_t n_left_out_ = 0, n_in_loops_ = 0;
+    int64_t n_left_out_ = 0;
     std::vector<int32_t> typed_, codes_;
     std::vector<TableCounts> matrices_;
     DataCounts made_;
@@ -130,8 +130,6 @@ void Preparation::read() {
     if (recipe_.pedigree) {
         complete_pedigree(*recipe_.pedigree);
         pedigree_ = std::make_unique<PedigreeTable>(*recipe_.pedigree, identities_, findings_);
-        if (recipe_.pedigree->born.empty() && recipe_.pedigree->sort.empty())
-            n_in_loops_ = pedigree_->number_generations();
     }
     complete_dates(recipe_);
     read_data();
@@ -148,6 +146,7 @@ void Preparation::read_data() {
         throw Failure(kUsage,
                       recipe_.data.file + ": no real column is written, so there is no trait");
     data_.file = table_->file();
+    data_.table = findings_.begin_table();
     Output out(part_.temporary("records"));
     while (table_->next()) {
         ++data_.n_read;
@@ -162,6 +161,8 @@ void Preparation::read_data() {
         }
     }
     data_.described = table_->described();
+    if (recipe_.data.decimal_sign != '.')
+        data_.described += fmt::format(", \"{}\" in decimals", recipe_.data.decimal_sign);
     out.finish();
 }
 
@@ -210,9 +211,9 @@ void Preparation::write() {
     write_directives(recipe_, layout_of(fields), names, part_.file(kDirectives));
 }
 
-void Preparation::show_kinds(Output& out, const std::string& file, Consequence consequence) const {
+void Preparation::show_kinds(Output& out, int table, Consequence consequence) const {
     for (const Findings::Kind& kind : findings_.kinds())
-        if (kind.file == file && kind.consequence == consequence)
+        if (kind.table == table && kind.consequence == consequence)
             out.put(
                 fmt::format("    {:<56}{:>12}  first: {}\n",
                             kind.column.empty() ? kind.reason : kind.column + ": " + kind.reason,
@@ -234,12 +235,12 @@ void Preparation::show_table(Output& out, const char* what, const TableCounts& c
                                 maker_->left_out_by()[k]));
     }
     line("rejected", counts.n_rejected);
-    show_kinds(out, counts.file, Consequence::record_rejected);
-    line("values made missing", findings_.count(Consequence::value_missing, counts.file));
-    show_kinds(out, counts.file, Consequence::value_missing);
-    if (const int64_t n = findings_.count(Consequence::only_told, counts.file); n > 0) {
+    show_kinds(out, counts.table, Consequence::record_rejected);
+    line("values made missing", findings_.count(Consequence::value_missing, counts.table));
+    show_kinds(out, counts.table, Consequence::value_missing);
+    if (const int64_t n = findings_.count(Consequence::only_told, counts.table); n > 0) {
         line("told", n);
-        show_kinds(out, counts.file, Consequence::only_told);
+        show_kinds(out, counts.table, Consequence::only_told);
     }
 }
 
@@ -263,7 +264,7 @@ void Preparation::show_columns(Output& out) const {
     for (const Field& field : maker_->fields())
         if (!field.is_written) line("-", field);
     if (const std::vector<std::string> unused = maker_->unused_columns(); !unused.empty())
-        out.put(fmt::format("  not in the recipe: {}\n", fmt::join(unused, ", ")));
+        out.put(fmt::format("  not in the recipe: {}\n", list_of(unused)));
 }
 
 void Preparation::show_identities(Output& out) const {
@@ -280,8 +281,6 @@ void Preparation::show_identities(Output& out) const {
         out.put("  sort variable of the pedigree: generations\n");
     else if (const int64_t n = pedigree_->n_without_sort(); n > 0)
         out.put(fmt::format("  {:<58}{:>12}\n", "animals without a date or sort variable", n));
-    if (const int64_t n = std::max(n_in_loops_, pedigree_->n_not_older()); n > 0)
-        out.put(fmt::format("  {:<58}{:>12}\n", "parents that are not older than progeny", n));
 }
 
 void Preparation::show(Output& out) const {
@@ -306,12 +305,40 @@ int make_template(const Options& options) {
     return kGood;
 }
 
-void refuse_inputs(const PartFolder& part, const Recipe& recipe, const Options& options) {
-    part.refuse_input(options.table);
-    if (recipe.pedigree) part.refuse_input(recipe.pedigree->file);
-    if (recipe.typed) part.refuse_input(recipe.typed->file);
-    for (const MatrixUse& use : recipe.matrices) part.refuse_input(use.file);
-    part.refuse_input(recipe.data.file);
+std::vector<std::string> inputs_of(const Recipe& recipe, const Options& options) {
+    std::vector<std::string> inputs = {options.table, recipe.data.file};
+    if (recipe.pedigree) inputs.push_back(recipe.pedigree->file);
+    if (recipe.typed) inputs.push_back(recipe.typed->file);
+    for (const MatrixUse& use : recipe.matrices) inputs.push_back(use.file);
+    return inputs;
+}
+
+// The guesses are used at once, and left as a recipe. One that is newer than the run that it would
+// be of has been made or changed by the user.
+Recipe use_guesses(const Recipe& recipe, const Options& options, const PartFolder& part) {
+    const std::string text = write_template(recipe, options.output);
+    const std::string file = (std::filesystem::path(options.output) / kRecipe).string();
+    std::error_code none;
+    const auto made = std::filesystem::last_write_time(file, none);
+    if (!none && made > std::filesystem::last_write_time(part.place(kRejected), none))
+        throw Failure(kUsage, fmt::format("{}: has been changed: use it as the recipe, or remove "
+                                          "it",
+                                          file));
+    Output used(part.file(kRecipe));
+    used.put(std::string_view(text));
+    used.finish();
+    return parse_recipe(text, file);
+}
+
+// Why there are no files but the list of what was rejected.
+std::string fault_of(const Preparation& preparation, const Options& options) {
+    if (!preparation.has_records())
+        return fmt::format("no record of {} is kept; no file has been made", options.table);
+    if (options.is_strict && preparation.findings().n_all() > 0)
+        return fmt::format(
+            "--strict: {} findings, which {}/rejected.tsv lists; no other file has been made",
+            preparation.findings().n_all(), options.output);
+    return {};
 }
 
 int run_prep(const Options& options) {
@@ -320,31 +347,21 @@ int run_prep(const Options& options) {
     Recipe recipe = recipe_of_options(options);
     check(recipe);
     PartFolder part(options.output);
-    refuse_inputs(part, recipe, options);
-    if (!is_recipe(options.table)) {
-        const std::string text = write_template(recipe, options.output);
-        Output used(part.file("recipe.toml"));
-        used.put(std::string_view(text));
-        used.finish();
-        recipe =
-            parse_recipe(text, (std::filesystem::path(options.output) / "recipe.toml").string());
-    }
+    part.claim(recipe.matrices.size(), inputs_of(recipe, options));
+    if (!is_recipe(options.table)) recipe = use_guesses(recipe, options, part);
     Preparation preparation(recipe, part);
     preparation.read();
-    const bool is_refused = options.is_strict && preparation.findings().n_all() > 0;
-    if (!is_refused) preparation.write();
+    const std::string fault = fault_of(preparation, options);
+    if (fault.empty()) preparation.write();
     Output out("");
     preparation.show(out);
     out.finish();
-    if (!is_refused) {
+    if (fault.empty()) {
         part.move_to_places(kDirectives);
         return kGood;
     }
-    part.move_only("rejected.tsv", kDirectives);
-    fmt::print(stderr,
-               "kve: --strict: {} findings, which {}/rejected.tsv lists; no other file has "
-               "been made\n",
-               preparation.findings().n_all(), options.output);
+    part.move_only(kRejected, kDirectives);
+    fmt::print(stderr, "kve: {}\n", fault);
     return kFindings;
 }
 

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -107,17 +109,18 @@ std::vector<std::pair<std::string, const Value*>> in_file_order(const toml::tabl
 }
 
 char sign_of(const toml::node& node, const std::string& text) {
-    const std::optional<char> sign = delimiter_called(text);
+    const std::optional<char> sign = sign_called(text);
     if (!sign) refuse(node.source(), fmt::format("\"{}\" is no sign", text));
     return *sign;
 }
 
+constexpr std::array<std::pair<const char*, DateOrder>, 4> kOrders = {
+    {{"year month day", DateOrder::year_month_day},
+     {"day month year", DateOrder::day_month_year},
+     {"month day year", DateOrder::month_day_year},
+     {"year", DateOrder::year_only}}};
+
 DateOrder order_of(const toml::node& node, const std::string& words) {
-    constexpr std::array<std::pair<const char*, DateOrder>, 4> kOrders = {
-        {{"year month day", DateOrder::year_month_day},
-         {"day month year", DateOrder::day_month_year},
-         {"month day year", DateOrder::month_day_year},
-         {"year", DateOrder::year_only}}};
     for (const auto& [name, order] : kOrders)
         if (words == name) return order;
     refuse(node.source(),
@@ -165,8 +168,12 @@ void read_limits(Entries& entries, Limits& into) {
             refuse(limits->source(), "limits must be two numbers or dates: [lowest, highest]");
         into.lowest = limit_of((*both)[0]);
         into.highest = limit_of((*both)[1]);
+        if (!(*into.lowest <= *into.highest))
+            refuse(limits->source(), "limits must be [lowest, highest], and nothing is within "
+                                     "these");
     }
     if (const toml::node* beyond = entries.find("beyond")) {
+        if (!into.lowest) refuse(beyond->source(), "beyond is for limits, and there are none");
         const auto what = entries.as<std::string>(*beyond, "beyond");
         if (what != "missing" && what != "reject")
             refuse(beyond->source(), "beyond must be \"missing\" or \"reject\"");
@@ -188,9 +195,13 @@ Column read_column(const std::string& name, const toml::node& node) {
     entries.take("missing", column.missing);
     if (const toml::node* sign = entries.find("decimal"))
         column.decimal_sign = sign_of(*sign, entries.as<std::string>(*sign, "decimal"));
-    if (const toml::node* order = entries.find("order"))
+    if (const toml::node* order = entries.find("order")) {
+        if (column.role != Role::date) refuse(order->source(), "order is for dates");
         column.order = order_of(*order, entries.as<std::string>(*order, "order"));
+    }
     read_limits(entries, column.limits);
+    if (column.limits.lowest && (column.role == Role::identity || column.role == Role::skip))
+        refuse(node.source(), fmt::format("limits are for numbers and dates, and {} is none", name));
     entries.take("required", column.is_required);
     entries.take("write", column.is_written);
     entries.finish();
@@ -282,6 +293,8 @@ Built read_built(const std::string& name, const toml::node& node) {
     if (built.how == Building::legendre) entries.take("constant", built.has_constant);
     entries.take("write", built.is_written);
     entries.finish();
+    if (built.sources.empty())
+        refuse(node.source(), fmt::format("{} is an interaction of no class", name));
     if (built.how != Building::interaction &&
         built.sources.size() != (built.how == Building::age ? 2U : 1U))
         refuse(node.source(), fmt::format("{} is built from one column", name));
@@ -330,6 +343,7 @@ void read_data(const toml::table& all, const std::filesystem::path& folder, Reci
     Entries entries(*table, "[data]");
     read_table(entries, folder, recipe.data);
     entries.take("unique", recipe.unique);
+    if (const toml::node* unique = entries.find("unique")) recipe.unique_line = line_of(*unique);
     if (const toml::node* keep = entries.find("keep"))
         for (const std::string& words : entries.list<std::string>(*keep, "keep"))
             recipe.keep.push_back(read_condition(words, line_of(*keep), *keep));
@@ -408,6 +422,8 @@ void read_others(const toml::table& all, const std::filesystem::path& folder, Re
         entries.take("binary", recipe.is_binary);
         entries.take("renumber", recipe.renumbers);
         entries.take("missing_code", recipe.missing_code);
+        if (!(std::fabs(recipe.missing_code) <= FLT_MAX))
+            refuse(table->source(), "missing_code is beyond what the data can hold");
         entries.finish();
     }
     if (const toml::table* table = all["directives"].as_table()) {
@@ -422,15 +438,12 @@ void read_others(const toml::table& all, const std::filesystem::path& folder, Re
 
 }  // namespace
 
-const char* name_of(Role role) {
-    return std::ranges::find(kRoles, role, &std::pair<const char*, Role>::second)->first;
+const char* words_of(DateOrder order) {
+    return std::ranges::find(kOrders, order, &std::pair<const char*, DateOrder>::second)->first;
 }
 
-std::optional<char> delimiter_called(const std::string& name) {
-    if (name == "tab") return '\t';
-    if (name == "blanks") return kBlanks;
-    if (name.size() == 1) return name.front();
-    return {};
+const char* name_of(Role role) {
+    return std::ranges::find(kRoles, role, &std::pair<const char*, Role>::second)->first;
 }
 
 Recipe parse_recipe(const std::string& text, const std::string& file) {

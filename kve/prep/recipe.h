@@ -13,6 +13,8 @@ namespace kve::companion::prep {
 
 enum class Role { identity, klass, real, integer, date, skip };
 const char* name_of(Role role);
+// "day month year"
+const char* words_of(DateOrder order);
 
 struct TableUse {
     std::string file;
@@ -107,6 +109,7 @@ struct Recipe {
     std::vector<Column> columns;
     std::vector<Built> built;
     std::vector<std::string> unique;
+    int unique_line = 0;
     std::vector<Condition> keep;
     std::optional<PedigreeUse> pedigree;
     std::optional<TypedUse> typed;
@@ -120,8 +123,5 @@ struct Recipe {
 // Failure tells file, line and what is wrong. File names count from the folder of the recipe.
 Recipe read_recipe(const std::string& file);
 Recipe parse_recipe(const std::string& text, const std::string& file);
-
-// What the command line and the recipe call a sign: "tab", "blanks", or itself.
-std::optional<char> delimiter_called(const std::string& name);
 
 }  // namespace kve::companion::prep

@@ -89,11 +89,12 @@ RecordMaker::RecordMaker(const Recipe& recipe, TableReader& table, const Pedigre
     for (const Built& built : recipe.built) add_built(built);
     name_variables();
     add_tests(recipe);
-    for (const std::string& name : recipe.unique) keys_.push_back(field_called(name, 0));
-    for (const std::size_t key : keys_)
-        if (fields_[key].column == nullptr)
-            refuse(recipe, 0,
-                   fmt::format("unique: {} is no column of the data", fields_[key].name));
+    for (const std::string& name : recipe.unique) {
+        keys_.push_back(field_called(name, recipe.unique_line));
+        if (fields_[keys_.back()].column == nullptr)
+            refuse(recipe, recipe.unique_line,
+                   fmt::format("unique: {} is no column of the data", name));
+    }
     give_slots();
     cells_.resize(fields_.size());
     numbers_.resize(fields_.size());
@@ -106,7 +107,7 @@ void RecordMaker::add_sources(const Recipe& recipe) {
         if (!index)
             refuse(recipe, column.line,
                    fmt::format("{} has no column {}; there are: {}", recipe.data.file, column.name,
-                               fmt::join(table_.names(), ", ")));
+                               list_of(table_.names())));
         if (column.role == Role::skip) continue;
         Field field;
         field.name = column.name;
@@ -118,6 +119,7 @@ void RecordMaker::add_sources(const Recipe& recipe) {
         field.decimal_sign = column.decimal_sign.value_or(recipe.data.decimal_sign);
         field.order = column.order.value_or(DateOrder::year_month_day);
         field.about = fmt::format("{} of the data, {}", column.name, name_of(column.role));
+        if (column.role == Role::date) field.about += fmt::format(", {}", words_of(field.order));
         if (column.role == Role::klass) field.classes = std::make_shared<ClassNames>();
         fields_.push_back(std::move(field));
     }
@@ -126,9 +128,9 @@ void RecordMaker::add_sources(const Recipe& recipe) {
 std::size_t RecordMaker::field_called(const std::string& name, int line) const {
     const auto found = std::ranges::find(fields_, name, &Field::name);
     if (found == fields_.end()) {
-        std::string known;
-        for (const Field& field : fields_) known += (known.empty() ? "" : ", ") + field.name;
-        refuse(recipe_, line, fmt::format("no column {}; there are: {}", name, known));
+        std::vector<std::string> known;
+        for (const Field& field : fields_) known.push_back(field.name);
+        refuse(recipe_, line, fmt::format("no column {}; there are: {}", name, list_of(known)));
     }
     return static_cast<std::size_t>(found - fields_.begin());
 }
@@ -326,7 +328,9 @@ RecordMaker::Outcome RecordMaker::make() {
 bool RecordMaker::read_source(Field& field, Cell& cell) {
     const std::string_view text = table_.field(field.index);
     const bool is_text = field.role == Role::identity || field.role == Role::klass;
-    bool is_missing = field.missing[0](text) || field.missing[1](text) || (is_text && text.empty());
+    bool is_missing = field.missing[0](text) || field.missing[1](text) ||
+                      (is_text && text.empty()) ||
+                      (field.role == Role::identity && is_nobody(text));
     cell.number = kMissing;
     cell.text = {};
     if (is_missing) {
@@ -337,7 +341,7 @@ bool RecordMaker::read_source(Field& field, Cell& cell) {
         const std::optional<double> value = parse_real(text, field.decimal_sign);
         if (!value)
             make_missing(field, cell, text, "no number");
-        else if (std::fabs(*value) > FLT_MAX || *value <= recipe_.missing_code)
+        else if (std::fabs(*value) > FLT_MAX || means_missing(*value))
             make_missing(field, cell, text, "beyond what the data can hold");
         else
             cell.number = *value;
@@ -368,10 +372,12 @@ bool RecordMaker::is_within_limits(Field& field, Cell& cell) {
     if (!limits.lowest) return true;
     double value = cell.number;
     if (!cell.text.empty()) value = parse_real(cell.text, field.decimal_sign).value_or(kMissing);
-    const bool is_below = value < *limits.lowest;
-    if (!is_below && !(value > *limits.highest)) return true;
-    const std::string reason = is_below ? fmt::format("below {}", *limits.lowest)
-                                        : fmt::format("above {}", *limits.highest);
+    const bool is_below = value < *limits.lowest, is_above = value > *limits.highest,
+               is_none = std::isnan(value) && !cell.text.empty();
+    if (!is_below && !is_above && !is_none) return true;
+    const std::string reason = is_none    ? "no number, and there are limits"
+                               : is_below ? fmt::format("below {}", *limits.lowest)
+                                          : fmt::format("above {}", *limits.highest);
     const std::string text = field.column != nullptr ? std::string(table_.field(field.index))
                                                      : fmt::format("{:.6g}", value);
     if (limits.rejects)
@@ -504,26 +510,12 @@ bool RecordMaker::has_new_key() {
     return false;
 }
 
-namespace {
-
-bool is_utf8(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const auto c = static_cast<unsigned char>(text[at++]);
-        int more = c < 0x80 ? 0 : c >= 0xC2 && c < 0xE0 ? 1 : c >= 0xE0 && c < 0xF0 ? 2 : 3;
-        if (more == 3 && (c < 0xF0 || c > 0xF4)) return false;
-        for (; more > 0; --more)
-            if (at == text.size() || (static_cast<unsigned char>(text[at++]) & 0xC0) != 0x80)
-                return false;
-    }
-    return true;
-}
-
-}  // namespace
-
 void RecordMaker::tell_new_name(const Field& field, std::string_view text) {
     const char* reason = nullptr;
     if (text.find('\n') != text.npos)
         reason = "a name with a line end: a quote that is not closed?";
+    else if (text.front() == ' ' || text.back() == ' ')
+        reason = "a name with blanks at its ends";
     else if (!is_utf8(text))
         reason = "a name that is not UTF-8";
     else if (const auto digits = text.find_first_not_of("0123456789");
@@ -565,6 +557,9 @@ void RecordMaker::intern(Field& field, Cell& cell) {
     }
     if (field.slot < 0) return;
     Slot& slot = slots_[static_cast<std::size_t>(field.slot)];
+    if (field.built != nullptr && field.role == Role::real && means_missing(cell.number))
+        make_missing(field, cell, fmt::format("{:.6g}", cell.number),
+                     "at or below the code of missing values");
     if (field.role == Role::real)
         slot.real = static_cast<float>(cell.number);
     else

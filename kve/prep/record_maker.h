@@ -107,6 +107,10 @@ class RecordMaker {
     bool has_new_key();
     void intern(Field& field, Cell& cell);
     void tell_new_name(const Field& field, std::string_view text);
+    // As KVE1 takes it, which reads the code with the precision of the data.
+    bool means_missing(double value) const {
+        return static_cast<float>(value) <= static_cast<float>(recipe_.missing_code);
+    }
     void reject(const std::string& column, std::string_view text, const std::string& reason);
 
     const Recipe& recipe_;

@@ -3,21 +3,21 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <utility>
 
+#include "kve/shared/failure.h"
 #include "kve/shared/output.h"
+#include "kve/tables/pedigree_columns.h"
 #include "kve/tables/table_reader.h"
 
 namespace kve::companion::prep {
 
 namespace {
 
-// An unknown parent is 0 in most pedigrees.
-MissingSigns signs_of_pedigree(const PedigreeUse& use) {
-    std::vector<std::string> signs = use.missing;
-    signs.emplace_back("0");
-    return MissingSigns(signs);
+bool is_unknown(const MissingSigns& missing, std::string_view identity) {
+    return is_nobody(identity) || missing(identity);
 }
 
 // Lets `take` look at each record that has the right number of fields, and counts. It returns false
@@ -25,7 +25,7 @@ MissingSigns signs_of_pedigree(const PedigreeUse& use) {
 template <class Take>
 void read_records(TableReader& table, Findings& findings, TableCounts& counts, Take take) {
     counts.file = table.file();
-    counts.described = table.described();
+    counts.table = findings.begin_table();
     while (table.next()) {
         ++counts.n_read;
         bool is_kept = table.has_all_fields();
@@ -37,12 +37,13 @@ void read_records(TableReader& table, Findings& findings, TableCounts& counts, T
             is_kept = take();
         ++(is_kept ? counts.n_kept : counts.n_rejected);
     }
+    counts.described = table.described();
 }
 
 }  // namespace
 
 PedigreeTable::PedigreeTable(const PedigreeUse& use, IdentityTable& identities, Findings& findings)
-    : use_(use), missing_(signs_of_pedigree(use)), identities_(identities), findings_(findings) {
+    : use_(use), missing_(use.missing), identities_(identities), findings_(findings) {
     TableReader table(use.file, use.form);
     animal_ = table.column(use.animal);
     sire_ = table.column(use.sire);
@@ -56,12 +57,19 @@ PedigreeTable::PedigreeTable(const PedigreeUse& use, IdentityTable& identities, 
                           text, reason);
             return false;
         };
-        if (missing_(text) || text.empty()) return reject("is missing");
-        if (at(identities_.place_of(text)).has_record)
+        if (is_unknown(missing_, text)) return reject("is missing");
+        if (at(identities_.place_of(text)).has_record())
             return reject("an earlier record is of the same animal");
         take_record(table);
         return true;
     });
+    counts_.described += fmt::format("; animal {}, sire {}, dam {}", use.animal, use.sire, use.dam);
+    if (!use.born.empty())
+        counts_.described += fmt::format(", born {}, {}", use.born,
+                                         words_of(use.order.value_or(DateOrder::year_month_day)));
+    if (!use.sort.empty()) counts_.described += fmt::format(", sort {}", use.sort);
+    if (sort.empty()) number_generations();
+    tell_wrong_parents();
 }
 
 PedigreeTable::Animal& PedigreeTable::at(int32_t place) {
@@ -74,7 +82,7 @@ PedigreeTable::Animal& PedigreeTable::at(int32_t place) {
 void PedigreeTable::take_record(const TableReader& table) {
     const int32_t animal = identities_.find(table.field(animal_));
     const Animal record{parent_of(table, use_.sire), parent_of(table, use_.dam), sort_of(table),
-                        true};
+                        static_cast<int32_t>(table.line())};
     at(animal) = record;
     order_.push_back(animal);
 }
@@ -82,7 +90,7 @@ void PedigreeTable::take_record(const TableReader& table) {
 int32_t PedigreeTable::parent_of(const TableReader& table, const std::string& column) {
     constexpr int kGroups = 5;  // the methods from here on take groups for parents
     const std::string_view text = table.field(column == use_.sire ? sire_ : dam_);
-    if (missing_(text) || text.empty()) return 0;
+    if (is_unknown(missing_, text)) return 0;
     const std::optional<int64_t> number = parse_integer(text);
     if (!number || *number >= 0) return identities_.place_of(text);
     if (use_.method >= kGroups && *number >= INT32_MIN + 1) return static_cast<int32_t>(*number);
@@ -110,15 +118,14 @@ int32_t PedigreeTable::sort_of(const TableReader& table) {
     return 0;
 }
 
-int64_t PedigreeTable::number_generations() {
+void PedigreeTable::number_generations() {
     constexpr int32_t kUnderWay = -1;
-    int64_t n_in_loops = 0;
     std::vector<int32_t> road;
     for (const int32_t first : order_) {
         road.push_back(first);
         while (!road.empty()) {
             const int32_t place = road.back();
-            Animal& own = at(place);
+            const Animal own = at(place);
             if (own.sort > 0) {
                 road.pop_back();
                 continue;
@@ -132,25 +139,30 @@ int64_t PedigreeTable::number_generations() {
                     road.push_back(parent);
                     waits = true;
                 }
-                // A parent on the road down to itself: a loop, which is left open here.
-                if (of_parent == kUnderWay && at(place).sort != kUnderWay) ++n_in_loops;
                 generation = std::max(generation, of_parent + 1);
             }
             at(place).sort = waits ? kUnderWay : generation;
             if (!waits) road.pop_back();
         }
     }
-    return n_in_loops;
 }
 
-int64_t PedigreeTable::n_not_older() const {
-    int64_t n = 0;
+// Of these KVE1 would take the one or the other; kve ped mends them.
+void PedigreeTable::tell_wrong_parents() {
     for (const int32_t place : order_) {
         const Animal& own = animal(place);
-        for (const int32_t parent : {own.sire, own.dam})
-            if (parent > 0 && own.sort > 0 && animal(parent).sort >= own.sort) ++n;
+        const auto tell = [&](int32_t parent, const std::string& column, const char* reason) {
+            findings_.add(Consequence::only_told, counts_.file, own.line, column,
+                          identities_.text(parent), reason);
+        };
+        for (const auto& [parent, column] : {std::pair{own.sire, &use_.sire}, {own.dam, &use_.dam}})
+            if (parent == place)
+                tell(parent, *column, "an animal that is its own parent");
+            else if (parent > 0 && own.sort > 0 && animal(parent).sort >= own.sort)
+                tell(parent, *column, "a parent that is not older");
+        if (own.sire > 0 && own.sire == own.dam && own.sire != place)
+            tell(own.dam, use_.dam, "one animal as both parents");
     }
-    return n;
 }
 
 int64_t PedigreeTable::n_without_sort() const {
@@ -159,15 +171,17 @@ int64_t PedigreeTable::n_without_sort() const {
 
 std::vector<int32_t> read_typed(const TypedUse& use, IdentityTable& identities, Findings& findings,
                                 TableCounts& counts) {
-    TableReader table(use.file, use.form);
+    std::size_t column = 0;
+    const std::unique_ptr<TableReader> opened =
+        open_animals(use.file, use.form, use.animal, identities, column);
+    TableReader& table = *opened;
     const MissingSigns missing(use.missing);
-    const std::size_t column = use.animal.empty() ? 0 : table.column(use.animal);
     std::vector<int32_t> typed;
     std::set<int32_t> met;
     read_records(table, findings, counts, [&] {
         const std::string_view text = table.field(column);
         const char* reason = nullptr;
-        if (missing(text) || text.empty())
+        if (is_unknown(missing, text))
             reason = "is missing";
         else if (!met.insert(identities.place_of(text)).second)
             reason = "an earlier record is of the same animal";
@@ -186,8 +200,12 @@ TableCounts read_matrix(const MatrixUse& use, IdentityTable& identities, ClassNa
                         Findings& findings, const std::string& intermediate) {
     TableReader table(use.file, use.form);
     const MissingSigns missing(use.missing);
+    if (table.names().size() < 3)
+        throw Failure(kUnreadable,
+                      fmt::format("{}: {} columns; a matrix has three: row, column, value",
+                                  use.file, table.names().size()));
     const auto column = [&](const std::string& name, std::size_t otherwise) {
-        return name.empty() ? std::min(otherwise, table.names().size() - 1) : table.column(name);
+        return name.empty() ? otherwise : table.column(name);
     };
     const std::size_t columns[] = {column(use.row, 0), column(use.column, 1)},
                       value_column = column(use.value, 2);
@@ -208,7 +226,8 @@ TableCounts read_matrix(const MatrixUse& use, IdentityTable& identities, ClassNa
             counts.n_read == 1 && table.field(columns[0]) == "0" && table.field(columns[1]) == "0";
         for (std::size_t k = 0; k < 2 && !is_determinant; ++k) {
             const std::string_view text = table.field(columns[k]);
-            if (missing(text) || text.empty()) return reject(columns[k], "is missing");
+            if (classes != nullptr ? missing(text) || text.empty() : is_unknown(missing, text))
+                return reject(columns[k], "is missing");
             int32_t& place = k == 0 ? element.row : element.column;
             place = classes != nullptr ? classes->place_of(text) : identities.place_of(text);
         }

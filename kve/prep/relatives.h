@@ -14,6 +14,7 @@ namespace kve::companion::prep {
 
 struct TableCounts {
     std::string file, described;
+    int table = 0;  // of the findings
     int64_t n_read = 0, n_kept = 0, n_rejected = 0;
 };
 
@@ -25,7 +26,8 @@ class PedigreeTable {
     struct Animal {
         int32_t sire = 0, dam = 0;  // places; below 0 phantom groups
         int32_t sort = 0;
-        bool has_record = false;
+        int32_t line = 0;  // of the record
+        bool has_record() const { return line > 0; }
     };
     // Of any place; one that is not in the table has no record.
     const Animal& animal(int32_t place) const {
@@ -36,10 +38,6 @@ class PedigreeTable {
     bool has_dates() const { return !use_.born.empty(); }
     const TableCounts& counts() const { return counts_; }
     const std::vector<int32_t>& in_file_order() const { return order_; }
-    // Where the user has neither dates nor a sort variable: generations, counted from the founders.
-    // A loop leaves animals without one; their number is returned.
-    int64_t number_generations();
-    int64_t n_not_older() const;  // parents, in all records
     int64_t n_without_sort() const;
 
  private:
@@ -47,6 +45,10 @@ class PedigreeTable {
     void take_record(const TableReader& table);
     int32_t parent_of(const TableReader& table, const std::string& column);
     int32_t sort_of(const TableReader& table);
+    // Where the user has neither dates nor a sort variable: from the founders on. In a loop some
+    // animal does not come after its parent.
+    void number_generations();
+    void tell_wrong_parents();
 
     const PedigreeUse& use_;
     MissingSigns missing_;

@@ -6,9 +6,11 @@
 
 namespace kve::companion {
 
-// As a field of a table with this separator.
+// As a field of a table with this separator. Blanks at the ends are lost unless they are quoted.
 inline std::string table_field(std::string_view text, char separator) {
-    if (text.find_first_of(std::string("\"\n\r") + separator) == text.npos)
+    const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
+    if (text.find_first_of(std::string("\"\n\r") + separator) == text.npos &&
+        (text.empty() || (!is_blank(text.front()) && !is_blank(text.back()))))
         return std::string(text);
     std::string whole = "\"";
     for (const char c : text) whole.append(c == '"' ? 2 : 1, c);

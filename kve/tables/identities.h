@@ -45,6 +45,9 @@ class IdentityTable {
     std::string long_texts_;
 };
 
+// 0, or nothing, is what tables write for an animal that is not known.
+inline bool is_nobody(std::string_view text) { return text.find_first_not_of('0') == text.npos; }
+
 // The value of a text that is an integer from 1 to 2147483647 written in the one usual way, without
 // sign, blanks or zeros in front.
 std::optional<int32_t> integer_identity(std::string_view text);

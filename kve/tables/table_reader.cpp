@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <new>
 #include <set>
 
@@ -30,6 +31,19 @@ std::string_view trimmed(std::string_view text) {
 }
 
 }  // namespace
+
+std::string list_of(const std::vector<std::string>& names) {
+    constexpr std::size_t kMost = 100;
+    const std::size_t n = std::min(names.size(), kMost);
+    return fmt::format("{}{}", fmt::join(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(n), ", "),
+                       n < names.size() ? fmt::format(" and {} more", names.size() - n) : "");
+}
+
+std::optional<char> sign_called(std::string_view name) {
+    if (name == "tab") return '\t';
+    if (name == "blanks") return kBlanks;
+    return name.size() == 1 ? std::optional<char>(name.front()) : std::nullopt;
+}
 
 // The bytes of the file, and the two ways to cut them into fields: lines without quotes here, by
 // looking for the delimiter; from the first quote on by libcsv, which knows what quotes mean.
@@ -118,7 +132,6 @@ void TableReader::Source::begin(char quote_sign) {
     const std::string_view all(block.data(), held);
     if (all.starts_with("\xFF\xFE") || all.starts_with("\xFE\xFF"))
         refuse(1, "is written in UTF-16; save it as UTF-8");
-    if (all.find('\0') != all.npos) refuse(1, "holds bytes of zero, so it is no text");
     has_mark = all.starts_with("\xEF\xBB\xBF");
     if (has_mark) cut = 3;
     const std::size_t end = all.find('\n');
@@ -128,6 +141,10 @@ void TableReader::Source::begin(char quote_sign) {
 
 void TableReader::Source::cut_block() {
     const std::string_view all(block.data() + cut, held - cut);
+    if (const std::size_t zero = all.find('\0'); zero != all.npos)
+        refuse(line + std::count(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(zero),
+                                 line_end),
+               "holds a byte of zero, so it is no text in UTF-8");
     if (!is_parsing && reader.delimiter_ != kBlanks && quote != kNoQuote &&
         all.find(quote) != all.npos)
         begin_parser();
@@ -223,7 +240,7 @@ void TableReader::Source::parse(std::string_view bytes) {
         csv_parse(&parser, bytes.data(), bytes.size(), take_field, take_row, this);
     if (n != bytes.size()) throw std::bad_alloc();
     if (parser.entry_pos > kLongestRecord)
-        refuse(line, "a quote is opened and not closed in 16 MB");
+        refuse(line, "no end of a field in 16 MB: a quote that is not closed?");
     if (!at_end) return;
     constexpr int kInField = 2;  // of pstate: a closing quote would have moved it on
     if (parser.quoted != 0 && parser.pstate == kInField)
@@ -311,6 +328,7 @@ char TableReader::find_delimiter() const {
         const std::size_t end = std::min(all.find(source_->line_end), all.size());
         if (const std::string_view line = all.substr(0, end); !trimmed(line).empty())
             lines.push_back(line);
+        if (end == all.size() && !source_->at_end && lines.size() > 1) lines.pop_back();  // cut off
         all.remove_prefix(std::min(end + 1, all.size()));
     }
     char best = kBlanks;
@@ -355,13 +373,16 @@ void TableReader::take_names(const std::vector<std::string>& asked) {
     if (!asked.empty() && asked.size() != n)
         refuse(fmt::format("{} fields, and {} names are given", n, asked.size()));
     std::set<std::string> met;
+    std::map<std::string, int> next;  // number behind a name that others have, too
     for (std::size_t c = 0; c < n; ++c) {
         std::string name = !asked.empty() ? asked[c] : has_header_ ? std::string(fields_[c]) : "";
         if (name.empty()) name = fmt::format("V{}", c + 1);
         const std::string first = name;
-        for (int k = 2; !met.insert(name).second; ++k) name = fmt::format("{}.{}", first, k);
+        int& k = next.try_emplace(first, 2).first->second;
+        while (!met.insert(name).second) name = fmt::format("{}.{}", first, k++);
         names_.push_back(name);
     }
+    for (std::size_t c = 0; c < n; ++c) places_.emplace(names_[c], c);
 }
 
 std::string TableReader::described() const {
@@ -379,15 +400,13 @@ std::string TableReader::described() const {
 }
 
 std::optional<std::size_t> TableReader::find(std::string_view name) const {
-    const auto found = std::ranges::find(names_, name);
-    if (found == names_.end()) return {};
-    return static_cast<std::size_t>(found - names_.begin());
+    const auto found = places_.find(name);
+    return found == places_.end() ? std::optional<std::size_t>() : found->second;
 }
 
 std::size_t TableReader::column(std::string_view name) const {
     if (const std::optional<std::size_t> found = find(name)) return *found;
-    throw Failure(kUsage, fmt::format("{}: no column {}; there are: {}", file_, name,
-                                      fmt::join(names_, ", ")));
+    throw Failure(kUsage, fmt::format("{}: no column {}; there are: {}", file_, name, list_of(names_)));
 }
 
 void TableReader::refuse(const std::string& words) const { source_->refuse(line(), words); }

@@ -9,12 +9,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace kve::companion {
 
 inline constexpr char kBlanks = ' ';  // as a delimiter: any number of blanks and tabs
 inline constexpr char kNoQuote = '\0';
+
+// What users call a sign: "tab", "blanks", or itself.
+std::optional<char> sign_called(std::string_view name);
+
+// With commas, and not more of them than a message has room for.
+std::string list_of(const std::vector<std::string>& names);
 
 // How a table is written. What is left open is found out from its first lines.
 struct TableForm {
@@ -89,6 +96,7 @@ class TableReader {
     char delimiter_ = ',';
     bool has_header_ = false;
     std::vector<std::string> names_;
+    std::unordered_map<std::string_view, std::size_t> places_;  // of the names
     std::vector<std::string_view> fields_;
     std::vector<Row> rows_;  // and one more, the end of the last
     std::size_t row_ = 0;

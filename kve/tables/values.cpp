@@ -32,6 +32,18 @@ const std::vector<std::string>& usual_missing_signs() {
     return signs;
 }
 
+bool is_utf8(std::string_view text) {
+    for (std::size_t at = 0; at < text.size();) {
+        const auto c = static_cast<unsigned char>(text[at++]);
+        int more = c < 0x80 ? 0 : c >= 0xC2 && c < 0xE0 ? 1 : c >= 0xE0 && c < 0xF0 ? 2 : 3;
+        if (more == 3 && (c < 0xF0 || c > 0xF4)) return false;
+        for (; more > 0; --more)
+            if (at == text.size() || (static_cast<unsigned char>(text[at++]) & 0xC0) != 0x80)
+                return false;
+    }
+    return true;
+}
+
 namespace {
 
 // A sign behind the plus is left to be refused.

@@ -33,6 +33,8 @@ class MissingSigns {
 // Nothing, NA, N/A, NaN, NULL, ".", "*" and -999.
 const std::vector<std::string>& usual_missing_signs();
 
+bool is_utf8(std::string_view text);
+
 // The whole text, nothing beside it. No infinities, and the decimal sign is the one given.
 std::optional<double> parse_real(std::string_view text, char decimal_sign = '.');
 std::optional<int64_t> parse_integer(std::string_view text);

@@ -81,6 +81,17 @@ TEST(PedigreeFigures, AreThoseOfTheTextbook) {
     }
 }
 
+// Wright (1922), Coefficients of inbreeding and relationship: the Shorthorn bull Roan Gauntlet has
+// 0.1406. In this order Champion of England, Lord Raglan, Grand Duke of Gloster, Mistletoe, Mimulus,
+// Carmine, Royal Duke of Gloster, Princess Royal and himself.
+TEST(PedigreeFigures, InbreedingOfRoanGauntlet) {
+    const Pedigree pedigree = pedigree_of(
+        {{0, 0}, {0, 0}, {1, 0}, {2, 0}, {1, 4}, {2, 0}, {3, 5}, {1, 6}, {7, 8}});
+    const Inbreeding found = find_inbreeding(pedigree);
+    EXPECT_DOUBLE_EQ(found.coefficient(9), 9. / 64);
+    EXPECT_DOUBLE_EQ(found.coefficient(7), 1. / 8);
+}
+
 // Boichard, Maignel and Verrier (1997) by their own words, step by step: the pedigree of those that
 // are chosen is deleted, q goes up from the reference population, a down from the chosen.
 std::vector<Ancestor> choose_by_definition(Pairs parents, const std::vector<int>& reference) {
@@ -333,6 +344,9 @@ TEST(Ped, FormsAreFoundOut) {
         {"kve1", "70 50 60 40\n50 -1 -2 0\n60 0 0 33\n", "",
          "blanks, no header; identity V1; sire V2; dam V3; birth V4 (number)",
          "50 0 0 1\n60 0 0 34\n70 50 60 41\n", "70\t70\n50\t50\n60\t60\n"},
+        {"c.ped", "DE1|'0'|0\n'DE|2'|0|0\n'DE 3'|DE1|'DE|2'|5\nDE4|DE1|000\n",
+         "--delimiter '|' --quote \"'\"", "\"|\", no header, quotes; identity V1; sire V2; dam V3",
+         "1 0 0 1\n2 0 0 1\n3 1 0 2\n", "DE1\t1\nDE|2\t2\nDE4\t3\n"},
         {"mixed", "id\tsire\tdam\tbirth\n2147483648\t7\tx\t2010\n7\t0\t0\t2005\nx\t0\t0\t2005\n",
          "--sort generation --missing x",
          "tabs, header; identity id; sire sire; dam dam; birth "
@@ -404,6 +418,54 @@ TEST(Ped, GroupsStandForUnknownParents) {
     int64_t unknown = 0;
     for (const Written& w : written_pedigree(ped)) unknown += (w.sire < 0) + (w.dam < 0);
     EXPECT_EQ(unknown, 13);
+}
+
+// Animals in the order of their births: 40 founders, then progeny of the last ones, sires with odd
+// numbers and dams with even ones. One parent of `one_in` is unknown; few sires make inbreeding.
+std::string dated_pedigree(int n, int sires, unsigned one_in, unsigned seed) {
+    std::mt19937 random(seed);
+    std::string all = "id,sire,dam,sex,birth\n";
+    for (int j = 1; j <= n; ++j) {
+        const auto parent = [&](int last, bool odd) -> std::string {
+            if (j <= 40 || random() % one_in == 0) return "";
+            const int before = (j - 20) / 2 * 2 - 2 * static_cast<int>(random() % static_cast<unsigned>(last));
+            return text("A%d", std::max(before, 2) - (odd ? 1 : 0));
+        };
+        const std::string sire = parent(sires, true), dam = parent(20, false);
+        const int day = 9 * j;
+        all += text("A%d,", j) + sire + "," + dam +
+               text(",%d,%d-%02d-%02d\n", j % 2 == 1 ? 1 : 2, 1980 + day / 336, 1 + day % 336 / 28,
+                    1 + day % 28);
+    }
+    return all;
+}
+
+// All measures anew from dense matrices, in R.
+TEST(Ped, MeasuresAreThoseOfPlainMatrices) {
+    if (std::system("Rscript --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no R";
+    const std::string pedigrees[] = {dated_pedigree(500, 3, 1000, 1), dated_pedigree(700, 10, 6, 2)};
+    for (const std::string& pedigree : pedigrees) {
+        Ped ped;
+        ped.scratch.write("ped.csv", pedigree);
+        ASSERT_EQ(ped.run("--stats"), 0) << ped.words;
+        const std::string out = (ped.scratch.folder() / "out").string();
+        EXPECT_EQ(std::system(("Rscript '" KVE1_DOCS "/../bench/check_population.R' '" + out + "' >'" +
+                               out + "/r' 2>&1")
+                                  .c_str()),
+                  0)
+            << ped.scratch.read("out/r");
+    }
+}
+
+// Births that are numbers of any size, as many classes as animals.
+TEST(Ped, BirthsThatAreNoTimes) {
+    Ped ped;
+    std::string all = "id,sire,dam,birth\n1,0,0,-1000000000\n2,0,0,-999999999\n3,1,2,1000000000\n";
+    for (int j = 4; j <= 60000; ++j) all += text("%d,%d,2,%d\n", j, j % 2 == 0 ? 1 : 3, 1000000000);
+    for (int j = 1; j <= 60000; ++j) all += text("9%05d,1,2,%d\n", j, 10000 * j);
+    ped.scratch.write("ped.csv", all);
+    EXPECT_EQ(ped.run("--fix --stats --dates number"), 0) << ped.words;
+    EXPECT_GT(lines_of(ped.scratch.read("out/statistics.csv")).size(), 60000U);
 }
 
 // Animals 1 to n with every fault there is, in random order.

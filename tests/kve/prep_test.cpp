@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -190,7 +191,7 @@ milk = { role = "real", limits = [0, 50], beyond = "reject" }
 
 TEST(Prep, RecipesWithFaultsAreRefusedWithTheirLines) {
     const Scratch scratch;
-    scratch.write("d.csv", "id,herd,day,milk\nA,1,2020-01-02,5\n");
+    scratch.write("d.csv", "id,herd,day,milk\nA,1,2020-01-02,5\nA,1,2020-01-02,6\n");
     const std::string head = "[data]\nfile = \"d.csv\"\n",
                       columns = "[columns]\nid = \"identity\"\nmilk = \"real\"\n";
     const std::pair<std::string, const char*> cases[] = {
@@ -202,6 +203,16 @@ TEST(Prep, RecipesWithFaultsAreRefusedWithTheirLines) {
         {head + "keep = [\"milk ~ 3\"]\n" + columns, "line 3: \"milk ~ 3\" is no condition"},
         {head + "keep = [\"milk < abc\"]\n" + columns, "line 3: keep: \"abc\" is no number"},
         {head + columns + "milk = 3\n", "line 6: "},
+        {head + "unique = [\"cow\"]\n" + columns, "line 3: no column cow"},
+        {head + "[columns]\nmilk = { role = \"real\", limits = [9, 1] }\n", "line 4: limits"},
+        {head + "[columns]\nmilk = { role = \"real\", beyond = \"reject\" }\n",
+         "line 4: beyond is for limits"},
+        {head + "[columns]\nid = { role = \"class\", order = \"year\" }\n",
+         "line 4: order is for dates"},
+        {head + columns + "[build]\nY = { interaction = [] }\n", "line 7: Y is an interaction of"},
+        {head + columns + "[output]\nmissing_code = nan\n", "line 6: missing_code"},
+        {head + columns + "[output]\nmissing_code = -0.5\n[build]\nP = { orthogonal = \"milk\" }\n",
+         "P1 is -"},
         {head + "[columns]\nid = \"identity\"\n", "no real column is written"},
         {head + columns + "[directives]\nmodel = \"{fat}\"\n", "the model names fat"},
     };
@@ -211,6 +222,120 @@ TEST(Prep, RecipesWithFaultsAreRefusedWithTheirLines) {
         EXPECT_EQ(shown.status, 2) << recipe;
         EXPECT_NE(shown.words.find(words), shown.words.npos) << recipe << shown.words;
     }
+}
+
+// What is wrong with relatives is told with its place; a column is found where it stands.
+TEST(Prep, PedigreesAreLookedThrough) {
+    const struct {
+        const char *pedigree, *described, *made, *rejected;
+    } cases[] = {
+        {"sire,dam,id,sex,birth\n,,A,1,2001\nA,B,C,2,2003\n00,,B,2,2001\n",
+         "animal id, sire sire, dam dam, born birth, year",
+         "1 0 0 20010701\n2 1 3 20030701\n3 0 0 20010701\n", ""},
+        {"id,father,mother,sex\nA,0,0,1\nB,0,0,2\nC,A,B,1\n",
+         "animal id, sire father, dam mother",
+         "1 0 0 1\n2 0 0 1\n3 1 2 2\n", ""},
+        {"F1 A 0 0 1 5\nF1 B 0 0 2 5\nF1 C A B 1 5\n", "animal V2, sire V3, dam V4",
+         "1 0 0 1\n2 0 0 1\n3 1 2 2\n", ""},
+        {"A,,,2001-02-03\nB,B,A,2001-02-03\nC,A,A,3.2.2004\nA,,,2001-02-03\n",
+         "animal V1, sire V2, dam V3, born V4, year month day",
+         "1 0 0 20010203\n2 2 1 20010203\n3 1 1 0\n",
+         "3\tV4\t3.2.2004\tno date\n4\tV1\tA\tan earlier record is of the same animal\n"
+         "2\tV2\tB\tan animal that is its own parent\n2\tV3\tA\ta parent that is not older\n"
+         "3\tV3\tA\tone animal as both parents\n"},
+        {"A,B,\nB,C,\nC,A,\n", "animal V1, sire V2, dam V3", "1 2 0 3\n2 3 0 2\n3 1 0 1\n",
+         "3\tV2\tA\ta parent that is not older\n"}};
+    for (const auto& one : cases) {
+        const Scratch scratch;
+        scratch.write("d.csv", "id,y\nA,1.5\n0,2\nB,2\n");
+        scratch.write("p.csv", one.pedigree);
+        const bool has_header = std::string(one.pedigree).find("id") != std::string::npos;
+        scratch.write("r.toml", std::string("[data]\nfile = \"d.csv\"\n[columns]\nid = \"identity\"\n"
+                                            "y = \"real\"\n[pedigree]\nfile = \"p.csv\"\nheader = ") +
+                                    (has_header ? "true\n" : "false\n"));
+        const Shown made = kve(scratch, "prep r.toml -o made");
+        ASSERT_EQ(made.status, 0) << made.words;
+        EXPECT_NE(made.out.find(std::string("; ") + one.described + "\n"), made.out.npos) << made.out;
+        EXPECT_EQ(scratch.read("made/pedigree.txt"), one.made) << one.pedigree;
+        std::string rejected = "file\tline\tcolumn\ttext\treason\n";
+        for (const std::string& line : lines_of(one.rejected)) rejected += "p.csv\t" + line + "\n";
+        EXPECT_EQ(scratch.read("made/rejected.tsv"), rejected);
+        // 0 is nobody in the data, too.
+        EXPECT_EQ(lines_of(scratch.read("made/data.txt"))[1], "0 2");
+        EXPECT_EQ(kve(scratch, "prep r.toml -o strict --strict").status, *one.rejected == 0 ? 0 : 1);
+    }
+}
+
+// One file may be two tables, each with counts of its own; a list may begin without a header.
+TEST(Prep, TablesOfOneFile) {
+    const Scratch scratch;
+    std::string data = "id,sire,dam,y\nA,,,1.5\nB,,,2.5\nC,A,B,x\nD,A\n";
+    for (int k = 0; k < 10; ++k) data += text("E%d,A,B,%d.5\n", k, k);
+    scratch.write("d.csv", data);
+    scratch.write("t.csv", "A\nC\n");
+    const Shown shown = kve(scratch, "prep d.csv --pedigree d.csv --typed t.csv -o o");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    for (const char* table : {"data d.csv", "pedigree d.csv"}) {
+        EXPECT_EQ(count_in(shown.out, "rejected", table), 1) << shown.out;
+        EXPECT_EQ(count_in(shown.out, "  another number of fields", table), 1) << shown.out;
+    }
+    EXPECT_EQ(count_in(shown.out, "values made missing", "data d.csv"), 1);
+    EXPECT_EQ(count_in(shown.out, "values made missing", "pedigree d.csv"), 0);
+    EXPECT_EQ(scratch.read("o/typed.txt"), "1\n3\n");
+}
+
+// Nothing that is not its own is replaced, and what an earlier run has left goes with it.
+TEST(Prep, FolderOfItsOwn) {
+    const Scratch scratch;
+    std::filesystem::create_directory(scratch.folder() / "o");
+    scratch.write("d.csv", "id,y\nA,1.5\nB,2.5\n");
+    scratch.write("p.csv", "id,sire,dam\nA,0,0\n");
+    scratch.write("o/data.txt", "mine");
+    EXPECT_EQ(kve(scratch, "prep d.csv -o o").status, 2);
+    EXPECT_EQ(scratch.read("o/data.txt"), "mine");
+    std::filesystem::remove(scratch.folder() / "o/data.txt");
+    EXPECT_EQ(kve(scratch, "prep d.csv --pedigree p.csv -o o").status, 0) << scratch.read("words");
+    EXPECT_TRUE(scratch.has("o/pedigree.txt"));
+    EXPECT_EQ(kve(scratch, "prep d.csv --binary -o o").status, 0) << scratch.read("words");
+    EXPECT_FALSE(scratch.has("o/data.txt") || scratch.has("o/pedigree.txt"));
+    EXPECT_TRUE(scratch.has("o/data.bin"));
+    EXPECT_EQ(kve(scratch, "prep o/recipe.toml -o o").status, 0) << scratch.read("words");
+    EXPECT_EQ(kve(scratch, "prep o/ids.tsv -o o").status, 2);
+    // A recipe that somebody has changed stays.
+    scratch.write("o/recipe.toml", scratch.read("o/recipe.toml") + "# mine\n");
+    std::filesystem::last_write_time(
+        scratch.folder() / "o/recipe.toml",
+        std::filesystem::last_write_time(scratch.folder() / "o/rejected.tsv") +
+            std::chrono::seconds(1));
+    EXPECT_EQ(kve(scratch, "prep d.csv -o o").status, 2);
+    EXPECT_EQ(kve(scratch, "prep o/recipe.toml -o o").status, 0) << scratch.read("words");
+    // Where no record is kept there is nothing to run.
+    scratch.write("d.csv", "id,y\nA,1.5,\nB,2.5,\n");
+    EXPECT_EQ(kve(scratch, "prep o/recipe.toml -o o").status, 1);
+    EXPECT_FALSE(scratch.has("o/run.kve") || scratch.has("o/data.bin"));
+    EXPECT_EQ(n_lines(scratch.read("o/rejected.tsv")), 3U);
+}
+
+// A value that KVE1 would take for a missing one is made missing and told.
+TEST(Prep, ValuesNearTheCodeOfMissingOnes) {
+    const Scratch scratch;
+    scratch.write("d.csv", "y,x\n-999998.98,1\n-999998.9,2\n-1e39,3\nNA,0\n-999999,9\n");
+    const std::string recipe =
+        "[data]\nfile = \"d.csv\"\n[columns]\ny = \"real\"\nx = { role = \"real\", write = false }\n"
+        "[build]\nP = { legendre = \"x\", range = [0, 9] }\n";
+    scratch.write("r.toml", recipe);
+    Shown shown = kve(scratch, "prep r.toml -o a");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    EXPECT_EQ(count_in(shown.out, "  y: beyond what the data can hold"), 3) << shown.out;
+    EXPECT_TRUE(scratch.read("a/data.txt").starts_with("-999999 -0.9525793\n-999998.9 "))
+        << scratch.read("a/data.txt");
+    scratch.write("r.toml", recipe + "[output]\nmissing_code = -0.75\n");
+    shown = kve(scratch, "prep r.toml -o b");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    EXPECT_EQ(count_in(shown.out, "  P1: at or below the code of missing values"), 2) << shown.out;
+    EXPECT_NE(scratch.read("b/run.kve").find("$DATA ASCII (0,2,-0.75) data.txt"), std::string::npos);
+    EXPECT_TRUE(scratch.read("b/data.txt").starts_with("-0.75 -0.75\n-0.75 -0.68"))
+        << scratch.read("b/data.txt");
 }
 
 // Identities and names of any kind, as a table writes them.
@@ -461,6 +586,77 @@ prior = "1 1 1 1\n2 1 1 1\n3 1 1 1\n"
     EXPECT_EQ(count_in(shown.out, "rejected", "matrix g.csv"), 1);
     run_made(scratch);
     EXPECT_EQ(kve(scratch, "matrix . COR2 --ids").out, "L1 L1 2\nL2 L2 2\nL3 L3 2\n");
+}
+
+// Every kind of column, back from KVE1 under the users' names.
+TEST(Prep, BuiltColumnsComeBack) {
+    for (const unsigned seed : {1U, 2U}) {
+        std::mt19937 draw(seed);
+        const RandomTable t(seed);
+        const Scratch scratch;
+        std::string data = "cow\therd\tsex\tborn\tday\tyield\n", expected;
+        struct Row {
+            std::string hys, cut, cow, rest;
+        };
+        std::vector<Row> rows;
+        for (const auto& r : t.records) {
+            const int year = 2000 + static_cast<int>(draw() % 12), month = 1 + static_cast<int>(draw() % 12),
+                      day = 1 + static_cast<int>(draw() % 28), age = 1 + static_cast<int>(draw() % 900);
+            const std::chrono::sys_days at{std::chrono::year{year} / month / day};
+            const std::chrono::year_month_day birth{at - std::chrono::days{age}};
+            const std::string herd = t.herds[r.herd], sex = draw() % 2 == 0 ? "M" : "F";
+            data += csv(t.animals[r.animal], '\t') + "\t" + csv(herd, '\t') + "\t" + sex +
+                    text("\t%d/%d/%d\t%02d/%02d/%d\t%g\n", static_cast<int>(unsigned{birth.day()}),
+                         static_cast<int>(unsigned{birth.month()}), int{birth.year()}, day, month, year,
+                         r.milk);
+            const int season = month % 12 / 3 + 1;
+            rows.push_back({csv(herd + text("*%d-%d*", year, season) + sex),
+                            age < 300   ? "<300"
+                            : age < 600 ? "300-<600"
+                                        : ">=600",
+                            csv(t.animals[r.animal]), text("%d,%g", age, r.milk)});
+        }
+        scratch.write("d.tsv", data);
+        scratch.write("r.toml", R"(
+[data]
+file = "d.tsv"
+[columns]
+cow = "identity"
+herd = { role = "class", write = false }
+sex = { role = "class", write = false }
+born = { role = "date", order = "day month year" }
+day = { role = "date", order = "day month year" }
+yield = "real"
+[build]
+ys = { year_season = "day", write = false }
+hys = { interaction = ["herd", "ys", "sex"] }
+age = { age = "day", born = "born" }
+cut = { cut = "age", at = [300, 600] }
+[directives]
+model = """
+1
+0
+{yield} 0 3 {hys} {cut} {cow}
+1 1
+1 {age}
+0
+"""
+)");
+        const Shown shown = kve(scratch, "prep r.toml -o .");
+        ASSERT_EQ(shown.status, 0) << shown.words;
+        run_made(scratch);
+        for (const Row& row : rows)
+            expected += row.hys + "," + row.cut + "," + row.cow + "," + row.rest + "\n";
+        EXPECT_EQ(kve(scratch, "records . --original --ids").out, "hys,cut,cow,age,yield\n" + expected);
+        // Levels are numbered in the order of herd, year and season, sex.
+        std::set<std::string> names;
+        for (const Row& row : rows) names.insert(row.hys);
+        std::size_t n = 0;
+        for (const std::string& line : lines_of(scratch.read("classes.tsv")))
+            n += line.starts_with("hys\t") ? 1 : 0;
+        EXPECT_EQ(n, names.size());
+        EXPECT_GT(n, 128U);
+    }
 }
 
 // The commands of the page for breeders run, and what it quotes is what they print and leave.

@@ -3,6 +3,7 @@
 #include <random>
 
 #include "kve/shared/failure.h"
+#include "kve/shared/output.h"
 #include "kve/tables/identities.h"
 #include "kve/tables/table_reader.h"
 #include "kve/tables/values.h"
@@ -73,10 +74,18 @@ TEST(TableReader, FindsOutHowATableIsWritten) {
 TEST(TableReader, RefusesWhatIsNoTable) {
     const Scratch scratch;
     const std::string file = (scratch.folder() / "table").string();
+    std::string many;
+    for (int k = 0; k < 100000; ++k) many += "1,2\n";
     const std::pair<std::string, const char*> cases[] = {
         {"", "the table is empty"},
         {"\n \n", "the table is empty"},
-        {std::string("a,b\n1,\0\n", 8), "line 1: holds bytes of zero, so it is no text"},
+        {std::string("a,b\n1,\0\n", 8), "line 2: holds a byte of zero, so it is no text in UTF-8"},
+        {"a,b\n" + many + std::string("1,\0\n", 4),
+         "line 100002: holds a byte of zero, so it is no text in UTF-8"},
+        {"\"a\",b\n" + many + "1," + std::string(17 << 20, 'x'),
+         "line 100002: no end of a field in 16 MB: a quote that is not closed?"},
+        {"a,b\n" + many + "1," + std::string(17 << 20, 'x'),
+         "line 100002: no end of the line in 16 MB"},
         {"\xFF\xFE"
          "a",
          "line 1: is written in UTF-16; save it as UTF-8"},
@@ -92,6 +101,38 @@ TEST(TableReader, RefusesWhatIsNoTable) {
     }
     EXPECT_EQ(failure_of([&] { TableReader table(file + "x"); }),
               file + "x: No such file or directory");
+}
+
+// As many columns as a line may hold, all of one name.
+TEST(TableReader, ManyColumns) {
+    constexpr int n = 100000;
+    std::string line = "a";
+    for (int k = 1; k < n; ++k) line += ",a";
+    const Scratch scratch;
+    scratch.write("table", line + "\n" + line + "\n1\n");
+    TableForm form;
+    form.has_header = true;
+    TableReader table((scratch.folder() / "table").string(), form);
+    EXPECT_EQ(table.column(text("a.%d", n)), std::size_t{n - 1});
+    EXPECT_TRUE(table.next() && table.n_fields() == n && table.next() && table.n_fields() == 1);
+}
+
+// Numbers do not fill the buffers to their ends.
+TEST(Output, LargerThanItsBuffers) {
+    const Scratch scratch;
+    const std::string file = (scratch.folder() / "numbers").string();
+    std::string expected;
+    Output out(file);
+    RealTexts<double> texts;
+    for (int k = 0; k < 200000; ++k) {
+        expected += std::to_string(7 * k) + text(" %d.5\n", k);
+        out.put(7 * k);
+        out.put(' ');
+        out.take(texts.put(out.room(kNumberBytes), k + 0.5));
+        out.put('\n');
+    }
+    out.finish();
+    EXPECT_TRUE(scratch.read("numbers") == expected);
 }
 
 // Blocks end anywhere; quoted and plain tables of the same records are read alike, compressed too.
@@ -156,7 +197,7 @@ TEST(Identities, CodesGoThereAndBack) {
     std::vector<std::string> texts = {
         "DE 0012", "17",         "2147483647",
         "017",     "2147483648", "-3",
-        "5",       "Zoë\t\"x\"", "a longer identity than fifteen bytes"};
+        "5",       "Zoë\t\"x\"", "a longer identity than fifteen bytes", " 5", "5 "};
     for (int n = 0; n < 3000; ++n) texts.push_back(text("animal %d of the herd", n));
     for (const std::string& t : texts) table.place_of(t);
     EXPECT_EQ(table.size(), static_cast<int>(texts.size()));
