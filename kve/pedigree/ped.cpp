@@ -60,8 +60,8 @@ struct Work {
 // Numbers of the animals of a table; those that the pedigree lacks are told.
 std::vector<int32_t> read_wanted(Work& work) {
     std::size_t column = 0;
-    const std::unique_ptr<TableReader> opened = open_animals(
-        work.options.prune, {}, work.options.prune_column, work.table.names, column);
+    const std::unique_ptr<TableReader> opened =
+        open_animals(work.options.prune, {}, work.options.prune_column, work.table.names, column);
     TableReader& table = *opened;
     const MissingSigns missing(usual_missing_signs());
     IdentityTable strangers;

@@ -60,8 +60,8 @@ double find_regressed_rate(const Population& found, const Pedigree& pedigree,
                            const AnimalFigures& figures, Vec<int32_t>& label_of, double per_year) {
     if (std::isnan(found.interval) || found.classes.empty()) return kUnknown;
     constexpr int64_t kIntervals = 3;
-    const int32_t first = label_before(found.classes.back().label,
-                                       kIntervals * classes_of_interval(found.interval));
+    const int32_t first =
+        label_before(found.classes.back().label, kIntervals * classes_of_interval(found.interval));
     for (int32_t& label : label_of)
         if (label < first) label = kNoClass;
     return 1.0 -

@@ -12,8 +12,8 @@ namespace kve::companion::prep {
 
 std::size_t PlacePairs::slot_of(Pair wanted) const {
     constexpr uint64_t kMixer = 0x9E3779B97F4A7C15;  // the golden ratio, as a fraction of 2**64
-    const uint64_t key = uint64_t{static_cast<uint32_t>(wanted.first)} << 32 |
-                         static_cast<uint32_t>(wanted.second);
+    const uint64_t key =
+        uint64_t{static_cast<uint32_t>(wanted.first)} << 32 | static_cast<uint32_t>(wanted.second);
     std::size_t at = static_cast<std::size_t>(key * kMixer >> shift_);
     const std::size_t last = slots_.size() - 1;
     while (slots_[at].place != 0 && slots_[at].pair != wanted) at = (at + 1) & last;
@@ -47,7 +47,9 @@ void ClassNames::set_parts(std::vector<const ClassNames*> parts) {
 }
 
 int32_t ClassNames::size() const {
-    return parts_.empty() ? table_.size() : pairs_.empty() ? parts_[0]->size() : pairs_.back().size();
+    return parts_.empty()   ? table_.size()
+           : pairs_.empty() ? parts_[0]->size()
+                            : pairs_.back().size();
 }
 
 int32_t ClassNames::place_of_parts(const std::vector<int32_t>& parts) {

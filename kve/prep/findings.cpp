@@ -37,9 +37,9 @@ void Findings::add(Consequence consequence, const std::string& file, int64_t lin
                kind.table == table_;
     });
     if (found == kinds_.end())
-        found = kinds_.insert(kinds_.end(),
-                              {consequence, table_, column, reason, 0,
-                               fmt::format("line {}, \"{}\"", line, shortened(text))});
+        found =
+            kinds_.insert(kinds_.end(), {consequence, table_, column, reason, 0,
+                                         fmt::format("line {}, \"{}\"", line, shortened(text))});
     ++found->n;
     out_.put(std::string_view(table_field(file, '\t')));
     out_.put('\t');

@@ -43,7 +43,7 @@ std::vector<std::string> words_in(const std::string& name) {
 
 // A word of the name is one of these, or begins with it and ends as identities do.
 bool holds_one_of(const std::string& name, const std::vector<std::string_view>& wanted) {
-    static const std::set<std::string_view> ends = {"",   "s",  "id",   "no",  "nr",
+    static const std::set<std::string_view> ends = {"",    "s",   "id",   "no",   "nr",
                                                     "tag", "num", "code", "name", "number"};
     for (const std::string& word : words_in(name))
         for (const std::string_view one : wanted)
@@ -53,9 +53,9 @@ bool holds_one_of(const std::string& name, const std::vector<std::string_view>& 
 }
 
 bool names_an_animal(const std::string& name) {
-    return holds_one_of(name, {"id", "animal", "cow", "sire", "dam", "bull", "mother", "father",
-                               "ident", "identity", "eartag", "calf", "ewe", "ram", "sow", "boar",
-                               "horse", "mare", "lamb", "piglet"});
+    return holds_one_of(name, {"id",     "animal", "cow",      "sire",   "dam",  "bull",  "mother",
+                               "father", "ident",  "identity", "eartag", "calf", "ewe",   "ram",
+                               "sow",    "boar",   "horse",    "mare",   "lamb", "piglet"});
 }
 
 bool names_a_class(const std::string& name) {
@@ -121,9 +121,8 @@ Guess guess_text(const std::string& name, const std::vector<std::string>& values
     Column column;
     column.name = name;
     column.role = Role::klass;
-    const std::string words =
-        fmt::format("texts such as {}, {}", shown_text(values.front()),
-                    number_of_different(n_different));
+    const std::string words = fmt::format("texts such as {}, {}", shown_text(values.front()),
+                                          number_of_different(n_different));
     if (names_an_animal(name)) {
         column.role = Role::identity;
         return {column, words + ", and the name is that of an animal"};
@@ -190,8 +189,9 @@ Guess guess_column(const std::string& name, const std::vector<std::string>& valu
     if (10 * n_dates < 9 * values.size()) column.order.reset();
     if (column.order) {
         column.role = Role::date;
-        return {column, fmt::format("dates such as {}; {} of {} are none", shown_text(values.front()),
-                                    values.size() - n_dates, values.size())};
+        return {column,
+                fmt::format("dates such as {}; {} of {} are none", shown_text(values.front()),
+                            values.size() - n_dates, values.size())};
     }
     return guess_text(name, values, different.size());
 }
@@ -258,8 +258,9 @@ Sample::Sample(const TableUse& use) {
     const MissingSigns missing(use.missing);
     names = table.names();
     if (!std::ranges::all_of(names, [](const std::string& name) { return is_utf8(name); }))
-        throw Failure(kUnreadable, use.file + ": line 1: is not written in UTF-8; save it so, or "
-                                              "convert it with iconv");
+        throw Failure(kUnreadable, use.file +
+                                       ": line 1: is not written in UTF-8; save it so, or "
+                                       "convert it with iconv");
     columns.resize(names.size());
     n_missing.resize(names.size());
     while (n_records < kSampleRecords && table.next()) {
@@ -354,8 +355,8 @@ void complete_pedigree(PedigreeUse& use) {
     const auto at = std::ranges::find(sample.names, use.born);
     if (at == sample.names.end()) return;
     std::size_t n_dates = 0;
-    use.order = likeliest_order(
-        sample.columns[static_cast<std::size_t>(at - sample.names.begin())], n_dates);
+    use.order = likeliest_order(sample.columns[static_cast<std::size_t>(at - sample.names.begin())],
+                                n_dates);
 }
 
 void complete_dates(Recipe& recipe) {

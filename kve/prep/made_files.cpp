@@ -283,34 +283,34 @@ DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
     std::vector<bool> is_met(codes.size());
     const auto missing = static_cast<float>(recipe.missing_code);
     DataOutput out(file, recipe.is_binary);
-    for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record,
-                                                     std::span<const Slot> ahead) {
-        for (const Maker& maker : makers)
-            if (maker.codes != nullptr)
-                __builtin_prefetch(maker.codes->data() + ahead[maker.slot].place);
-        out.begin(4 * makers.size());
-        for (const Maker& maker : makers) {
-            if (!maker.field->is_integer()) {
-                const float value = real_of(maker, fields, record);
-                if (maker.field->comes_last() && value <= missing)
-                    throw Failure(kUsage,
-                                  fmt::format("{}: {} is {} in a record, at or below the code of "
-                                              "missing values: give a lower missing_code",
-                                              recipe.file, maker.field->name, value));
-                out.put(std::isnan(value) ? missing : value);
-                continue;
+    for_each_record<Slot>(
+        intermediate, n_slots, [&](std::span<const Slot> record, std::span<const Slot> ahead) {
+            for (const Maker& maker : makers)
+                if (maker.codes != nullptr)
+                    __builtin_prefetch(maker.codes->data() + ahead[maker.slot].place);
+            out.begin(4 * makers.size());
+            for (const Maker& maker : makers) {
+                if (!maker.field->is_integer()) {
+                    const float value = real_of(maker, fields, record);
+                    if (maker.field->comes_last() && value <= missing)
+                        throw Failure(
+                            kUsage, fmt::format("{}: {} is {} in a record, at or below the code of "
+                                                "missing values: give a lower missing_code",
+                                                recipe.file, maker.field->name, value));
+                    out.put(std::isnan(value) ? missing : value);
+                    continue;
+                }
+                const int32_t place = record[maker.slot].place;
+                out.put(maker.codes != nullptr ? (*maker.codes)[static_cast<std::size_t>(place)]
+                                               : place);
+                if (maker.field->role != Role::identity || place == 0) continue;
+                if (is_met[static_cast<std::size_t>(place)]) continue;
+                is_met[static_cast<std::size_t>(place)] = true;
+                if (pedigree != nullptr && !pedigree->animal(place).has_record())
+                    ++counts.n_identities_without_record;
             }
-            const int32_t place = record[maker.slot].place;
-            out.put(maker.codes != nullptr ? (*maker.codes)[static_cast<std::size_t>(place)]
-                                           : place);
-            if (maker.field->role != Role::identity || place == 0) continue;
-            if (is_met[static_cast<std::size_t>(place)]) continue;
-            is_met[static_cast<std::size_t>(place)] = true;
-            if (pedigree != nullptr && !pedigree->animal(place).has_record())
-                ++counts.n_identities_without_record;
-        }
-        out.end();
-    });
+            out.end();
+        });
     out.finish();
     return counts;
 }
@@ -346,14 +346,14 @@ void write_typed(const std::vector<int32_t>& typed, const std::vector<int32_t>& 
 void write_matrix(const std::vector<int32_t>& codes, bool is_binary,
                   const std::string& intermediate, const std::string& file) {
     DataOutput out(file, is_binary);
-    for_each_record<MatrixElement>(intermediate, 1, [&](std::span<const MatrixElement> element,
-                                                        auto) {
-        out.begin(16);
-        out.put(codes[static_cast<std::size_t>(element[0].row)]);
-        out.put(codes[static_cast<std::size_t>(element[0].column)]);
-        out.put(element[0].value);
-        out.end();
-    });
+    for_each_record<MatrixElement>(intermediate, 1,
+                                   [&](std::span<const MatrixElement> element, auto) {
+                                       out.begin(16);
+                                       out.put(codes[static_cast<std::size_t>(element[0].row)]);
+                                       out.put(codes[static_cast<std::size_t>(element[0].column)]);
+                                       out.put(element[0].value);
+                                       out.end();
+                                   });
     out.finish();
 }
 

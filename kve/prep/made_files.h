@@ -18,7 +18,7 @@
 namespace kve::companion::prep {
 
 inline constexpr const char *kDirectives = "run.kve", *kRejected = "rejected.tsv",
-                           *kRecipe = "recipe.toml";
+                            *kRecipe = "recipe.toml";
 
 class PartFolder {
  public:

@@ -22,7 +22,6 @@ namespace prep {
 
 namespace {
 
-
 struct Options {
     std::string table, output;
     std::string pedigree, typed;
@@ -41,8 +40,7 @@ char sign_of(const std::string& option, const std::string& name) {
 }
 
 void apply(const Options& options, TableUse& use) {
-    if (!options.delimiter.empty())
-        use.form.delimiter = sign_of("--delimiter", options.delimiter);
+    if (!options.delimiter.empty()) use.form.delimiter = sign_of("--delimiter", options.delimiter);
     if (options.quote != "\"") use.form.quote = sign_of("--quote", options.quote);
     if (!options.decimal.empty()) use.decimal_sign = sign_of("--decimal", options.decimal);
     if (options.has_header) use.form.has_header = options.has_header;

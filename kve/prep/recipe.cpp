@@ -169,8 +169,9 @@ void read_limits(Entries& entries, Limits& into) {
         into.lowest = limit_of((*both)[0]);
         into.highest = limit_of((*both)[1]);
         if (!(*into.lowest <= *into.highest))
-            refuse(limits->source(), "limits must be [lowest, highest], and nothing is within "
-                                     "these");
+            refuse(limits->source(),
+                   "limits must be [lowest, highest], and nothing is within "
+                   "these");
     }
     if (const toml::node* beyond = entries.find("beyond")) {
         if (!into.lowest) refuse(beyond->source(), "beyond is for limits, and there are none");
@@ -201,7 +202,8 @@ Column read_column(const std::string& name, const toml::node& node) {
     }
     read_limits(entries, column.limits);
     if (column.limits.lowest && (column.role == Role::identity || column.role == Role::skip))
-        refuse(node.source(), fmt::format("limits are for numbers and dates, and {} is none", name));
+        refuse(node.source(),
+               fmt::format("limits are for numbers and dates, and {} is none", name));
     entries.take("required", column.is_required);
     entries.take("write", column.is_written);
     entries.finish();

@@ -372,7 +372,7 @@ bool RecordMaker::is_within_limits(Field& field, Cell& cell) {
     if (!limits.lowest) return true;
     double value = cell.number;
     if (!cell.text.empty()) value = parse_real(cell.text, field.decimal_sign).value_or(kMissing);
-    const bool is_below = value < *limits.lowest, is_above = value > *limits.highest,
+    const bool is_below = value<*limits.lowest, is_above = value> * limits.highest,
                is_none = std::isnan(value) && !cell.text.empty();
     if (!is_below && !is_above && !is_none) return true;
     const std::string reason = is_none    ? "no number, and there are limits"

@@ -39,15 +39,15 @@ PedigreeColumns usual_places(const TableReader& table) {
 
 PedigreeColumns find_pedigree_columns(const TableReader& table) {
     if (!table.has_header()) return usual_places(table);
-    return {.animal = find_named(table, {"id", "animal", "animalid", "anim", "ident", "identity",
-                                         "individual", "iid", "self", "tag", "code", "calf", "lamb",
-                                         "piglet"}),
-            .sire = find_named(table, {"sire", "sireid", "idsire", "father", "fatherid"}),
-            .dam = find_named(table, {"dam", "damid", "iddam", "mother", "motherid"}),
-            .sex = find_named(table, {"sex", "gender"}),
-            .birth = find_named(
-                table, {"birth", "birthdate", "dateofbirth", "birthday", "born", "dob", "bdate",
-                        "birthyear", "yearofbirth", "byear", "yob", "year"})};
+    return {
+        .animal = find_named(
+            table, {"id", "animal", "animalid", "anim", "ident", "identity", "individual", "iid",
+                    "self", "tag", "code", "calf", "lamb", "piglet"}),
+        .sire = find_named(table, {"sire", "sireid", "idsire", "father", "fatherid"}),
+        .dam = find_named(table, {"dam", "damid", "iddam", "mother", "motherid"}),
+        .sex = find_named(table, {"sex", "gender"}),
+        .birth = find_named(table, {"birth", "birthdate", "dateofbirth", "birthday", "born", "dob",
+                                    "bdate", "birthyear", "yearofbirth", "byear", "yob", "year"})};
 }
 
 void take_asked_column(const TableReader& table, const std::string& asked, std::size_t& column) {

@@ -35,8 +35,9 @@ std::string_view trimmed(std::string_view text) {
 std::string list_of(const std::vector<std::string>& names) {
     constexpr std::size_t kMost = 100;
     const std::size_t n = std::min(names.size(), kMost);
-    return fmt::format("{}{}", fmt::join(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(n), ", "),
-                       n < names.size() ? fmt::format(" and {} more", names.size() - n) : "");
+    return fmt::format(
+        "{}{}", fmt::join(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(n), ", "),
+        n < names.size() ? fmt::format(" and {} more", names.size() - n) : "");
 }
 
 std::optional<char> sign_called(std::string_view name) {
@@ -406,7 +407,8 @@ std::optional<std::size_t> TableReader::find(std::string_view name) const {
 
 std::size_t TableReader::column(std::string_view name) const {
     if (const std::optional<std::size_t> found = find(name)) return *found;
-    throw Failure(kUsage, fmt::format("{}: no column {}; there are: {}", file_, name, list_of(names_)));
+    throw Failure(kUsage,
+                  fmt::format("{}: no column {}; there are: {}", file_, name, list_of(names_)));
 }
 
 void TableReader::refuse(const std::string& words) const { source_->refuse(line(), words); }

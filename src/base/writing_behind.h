@@ -12,8 +12,9 @@ namespace kve {
 [[nodiscard]] int write_all(int descriptor, const char* from, std::size_t bytes);
 
 // One buffer is under way while the caller fills another. All are of kBufferBytes, however many
-// bytes there are in them. The thread begins with the first buffer that is handed over; where none is to be had, buffers are written at once. A
-// write that fails is told by the next call; after it nothing more is written.
+// bytes there are in them. The thread begins with the first buffer that is handed over; where none
+// is to be had, buffers are written at once. A write that fails is told by the next call; after it
+// nothing more is written.
 class WritingBehind {
  public:
     static constexpr std::size_t kBufferBytes = std::size_t{1} << 18;

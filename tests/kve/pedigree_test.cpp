@@ -82,11 +82,11 @@ TEST(PedigreeFigures, AreThoseOfTheTextbook) {
 }
 
 // Wright (1922), Coefficients of inbreeding and relationship: the Shorthorn bull Roan Gauntlet has
-// 0.1406. In this order Champion of England, Lord Raglan, Grand Duke of Gloster, Mistletoe, Mimulus,
-// Carmine, Royal Duke of Gloster, Princess Royal and himself.
+// 0.1406. In this order Champion of England, Lord Raglan, Grand Duke of Gloster, Mistletoe,
+// Mimulus, Carmine, Royal Duke of Gloster, Princess Royal and himself.
 TEST(PedigreeFigures, InbreedingOfRoanGauntlet) {
-    const Pedigree pedigree = pedigree_of(
-        {{0, 0}, {0, 0}, {1, 0}, {2, 0}, {1, 4}, {2, 0}, {3, 5}, {1, 6}, {7, 8}});
+    const Pedigree pedigree =
+        pedigree_of({{0, 0}, {0, 0}, {1, 0}, {2, 0}, {1, 4}, {2, 0}, {3, 5}, {1, 6}, {7, 8}});
     const Inbreeding found = find_inbreeding(pedigree);
     EXPECT_DOUBLE_EQ(found.coefficient(9), 9. / 64);
     EXPECT_DOUBLE_EQ(found.coefficient(7), 1. / 8);
@@ -428,7 +428,8 @@ std::string dated_pedigree(int n, int sires, unsigned one_in, unsigned seed) {
     for (int j = 1; j <= n; ++j) {
         const auto parent = [&](int last, bool odd) -> std::string {
             if (j <= 40 || random() % one_in == 0) return "";
-            const int before = (j - 20) / 2 * 2 - 2 * static_cast<int>(random() % static_cast<unsigned>(last));
+            const int before =
+                (j - 20) / 2 * 2 - 2 * static_cast<int>(random() % static_cast<unsigned>(last));
             return text("A%d", std::max(before, 2) - (odd ? 1 : 0));
         };
         const std::string sire = parent(sires, true), dam = parent(20, false);
@@ -443,14 +444,15 @@ std::string dated_pedigree(int n, int sires, unsigned one_in, unsigned seed) {
 // All measures anew from dense matrices, in R.
 TEST(Ped, MeasuresAreThoseOfPlainMatrices) {
     if (std::system("Rscript --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no R";
-    const std::string pedigrees[] = {dated_pedigree(500, 3, 1000, 1), dated_pedigree(700, 10, 6, 2)};
+    const std::string pedigrees[] = {dated_pedigree(500, 3, 1000, 1),
+                                     dated_pedigree(700, 10, 6, 2)};
     for (const std::string& pedigree : pedigrees) {
         Ped ped;
         ped.scratch.write("ped.csv", pedigree);
         ASSERT_EQ(ped.run("--stats"), 0) << ped.words;
         const std::string out = (ped.scratch.folder() / "out").string();
-        EXPECT_EQ(std::system(("Rscript '" KVE1_DOCS "/../bench/check_population.R' '" + out + "' >'" +
-                               out + "/r' 2>&1")
+        EXPECT_EQ(std::system(("Rscript '" KVE1_DOCS "/../bench/check_population.R' '" + out +
+                               "' >'" + out + "/r' 2>&1")
                                   .c_str()),
                   0)
             << ped.scratch.read("out/r");

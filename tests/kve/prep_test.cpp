@@ -232,8 +232,7 @@ TEST(Prep, PedigreesAreLookedThrough) {
         {"sire,dam,id,sex,birth\n,,A,1,2001\nA,B,C,2,2003\n00,,B,2,2001\n",
          "animal id, sire sire, dam dam, born birth, year",
          "1 0 0 20010701\n2 1 3 20030701\n3 0 0 20010701\n", ""},
-        {"id,father,mother,sex\nA,0,0,1\nB,0,0,2\nC,A,B,1\n",
-         "animal id, sire father, dam mother",
+        {"id,father,mother,sex\nA,0,0,1\nB,0,0,2\nC,A,B,1\n", "animal id, sire father, dam mother",
          "1 0 0 1\n2 0 0 1\n3 1 2 2\n", ""},
         {"F1 A 0 0 1 5\nF1 B 0 0 2 5\nF1 C A B 1 5\n", "animal V2, sire V3, dam V4",
          "1 0 0 1\n2 0 0 1\n3 1 2 2\n", ""},
@@ -250,19 +249,22 @@ TEST(Prep, PedigreesAreLookedThrough) {
         scratch.write("d.csv", "id,y\nA,1.5\n0,2\nB,2\n");
         scratch.write("p.csv", one.pedigree);
         const bool has_header = std::string(one.pedigree).find("id") != std::string::npos;
-        scratch.write("r.toml", std::string("[data]\nfile = \"d.csv\"\n[columns]\nid = \"identity\"\n"
-                                            "y = \"real\"\n[pedigree]\nfile = \"p.csv\"\nheader = ") +
-                                    (has_header ? "true\n" : "false\n"));
+        scratch.write("r.toml",
+                      std::string("[data]\nfile = \"d.csv\"\n[columns]\nid = \"identity\"\n"
+                                  "y = \"real\"\n[pedigree]\nfile = \"p.csv\"\nheader = ") +
+                          (has_header ? "true\n" : "false\n"));
         const Shown made = kve(scratch, "prep r.toml -o made");
         ASSERT_EQ(made.status, 0) << made.words;
-        EXPECT_NE(made.out.find(std::string("; ") + one.described + "\n"), made.out.npos) << made.out;
+        EXPECT_NE(made.out.find(std::string("; ") + one.described + "\n"), made.out.npos)
+            << made.out;
         EXPECT_EQ(scratch.read("made/pedigree.txt"), one.made) << one.pedigree;
         std::string rejected = "file\tline\tcolumn\ttext\treason\n";
         for (const std::string& line : lines_of(one.rejected)) rejected += "p.csv\t" + line + "\n";
         EXPECT_EQ(scratch.read("made/rejected.tsv"), rejected);
         // 0 is nobody in the data, too.
         EXPECT_EQ(lines_of(scratch.read("made/data.txt"))[1], "0 2");
-        EXPECT_EQ(kve(scratch, "prep r.toml -o strict --strict").status, *one.rejected == 0 ? 0 : 1);
+        EXPECT_EQ(kve(scratch, "prep r.toml -o strict --strict").status,
+                  *one.rejected == 0 ? 0 : 1);
     }
 }
 
@@ -321,7 +323,8 @@ TEST(Prep, ValuesNearTheCodeOfMissingOnes) {
     const Scratch scratch;
     scratch.write("d.csv", "y,x\n-999998.98,1\n-999998.9,2\n-1e39,3\nNA,0\n-999999,9\n");
     const std::string recipe =
-        "[data]\nfile = \"d.csv\"\n[columns]\ny = \"real\"\nx = { role = \"real\", write = false }\n"
+        "[data]\nfile = \"d.csv\"\n[columns]\ny = \"real\"\nx = { role = \"real\", write = false "
+        "}\n"
         "[build]\nP = { legendre = \"x\", range = [0, 9] }\n";
     scratch.write("r.toml", recipe);
     Shown shown = kve(scratch, "prep r.toml -o a");
@@ -333,7 +336,8 @@ TEST(Prep, ValuesNearTheCodeOfMissingOnes) {
     shown = kve(scratch, "prep r.toml -o b");
     ASSERT_EQ(shown.status, 0) << shown.words;
     EXPECT_EQ(count_in(shown.out, "  P1: at or below the code of missing values"), 2) << shown.out;
-    EXPECT_NE(scratch.read("b/run.kve").find("$DATA ASCII (0,2,-0.75) data.txt"), std::string::npos);
+    EXPECT_NE(scratch.read("b/run.kve").find("$DATA ASCII (0,2,-0.75) data.txt"),
+              std::string::npos);
     EXPECT_TRUE(scratch.read("b/data.txt").starts_with("-0.75 -0.75\n-0.75 -0.68"))
         << scratch.read("b/data.txt");
 }
@@ -600,15 +604,17 @@ TEST(Prep, BuiltColumnsComeBack) {
         };
         std::vector<Row> rows;
         for (const auto& r : t.records) {
-            const int year = 2000 + static_cast<int>(draw() % 12), month = 1 + static_cast<int>(draw() % 12),
-                      day = 1 + static_cast<int>(draw() % 28), age = 1 + static_cast<int>(draw() % 900);
+            const int year = 2000 + static_cast<int>(draw() % 12),
+                      month = 1 + static_cast<int>(draw() % 12),
+                      day = 1 + static_cast<int>(draw() % 28),
+                      age = 1 + static_cast<int>(draw() % 900);
             const std::chrono::sys_days at{std::chrono::year{year} / month / day};
             const std::chrono::year_month_day birth{at - std::chrono::days{age}};
             const std::string herd = t.herds[r.herd], sex = draw() % 2 == 0 ? "M" : "F";
             data += csv(t.animals[r.animal], '\t') + "\t" + csv(herd, '\t') + "\t" + sex +
                     text("\t%d/%d/%d\t%02d/%02d/%d\t%g\n", static_cast<int>(unsigned{birth.day()}),
-                         static_cast<int>(unsigned{birth.month()}), int{birth.year()}, day, month, year,
-                         r.milk);
+                         static_cast<int>(unsigned{birth.month()}), int{birth.year()}, day, month,
+                         year, r.milk);
             const int season = month % 12 / 3 + 1;
             rows.push_back({csv(herd + text("*%d-%d*", year, season) + sex),
                             age < 300   ? "<300"
@@ -647,7 +653,8 @@ model = """
         run_made(scratch);
         for (const Row& row : rows)
             expected += row.hys + "," + row.cut + "," + row.cow + "," + row.rest + "\n";
-        EXPECT_EQ(kve(scratch, "records . --original --ids").out, "hys,cut,cow,age,yield\n" + expected);
+        EXPECT_EQ(kve(scratch, "records . --original --ids").out,
+                  "hys,cut,cow,age,yield\n" + expected);
         // Levels are numbered in the order of herd, year and season, sex.
         std::set<std::string> names;
         for (const Row& row : rows) names.insert(row.hys);

@@ -197,7 +197,8 @@ TEST(Identities, CodesGoThereAndBack) {
     std::vector<std::string> texts = {
         "DE 0012", "17",         "2147483647",
         "017",     "2147483648", "-3",
-        "5",       "Zoë\t\"x\"", "a longer identity than fifteen bytes", " 5", "5 "};
+        "5",       "Zoë\t\"x\"", "a longer identity than fifteen bytes",
+        " 5",      "5 "};
     for (int n = 0; n < 3000; ++n) texts.push_back(text("animal %d of the herd", n));
     for (const std::string& t : texts) table.place_of(t);
     EXPECT_EQ(table.size(), static_cast<int>(texts.size()));
