@@ -298,12 +298,15 @@ TEST(CompanionProgram, KeepsTheConventions) {
                       before = scratch.read("MODINF");
     EXPECT_EQ(kve(scratch, "records", "-o '" + file + "'").status, 2);
     EXPECT_EQ(scratch.read("MODINF"), before);
-    // More than a pipe holds, of which the other end reads a line.
-    std::string elements;
-    for (int n = 0; n < 20000; ++n)
-        elements += framed(bytes_of(Ints{1, 1}) + bytes_of(std::vector<double>{n / 7.0}));
+    // More than all buffers and a pipe hold, of which the other end reads a line.
+    std::string elements, lines;
+    for (int n = 0; n < 100000; ++n) {
+        elements += framed(bytes_of(Ints{1, 1}) + bytes_of(std::vector<double>{n / 16.0}));
+        lines += text("1 1 %.15g\n", n / 16.0);
+    }
     const std::string last = framed(bytes_of(Ints{10, 10}) + bytes_of(std::vector<double>{1.0}));
     scratch.write("AINV3", elements + last);
+    EXPECT_TRUE(kve(scratch, "matrix", "AINV3 --format text").out == lines + "10 10 1\n");
     const std::string folder = scratch.folder().string();
     EXPECT_EQ(std::system(("bash -c 'set -o pipefail; \"" KVE_PROGRAM "\" matrix " + folder +
                            " AINV3 2>" + folder + "/words | head -1 >/dev/null'")
