@@ -31,9 +31,15 @@ std::string called(const ColumnRef& column) {
                : name.string();
 }
 
+bool has_lines() { return DIRECTIVES.data_format == kAscii; }
+
 Place in_data(const ColumnRef& column, int64_t line) {
     return {DIRECTIVES.data_file[column.is_real && DIRECTIVES.n_data_files == 2 ? 1 : 0].string(),
-            line, 0};
+            has_lines() ? line : 0, 0};
+}
+
+std::string record_words(int64_t number) {
+    return has_lines() ? std::string() : fmt::format("record {}: ", number);
 }
 
 bool is_trait(int32_t column) {
@@ -108,11 +114,12 @@ void look_at_extremes(Look& look, const ColumnRef& ref, const RealColumn& column
             if (look.findings.has_error_at(place.file, place.line)) continue;
             look.findings.warn(
                 "far-value", place,
-                fmt::format("{} is {:g}, {:.0f} standard deviations from the middle, {:g}{}",
-                            called(ref), values[k].value,
-                            std::abs(values[k].value - middle->median) / middle->scale,
-                            middle->median,
-                            values[k].n > 1 ? fmt::format(", in {} records", values[k].n) : ""));
+                record_words(values[k].line) +
+                    fmt::format(
+                        "{} is {:g}, {:.0f} standard deviations from the middle, {:g}{}",
+                        called(ref), values[k].value,
+                        std::abs(values[k].value - middle->median) / middle->scale, middle->median,
+                        values[k].n > 1 ? fmt::format(", in {} records", values[k].n) : ""));
         }
     }
 }
@@ -158,10 +165,12 @@ void look_for_change(Look& look, const ColumnRef& ref, const RealColumn& column)
         Range& range = line < change->line ? before : behind;
         range = {std::min(range.low, value), std::max(range.high, value)};
     }
-    look.findings.warn("kind-change", in_data(ref, change->line),
-                       fmt::format("about here {} changes from {:g}..{:g} to {:g}..{:g}",
-                                   called(ref), before.low, before.high, behind.low, behind.high),
-                       "Other units, other columns, or another file?");
+    look.findings.warn(
+        "kind-change", in_data(ref, change->line),
+        record_words(change->line) +
+            fmt::format("about here {} changes from {:g}..{:g} to {:g}..{:g}", called(ref),
+                        before.low, before.high, behind.low, behind.high),
+        "Other units, other columns, or another file?");
 }
 
 // ---- Columns without information
@@ -176,6 +185,24 @@ void look_for_empty(Look& look, const ColumnRef& ref, const RealColumn& column) 
         look.findings.warn("constant-column", place_of_use(look, ref),
                            fmt::format("the {} {} is {:g} in all records that have it", what,
                                        called(ref), column.origin));
+}
+
+// Whole, large and hardly two alike.
+void look_for_identities(Look& look, const ColumnRef& ref, const RealColumn& column) {
+    constexpr int64_t kFewest = 30;
+    constexpr double kLeast = 100'000, kDifferent = 0.3;
+    if (!is_trait(ref.column) || column.n < kFewest || !column.is_whole ||
+        column.lowest.values()[0].value < kLeast)
+        return;
+    std::set<double> different;
+    for (const SpreadSample::Value& spread : column.sample.values()) different.insert(spread.value);
+    if (static_cast<double>(different.size()) >
+        kDifferent * static_cast<double>(column.sample.values().size()))
+        look.findings.warn("trait-is-identity", place_of_use(look, ref),
+                           fmt::format("the trait {} has only whole values, most of them "
+                                       "different, from {:.0f} to {:.0f}: is it an identity?",
+                                       called(ref), column.lowest.values()[0].value,
+                                       column.highest.values()[0].value));
 }
 
 bool is_weight_or_offset(int32_t column) {
@@ -202,6 +229,7 @@ void look_at_columns(Look& look, const DataFigures& data) {
     for (const auto& [number, column] : data.reals) {
         const ColumnRef ref{true, number};
         if (!is_weight_or_offset(number) || column.n == 0) look_for_empty(look, ref, column);
+        look_for_identities(look, ref, column);
         look_at_extremes(look, ref, column);
         look_for_change(look, ref, column);
     }
@@ -278,6 +306,40 @@ void look_at_trait_pairs(Look& look, const DataFigures& data) {
         }
 }
 
+// The same of the levels of a random factor that is independent from level to level.
+bool have_levels_together(const DataFigures& data, const RMatrix& r, TraitPattern both) {
+    const ClassColumn* found =
+        r.random_id_inp.size() == 1 ? data.class_column(r.random_id_inp(1)) : nullptr;
+    if (found == nullptr) return true;  // not known
+    return std::ranges::any_of(found->levels.slots(), [both](const LevelSlot& slot) {
+        return !slot.is_empty() && (slot.traits & both) == both;
+    });
+}
+
+void look_at_factor_pairs(Look& look, const DataFigures& data) {
+    if (!estimates_covariances()) return;
+    for (int32_t k = 1; k <= KVEINT.NRAMAT; ++k) {
+        const RMatrix& r = RMAT(k);
+        if (r.structure != Structure::I) continue;
+        for (int32_t q = 2; q <= r.n_traits; ++q)
+            for (int32_t p = 1; p < q; ++p) {
+                const int32_t i = r.trait_no(p), j = r.trait_no(q);
+                const TraitPattern both = trait_bit(KVEINT.nt, i) | trait_bit(KVEINT.nt, j);
+                if (i == j || data.traits[static_cast<std::size_t>(i - 1)].n_usable == 0 ||
+                    data.traits[static_cast<std::size_t>(j - 1)].n_usable == 0 ||
+                    have_levels_together(data, r, both))
+                    continue;
+                look.findings.warn(
+                    "never-together", place_in_model(look, MODEL(j).lines.random),
+                    fmt::format("no level of random factor {} has records of both {} and {}, so "
+                                "their covariance cannot be estimated",
+                                k, called({true, MODEL(i).trait_inp_no}),
+                                called({true, MODEL(j).trait_inp_no})),
+                    "Give one of them a matrix of its own");
+            }
+    }
+}
+
 }  // namespace
 
 void look_at_data(Look& look) {
@@ -287,6 +349,7 @@ void look_at_data(Look& look) {
     look_at_columns(look, data);
     look_at_dropped(look, data);
     look_at_trait_pairs(look, data);
+    look_at_factor_pairs(look, data);
     look_at_classes(look);
     look_at_fixed_part(look);
 }

@@ -241,7 +241,9 @@ void Pass::plan() {
 
 // ---- A record
 
+// Of a framed file the extremes have the number of the record.
 void Pass::note_reals(int64_t line) {
+    if (line == 0) line = records_->number();
     for (const UsedReal& real : reals_) {
         const double value = static_cast<double>(RECORD.FINP(real.column));
         if (value > static_cast<double>(DIRECTIVES.RMISS) && value < kNoLimit)
@@ -265,15 +267,17 @@ void Pass::look_at_values(int32_t trait, int64_t line) {
     if (!is_within(plan.bounds, value))
         look_.findings.error(
             "trait-value", records_->place(true, line),
-            fmt::format("{} is {:g}, and the trait has {}",
-                        real_name(MODEL(trait).trait_inp_no).string(), value, plan.bounds.words));
+            records_->record_words() + fmt::format("{} is {:g}, and the trait has {}",
+                                                   real_name(MODEL(trait).trait_inp_no).string(),
+                                                   value, plan.bounds.words));
     if (plan.weight == 0) return;
     const auto weight = static_cast<double>(RECORD.FINP(plan.weight));
     if (weight > 0 || !(weight > static_cast<double>(DIRECTIVES.RMISS))) return;
     look_.findings.error(
         "weight-value", records_->place(true, line),
-        fmt::format("the weight {} is {:g}, and residual variances are divided by it",
-                    real_name(MODEL(trait).wgt_inp_no).string(), weight),
+        records_->record_words() +
+            fmt::format("the weight {} is {:g}, and residual variances are divided by it",
+                        real_name(MODEL(trait).wgt_inp_no).string(), weight),
         "A record that does not count has a missing weight");
 }
 
@@ -282,16 +286,19 @@ void Pass::look_at_censoring(int32_t trait, int64_t line) {
     const int32_t code = RECORD.IINP(plan.censoring_code);
     const Model& m = MODEL(trait);
     if (code < -1 || code > 2)
-        look_.findings.warn("censoring-code", records_->place(false, line),
-                            fmt::format("the censoring code {} is {}, and codes are -1 to 2; the "
-                                        "trait is dropped",
-                                        integer_name(m.cens_inp).string(), code));
+        look_.findings.warn(
+            "censoring-code", records_->place(false, line),
+            records_->record_words() +
+                fmt::format("the censoring code {} is {}, and codes are -1 to 2; the "
+                            "trait is dropped",
+                            integer_name(m.cens_inp).string(), code));
     if (code != 2 || plan.upper_limit == 0) return;
     const float upper = RECORD.FINP(plan.upper_limit), lower = RECORD.FINP(plan.dependent);
     if (upper > DIRECTIVES.RMISS && upper >= lower) return;
-    look_.findings.warn("censoring-code", records_->place(true, line),
-                        fmt::format("the upper limit {} is missing or below the value",
-                                    real_name(m.int_max_inp).string()));
+    look_.findings.warn(
+        "censoring-code", records_->place(true, line),
+        records_->record_words() + fmt::format("the upper limit {} is missing or below the value",
+                                               real_name(m.int_max_inp).string()));
 }
 
 // Each absorbed column by itself must not fall from record to record.
@@ -301,9 +308,10 @@ void Pass::look_at_absorption(int64_t line) {
         if (group < last_group_[k])
             look_.findings.error(
                 "absorption-order", records_->place(false, line),
-                fmt::format("{} falls from {} to {}: the data are not sorted by "
-                            "the absorbed effects",
-                            integer_name(absorbed_[k]).string(), last_group_[k], group),
+                records_->record_words() +
+                    fmt::format("{} falls from {} to {}: the data are not sorted by "
+                                "the absorbed effects",
+                                integer_name(absorbed_[k]).string(), last_group_[k], group),
                 "Sort them");
         last_group_[k] = std::max(last_group_[k], group);
     }
@@ -383,7 +391,7 @@ void Pass::take_record(int64_t line) {
     }
     ++*n_of_last_pattern_;
     note_classes(usable);
-    figures_.levels->take_record(line, usable);
+    figures_.levels->take_record(line > 0 ? line : records_->number(), usable);
     for (FixedCells& cells : figures_.fixed_parts)
         if ((cells.traits() & usable) != 0) cells.take_record();
     note_animals(usable);
@@ -406,8 +414,7 @@ void Pass::run(bool has_model) {
     while (records_->next()) {
         if (!records_->is_whole()) continue;
         ++figures_.n_records;
-        const bool is_text = records_->line() > 0;
-        if (has_model) take_record(is_text ? records_->line() : records_->number());
+        if (has_model) take_record(records_->line());
     }
     if (has_model) finish();
     records_->tell_files();

@@ -201,6 +201,10 @@ bool DataRecords::is_whole() const {
 
 int64_t DataRecords::line() const { return text_.empty() ? 0 : text_.back()->line(); }
 
+std::string DataRecords::record_words() const {
+    return text_.empty() ? fmt::format("record {}: ", n_read_) : std::string();
+}
+
 // The two files have the same records; their lines are so far as well.
 Place DataRecords::place(bool of_reals, int64_t line) const {
     return {DIRECTIVES.data_file[of_reals && n_files_ == 2 ? 1 : 0].string(), line, 0};

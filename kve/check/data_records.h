@@ -50,6 +50,7 @@ class DataRecords {
     // Of the record read: a line of a text file, else 0; where its reals stand.
     int64_t line() const;
     Place place(bool of_reals, int64_t line) const;
+    std::string record_words() const;  // in front of a message: the number where there is no line
     int64_t number() const { return n_read_; }
     bool is_whole() const;
 
