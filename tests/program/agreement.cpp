@@ -41,6 +41,7 @@ constexpr std::string_view kWithoutStop[] = {
     "not-in-pedigree", "pedigree-loop",
     // of matrices
     "matrix-diagonal", "matrix-record", "matrix-twice", "matrix-value", "not-an-inverse",
+    "genomic-correlation",
     // Of the data: a run stops in them after all that is compared here.
     "absorption-order", "byte-order-mark", "data-form", "dropped-records", "empty-column",
     "file-lengths", "header-line", "line-ends", "long-record", "missing-sign", "no-records",
