@@ -162,6 +162,7 @@ Vec<int32_t> estimate_births(const Herdbook& book, const Vec<int32_t>& generatio
     int32_t oldest = kNever;
     for (const int32_t birth : book.birth)
         if (birth != kNoBirth) oldest = std::min(oldest, birth);
+    if (oldest == kNever) oldest = first;  // all have been given up
     for (const int32_t j : order) {
         if (births(j) != kNoBirth) continue;
         int32_t after = kNoBirth;  // the youngest parent

@@ -262,11 +262,11 @@ void RecordMaker::give_slots() {
 }
 
 std::vector<std::string> RecordMaker::unused_columns() const {
+    std::set<std::string_view> used;
+    for (const Column& column : recipe_.columns) used.insert(column.name);
     std::vector<std::string> unused;
     for (const std::string& name : table_.names())
-        if (std::ranges::none_of(recipe_.columns,
-                                 [&](const Column& column) { return column.name == name; }))
-            unused.push_back(name);
+        if (!used.contains(name)) unused.push_back(name);
     return unused;
 }
 

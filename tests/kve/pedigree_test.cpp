@@ -470,6 +470,21 @@ TEST(Ped, BirthsThatAreNoTimes) {
     EXPECT_GT(lines_of(ped.scratch.read("out/statistics.csv")).size(), 60000U);
 }
 
+// A line of descent of which all have one date: none is left to estimate the others from.
+TEST(Ped, BirthsThatAllContradict) {
+    Ped ped;
+    std::string all = "id,sire,dam,birth\n";
+    for (int j = 1; j <= 3000; ++j) all += text("%d,%d,,2001\n", j, j % 3000 + 1);
+    ped.scratch.write("ped.csv", all);
+    EXPECT_EQ(ped.run("--fix"), 0) << ped.words;
+    std::map<int, int> sort_of;
+    for (const Written& w : written_pedigree(ped)) {
+        sort_of[w.id] = w.sort;
+        if (w.sire > 0) EXPECT_GT(w.sort, sort_of[w.sire]) << w.id;
+    }
+    EXPECT_EQ(sort_of.size(), 3000U);
+}
+
 // Animals 1 to n with every fault there is, in random order.
 std::string dirty_pedigree(int n, unsigned seed) {
     std::mt19937 random(seed);
