@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "directives/directives.h"
 #include "kve/check/first_ones.h"
 #include "kve/check/pedigree_book.h"
+#include "pedigree/pedigree_record.h"
 
 namespace kve::companion {
 
@@ -30,23 +32,158 @@ void visit_animals(PedigreeBook& pedigree, const FactorLevels& levels, Visit vis
     }
 }
 
-void tell_missing(Look& look, const PedigreeJob& job, const FirstOnes& missing, int64_t n_animals) {
-    if (missing.count() == 0) return;
-    const double share = static_cast<double>(missing.count()) / static_cast<double>(n_animals);
-    constexpr double kMost = 0.5, kMany = 0.05;
-    const Severity severity = share > kMost   ? Severity::error
-                              : share > kMany ? Severity::warning
-                                              : Severity::note;
-    look.findings.add(
-        {"not-in-pedigree",
-         severity,
-         {DIRECTIVES.data_file[0].string(), missing.line(), 0},
-         fmt::format("{} of {} animals of the data have no record in {}; KVE1 takes them as "
-                     "founders: {}",
-                     missing.count(), n_animals, job.file, missing.words()),
-         share > kMost ? "Perhaps the model names another column, or the files are of two coding "
-                         "systems"
-                       : ""});
+// ---- Animals without a record
+
+struct IdentityColumn {
+    int32_t column;
+    int64_t n = 0, n_strangers = 0;  // not in the pedigree at all, not as parents either
+    int64_t n_without_record = 0;
+
+    // Of another kind than the animals of the pedigree.
+    bool is_of_others() const { return 2 * n_strangers > n; }
+    std::string name() const { return integer_name(column).string(); }
+};
+
+struct Missing {
+    Look& look;
+    const PedigreeJob& job;
+    PedigreeBook& pedigree;
+    FactorLevels& levels;
+    std::vector<IdentityColumn> columns{};
+    std::vector<std::size_t> animals{};  // without a record, by place in the levels
+    int64_t n_inserted = 0;              // of the parents without a record
+
+    bool is_stranger(std::size_t animal) const {
+        return pedigree.number_of(levels.id[animal]) == 0;
+    }
+    Place place(int64_t line) const { return {DIRECTIVES.data_file[0].string(), line, 0}; }
+};
+
+// Records that are dropped are told where they stand.
+void gather_missing(Missing& at) {
+    for (const int32_t column : at.levels.columns) at.columns.push_back({.column = column});
+    visit_animals(at.pedigree, at.levels, [&at](std::size_t k, int32_t number) {
+        const bool is_missing = (number == 0 || number > at.pedigree.n_records) &&
+                                !at.pedigree.was_dropped(at.levels.id[k]);
+        if (is_missing) at.animals.push_back(k);
+        if (number > at.pedigree.n_records) ++at.n_inserted;
+        for (std::size_t c = 0; c < at.columns.size(); ++c) {
+            if (!at.levels.is_met_in(k, c)) continue;
+            ++at.columns[c].n;
+            at.columns[c].n_strangers += is_missing && number == 0 ? 1 : 0;
+            at.columns[c].n_without_record += is_missing ? 1 : 0;
+        }
+    });
+}
+
+const char* what_becomes_of_missing(const Missing& at) {
+    if (!at.job.has_groups()) return "KVE1 takes them as founders";
+    const bool has_extra_group =
+        at.pedigree.n_unknown > 0 || std::ssize(at.pedigree.added) > at.n_inserted;
+    return has_extra_group ? "KVE1 gives them parents of the extra phantom group"
+                           : "KVE1 takes them as founders without a group, with half the variance";
+}
+
+// The part of these identities that is in the pedigree, and not in the data, with so much added.
+double share_found(const Missing& at, const std::vector<int32_t>& ids, int64_t added) {
+    std::size_t n_found = 0, n_known = 0, n_lost = 0;
+    for (const int32_t id : ids) {
+        const int64_t other = id + added;
+        const int32_t number = other < 1 || other > kLargestInPedigree
+                                   ? 0
+                                   : at.pedigree.number_of(static_cast<int32_t>(other));
+        if (number == 0 || number > at.pedigree.n_records) {
+            if (++n_lost * 10 > ids.size()) return 0;
+            continue;
+        }
+        ++n_found;
+        n_known += at.levels.places.find(static_cast<int32_t>(other)) != nullptr ? 1 : 0;
+    }
+    if (2 * n_known > n_found) return 0;
+    return static_cast<double>(n_found) / static_cast<double>(ids.size());
+}
+
+// A round difference between the identities of data and pedigree, such as a code in front; empty
+// when there is none.
+std::string offset_words(const Missing& at, const std::vector<std::size_t>& animals) {
+    constexpr std::size_t kFewest = 5, kLooked = 1000;
+    std::vector<int32_t> ids;
+    for (std::size_t k = 0; k < animals.size(); k += animals.size() / kLooked + 1)
+        if (at.is_stranger(animals[k])) ids.push_back(at.levels.id[animals[k]]);
+    if (ids.size() < kFewest) return "";
+    for (int64_t step = 1'000'000'000; step >= 1000; step /= 10)
+        for (int64_t added = step; added < 100 * step && added <= kLargestInPedigree; added += step)
+            for (const int64_t sign : {-1, 1}) {
+                const double share = share_found(at, ids, sign * added);
+                if (share == 0) continue;
+                return fmt::format(
+                    "{} of them are found {} {}: data and pedigree have two coding "
+                    "systems",
+                    share == 1 ? "All" : fmt::format("{:.0f}%", 100 * share),
+                    sign < 0 ? "less" : "plus", added);
+            }
+    return "";
+}
+
+void tell_columns_of_others(const Missing& at) {
+    // The wrong effects are random then.
+    if (at.look.findings.has("effect-count")) return;
+    for (std::size_t c = 0; c < at.columns.size(); ++c) {
+        const IdentityColumn& column = at.columns[c];
+        if (!column.is_of_others()) continue;
+        FirstOnes first;
+        std::vector<std::size_t> strangers;
+        for (const std::size_t k : at.animals)
+            if (at.levels.is_met_in(k, c) && at.is_stranger(k)) {
+                strangers.push_back(k);
+                first.take(at.levels.id[k], at.levels.line[k]);
+            }
+        const std::string offset = offset_words(at, strangers);
+        at.look.findings.error(
+            "not-in-pedigree", at.place(first.line()),
+            fmt::format("{} of the {} identities of {} are not in {}; {}: {}", column.n_strangers,
+                        column.n, column.name(), at.job.file, what_becomes_of_missing(at),
+                        first.words()),
+            !offset.empty() ? offset
+                            : "Perhaps the model names another column, or the files are of two "
+                              "coding systems");
+    }
+}
+
+// "CALF 3, DAM 5" where there are several.
+std::string counts_by_column(const Missing& at) {
+    std::string words;
+    if (at.columns.size() < 2) return words;
+    for (const IdentityColumn& column : at.columns)
+        if (!column.is_of_others() && column.n_without_record > 0)
+            words += fmt::format("{}{} {}", words.empty() ? " (" : ", ", column.name(),
+                                 column.n_without_record);
+    return words.empty() ? words : words + ")";
+}
+
+void tell_missing(const Missing& at) {
+    const auto is_told = [&at](std::size_t animal) {
+        for (std::size_t c = 0; c < at.columns.size(); ++c)
+            if (!at.columns[c].is_of_others() && at.levels.is_met_in(animal, c)) return false;
+        return true;
+    };
+    FirstOnes missing;
+    std::vector<std::size_t> animals;
+    for (const std::size_t k : at.animals) {
+        if (is_told(k)) continue;
+        animals.push_back(k);
+        missing.take(at.levels.id[k], at.levels.line[k]);
+    }
+    if (animals.empty()) return;
+    constexpr double kMany = 0.05;
+    const bool are_many =
+        static_cast<double>(animals.size()) > kMany * static_cast<double>(at.levels.id.size());
+    at.look.findings.add({"not-in-pedigree", are_many ? Severity::warning : Severity::note,
+                          at.place(missing.line()),
+                          fmt::format("{} of {} animals of the data{} have no record in {}; {}: {}",
+                                      missing.count(), at.levels.id.size(), counts_by_column(at),
+                                      at.job.file, what_becomes_of_missing(at), missing.words()),
+                          offset_words(at, animals)});
 }
 
 // ---- Sexes
@@ -119,12 +256,13 @@ void look_at_sexes(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
 }  // namespace
 
 void look_at_data_animals(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
-                          const DataLevels& data, const FactorLevels& levels) {
-    FirstOnes missing;
-    visit_animals(pedigree, levels, [&](std::size_t k, int32_t number) {
-        if (number == 0 || number > pedigree.n_records) missing.take(levels.id[k], levels.line[k]);
-    });
-    if (pedigree.is_whole) tell_missing(look, job, missing, std::ssize(levels.id));
+                          const DataLevels& data, FactorLevels& levels) {
+    if (pedigree.is_whole) {
+        Missing missing{.look = look, .job = job, .pedigree = pedigree, .levels = levels};
+        gather_missing(missing);
+        tell_columns_of_others(missing);
+        tell_missing(missing);
+    }
     tell_two_sexes(look, data, levels);
     look_at_sexes(look, job, pedigree, data, levels);
 }

@@ -47,7 +47,10 @@ DataLevels::DataLevels() {
         if (levels.places.allocate() != 0) throw std::bad_alloc();
         bool is_first = sex_column > 0;
         for (const int32_t column : r.random_id_inp) {
-            sources_.push_back({traits_of_matrix(k), integer_place(column), k, is_first});
+            const auto bit = std::min(levels.columns.size(), FactorLevels::kColumnBits - 1);
+            levels.columns.push_back(column);
+            sources_.push_back({traits_of_matrix(k), integer_place(column), k, is_first,
+                                static_cast<uint8_t>(1U << bit)});
             if (is_first) sex_name_ = integer_name(sex_column).string();
             is_first = false;
         }
@@ -64,7 +67,9 @@ void DataLevels::enter(Source& source) {
         levels.id.push_back(source.id);
         levels.line.push_back(source.line);
         if (!sex_name_.empty()) levels.sex.push_back(0);
+        if (levels.columns.size() > 1) levels.met_in.push_back(0);
     }
+    if (!levels.met_in.empty()) levels.met_in[static_cast<std::size_t>(place)] |= source.bit;
     source.id = 0;
     if (!source.has_sex || source.sex == 0) return;
     int8_t& known = levels.sex[static_cast<std::size_t>(place)];

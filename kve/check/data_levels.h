@@ -1,6 +1,8 @@
 // The levels of random factors that stand in the data, for the files that must have them.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -17,10 +19,18 @@ namespace kve::companion {
 struct FactorLevels {
     LevelIndex places;
     std::vector<int32_t> id;
-    std::vector<int32_t> line;  // on which it stands first; of binary data the record
-    std::vector<int8_t> sex;    // as the data have it, 0 not known, kTwoSexes; or empty
+    std::vector<int32_t> line;     // on which it stands first; of binary data the record
+    std::vector<int8_t> sex;       // as the data have it, 0 not known, kTwoSexes; or empty
+    std::vector<int32_t> columns;  // of the identities, ascending
+    std::vector<uint8_t> met_in;   // bits of the columns where it stands; empty when there is one
 
     static constexpr int8_t kTwoSexes = -1;
+    // All that follow share the last bit.
+    static constexpr std::size_t kColumnBits = 8;
+
+    bool is_met_in(std::size_t place, std::size_t column) const {
+        return met_in.empty() || ((met_in[place] >> std::min(column, kColumnBits - 1)) & 1) != 0;
+    }
 };
 
 class DataLevels {
@@ -44,6 +54,7 @@ class DataLevels {
         int32_t place;  // in IINP
         int32_t factor;
         bool has_sex;    // the one whose sex the record tells
+        uint8_t bit;     // of its column
         int32_t id = 0;  // waits for its place in the tables
         int32_t line = 0;
         int8_t sex = 0;

@@ -14,16 +14,53 @@ namespace {
 
 using nlohmann::json;
 
-std::string text_of(const Finding& finding) {
-    std::string line = finding.place.file;
-    if (finding.place.line > 0) line += fmt::format(":{}", finding.place.line);
+std::string place_of(const Finding& finding) {
+    std::string place = finding.place.file;
+    if (finding.place.line > 0) place += fmt::format(":{}", finding.place.line);
     if (finding.place.line > 0 && finding.place.column > 0)
-        line += fmt::format(":{}", finding.place.column);
-    line +=
-        fmt::format(": {}: {} [{}]\n", name_of(finding.severity), finding.message, finding.code);
-    if (!finding.hint.empty()) line += fmt::format("    {}\n", finding.hint);
-    return line;
+        place += fmt::format(":{}", finding.place.column);
+    return place;
 }
+
+// Findings that say the same of several lines of a file.
+struct Alike {
+    const Finding* first = nullptr;
+    int64_t n = 0;
+    int64_t last_line = 0;
+    bool is_shown = false;
+
+    // Of a few lines each one is shown, so that an editor goes to it.
+    bool is_one() const { return n > 3; }
+};
+
+std::string text_of(const Finding& finding, const Alike& alike) {
+    const std::string lines = alike.is_one() ? fmt::format("; so in {} lines, {}-{}", alike.n,
+                                                           alike.first->place.line, alike.last_line)
+                                             : "";
+    return fmt::format("{}: {}: {}{} [{}]\n", place_of(finding), name_of(finding.severity),
+                       finding.message, lines, finding.code);
+}
+
+class AlikeFindings {
+ public:
+    explicit AlikeFindings(const std::vector<const Finding*>& all) {
+        for (const Finding* f : all) {
+            Alike& alike = all_[key_of(*f)];
+            if (alike.n == 0) alike.first = f;
+            ++alike.n;
+            alike.last_line = f->place.line;
+        }
+    }
+    Alike& of(const Finding& f) { return all_.at(key_of(f)); }
+
+ private:
+    using Key = std::tuple<std::string_view, std::string_view, Severity, std::string_view,
+                           std::string_view>;
+    static Key key_of(const Finding& f) {
+        return {f.code, f.place.file, f.severity, f.message, f.hint};
+    }
+    std::map<Key, Alike> all_;
+};
 
 }  // namespace
 
@@ -104,31 +141,48 @@ bool Findings::has_error_in(const std::string& file) const {
     });
 }
 
-std::vector<const Finding*> Findings::shown() const {
-    std::vector<const Finding*> sorted;
-    sorted.reserve(kept_.size());
-    for (const Finding& finding : kept_) sorted.push_back(&finding);
-    std::ranges::stable_sort(sorted, {}, [](const Finding* f) {
+std::vector<const Finding*> Findings::sorted() const {
+    std::vector<const Finding*> all;
+    all.reserve(kept_.size());
+    for (const Finding& finding : kept_) all.push_back(&finding);
+    std::ranges::stable_sort(all, {}, [](const Finding* f) {
         return std::tie(f->place.file, f->place.line, f->place.column);
     });
-    std::map<std::string, int64_t> n;
-    std::erase_if(sorted, [&n](const Finding* f) { return ++n[f->code] > kShownOfCode; });
-    return sorted;
+    return all;
 }
 
 std::string Findings::as_text() const {
+    struct Shown {
+        int64_t n = 0, n_covered = 0;
+        const Finding* last = nullptr;
+    };
+    const std::vector<const Finding*> all = sorted();
+    AlikeFindings alike_ones(all);
+    std::map<std::string, Shown> of_code;
     std::string text;
-    for (const Finding* finding : shown()) text += text_of(*finding);
+    for (const Finding* f : all) {
+        Shown& shown = of_code[f->code];
+        Alike& alike = alike_ones.of(*f);
+        if (shown.n == kShownOfCode || (alike.is_one() && alike.is_shown)) continue;
+        alike.is_shown = true;
+        ++shown.n;
+        shown.n_covered += alike.is_one() ? alike.n : 1;
+        text += text_of(*f, alike);
+        const bool is_new_hint = shown.last == nullptr || shown.last->hint != f->hint ||
+                                 shown.last->place.file != f->place.file;
+        if (is_new_hint && !f->hint.empty()) text += fmt::format("    {}\n", f->hint);
+        shown.last = f;
+    }
     for (const auto& [code, n] : n_of_code_)
-        if (n > kShownOfCode)
-            text +=
-                fmt::format("{} findings of this kind, {} are shown [{}]\n", n, kShownOfCode, code);
+        if (n > of_code[code].n_covered)
+            text += fmt::format("{} findings of this kind, {} are shown [{}]\n", n,
+                                of_code[code].n_covered, code);
     return text;
 }
 
 json Findings::as_json() const {
     json all = json::array();
-    for (const Finding* f : shown())
+    for (const Finding* f : sorted())
         all.push_back({{"code", f->code},
                        {"severity", name_of(f->severity)},
                        {"file", f->place.file},

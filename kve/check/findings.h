@@ -51,9 +51,10 @@ class Findings {
     bool has_error_in(const std::string& file) const;
     bool has(const std::string& code) const { return count(code) > 0; }
 
-    // file:line:column: error: words [code], at most 20 of a code.
+    // file:line:column: error: words [code], at most 20 of a code. What is said of many lines of a
+    // file is said once, and so is a hint that they share.
     std::string as_text() const;
-    // The list of the findings, and by code how many there are where not all are shown.
+    // All that are kept.
     nlohmann::json as_json() const;
 
     // To another process and back, with what is not shown. What is known already is not added.
@@ -61,7 +62,7 @@ class Findings {
     void unpack(const nlohmann::json& packed);
 
  private:
-    std::vector<const Finding*> shown() const;
+    std::vector<const Finding*> sorted() const;           // by file, line and column
     Severity severity_of(const std::string& code) const;  // of the first one
 
     std::vector<Finding> kept_;

@@ -18,6 +18,7 @@ namespace {
 
 constexpr double kClear = 0.25;  // a distance that says something, whatever is usual
 constexpr double kFarOff = 6;    // usual distances
+constexpr double kClose = 0.24;  // relatives such as half sibs
 
 void require(int status) {
     if (status != 0) throw std::bad_alloc();
@@ -151,6 +152,7 @@ void GenomicComparison::tell() {
         if (!spec_.g_adjust) tell_scale();
         if (tell_correlation()) {
             tell_diagonals();
+            tell_lost();
             tell_pairs();
         }
     }
@@ -202,6 +204,79 @@ void GenomicComparison::tell_diagonals() {
                     "the pedigree",
                     reduced_.ID(t), both_.G(t, t), scaled(both_.G(t, t)), both_.A11(t, t)),
                 "A high one may be a mixed sample or another breed, a low one a bad genotype");
+}
+
+// ---- Animals that G gives other relatives
+
+double GenomicComparison::usual_distance_of_close() const {
+    constexpr std::size_t kMost = 1'000'000;
+    std::vector<double> distances;
+    visit_pairs(both_.n(), [&](int64_t i, int64_t j) {
+        if (i != j && both_.A11(i, j) >= kClose && distances.size() < kMost)
+            distances.push_back(std::abs(scaled(both_.G(i, j)) - both_.A11(i, j)));
+    });
+    if (distances.empty()) return 0;
+    const auto middle = distances.begin() + std::ssize(distances) / 2;
+    std::ranges::nth_element(distances, middle);
+    return *middle / 0.6745;
+}
+
+// Between the sample of one animal and the close relatives that another one has by the pedigree.
+GenomicComparison::Relatives GenomicComparison::relatives_of(int32_t animal, int32_t sample) const {
+    Relatives found;
+    for (int32_t k = 1; k <= both_.n(); ++k) {
+        const double a = both_.A11(std::max(animal, k), std::min(animal, k));
+        if (k == animal || k == sample || a < kClose) continue;
+        ++found.n;
+        found.a += a;
+        found.g += scaled(both_.G(std::max(sample, k), std::min(sample, k)));
+    }
+    if (found.n == 0) return found;
+    found.a /= static_cast<double>(found.n);
+    found.g /= static_cast<double>(found.n);
+    return found;
+}
+
+// G has little more than for any two animals, and it is no chance.
+bool GenomicComparison::are_lost(const Relatives& r, double usual) const {
+    constexpr int64_t kFewest = 2;
+    constexpr double kMost = 0.7, kFar = 4;
+    const double lack = r.a - r.g;
+    return r.n >= kFewest && lack > kMost * (r.a - mean_beside_a_) &&
+           lack > kFar * usual / std::sqrt(static_cast<double>(r.n));
+}
+
+void GenomicComparison::tell_lost() {
+    constexpr std::size_t kMost = 100;
+    const double usual = usual_distance_of_close();
+    std::vector<int32_t> lost;
+    for (int32_t t = 1; t <= both_.n() && lost.size() < kMost; ++t)
+        if (are_lost(relatives_of(t, t), usual)) lost.push_back(t);
+    std::vector<bool> is_told(lost.size());
+    const auto fits = [this](const Relatives& r) {
+        constexpr double kFew = 0.4;
+        return r.n > 0 && r.a - r.g < kFew * (r.a - mean_beside_a_);
+    };
+    for (std::size_t i = 0; i < lost.size(); ++i) {
+        if (is_told[i]) continue;
+        const int32_t animal = lost[i];
+        const Relatives own = relatives_of(animal, animal);
+        std::string words =
+            fmt::format("{} has {:.2f} with its {} close relatives in G and {:.2f} by the pedigree",
+                        reduced_.ID(animal), own.g, own.n, own.a);
+        for (std::size_t j = i + 1; j < lost.size(); ++j) {
+            const Relatives there = relatives_of(lost[j], animal),
+                            here = relatives_of(animal, lost[j]);
+            if (is_told[j] || !fits(there) || !fits(here)) continue;
+            is_told[j] = true;
+            words +=
+                fmt::format("; its sample fits those of {}, and that of {} fits here: exchanged?",
+                            reduced_.ID(lost[j]), reduced_.ID(lost[j]));
+            break;
+        }
+        look_.findings.warn("sample-misfit", place_of(animal, animal), words,
+                            "The sample is that of another animal, or the parents are others");
+    }
 }
 
 std::string GenomicComparison::pair_called(const Pair& pair) const {

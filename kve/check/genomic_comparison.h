@@ -29,6 +29,11 @@ class GenomicComparison {
         double a, g;   // g on the scale of A11
         double distance() const { return g - a; }
     };
+    // Means over the close relatives of an animal.
+    struct Relatives {
+        int64_t n = 0;
+        double a = 0, g = 0;
+    };
 
     void make_a11(const std::vector<int32_t>& typed);
     void fill_g();
@@ -43,6 +48,10 @@ class GenomicComparison {
     // False when G and A11 have little to do with each other.
     bool tell_correlation();
     void tell_diagonals();
+    double usual_distance_of_close() const;
+    Relatives relatives_of(int32_t animal, int32_t sample) const;
+    bool are_lost(const Relatives& r, double usual) const;
+    void tell_lost();
     void tell_pairs();
     void tell_pair(const Pair& pair, bool& is_told);
     void tell_singular();

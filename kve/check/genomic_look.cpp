@@ -26,9 +26,10 @@ struct Genomic {
     const VAR_STR_SPEC& spec;
     PedigreeBook& pedigree;
     std::string typed_file;
-    std::vector<int32_t> typed{};  // identities, once each
-    LevelIndex typed_places{};     // from 0
-    bool are_whole = true;         // the files, and all typed animals are in the pedigree
+    std::vector<int32_t> typed{};       // identities, once each
+    std::vector<int64_t> typed_line{};  // where they stand in their file
+    LevelIndex typed_places{};          // from 0
+    bool are_whole = true;              // the files, and all typed animals are in the pedigree
 
     bool is_typed(int32_t id) { return typed_places.find(id) != nullptr; }
 };
@@ -56,6 +57,7 @@ void take_typed(TypedReading& reading, int32_t id, int64_t line) {
     if (at.typed_places.enter(id, static_cast<int32_t>(at.typed.size())) != 0)
         throw std::bad_alloc();
     at.typed.push_back(id);
+    at.typed_line.push_back(line);
 }
 
 void read_typed_text(TypedReading& reading) {
@@ -127,14 +129,20 @@ void read_typed(Genomic& at, FactorLevels* levels) {
 // Those of animals that are not typed are left out by KVE1, and here.
 void drop_others(Genomic& at, RelationMatrix& g) {
     constexpr int64_t kMost = 20;
-    FirstOnes strangers, untyped;
+    FirstOnes strangers, untyped;  // once each
+    int64_t n_met = 0;             // strangers as often as they come, as KVE1 counts them
+    std::vector<bool> is_met(g.id.size());
     const auto is_kept = [&](const LevelElement& e) {
         bool kept = true;
         for (const int32_t level : {e.row, e.column}) {
-            const int32_t id = g.id[static_cast<std::size_t>(level)];
+            const auto place = static_cast<std::size_t>(level);
+            const int32_t id = g.id[place];
             if (at.is_typed(id)) continue;
             kept = false;
-            (at.pedigree.number_of(id) == 0 ? strangers : untyped).take(id, e.record);
+            const bool is_stranger = at.pedigree.number_of(id) == 0;
+            n_met += is_stranger ? 1 : 0;
+            if (!is_met[place]) (is_stranger ? strangers : untyped).take(id, e.record);
+            is_met[place] = true;
         }
         return kept;
     };
@@ -142,22 +150,21 @@ void drop_others(Genomic& at, RelationMatrix& g) {
     if (!at.are_whole) return;
     if (strangers.count() > 0)
         at.look.findings.add(
-            {"genomic-identity", strangers.count() > kMost ? Severity::error : Severity::warning,
+            {"genomic-identity", n_met > kMost ? Severity::error : Severity::warning,
              g.place(strangers.line()),
-             fmt::format(
-                 "{} not in the pedigree; KVE1 {}: {}",
-                 counted(strangers.count(), "identity of an element is",
-                         "identities of elements are"),
-                 strangers.count() > kMost ? "stops at the 21st" : "leaves these elements out",
-                 strangers.words()),
+             fmt::format("{} not in the pedigree; KVE1 {}: {}",
+                         counted(strangers.count(), "animal of the elements is",
+                                 "animals of the elements are"),
+                         n_met > kMost ? "stops at the 21st element" : "leaves their elements out",
+                         strangers.words()),
              g.id[0] == 0 ? "A genomic matrix has no record of the determinant" : ""});
     if (untyped.count() > 0)
         at.look.findings.warn(
             "genomic-identity", g.place(untyped.line()),
-            fmt::format(
-                "{} not in {}; KVE1 leaves these elements out without a word: {}",
-                counted(untyped.count(), "identity of an element is", "identities of elements are"),
-                at.typed_file, untyped.words()));
+            fmt::format("{} not in {}; KVE1 leaves their elements out without a word: {}",
+                        counted(untyped.count(), "animal of the elements is",
+                                "animals of the elements are"),
+                        at.typed_file, untyped.words()));
 }
 
 // The last one of repeated elements stands.
@@ -184,21 +191,22 @@ bool have_diagonals(Genomic& at, RelationMatrix& g) {
     std::vector<bool> has(g.id.size());
     for (const LevelElement& e : g.elements)
         if (e.is_diagonal()) has[static_cast<std::size_t>(e.row)] = true;
-    int64_t n = 0;
-    std::string first;
-    for (const int32_t id : at.typed) {
-        const int32_t level = g.find(id);
-        if (level >= 0 && has[static_cast<std::size_t>(level)]) continue;
-        if (++n <= 5) first += fmt::format("{}{}", n == 1 ? "" : ", ", id);
+    FirstOnes missing;
+    for (std::size_t k = 0; k < at.typed.size(); ++k) {
+        const int32_t level = g.find(at.typed[k]);
+        if (level < 0 || !has[static_cast<std::size_t>(level)])
+            missing.take(at.typed[k], at.typed_line[k]);
     }
-    if (n == 0) return true;
+    if (missing.count() == 0) return true;
     const bool stops = at.spec.weight <= 0 && !at.spec.g_adjust;
-    at.look.findings.add({"genomic-diagonal", stops ? Severity::error : Severity::warning,
-                          g.place(0),
-                          fmt::format("{} of {} typed animals have no diagonal element, which then "
-                                      "is 0: {}{}",
-                                      n, at.typed.size(), first, n > 5 ? ", ..." : ""),
-                          "Give their elements, or take them from the list of typed animals"});
+    at.look.findings.add(
+        {"genomic-diagonal",
+         stops ? Severity::error : Severity::warning,
+         {at.typed_file, missing.line(), 0},
+         fmt::format("{} of {} typed animals have no diagonal element in {}, which "
+                     "then is 0: {}",
+                     missing.count(), at.typed.size(), g.file, missing.words()),
+         "Give their elements, or take them from the list of typed animals"});
     return false;
 }
 

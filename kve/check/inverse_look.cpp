@@ -169,14 +169,17 @@ void look_at_determinant(Inverse& at, double of_file) {
 }
 
 void look_at_definiteness(Inverse& at) {
-    if (looks_like_relationships(at))
+    const bool is_misread = looks_like_relationships(at);
+    if (is_misread)
         at.look.findings.warn("not-an-inverse", at.matrix.place(0),
                               "no element is below 0 and the diagonal is that of relationships: "
                               "this looks like the matrix itself and not like its inverse",
                               "Give the inverse");
     const Definiteness found = find_definiteness(at.matrix.n(), at.matrix.elements);
-    if (found.answer == Definiteness::Answer::definite)
-        return look_at_determinant(at, found.log_determinant);
+    if (found.answer == Definiteness::Answer::definite) {
+        if (!is_misread) look_at_determinant(at, found.log_determinant);
+        return;
+    }
     if (found.answer == Definiteness::Answer::too_large)
         return at.look.findings.note(
             "matrix-size", at.matrix.place(0),

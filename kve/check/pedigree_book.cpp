@@ -18,6 +18,11 @@ namespace {
 constexpr std::size_t kBlock = 64;  // records whose identities are looked up together
 constexpr const char* kColumnNames[kPedigreeColumns] = {"identity", "sire", "dam", "sort variable"};
 
+// Told when all groups are known: a code without its sign may be meant.
+struct OneAsBoth {
+    int32_t id, parent, line;
+};
+
 struct FileReading {
     Look& look;
     const PedigreeJob& job;
@@ -25,7 +30,9 @@ struct FileReading {
     RecordInput framed;
     PedigreeBook pedigree{};
     int64_t n_read = 0;
-    bool is_cut = false;  // --fast, or a record that cannot be passed over
+    bool is_cut = false;                   // --fast, or a record that cannot be passed over
+    std::vector<OneAsBoth> one_as_both{};  // the first ones
+    int64_t n_one_as_both = 0;
     BadItems bad{};
 
     bool is_text() const { return job.format == kAscii; }
@@ -125,6 +132,7 @@ bool next_record(FileReading& at, ReadRecord& record) {
 void tell_dropped(FileReading& at, const ReadRecord& r, RecordFault fault) {
     const int32_t id = r.values[0], sire = r.values[1];
     Findings& findings = at.look.findings;
+    if (fault != RecordFault::identity) at.pedigree.dropped.push_back(id);
     switch (fault) {
         case RecordFault::identity:
             return findings.error(
@@ -146,11 +154,25 @@ void tell_dropped(FileReading& at, const ReadRecord& r, RecordFault fault) {
                         "the animal has no sire then",
                         id, sire),
             "Write 0 for the maternal grandsire");
-    findings.error("one-as-both", at.place(r.line),
-                   fmt::format("{}: {} is sire and dam; the record is dropped, and the animal has "
-                               "unknown parents",
-                               id, sire),
-                   "Write 0 for the parent that is not known");
+    if (++at.n_one_as_both <= Findings::kKeptOfCode) at.one_as_both.push_back({id, sire, r.line});
+}
+
+void tell_one_as_both(FileReading& at) {
+    for (const auto& [id, parent, line] : at.one_as_both) {
+        const bool is_code =
+            at.pedigree.groups.contains(-parent) && at.pedigree.number_of(parent) == 0;
+        at.look.findings.error(
+            "one-as-both", at.place(line),
+            fmt::format("{}: {} is sire and dam{}; the record is dropped, and the animal has "
+                        "unknown parents",
+                        id, parent, is_code ? fmt::format(", {} meant?", -parent) : ""),
+            is_code               ? "Codes of phantom groups are below 0"
+            : at.job.has_groups() ? "Write the code of a phantom group, below 0, for the parent "
+                                    "that is not known"
+                                  : "Write 0 for the parent that is not known");
+    }
+    at.look.findings.count_more("one-as-both", Severity::error,
+                                at.n_one_as_both - std::ssize(at.one_as_both));
 }
 
 void tell_group_codes(FileReading& at, const ReadRecord& r) {
@@ -214,8 +236,10 @@ void enter_record(FileReading& at, const ReadRecord& read) {
     pedigree.book.birth(number) = r.sort;
     pedigree.book.parents(number) = {r.sire, r.dam};
     for (const int32_t parent : {r.sire, r.dam}) {
-        if (parent == 0) ++pedigree.n_unknown;
-        if (parent < 0) ++pedigree.n_groups;
+        if (parent == 0 && ++pedigree.n_unknown == 1) pedigree.unknown_line = read.line;
+        if (parent >= 0) continue;
+        ++pedigree.n_groups;
+        pedigree.groups.insert(parent);
     }
 }
 
@@ -295,6 +319,8 @@ PedigreeBook read_pedigree_book(Look& look, const PedigreeJob& job) {
     if (status == 0 && !is_refused_by_first_line(at)) {
         at.pedigree.is_whole = true;
         enter_all_records(at);
+        std::ranges::sort(at.pedigree.dropped);
+        tell_one_as_both(at);
         at.bad.tell(look, job.file, "pedigree-record",
                     {"identity", "sire", job.dam_called(), "sort variable"},
                     "KVE1 would stop at this record");

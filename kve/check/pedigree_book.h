@@ -2,8 +2,10 @@
 // read, what the animals are to each other afterwards.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "directives/directives.h"
@@ -34,13 +36,19 @@ struct PedigreeBook {
     Vec<int32_t> id;   // by number
     LevelIndex index;  // numbers by identity
     int32_t n_records = 0;
-    bool is_whole = false;  // nothing was left out, so that an absence can be told
-    int64_t n_unknown = 0;  // parents that are 0
-    int64_t n_groups = 0;   // that are codes of phantom groups
+    bool is_whole = false;                 // nothing was left out, so that an absence can be told
+    int64_t n_unknown = 0;                 // parents that are 0
+    int64_t n_groups = 0;                  // that are codes of phantom groups
+    int32_t unknown_line = 0;              // of the first parent that is 0
+    std::unordered_set<int32_t> groups{};  // the codes
+    std::vector<int32_t> dropped{};        // identities whose record KVE1 drops, ascending
 
     int32_t number_of(int32_t identity) {
         const LevelIndex::Slot* slot = index.find(identity);
         return slot == nullptr ? 0 : slot->value();
+    }
+    bool was_dropped(int32_t identity) const {
+        return std::ranges::binary_search(dropped, identity);
     }
     int32_t size() const { return n_records + static_cast<int32_t>(added.size()); }
     // An animal without a record: its number. The tables have it after the next fit_tables.
@@ -58,9 +66,11 @@ PedigreeBook read_pedigree_book(Look& look, const PedigreeJob& job);
 // broken. `levels` of a factor with this pedigree, null when they are not known.
 void look_at_parents(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
                      FactorLevels* levels);
+// Animals that are sire and dam, parents without a record, phantom groups. Parents are numbers.
+void look_at_parts(Look& look, const PedigreeJob& job, PedigreeBook& pedigree);
 // Animals of the data that have no record, and sexes that contradict their parts.
 void look_at_data_animals(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
-                          const DataLevels& data, const FactorLevels& levels);
+                          const DataLevels& data, FactorLevels& levels);
 // Contemporary groups of the data without variation of sires.
 void look_at_sires(Look& look, int32_t factor, PedigreeBook& pedigree);
 

@@ -1,17 +1,17 @@
-// What the animals of a pedigree are to each other: loops, the order of births, ages, parts.
+// What the animals of a pedigree are to each other: loops, the order of births, ages.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <new>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
-#include "kve/check/first_ones.h"
 #include "kve/check/pedigree_book.h"
 #include "kve/check/sort_variable.h"
 #include "kve/pedigree/loops.h"
-#include "kve/pedigree/parts.h"
 
 namespace kve::companion {
 
@@ -39,6 +39,8 @@ struct Parents {
     int64_t n_without_order = 0;  // progeny that are 0 or below, of parents without a record
     ParentAges sires{}, dams{};
     std::vector<OddAge> odd_ages{};  // that may be odd: what is usual is known at the end
+    // Animals with a date that is none, which puts a parent behind its progeny.
+    std::unordered_set<int32_t> misplaced{};
 
     int32_t id(int32_t animal) const { return pedigree.id(animal); }
     int32_t sort(int32_t animal) const { return pedigree.book.birth(animal); }
@@ -62,6 +64,12 @@ constexpr double kYoungest = 0.66, kOldestDam = 10, kOldestSire = 30;
 // As far as one can tell: a number that is no date is told elsewhere.
 bool is_known(const Parents& at, int32_t birth) {
     return at.kind == SortKind::years || (is_date(birth) && birth <= at.today);
+}
+
+// Told as such, and with it what it does to the order.
+bool has_odd_date(const Parents& at, int32_t animal) {
+    const int32_t date = at.sort(animal);
+    return at.kind == SortKind::dates && date > 0 && !is_known(at, date);
 }
 
 void look_at_age(Parents& at, int32_t animal, bool is_sire, int32_t own, int32_t parents) {
@@ -200,8 +208,16 @@ void tell_all_not_older(Parents& at) {
             const ParentPair& p = at.pedigree.book.parents(j);
             const int32_t parent = is_sire ? p.sire : p.dam;
             if (parent == 0 || !at.has_record(parent) ||
-                !at.is_not_older(at.sort(j), at.sort(parent)) || ++n > Findings::kShownOfCode)
+                !at.is_not_older(at.sort(j), at.sort(parent)))
                 continue;
+            if (const int32_t odd = has_odd_date(at, j)        ? j
+                                    : has_odd_date(at, parent) ? parent
+                                                               : 0;
+                odd != 0) {
+                at.misplaced.insert(odd);
+                continue;
+            }
+            if (++n > Findings::kShownOfCode) continue;
             links.push_back({j, is_sire});
             animals.push_back(j);
         }
@@ -311,70 +327,71 @@ void tell_odd_ages(Parents& at) {
     }
 }
 
+// Another way to read it, in which it is a day; null when there is none.
+const SortReading* find_reading(const Parents& at, int32_t date) {
+    for (const SortReading& reading : kOtherReadings) {
+        if (reading.of_one == nullptr) continue;
+        const int64_t value = reading.value_of(date);
+        if (value > 0 && value <= at.today && value % 100 != 0 &&
+            is_date(static_cast<int32_t>(value)))
+            return &reading;
+    }
+    return nullptr;
+}
+
+struct OddDates {
+    std::vector<int32_t> animals{};
+    bool is_order_lost = false;
+
+    void take(const Parents& at, int32_t animal) {
+        animals.push_back(animal);
+        is_order_lost = is_order_lost || at.misplaced.contains(animal);
+    }
+};
+
+void tell_dates(Parents& at, const OddDates& odd, const std::string& words,
+                const std::string& hint) {
+    const bool stops = odd.is_order_lost && at.job.needs_order();
+    at.look.findings.add(
+        {"birth-date", stops ? Severity::error : Severity::warning, at.place(odd.animals[0]),
+         words +
+             (stops ? "; a parent is then not older than its progeny, and KVE1 would stop" : ""),
+         hint});
+}
+
+void tell_date(Parents& at, int32_t animal, const SortReading* reading) {
+    OddDates odd;
+    odd.take(at, animal);
+    const int32_t date = at.sort(animal);
+    const bool is_to_come = date > at.today && is_date(date);
+    std::string words =
+        fmt::format("{}: {} is {}", at.id(animal), date,
+                    is_to_come ? "a day to come" : "no day of the calendar, as others are");
+    if (reading != nullptr)
+        words += fmt::format("; {} it is {}", reading->of_one, reading->value_of(date));
+    tell_dates(at, odd, words, "KVE1 sorts by the number as it stands; an unknown date is 0");
+}
+
+// Many that are written in one other way are told together.
 void look_at_dates(Parents& at) {
-    for (int32_t j = 1; j <= at.pedigree.n_records; ++j) {
-        const int32_t date = at.sort(j);
-        if (date <= 0 || is_known(at, date) ||
-            at.look.findings.counts_only("birth-date", Severity::warning))
+    constexpr int64_t kMany = 5;
+    std::map<const SortReading*, OddDates> by_reading;
+    for (int32_t j = 1; j <= at.pedigree.n_records; ++j)
+        if (has_odd_date(at, j)) by_reading[find_reading(at, at.sort(j))].take(at, j);
+    for (const auto& [reading, odd] : by_reading) {
+        if (reading == nullptr || std::ssize(odd.animals) < kMany) {
+            for (const int32_t animal : odd.animals) tell_date(at, animal, reading);
             continue;
-        at.look.findings.warn(
-            "birth-date", at.place(j),
-            fmt::format("{}: {} is {}", at.id(j), date,
-                        date > at.today && is_date(date) ? "a day to come"
-                                                         : "no day of the calendar, as others are"),
-            "KVE1 sorts by the number as it stands; an unknown date is 0");
+        }
+        const int32_t date = at.sort(odd.animals[0]);
+        tell_dates(at, odd,
+                   fmt::format("{} dates in lines {}-{} are no days of the calendar, as others "
+                               "are, but {}: {} is {}",
+                               odd.animals.size(), at.pedigree.book.line(odd.animals[0]),
+                               at.pedigree.book.line(odd.animals.back()), reading->of_one, date,
+                               reading->value_of(date)),
+                   reading->proposal);
     }
-}
-
-// ---- Parts
-
-void tell_without_record(Parents& at, const FirstOnes& parents) {
-    if (parents.count() == 0) return;
-    at.look.findings.note(
-        "parent-without-record", {at.job.file, parents.line(), 0},
-        fmt::format("{} no record of their own; KVE1 puts them in as founders: {}",
-                    counted(parents.count(), "parent has", "parents have"), parents.words()),
-        "Give every parent a record; kve ped does it");
-}
-
-void look_at_groups(Parents& at, int64_t n_without_record) {
-    const int64_t n_unknown = at.pedigree.n_unknown;
-    const Place place{at.job.file, 0, 0};
-    if (n_unknown + n_without_record == 0) return;
-    if (at.pedigree.n_groups == 0) {
-        if (at.job.method == 6)
-            at.look.findings.warn("extra-group", place,
-                                  fmt::format("no parent has the code of a phantom group: all {} "
-                                              "unknown ones make one group",
-                                              n_unknown),
-                                  "Write codes below 0 for them, or take method 1");
-        return;
-    }
-    at.look.findings.warn(
-        "extra-group", place,
-        fmt::format("{} parents are 0 and {} have no record of their own; KVE1 puts these into an "
-                    "extra phantom group, beside those with a code",
-                    n_unknown, n_without_record),
-        "Write the code of a group for each unknown parent");
-}
-
-void look_at_parts(Parents& at) {
-    PedigreeFindings found;
-    settle_parts(at.pedigree.book, {}, found, false);
-    FirstOnes without_record;
-    for (const PedigreeFinding& finding : found.list) {
-        if (finding.kind == Kind::no_record)
-            without_record.take(at.id(finding.animal), finding.line);
-        if (finding.kind != Kind::both_parts || at.job.has_grandsires() ||
-            at.look.findings.counts_only("sire-and-dam", Severity::warning))
-            continue;
-        at.look.findings.warn("sire-and-dam", {at.job.file, finding.line, 0},
-                              fmt::format("{} is a sire here and a dam in line {}",
-                                          at.id(finding.animal), finding.other),
-                              "");
-    }
-    if (at.pedigree.is_whole) tell_without_record(at, without_record);
-    if (at.job.has_groups() && at.pedigree.is_whole) look_at_groups(at, without_record.count());
 }
 
 }  // namespace
@@ -387,7 +404,7 @@ void look_at_parents(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
     look_at_order(at);
     tell_odd_ages(at);
     if (at.kind == SortKind::dates) look_at_dates(at);
-    look_at_parts(at);
+    look_at_parts(look, job, pedigree);
 }
 
 }  // namespace kve::companion

@@ -30,11 +30,14 @@ int64_t falling(int32_t value) { return -int64_t{value}; }
 }  // namespace
 
 const std::array<SortReading, kSortReadings> kOtherReadings{{
-    {"dates with the day first, such as 11062020", "Write them as 20200611", day_month_year},
-    {"dates with the month first, such as 06112020", "Write them as 20200611", month_day_year},
-    {"dates without the century, such as 200611", "Write them as 20200611", short_date},
-    {"numbers that are larger for older animals", "Write them with a minus, so that they rise",
-     falling},
+    {"dates with the day first, such as 11062020", "with the day first", "Write them as 20200611",
+     day_month_year},
+    {"dates with the month first, such as 06112020", "with the month first",
+     "Write them as 20200611", month_day_year},
+    {"dates without the century, such as 200611", "without the century", "Write them as 20200611",
+     short_date},
+    {"numbers that are larger for older animals", nullptr,
+     "Write them with a minus, so that they rise", falling},
 }};
 
 SortKind find_sort_kind(const Vec<int32_t>& values, int32_t n) {

@@ -48,6 +48,7 @@ class ParentAges {
 // Other ways to read the values, for a variable that has parents born after their progeny.
 struct SortReading {
     const char* words;                   // what the values may be
+    const char* of_one;                  // how one is read, null when that is no day
     const char* proposal;                // how to write them
     int64_t (*value_of)(int32_t value);  // that rises with the birth
 };

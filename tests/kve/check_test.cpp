@@ -196,6 +196,24 @@ TEST(Check, TellsUsersWhatItCannotRead) {
     }
 }
 
+TEST(Check, SaysOnceWhatManyLinesShare) {
+    const Scratch scratch;
+    prepare(scratch, {"", "groups", {{"sheep.dat", R"(^(  11.*\d)\.(\d)$)", "$1,$2", true}}});
+    const std::string shown = kve(scratch, "check sheep.kve").out;
+    static const std::regex finding(
+        R"(; so in (\d+) lines, \d+-\d+ \[decimal-comma\]\n(    .*\n))");
+    std::smatch found;
+    ASSERT_TRUE(std::regex_search(shown, found, finding)) << shown;
+    const std::string hint = found[2];
+    EXPECT_EQ(shown.find(hint), shown.rfind(hint)) << shown;
+    EXPECT_EQ(shown.find("of this kind"), shown.npos) << shown;
+    const auto all = nlohmann::json::parse(kve(scratch, "check sheep.kve --json").out);
+    const nlohmann::json findings = all.at("findings");
+    EXPECT_EQ(std::ranges::count_if(findings,
+                                    [](const auto& f) { return f.at("code") == "decimal-comma"; }),
+              std::stoi(found[1]));
+}
+
 // The pigs with the genotype of another one each, as it comes out of a laboratory.
 TEST(Check, MixedUpSamplesShowInTheGenomicMatrix) {
     const Scratch whole;
@@ -212,8 +230,11 @@ TEST(Check, MixedUpSamplesShowInTheGenomicMatrix) {
         in_other_order[typed[k]] = typed[(k + 20) % typed.size()];
     // 1343 is a parent of 1437 and 1438.
     const std::tuple<const char*, Genotypes, std::set<std::string>, std::set<std::string>> cases[] =
-        {{"none", {}, {}, {"parent-misfit", "same-sample", "genomic-correlation"}},
-         {"exchanged", {{1343, 1337}, {1337, 1343}}, {"parent-misfit"}, {"same-sample"}},
+        {{"none", {}, {}, {"parent-misfit", "same-sample", "genomic-correlation", "sample-misfit"}},
+         {"exchanged",
+          {{1343, 1337}, {1337, 1343}},
+          {"parent-misfit", "sample-misfit"},
+          {"same-sample"}},
          {"twice", {{1343, 1337}}, {"parent-misfit", "same-sample"}, {"genomic-correlation"}},
          {"all", in_other_order, {"genomic-correlation"}, {"parent-misfit", "same-sample"}}};
     for (const auto& [title, genotypes, found, not_found] : cases) {

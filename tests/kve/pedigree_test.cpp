@@ -480,7 +480,9 @@ TEST(Ped, BirthsThatAllContradict) {
     std::map<int, int> sort_of;
     for (const Written& w : written_pedigree(ped)) {
         sort_of[w.id] = w.sort;
-        if (w.sire > 0) EXPECT_GT(w.sort, sort_of[w.sire]) << w.id;
+        if (w.sire > 0) {
+            EXPECT_GT(w.sort, sort_of[w.sire]) << w.id;
+        }
     }
     EXPECT_EQ(sort_of.size(), 3000U);
 }

@@ -50,9 +50,9 @@ constexpr std::string_view kWithoutStop[] = {
 
 // Errors for which a later stage stops.
 constexpr std::string_view kStopsLater[] = {
-    "pedigree-record",  "pedigree-range", "inverse-method",   "parent-not-older",
-    "sort-variable",    "typed-animal",   "genomic-identity", "genomic-diagonal",
-    "genomic-singular", "matrix-identity"};
+    "pedigree-record",  "pedigree-range",   "inverse-method", "parent-not-older",
+    "sort-variable",    "birth-date",       "typed-animal",   "genomic-identity",
+    "genomic-diagonal", "genomic-singular", "matrix-identity"};
 
 }  // namespace
 
