@@ -97,7 +97,13 @@ void* map_fresh_array(std::size_t bytes) {
     return hint_large_pages(map_pages(bytes, PROT_READ | PROT_WRITE), bytes);
 }
 
-// The kept pages go to its beginning: the system moves each one by an entry of its tables.
+// By an entry of the system's tables.
+bool move_page(char* page, char* place) {
+    constexpr int kToPlace = MREMAP_MAYMOVE | MREMAP_FIXED;
+    return ::mremap(page, kLargePage, kLargePage, kToPlace, place) != MAP_FAILED;
+}
+
+// The kept pages go to its beginning.
 void* map_array(std::size_t bytes) {
     auto* array = static_cast<char*>(map_fresh_array(bytes));
     if (array == nullptr) return nullptr;
@@ -105,8 +111,7 @@ void* map_array(std::size_t bytes) {
         char* page = take_kept_page();
         if (page == nullptr) break;
         clear_page(page);
-        constexpr int kToPlace = MREMAP_MAYMOVE | MREMAP_FIXED;
-        if (::mremap(page, kLargePage, kLargePage, kToPlace, place) != MAP_FAILED) continue;
+        if (move_page(page, place)) continue;
         ::munmap(page, kLargePage);
         ::munmap(array, bytes);
         return map_fresh_array(bytes);
@@ -114,12 +119,25 @@ void* map_array(std::size_t bytes) {
     return array;
 }
 
+// Pages that others have left are mappings of their own, which the system does not move together.
+void* lengthen_by_pages(char* array, std::size_t bytes, std::size_t more_bytes) {
+    auto* longer = static_cast<char*>(map_fresh_array(more_bytes));
+    if (longer == nullptr) return nullptr;
+    for (std::size_t at = 0; at < bytes; at += kLargePage) {
+        if (move_page(array + at, longer + at)) continue;
+        std::memcpy(longer + at, array + at, kLargePage);
+        ::munmap(array + at, kLargePage);
+    }
+    return longer;
+}
+
 void* lengthen_mapped_array(void* memory, std::size_t bytes, std::size_t more_bytes) {
     if (bytes == more_bytes) return memory;
     void* place = map_pages(more_bytes, PROT_NONE);
     const int flags = place != nullptr ? MREMAP_MAYMOVE | MREMAP_FIXED : MREMAP_MAYMOVE;
     void* moved = ::mremap(memory, bytes, more_bytes, flags, place);
-    return moved != MAP_FAILED ? hint_large_pages(moved, more_bytes) : nullptr;
+    if (moved != MAP_FAILED) return hint_large_pages(moved, more_bytes);
+    return lengthen_by_pages(static_cast<char*>(memory), bytes, more_bytes);
 }
 
 // The first page ends up on top.
@@ -141,16 +159,12 @@ void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_ele
     const std::size_t bytes = bytes_of(elements, element_bytes);
     const std::size_t more_bytes = bytes_of(more_elements, element_bytes);
     if (more_bytes == 0) return nullptr;
-    void* longer = nullptr;
     if (bytes >= kMappedArray)
-        longer = lengthen_mapped_array(memory, whole_pages(bytes), whole_pages(more_bytes));
-    if (longer != nullptr) return longer;
-    // A small array, or one of pages that others have left, which the system does not move
-    // together.
-    longer = zeroed_memory(more_elements, element_bytes);
+        return lengthen_mapped_array(memory, whole_pages(bytes), whole_pages(more_bytes));
+    void* longer = zeroed_memory(more_elements, element_bytes);
     if (longer == nullptr) return nullptr;
     if (elements > 0) std::memcpy(longer, memory, bytes);
-    free_memory(memory, elements, element_bytes);
+    std::free(memory);
     return longer;
 }
 

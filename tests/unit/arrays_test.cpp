@@ -68,6 +68,8 @@ TEST(Arrays, ComeClearFromPagesThatOthersHaveLeft) {
     getrusage(RUSAGE_SELF, &after);
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8000);  // kB
     ASSERT_EQ(c.lengthen(120 * kMegabyte), 0);
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8000) << "it has its elements twice";
     for (int64_t k = 1; k <= c.size(); ++k) ASSERT_EQ(c(k), k <= 80 * kMegabyte ? k : 0);
 }
 
