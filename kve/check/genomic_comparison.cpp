@@ -208,19 +208,6 @@ void GenomicComparison::tell_diagonals() {
 
 // ---- Animals that G gives other relatives
 
-double GenomicComparison::usual_distance_of_close() const {
-    constexpr std::size_t kMost = 1'000'000;
-    std::vector<double> distances;
-    visit_pairs(both_.n(), [&](int64_t i, int64_t j) {
-        if (i != j && both_.A11(i, j) >= kClose && distances.size() < kMost)
-            distances.push_back(std::abs(scaled(both_.G(i, j)) - both_.A11(i, j)));
-    });
-    if (distances.empty()) return 0;
-    const auto middle = distances.begin() + std::ssize(distances) / 2;
-    std::ranges::nth_element(distances, middle);
-    return *middle / 0.6745;
-}
-
 // Between the sample of one animal and the close relatives that another one has by the pedigree.
 GenomicComparison::Relatives GenomicComparison::relatives_of(int32_t animal, int32_t sample) const {
     Relatives found;
@@ -238,20 +225,34 @@ GenomicComparison::Relatives GenomicComparison::relatives_of(int32_t animal, int
 }
 
 // G has little more than for any two animals, and it is no chance.
-bool GenomicComparison::are_lost(const Relatives& r, double usual) const {
+bool GenomicComparison::are_lost(const Relatives& r, double far) const {
     constexpr int64_t kFewest = 2;
-    constexpr double kMost = 0.7, kFar = 4;
+    constexpr double kMost = 0.7;
     const double lack = r.a - r.g;
     return r.n >= kFewest && lack > kMost * (r.a - mean_beside_a_) &&
-           lack > kFar * usual / std::sqrt(static_cast<double>(r.n));
+           lack > far / std::sqrt(static_cast<double>(r.n));
+}
+
+// What is usual for the lack of an animal, brought to one relative; by the median of all.
+double GenomicComparison::usual_lack(const std::vector<Relatives>& all) const {
+    std::vector<double> lacks;
+    for (const Relatives& r : all)
+        if (r.n > 0) lacks.push_back(std::abs(r.a - r.g) * std::sqrt(static_cast<double>(r.n)));
+    if (lacks.empty()) return 0;
+    const auto middle = lacks.begin() + std::ssize(lacks) / 2;
+    std::ranges::nth_element(lacks, middle);
+    return *middle / 0.6745;
 }
 
 void GenomicComparison::tell_lost() {
     constexpr std::size_t kMost = 100;
-    const double usual = usual_distance_of_close();
+    std::vector<Relatives> all(static_cast<std::size_t>(both_.n()) + 1);
+    for (int32_t t = 1; t <= both_.n(); ++t) all[static_cast<std::size_t>(t)] = relatives_of(t, t);
+    // Two whose samples fit each other's relatives are no chance where one alone may be.
+    const double usual = usual_lack(all), far = 3 * usual, far_alone = 4 * usual;
     std::vector<int32_t> lost;
     for (int32_t t = 1; t <= both_.n() && lost.size() < kMost; ++t)
-        if (are_lost(relatives_of(t, t), usual)) lost.push_back(t);
+        if (are_lost(all[static_cast<std::size_t>(t)], far)) lost.push_back(t);
     std::vector<bool> is_told(lost.size());
     const auto fits = [this](const Relatives& r) {
         constexpr double kFew = 0.4;
@@ -260,7 +261,7 @@ void GenomicComparison::tell_lost() {
     for (std::size_t i = 0; i < lost.size(); ++i) {
         if (is_told[i]) continue;
         const int32_t animal = lost[i];
-        const Relatives own = relatives_of(animal, animal);
+        const Relatives& own = all[static_cast<std::size_t>(animal)];
         std::string words =
             fmt::format("{} has {:.2f} with its {} close relatives in G and {:.2f} by the pedigree",
                         reduced_.ID(animal), own.g, own.n, own.a);
@@ -268,12 +269,13 @@ void GenomicComparison::tell_lost() {
             const Relatives there = relatives_of(lost[j], animal),
                             here = relatives_of(animal, lost[j]);
             if (is_told[j] || !fits(there) || !fits(here)) continue;
-            is_told[j] = true;
+            is_told[i] = is_told[j] = true;
             words +=
                 fmt::format("; its sample fits those of {}, and that of {} fits here: exchanged?",
                             reduced_.ID(lost[j]), reduced_.ID(lost[j]));
             break;
         }
+        if (!is_told[i] && !are_lost(own, far_alone)) continue;
         look_.findings.warn("sample-misfit", place_of(animal, animal), words,
                             "The sample is that of another animal, or the parents are others");
     }

@@ -48,9 +48,9 @@ class GenomicComparison {
     // False when G and A11 have little to do with each other.
     bool tell_correlation();
     void tell_diagonals();
-    double usual_distance_of_close() const;
     Relatives relatives_of(int32_t animal, int32_t sample) const;
-    bool are_lost(const Relatives& r, double usual) const;
+    bool are_lost(const Relatives& r, double far) const;
+    double usual_lack(const std::vector<Relatives>& all) const;
     void tell_lost();
     void tell_pairs();
     void tell_pair(const Pair& pair, bool& is_told);

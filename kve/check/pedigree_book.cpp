@@ -165,7 +165,7 @@ void tell_one_as_both(FileReading& at) {
             "one-as-both", at.place(line),
             fmt::format("{}: {} is sire and dam{}; the record is dropped, and the animal has "
                         "unknown parents",
-                        id, parent, is_code ? fmt::format(", {} meant?", -parent) : ""),
+                        id, parent, is_code ? fmt::format(" ({} meant?)", -parent) : ""),
             is_code               ? "Codes of phantom groups are below 0"
             : at.job.has_groups() ? "Write the code of a phantom group, below 0, for the parent "
                                     "that is not known"
