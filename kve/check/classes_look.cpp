@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
 #include "base/state.h"
 #include "directives/directives.h"
@@ -82,10 +83,33 @@ void look_at_random(Look& look, const Model& m, int32_t effect, const ClassColum
             fmt::format("Relationships for its factor? $VAR_STR {} is missing", matrix));
 }
 
+// A slip of the pen in a single record.
+void look_for_far_level(Look& look, const Model& m, const ClassColumn& column) {
+    constexpr int64_t kFewest = 10, kFar = 5;
+    LevelSlot highest{};
+    int64_t next = 0;
+    for (const LevelSlot& slot : column.levels.slots()) {
+        if (slot.is_empty()) continue;
+        next = std::max<int64_t>(next, std::min(slot.key, highest.key));
+        if (slot.key > highest.key) highest = slot;
+    }
+    if (column.n_levels >= kFewest && highest.n == 1 && highest.key > kFar * next)
+        look.findings.note(
+            "far-level", place_in_model(look, m.lines.effects, std::to_string(column.column)),
+            fmt::format("{} has the level {} with one record, and {} is the next one below it",
+                        called(column.column), highest.key, next),
+            "A digit too many?");
+}
+
 }  // namespace
 
 void look_at_classes(Look& look) {
+    std::set<int32_t> seen;
     for (const Model& m : MODEL) {
+        for (const int32_t fixed : m.f_ef_inp)
+            if (const ClassColumn* column = look.data->class_column(fixed);
+                column != nullptr && seen.insert(fixed).second)
+                look_for_far_level(look, m, *column);
         for (int32_t j = 1; j <= m.n_fixed; ++j)
             if (const ClassColumn* column = look.data->class_column(m.f_ef_inp(j)))
                 look_at_fixed(look, m, j, *column);

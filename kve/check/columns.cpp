@@ -1,8 +1,10 @@
 #include "kve/check/columns.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
+#include <iterator>
 
 namespace kve::companion {
 
@@ -42,6 +44,16 @@ void SpreadSample::enter(double value, int64_t line) {
     }
 }
 
+std::vector<ValueSteps::Step> ValueSteps::steps() const {
+    std::vector<Step> all;
+    for (const auto& page : pages_) {
+        if (page == nullptr) continue;
+        std::ranges::copy_if(*page, std::back_inserter(all),
+                             [](const Step& step) { return step.n > 0; });
+    }
+    return all;
+}
+
 double RealColumn::variance() const {
     if (n < 2) return 0;
     const auto count = static_cast<double>(n);
@@ -61,6 +73,191 @@ std::optional<RealColumn::Middle> RealColumn::middle() const {
     if (scale <= 0) scale = (quantile(0.95) - quantile(0.05)) / 3.29;
     if (scale <= 0) return {};
     return Middle{quantile(0.5), scale};
+}
+
+// ---- Values apart
+
+namespace {
+
+using Steps = std::span<const ValueSteps::Step>;
+
+int64_t count_values(Steps steps) {
+    int64_t n = 0;
+    for (const ValueSteps::Step& step : steps) n += step.n;
+    return n;
+}
+
+constexpr double kQuartilesOfNormal = 1.349;  // how far apart, in standard deviations
+
+struct Quartiles {
+    double lower = 0, median = 0, upper = 0;
+
+    double scale() const { return (upper - lower) / kQuartilesOfNormal; }
+    double log_scale() const { return std::log(upper / lower) / kQuartilesOfNormal; }
+};
+
+Quartiles quartiles_of(Steps steps) {
+    const auto n = static_cast<double>(count_values(steps));
+    const auto at = [steps, n](double share) {
+        int64_t below = 0;
+        for (const ValueSteps::Step& step : steps)
+            if (static_cast<double>(below += step.n) >= share * n)
+                return (static_cast<double>(step.low) + static_cast<double>(step.high)) / 2;
+        return 0.0;
+    };
+    return {at(0.25), at(0.5), at(0.75)};
+}
+
+Steps positive_ones(Steps steps) {
+    const auto first =
+        std::ranges::find_if(steps, [](const ValueSteps::Step& step) { return step.low > 0; });
+    return steps.subspan(static_cast<std::size_t>(first - steps.begin()));
+}
+
+constexpr double kWidths = 2;  // of the others, between them and those that are apart
+constexpr double kFactor = 1.5;
+constexpr double kFar = 6;  // standard deviations
+
+// `apart` is the nearest value of those above, or below, the others.
+bool are_too_high(Steps others, double apart) {
+    const double low = static_cast<double>(others.front().low);
+    const double high = static_cast<double>(others.back().high);
+    if (apart - high <= kWidths * (high - low)) return false;
+    const Quartiles quartiles = quartiles_of(others);
+    if (quartiles.scale() <= 0 || apart - quartiles.median <= kFar * quartiles.scale())
+        return false;
+    return low < 0 || (apart > kFactor * high && is_above_tail(others, apart));
+}
+
+// Where all values are above 0, a unit too large makes them tiny and their distances small.
+bool are_too_low(Steps others, double apart) {
+    constexpr double kSeen = 3;  // standard deviations
+    const double low = static_cast<double>(others.front().low);
+    const double high = static_cast<double>(others.back().high);
+    const bool is_apart = low - apart > kWidths * (high - low);
+    const bool is_tiny = apart > 0 && std::log(low / apart) > kWidths * std::log(high / low) &&
+                         low > kFactor * apart;
+    if (!is_apart && !is_tiny) return false;
+    const Quartiles quartiles = quartiles_of(others);
+    if (quartiles.scale() <= 0) return false;
+    if (is_tiny && low - apart > kSeen * quartiles.scale()) return true;
+    return is_apart && quartiles.median - apart > kFar * quartiles.scale() &&
+           (apart <= 0 || low > kFactor * apart);
+}
+
+}  // namespace
+
+bool is_above_tail(Steps steps, double value) {
+    constexpr double kFarInLogs = 5;  // standard deviations
+    const Steps positive = positive_ones(steps);
+    if (positive.empty()) return true;
+    const Quartiles quartiles = quartiles_of(positive);
+    return std::log(value / quartiles.median) > kFarInLogs * quartiles.log_scale();
+}
+
+std::optional<ApartValues> find_apart(Steps all, bool are_highest) {
+    constexpr int64_t kFewest = 30;
+    constexpr double kMost = 0.4;
+    const auto limit = static_cast<int64_t>(kMost * static_cast<double>(count_values(all)));
+    if (count_values(all) < kFewest) return {};
+    std::size_t n_found = 0;
+    int64_t n = 0;
+    for (std::size_t k = 1; k < all.size(); ++k) {
+        n += all[are_highest ? all.size() - k : k - 1].n;
+        if (n > limit) break;
+        if (are_highest ? are_too_high(all.first(all.size() - k),
+                                       static_cast<double>(all[all.size() - k].low))
+                        : are_too_low(all.subspan(k), static_cast<double>(all[k - 1].high)))
+            n_found = k;
+    }
+    if (n_found == 0) return {};
+    const std::size_t n_others = all.size() - n_found;
+    const Steps apart = are_highest ? all.last(n_found) : all.first(n_found);
+    const Steps others = are_highest ? all.first(n_others) : all.last(n_others);
+    return ApartValues{
+        .n = count_values(apart),
+        .low = static_cast<double>(apart.front().low),
+        .high = static_cast<double>(apart.back().high),
+        .low_of_others = static_cast<double>(others.front().low),
+        .high_of_others = static_cast<double>(others.back().high),
+        .first = std::ranges::min(apart, {}, &ValueSteps::Step::first).first,
+        .last = std::ranges::max(apart, {}, &ValueSteps::Step::last).last,
+    };
+}
+
+// ---- Blocks
+
+namespace {
+
+constexpr std::size_t kOfWindow = 16;
+
+// Of neighbours in the sample.
+std::vector<double> medians_of_windows(const std::vector<SpreadSample::Value>& values) {
+    std::vector<double> medians;
+    for (std::size_t at = 0; at + kOfWindow <= values.size(); at += kOfWindow) {
+        std::array<double, kOfWindow> window{};
+        for (std::size_t k = 0; k < kOfWindow; ++k) window[k] = values[at + k].value;
+        std::ranges::nth_element(window, window.begin() + kOfWindow / 2);
+        medians.push_back(window[kOfWindow / 2]);
+    }
+    return medians;
+}
+
+// By the quartile that a block on the other side has left where it was.
+double scale_without_block(const std::vector<SpreadSample::Value>& values,
+                           const RealColumn::Middle& middle) {
+    std::vector<double> sorted;
+    for (const SpreadSample::Value& spread : values) sorted.push_back(spread.value);
+    std::ranges::sort(sorted);
+    const std::size_t quarter = sorted.size() / 4;
+    const double nearer = std::min(middle.median - sorted[quarter],
+                                   sorted[sorted.size() - 1 - quarter] - middle.median);
+    return nearer > 0 ? 2 * nearer / kQuartilesOfNormal : middle.scale;
+}
+
+}  // namespace
+
+// Classes and ages that the file is sorted by change as well: they do so more than once, or step by
+// step, or up to the end of the file.
+std::optional<OddBlock> find_block(const RealColumn& column) {
+    constexpr double kFarOff = 4, kNear = 2.5;  // standard deviations
+    constexpr double kLeastFactor = 1.6, kMostOfAll = 0.4, kClear = 0.8;
+    const std::vector<SpreadSample::Value>& values = column.sample.values();
+    const std::vector<double> medians = medians_of_windows(values);
+    const std::optional<RealColumn::Middle> middle = column.middle();
+    if (!middle) return {};
+    const double scale = scale_without_block(values, *middle);
+    const auto distance = [&middle, scale](double value) {
+        return (value - middle->median) / scale;
+    };
+    const auto is_far = [&distance](double value) { return std::abs(distance(value)) > kFarOff; };
+    const auto first = std::ranges::find_if(medians, is_far);
+    const auto end = std::find_if_not(first, medians.end(), is_far);
+    if (end - first < 2 || first - medians.begin() < 2 || medians.end() - end < 2) return {};
+    if (std::any_of(end, medians.end(), is_far) || std::abs(distance(*(first - 2))) > kNear ||
+        std::abs(distance(*(end + 1))) > kNear)
+        return {};
+
+    OddBlock block{.begin = static_cast<std::size_t>(first - medians.begin()) * kOfWindow,
+                   .end = static_cast<std::size_t>(end - medians.begin()) * kOfWindow,
+                   .median = *(first + (end - first) / 2)};
+    const bool is_higher = block.median > middle->median;
+    const double between = (block.median + middle->median) / 2;
+    const auto belongs = [&](std::size_t k) { return (values[k].value > between) == is_higher; };
+    while (block.begin > 0 && belongs(block.begin - 1)) --block.begin;
+    while (!belongs(block.begin)) ++block.begin;
+    while (block.end < values.size() && belongs(block.end)) ++block.end;
+    while (!belongs(block.end - 1)) --block.end;
+    const std::size_t n = block.end - block.begin;
+    std::size_t n_clear = 0;
+    for (std::size_t k = block.begin; k < block.end; ++k) n_clear += belongs(k) ? 1 : 0;
+    const double factor = is_higher ? block.median / middle->median : middle->median / block.median;
+    const bool is_positive = column.lowest.values()[0].value > 0;
+    if (static_cast<double>(n) > kMostOfAll * static_cast<double>(values.size()) ||
+        static_cast<double>(n_clear) < kClear * static_cast<double>(n) ||
+        (is_positive && factor < kLeastFactor))
+        return {};
+    return block;
 }
 
 }  // namespace kve::companion

@@ -1,11 +1,16 @@
 // What the data show of the columns that the model uses as numbers.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace kve::companion {
@@ -77,6 +82,61 @@ class SpreadSample {
     int64_t n_ = 0, next_ = 1, stride_ = 1;
 };
 
+// How many values lie where, in steps of less than a hundredth of the value.
+class ValueSteps {
+ public:
+    struct Step {
+        int64_t n = 0;
+        int64_t first = 0, last = 0;  // lines
+        float low = 0, high = 0;
+    };
+
+    void add(double value, int64_t line) {
+        const auto number = static_cast<float>(value);
+        const auto bits = std::bit_cast<uint32_t>(number);
+        // Ascending with the value: sign, exponent and the first seven bits of the fraction.
+        const uint32_t place = (bits ^ (bits >> 31 != 0 ? 0xFFFFFFFF : 0x80000000)) >> 16;
+        std::unique_ptr<Page>& page = pages_[place / kOfPage];
+        if (page == nullptr) [[unlikely]]
+            page = std::make_unique<Page>();
+        Step& step = (*page)[place % kOfPage];
+        if (step.n++ == 0) step = {1, line, line, number, number};
+        step.last = line;
+        step.low = std::min(step.low, number);
+        step.high = std::max(step.high, number);
+    }
+    std::vector<Step> steps() const;  // ascending, those with values
+
+ private:
+    static constexpr std::size_t kOfPage = 128, kPages = 512;
+    using Page = std::array<Step, kOfPage>;
+
+    std::vector<std::unique_ptr<Page>> pages_ = std::vector<std::unique_ptr<Page>>(kPages);
+};
+
+// A minority of the values that lies apart from all others.
+struct ApartValues {
+    int64_t n;
+    double low, high;
+    double low_of_others, high_of_others;
+    int64_t first, last;  // lines
+};
+
+// Of the highest or the lowest values: the most that are apart from the others by more than twice
+// the width of these. Skewed distributions, counts and columns that are mostly 0 have no such gap.
+std::optional<ApartValues> find_apart(std::span<const ValueSteps::Step> steps, bool are_highest);
+
+// Of positive values: is this one too high for a long tail of them?
+bool is_above_tail(std::span<const ValueSteps::Step> steps, double value);
+
+// Lines in the middle of the file where a column is of another size than before and after.
+struct OddBlock {
+    std::size_t begin, end;  // in the sample
+    double median;
+};
+struct RealColumn;
+std::optional<OddBlock> find_block(const RealColumn& column);
+
 // Of the values that are present.
 struct RealColumn {
     int64_t n = 0;
@@ -85,6 +145,12 @@ struct RealColumn {
     FewValues values;
     Extremes highest{1}, lowest{-1};
     SpreadSample sample;
+    ValueSteps steps;
+    // Those that count as missing.
+    int64_t n_missing = 0;
+    double highest_missing = -std::numeric_limits<double>::infinity();
+    double lowest_missing = std::numeric_limits<double>::infinity();
+    FewValues missing_values;
 
     void add(double value, int64_t line) {
         if (n++ == 0) origin = value;
@@ -96,6 +162,13 @@ struct RealColumn {
         highest.add(value, line);
         lowest.add(value, line);
         sample.add(value, line);
+        steps.add(value, line);
+    }
+    void add_missing(double value) {
+        ++n_missing;
+        lowest_missing = std::min(lowest_missing, value);
+        highest_missing = std::max(highest_missing, value);
+        missing_values.add(value);
     }
     double variance() const;
 

@@ -88,7 +88,8 @@ class Pass {
     void note_reals(int64_t line);
     void note_alike();
     TraitPattern classify(int64_t line);
-    void note_dropped(TraitPattern dropped);
+    void note_lack(const ColumnRef& place, int32_t trait, int64_t line);
+    void note_dropped(TraitPattern dropped, int64_t line);
     void note_classes(TraitPattern usable);
     void enter_waiting(ClassColumn& column);
     void look_at_values(int32_t trait, int64_t line);
@@ -248,6 +249,8 @@ void Pass::note_reals(int64_t line) {
         const double value = static_cast<double>(RECORD.FINP(real.column));
         if (value > static_cast<double>(DIRECTIVES.RMISS) && value < kNoLimit)
             real.figures->add(value, line);
+        else if (value <= static_cast<double>(DIRECTIVES.RMISS))
+            real.figures->add_missing(value);
     }
 }
 
@@ -317,23 +320,35 @@ void Pass::look_at_absorption(int64_t line) {
     }
 }
 
+void Pass::note_lack(const ColumnRef& place, int32_t trait, int64_t line) {
+    Lack& lack = figures_.lacks[place];
+    if (lack.n_of_trait.empty()) lack.n_of_trait.resize(static_cast<std::size_t>(KVEINT.nt));
+    ++lack.n_of_trait[static_cast<std::size_t>(trait - 1)];
+    if (lack.n > 0 && lack.last == line) return;  // for another trait
+    if (lack.n++ == 0) lack.first = line;
+    lack.last = line;
+    if (place.is_real) return;
+    lack.lowest_code = std::min(lack.lowest_code, RECORD.IINP(place.column));
+    lack.highest_code = std::max(lack.highest_code, RECORD.IINP(place.column));
+}
+
 // Why records with a value are dropped.
-void Pass::note_dropped(TraitPattern dropped) {
+void Pass::note_dropped(TraitPattern dropped, int64_t line) {
+    if (line == 0) line = records_->number();
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         if ((dropped & trait_bit(KVEINT.nt, i)) == 0) continue;
-        TraitFigures& figures = figures_.traits[static_cast<std::size_t>(i - 1)];
         const TraitNeeds& needs = usability_.traits(i);
         std::set<int32_t> seen;
         for (int32_t k = needs.identities_begin; k < needs.identities_end; ++k)
             if (const int32_t place = usability_.identities(k);
                 RECORD.IINP(place) < 1 && seen.insert(place).second)
-                ++figures.n_without_identity[place];
+                note_lack({false, place}, i, line);
         seen.clear();
         for (int32_t k = needs.values_begin; k < needs.values_end; ++k)
             if (const int32_t place = usability_.values(k);
                 RECORD.L_FINP_MIS(place) == 0 && seen.insert(place).second)
-                ++figures.n_without_value[place];
-        if (group_ > 0 && RECORD.IINP(group_) < 1) ++figures.n_without_identity[group_];
+                note_lack({true, place}, i, line);
+        if (group_ > 0 && RECORD.IINP(group_) < 1) note_lack({false, group_}, i, line);
     }
 }
 
@@ -351,7 +366,7 @@ TraitPattern Pass::classify(int64_t line) {
         if (plan.bounds.words != nullptr || plan.weight > 0) look_at_values(i, line);
         if (plan.censoring_code >= 0) look_at_censoring(i, line);
     }
-    if (usable != present) note_dropped(present & ~usable);
+    if (usable != present) note_dropped(present & ~usable, line);
     return usable;
 }
 
@@ -383,6 +398,7 @@ void Pass::note_classes(TraitPattern usable) {
 
 void Pass::take_record(int64_t line) {
     note_reals(line);
+    figures_.repeats.take_record(line > 0 ? line : records_->number());
     if (!alike_.empty()) note_alike();
     const TraitPattern usable = classify(line);
     if (n_of_last_pattern_ == nullptr || usable != last_pattern_) {
@@ -401,6 +417,7 @@ void Pass::take_record(int64_t line) {
 void Pass::finish() {
     for (ClassColumn& column : figures_.classes) enter_waiting(column);
     figures_.levels->finish();
+    figures_.repeats.finish();
     choose_groups();
     for (const Alike& pair : alike_) figures_.copies.emplace_back(pair.first, pair.second);
 }

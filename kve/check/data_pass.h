@@ -1,7 +1,9 @@
 // One pass over the data: what they show of the columns, classes and traits of the model.
 #pragma once
 
+#include <compare>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 #include <unordered_map>
@@ -13,6 +15,7 @@
 #include "kve/check/data_levels.h"
 #include "kve/check/fixed_part.h"
 #include "kve/check/look.h"
+#include "kve/check/repeats.h"
 #include "store/level_index.h"
 
 namespace kve::companion {
@@ -35,13 +38,22 @@ struct ClassColumn {
 
 struct TraitFigures {
     int64_t n_present = 0, n_usable = 0;
-    // Records with a value that lack something: by the place of the column in the record.
-    std::map<int32_t, int64_t> n_without_identity, n_without_value;
 };
 
 struct ColumnRef {
     bool is_real;
     int32_t column;
+
+    auto operator<=>(const ColumnRef&) const = default;
+};
+
+// Records that lack a column and have a value of a trait that needs it.
+struct Lack {
+    int64_t n = 0;
+    int64_t first = 0, last = 0;  // lines
+    int32_t lowest_code = 0;      // of a class, 0 and below
+    int32_t highest_code = std::numeric_limits<int32_t>::min();
+    std::vector<int64_t> n_of_trait;
 };
 
 // Which animals of a factor with a pedigree stand in which levels of a fixed effect. That with the
@@ -59,10 +71,12 @@ struct DataFigures {
     RealColumns reals;
     std::vector<ClassColumn> classes;  // ascending by column
     std::vector<TraitFigures> traits;
+    std::map<ColumnRef, Lack> lacks;  // by the place of the column in the record
     std::vector<FixedCells> fixed_parts;
     std::vector<AnimalGroups> animal_groups;
     std::optional<DataLevels> levels;                    // of factors with a file
     std::unordered_map<TraitPattern, int64_t> patterns;  // of usable traits
+    RepeatedRecords repeats;
     // Columns of the model that hold the same in all records.
     std::vector<std::pair<ColumnRef, ColumnRef>> copies;
 

@@ -62,7 +62,9 @@ void look_at_outputs(Look& look);     // that would not be made in the user's fo
 void look_at_directives(Look& look);  // what the text says and the reader does not mind
 void look_at_model(Look& look);       // counts, columns, names
 void look_at_priors(Look& look);
-void look_at_data(Look& look);  // columns and traits
+void look_at_data(Look& look);     // columns and traits
+void look_at_values(Look& look);   // of real columns, far from the others
+void look_at_dropped(Look& look);  // records
 void look_at_fixed_part(Look& look);
 void look_at_classes(Look& look);        // of the data
 void look_at_relationships(Look& look);  // pedigrees, matrices and genomic files

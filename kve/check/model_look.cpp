@@ -181,8 +181,13 @@ void look_for_repeated_effects(Look& look, int32_t i) {
 
 void look_for_traits_as_covariables(Look& look, int32_t i) {
     const Model& m = MODEL(i);
+    if (m.trait_inp_no >= 1 && std::ranges::count(m.reg_inp, m.trait_inp_no) > 0)
+        look.findings.error(
+            "trait-as-covariable",
+            place_in_model(look, m.lines.effects, std::to_string(m.trait_inp_no)),
+            fmt::format("{} is its own covariable, and nothing is left of it", trait_called(i)));
     for (const int32_t column : m.reg_inp)
-        if (is_column_of_trait(column))
+        if (is_column_of_trait(column) && column != m.trait_inp_no)
             look.findings.warn("trait-as-covariable",
                                place_in_model(look, m.lines.regressions, std::to_string(column)),
                                fmt::format("{}: the covariable {} is a trait of this analysis",

@@ -147,9 +147,9 @@ std::vector<std::string> find_reason(const std::vector<std::string>& listing) {
     return tidy(found.empty() ? last_paragraphs(lines, 1) : found);
 }
 
-DataFigures find_data_figures(const std::vector<std::string>& listing) {
+ListedData find_data_figures(const std::vector<std::string>& listing) {
     constexpr std::size_t kName = 8;
-    DataFigures figures;
+    ListedData figures;
     const Lines all(listing);
     auto line = find_line(all, "SUMMARY OF DATA FILE");
     std::vector<int64_t> dropped;

@@ -22,11 +22,11 @@ struct TraitRecords {
 };
 
 // From the summary of the data.
-struct DataFigures {
+struct ListedData {
     int64_t records = 0;
     std::vector<TraitRecords> traits;
 };
-DataFigures find_data_figures(const std::vector<std::string>& listing);
+ListedData find_data_figures(const std::vector<std::string>& listing);
 
 // Of all traits, with the regressions.
 int64_t find_fixed_equations(const std::vector<std::string>& listing);

@@ -36,7 +36,7 @@ ordered_json describe_inputs(const std::vector<Input>& inputs) {
     return all;
 }
 
-ordered_json describe_traits(const RunFolder& run, const DataFigures& figures) {
+ordered_json describe_traits(const RunFolder& run, const ListedData& figures) {
     ordered_json all = ordered_json::array();
     for (int32_t i = 1; i <= run.run().nt; ++i) {
         const Model& m = run.trait(i);
