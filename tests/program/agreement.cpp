@@ -33,9 +33,9 @@ bool stops_elsewhere(const Outcome& outcome) {
 // Errors for which the run goes on with an analysis that is not the one meant.
 constexpr std::string_view kWithoutStop[] = {
     "effect-count", "regression-count", "nesting", "no-column", "other-rows", "merged-rows",
-    "regression-order", "trait-twice", "trait-as-covariable", "empty-matrix", "reading-ended", "three-lines",
-    "decimal-comma", "hidden-keyword", "long-line", "lost-line", "no-priors", "zero-covariances",
-    "data-reading",
+    "regression-order", "trait-twice", "trait-as-covariable", "empty-matrix", "reading-ended",
+    "three-lines", "decimal-comma", "hidden-keyword", "long-line", "lost-line", "no-priors",
+    "zero-covariances", "data-reading",
     // of a pedigree
     "own-parent", "one-as-both", "pedigree-identity", "sire-is-grandsire", "short-record",
     "not-in-pedigree", "pedigree-loop",
