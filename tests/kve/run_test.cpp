@@ -129,7 +129,8 @@ TEST_F(Launch, AStoppedRunTellsWhyAndLeavesTheEarlierOne) {
         {"cows.kve", "$ANALYSE 1 99 0 0\n", "[analyse-line]", 1, ""},
         {"data", broken.c_str(), "Reading data file at observation: 21", 16, "--force"},
         {"data", broken.c_str(), "Reading data file at observation: 21", 16, "--force --keep"},
-        {"ped", "1 2 0 1\n2 0 0 5\n", "Method used to compute A-inverse is 1 This method", 16, ""},
+        {"ped", "1 2 0 1\n2 0 0 5\n", "Method used to compute A-inverse is 1 This method", 16,
+         "--force"},
         {"ped", "1 2\n", "do not contain 4 columns", 16, "--force"},
     };
     ASSERT_EQ(run("cows.kve").status, 0);
