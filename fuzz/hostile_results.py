@@ -8,17 +8,15 @@ import os
 import pathlib
 import random
 import shutil
-import signal
 import struct
 import subprocess
 import sys
-import tempfile
+
+from hostile import EXAMPLES, call, repeat
 
 KVE1, KVE = (str(pathlib.Path(program).resolve()) for program in sys.argv[1:3])
 CALLS = int(sys.argv[3]) if len(sys.argv) > 3 else 1000
 SEED = int(sys.argv[4]) if len(sys.argv) > 4 else 1
-EXAMPLES = pathlib.Path(__file__).resolve().parents[1] / "examples"
-SECONDS, MEGABYTES = 10, 400  # of the processor; the sanitizers' own memory included
 NUMBERS = [-2**31, -2**31 + 1, -1000, -7, -1, 0, 1, 2, 3, 6, 7, 8, 16, 77, 255, 10**6, 10**8, 2**31 - 2, 2**31 - 1]
 COMMANDS = [["summary"], ["summary", "--json"], ["levels"], ["levels", "--ids"], ["records"], ["records", "--original"],
             ["records", "--ids", "--missing", "-9"], ["verify"], ["report", "-o", "page"], ["report", "--ids", "-o", "page"]]
@@ -117,65 +115,20 @@ def damage(data, others):
     return bytes(data)
 
 
-def call(folder, command):
-    arguments = [command[0], str(folder)] + command[1:]
-    with open(folder / "words", "w+b") as words, open(folder / "shown", "wb") as shown:
-        process = subprocess.Popen([KVE] + arguments, stdout=shown, stderr=words, cwd=folder)
-        signal.alarm(30 * SECONDS)
-        try:
-            _, status, used = os.wait4(process.pid, 0)
-        except TimeoutError:
-            process.kill()
-            _, status, used = os.wait4(process.pid, 0)
-        signal.alarm(0)
-        process.returncode = status
-        words.seek(0)
-        said = words.read().decode(errors="replace")
-    status = os.waitstatus_to_exitcode(status)
-    faults = []
-    if status not in (0, 1, 3) or (status == 1 and command[0] != "verify"):
-        faults.append(f"status {status}")
-    if (status == 3) != said.startswith("kve: ") or "Sanitizer" in said or "runtime error" in said:
-        faults.append("words")
-    if used.ru_utime + used.ru_stime > SECONDS:
-        faults.append(f"{used.ru_utime + used.ru_stime:.0f} seconds")
-    if used.ru_maxrss > 1024 * MEGABYTES:
-        faults.append(f"{used.ru_maxrss // 1024} MB")
-    return faults, said
+def damage_and_call(runs):
+    folder = random.choice(runs)
+    names = [name for name in sorted(os.listdir(folder)) if is_of_kve(name)]
+    matrices = [["matrix", name] + more for name in names if name.rstrip("0123456789") in
+                ("AINV", "AINV_RAM", "PGMIX", "COR", "DOM", "IBD", "GINV")
+                for more in ([], ["--summary"], ["--original"], ["--ids"])]
+    command = random.choice(matrices if matrices and random.random() < .25 else COMMANDS)
+    if command[0] == "matrix" and random.random() < .5:
+        names = [command[1], "MODINF", "CODE_TABLE"]
+    name = random.choice(names + ["MODINF"] * 6 + ["CODE_TABLE"] * 3)
+    whole = (folder / name).read_bytes()
+    (folder / name).write_bytes(damage(whole, [(folder / other).read_bytes() for other in names]))
+    ended = call(KVE, [command[0], str(folder)] + command[1:], folder, (0, 1) if command[0] == "verify" else (0,))
+    return f"{name}, kve {' '.join(command)}", folder, ended, lambda: (folder / name).write_bytes(whole)
 
 
-def give_up(*_):
-    raise TimeoutError
-
-
-def main():
-    random.seed(SEED)
-    signal.signal(signal.SIGALRM, give_up)
-    os.environ["ASAN_OPTIONS"] = "detect_leaks=0:allocator_may_return_null=1"
-    root = pathlib.Path(tempfile.mkdtemp(prefix="kve-hostile-", dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None))
-    runs, n_found, n_refused = make_runs(root), 0, 0
-    for n in range(CALLS):
-        folder = random.choice(runs)
-        names = [name for name in sorted(os.listdir(folder)) if is_of_kve(name)]
-        matrices = [["matrix", name] + more for name in names if name.rstrip("0123456789") in
-                    ("AINV", "AINV_RAM", "PGMIX", "COR", "DOM", "IBD", "GINV")
-                    for more in ([], ["--summary"], ["--original"], ["--ids"])]
-        command = random.choice(matrices if matrices and random.random() < .25 else COMMANDS)
-        if command[0] == "matrix" and random.random() < .5:
-            names = [command[1], "MODINF", "CODE_TABLE"]
-        name = random.choice(names + ["MODINF"] * 6 + ["CODE_TABLE"] * 3)
-        whole = (folder / name).read_bytes()
-        (folder / name).write_bytes(damage(whole, [(folder / other).read_bytes() for other in names]))
-        faults, said = call(folder, command)
-        n_refused += said.startswith("kve: ")
-        if faults:
-            n_found += 1
-            shutil.copytree(folder, f"{root}-found-{SEED}-{n}")
-            print(f"{root}-found-{SEED}-{n}: {name}, kve {' '.join(command)}: {', '.join(faults)}\n{said[:600]}", flush=True)
-        (folder / name).write_bytes(whole)
-    shutil.rmtree(root)
-    print(f"{CALLS} calls, {n_refused} refused, {n_found} findings")
-    sys.exit(1 if n_found else 0)
-
-
-main()
+repeat(CALLS, SEED, make_runs, damage_and_call)
