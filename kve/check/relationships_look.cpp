@@ -17,6 +17,7 @@
 #include "kve/check/look.h"
 #include "kve/check/matrix_look.h"
 #include "kve/check/pedigree_book.h"
+#include "kve/files/record_file.h"
 
 namespace kve::companion {
 
@@ -76,14 +77,16 @@ PedigreeJob job_of(const VAR_STR_SPEC& spec) {
 
 void look_at_pedigree(Look& look, const VAR_STR_SPEC& spec, DataLevels* data,
                       std::vector<ReadPedigree>& read) {
+    const Reckoning shown(spec.file[0].string());
     look_at_method(look, spec);
     const PedigreeJob job = job_of(spec);
     FactorLevels* levels = data == nullptr ? nullptr : data->of_factor(spec.factor);
     PedigreeBook& pedigree = pedigree_of(look, job, levels, read);
     if (levels != nullptr) look_at_data_animals(look, job, pedigree, *data, *levels);
     look_at_sires(look, spec.factor, pedigree);
-    if (spec.structure == Structure::PGMIX && has_typed_animals(look, spec))
-        look_at_genomic(look, spec, levels, pedigree);
+    if (spec.structure != Structure::PGMIX || !has_typed_animals(look, spec)) return;
+    const Reckoning shown_too(spec.file[2].string());
+    look_at_genomic(look, spec, levels, pedigree);
 }
 
 // The pedigree of the factor that a matrix belongs to, null when it has not been read.
@@ -112,10 +115,12 @@ void look_at_relationships(Look& look) {
     for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
         if (has_file(spec) && has_pedigree(spec.structure))
             look_at_pedigree(look, spec, data ? &*data : nullptr, read);
-    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str)
-        if (has_file(spec) && !has_pedigree(spec.structure))
-            look_at_inverse(look, spec, data ? data->of_factor(spec.factor) : nullptr,
-                            associated_pedigree(spec, read));
+    for (const VAR_STR_SPEC& spec : DIRECTIVES.var_str) {
+        if (!has_file(spec) || has_pedigree(spec.structure)) continue;
+        const Reckoning shown(spec.file[0].string());
+        look_at_inverse(look, spec, data ? data->of_factor(spec.factor) : nullptr,
+                        associated_pedigree(spec, read));
+    }
 }
 
 }  // namespace kve::companion
