@@ -75,17 +75,13 @@ TEST(TableReader, RefusesWhatIsNoTable) {
     const Scratch scratch;
     const std::string file = (scratch.folder() / "table").string();
     std::string many;
-    for (int k = 0; k < 100000; ++k) many += "1,2\n";
+    for (int k = 0; k < 4000; ++k) many += "1," + std::string(100, '2') + "\n";
     const std::pair<std::string, const char*> cases[] = {
         {"", "the table is empty"},
         {"\n \n", "the table is empty"},
         {std::string("a,b\n1,\0\n", 8), "line 2: holds a byte of zero, so it is no text in UTF-8"},
         {"a,b\n" + many + std::string("1,\0\n", 4),
-         "line 100002: holds a byte of zero, so it is no text in UTF-8"},
-        {"\"a\",b\n" + many + "1," + std::string(17 << 20, 'x'),
-         "line 100002: no end of a field in 16 MB: a quote that is not closed?"},
-        {"a,b\n" + many + "1," + std::string(17 << 20, 'x'),
-         "line 100002: no end of the line in 16 MB"},
+         "line 4002: holds a byte of zero, so it is no text in UTF-8"},
         {"\xFF\xFE"
          "a",
          "line 1: is written in UTF-16; save it as UTF-8"},
