@@ -12,8 +12,6 @@ namespace {
 
 constexpr std::size_t kLongestRest = 40, kLongestLine = 100'000;
 
-bool separates(char c) { return c == ' ' || c == '\t' || c == '\r' || c == ','; }
-
 }  // namespace
 
 void BadItems::take(TextInput& file) {
@@ -38,7 +36,7 @@ void BadItems::find_columns(const std::string& name) {
         bad.column = static_cast<int64_t>(at) + 1;
         bad.number = 1;
         for (std::size_t k = 1; k < at; ++k)
-            bad.number += separates(line[k]) && !separates(line[k - 1]) ? 1 : 0;
+            bad.number += is_separator(line[k]) && !is_separator(line[k - 1]) ? 1 : 0;
     }
 }
 

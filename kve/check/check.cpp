@@ -18,6 +18,7 @@
 #include "kve/check/checking.h"
 #include "kve/check/data_pass.h"
 #include "kve/check/look.h"
+#include "kve/check/words.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
@@ -195,10 +196,6 @@ json check(const Options& options, Findings& findings) {
         text = report.at("mended").get<std::string>();
     }
     return report;
-}
-
-std::string counted(int64_t n, const char* what) {
-    return fmt::format("{} {}{}", n, what, n == 1 ? "" : "s");
 }
 
 std::string summary(const Findings& findings) {

@@ -5,24 +5,19 @@
 #include <set>
 
 #include "base/state.h"
-#include "directives/directives.h"
-#include "kve/check/data_pass.h"
+#include "kve/check/data_figures.h"
 #include "kve/check/look.h"
+#include "kve/check/thresholds.h"
+#include "kve/check/words.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
 
-READS(DIRECTIVES);
 READS(KVEINT);
 READS(MODEL);
 READS(RMAT);
 
 namespace {
-
-std::string called(int32_t column) {
-    const Name name = integer_name(column);
-    return name.blank() ? fmt::format("integer column {}", column) : name.string();
-}
 
 int64_t count_single_levels(const ClassColumn& column) {
     return std::ranges::count_if(column.levels.slots(), [](const LevelSlot& slot) {
@@ -36,21 +31,19 @@ bool has_regression(const Model& m, int32_t effect) {
 }
 
 void look_at_fixed(Look& look, const Model& m, int32_t effect, const ClassColumn& column) {
-    constexpr int64_t kFewest = 10;
-    constexpr double kMany = 0.25;
-    const std::string name = called(column.column);
+    const std::string name = integer_called(column.column);
     const Place place = place_in_model(look, m.lines.effects, std::to_string(column.column));
     if (column.n_levels == 1 && column.n_records > 1 && m.n_fixed > 1)
         look.findings.note("class-one-level", place,
                            fmt::format("{} has one level only, beside other fixed effects", name));
-    if (column.n_levels < kFewest || !m.f_intercept(effect)) return;
+    if (column.n_levels < kFewestLevels || !m.f_intercept(effect)) return;
     const int64_t n_single = count_single_levels(column);
     if (column.n_levels == column.n_records)
         look.findings.warn("class-of-single-records", place,
                            fmt::format("the fixed effect {} has a level for each of the {} records",
                                        name, column.n_records),
                            "Is it an identity? Nothing is left to estimate anything from");
-    else if (static_cast<double>(n_single) > kMany * static_cast<double>(column.n_records))
+    else if (static_cast<double>(n_single) > kManySingle * static_cast<double>(column.n_records))
         look.findings.warn("class-of-single-records", place,
                            fmt::format("{} of the {} levels of {} have one record, which is {:.0f} "
                                        "% of all records and tells nothing else",
@@ -61,20 +54,19 @@ void look_at_fixed(Look& look, const Model& m, int32_t effect, const ClassColumn
 }
 
 void look_at_random(Look& look, const Model& m, int32_t effect, const ClassColumn& column) {
-    constexpr int64_t kFewest = 10;
     const int32_t matrix = m.r_ef_matno(effect);
     const bool is_plain = matrix >= 1 && matrix <= KVEINT.NRAMAT &&
                           RMAT(matrix).structure == Structure::I && m.r_intercept(effect) &&
                           !has_regression(m, m.r_ef_no(effect));
     if (!is_plain) return;
-    const std::string name = called(column.column);
+    const std::string name = integer_called(column.column);
     const Place place = place_in_model(look, m.lines.effects, std::to_string(column.column));
     if (column.n_levels == 1 && column.n_records > 1)
         look.findings.warn("class-one-level", place,
                            fmt::format("the random effect {} has one level only: there is no "
                                        "variance between levels",
                                        name));
-    else if (column.n_levels >= kFewest && column.n_levels == column.n_records)
+    else if (column.n_levels >= kFewestLevels && column.n_levels == column.n_records)
         look.findings.warn(
             "class-of-single-records", place,
             fmt::format("the random effect {} has a level for each of the {} records: it and the "
@@ -85,7 +77,6 @@ void look_at_random(Look& look, const Model& m, int32_t effect, const ClassColum
 
 // A slip of the pen in a single record.
 void look_for_far_level(Look& look, const Model& m, const ClassColumn& column) {
-    constexpr int64_t kFewest = 10, kFar = 5;
     LevelSlot highest{};
     int64_t next = 0;
     for (const LevelSlot& slot : column.levels.slots()) {
@@ -93,11 +84,11 @@ void look_for_far_level(Look& look, const Model& m, const ClassColumn& column) {
         next = std::max<int64_t>(next, std::min(slot.key, highest.key));
         if (slot.key > highest.key) highest = slot;
     }
-    if (column.n_levels >= kFewest && highest.n == 1 && highest.key > kFar * next)
+    if (column.n_levels >= kFewestLevels && highest.n == 1 && highest.key > kFarLevel * next)
         look.findings.note(
             "far-level", place_in_model(look, m.lines.effects, std::to_string(column.column)),
             fmt::format("{} has the level {} with one record, and {} is the next one below it",
-                        called(column.column), highest.key, next),
+                        integer_called(column.column), highest.key, next),
             "A digit too many?");
 }
 

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <iterator>
 
+#include "kve/check/thresholds.h"
+
 namespace kve::companion {
 
 void FewValues::enter(double value) {
@@ -61,16 +63,15 @@ double RealColumn::variance() const {
 }
 
 std::optional<RealColumn::Middle> RealColumn::middle() const {
-    constexpr int64_t kFewest = 30;
-    if (n < kFewest) return {};
+    if (n < kFewestForQuartiles) return {};
     std::vector<double> sorted;
     for (const SpreadSample::Value& spread : sample.values()) sorted.push_back(spread.value);
     std::ranges::sort(sorted);
     const auto quantile = [&sorted](double p) {
         return sorted[static_cast<std::size_t>(p * static_cast<double>(sorted.size() - 1))];
     };
-    double scale = (quantile(0.75) - quantile(0.25)) / 1.349;
-    if (scale <= 0) scale = (quantile(0.95) - quantile(0.05)) / 3.29;
+    double scale = (quantile(0.75) - quantile(0.25)) / kQuartilesOfNormal;
+    if (scale <= 0) scale = (quantile(0.95) - quantile(0.05)) / kTwentiethsOfNormal;
     if (scale <= 0) return {};
     return Middle{quantile(0.5), scale};
 }
@@ -86,8 +87,6 @@ int64_t count_values(Steps steps) {
     for (const ValueSteps::Step& step : steps) n += step.n;
     return n;
 }
-
-constexpr double kQuartilesOfNormal = 1.349;  // how far apart, in standard deviations
 
 struct Quartiles {
     double lower = 0, median = 0, upper = 0;
@@ -114,41 +113,35 @@ Steps positive_ones(Steps steps) {
     return steps.subspan(static_cast<std::size_t>(first - steps.begin()));
 }
 
-constexpr double kWidths = 2;  // of the others, between them and those that are apart
-constexpr double kFactor = 1.5;
-constexpr double kFar = 6;  // standard deviations
-
 // `apart` is the nearest value of those above, or below, the others.
 bool are_too_high(Steps others, double apart) {
     const double low = static_cast<double>(others.front().low);
     const double high = static_cast<double>(others.back().high);
-    if (apart - high <= kWidths * (high - low)) return false;
+    if (apart - high <= kApartWidths * (high - low)) return false;
     const Quartiles quartiles = quartiles_of(others);
-    if (quartiles.scale() <= 0 || apart - quartiles.median <= kFar * quartiles.scale())
+    if (quartiles.scale() <= 0 || apart - quartiles.median <= kApartFar * quartiles.scale())
         return false;
-    return low < 0 || (apart > kFactor * high && is_above_tail(others, apart));
+    return low < 0 || (apart > kApartFactor * high && is_above_tail(others, apart));
 }
 
 // Where all values are above 0, a unit too large makes them tiny and their distances small.
 bool are_too_low(Steps others, double apart) {
-    constexpr double kSeen = 3;  // standard deviations
     const double low = static_cast<double>(others.front().low);
     const double high = static_cast<double>(others.back().high);
-    const bool is_apart = low - apart > kWidths * (high - low);
-    const bool is_tiny = apart > 0 && std::log(low / apart) > kWidths * std::log(high / low) &&
-                         low > kFactor * apart;
+    const bool is_apart = low - apart > kApartWidths * (high - low);
+    const bool is_tiny = apart > 0 && low > kApartFactor * apart &&
+                         std::log(low / apart) > kApartWidths * std::log(high / low);
     if (!is_apart && !is_tiny) return false;
     const Quartiles quartiles = quartiles_of(others);
     if (quartiles.scale() <= 0) return false;
-    if (is_tiny && low - apart > kSeen * quartiles.scale()) return true;
-    return is_apart && quartiles.median - apart > kFar * quartiles.scale() &&
-           (apart <= 0 || low > kFactor * apart);
+    if (is_tiny && low - apart > kTinyFar * quartiles.scale()) return true;
+    return is_apart && quartiles.median - apart > kApartFar * quartiles.scale() &&
+           (apart <= 0 || low > kApartFactor * apart);
 }
 
 }  // namespace
 
 bool is_above_tail(Steps steps, double value) {
-    constexpr double kFarInLogs = 5;  // standard deviations
     const Steps positive = positive_ones(steps);
     if (positive.empty()) return true;
     const Quartiles quartiles = quartiles_of(positive);
@@ -156,10 +149,9 @@ bool is_above_tail(Steps steps, double value) {
 }
 
 std::optional<ApartValues> find_apart(Steps all, bool are_highest) {
-    constexpr int64_t kFewest = 30;
-    constexpr double kMost = 0.4;
-    const auto limit = static_cast<int64_t>(kMost * static_cast<double>(count_values(all)));
-    if (count_values(all) < kFewest) return {};
+    const int64_t n_all = count_values(all);
+    if (n_all < kFewestForQuartiles) return {};
+    const auto limit = static_cast<int64_t>(kMostApart * static_cast<double>(n_all));
     std::size_t n_found = 0;
     int64_t n = 0;
     for (std::size_t k = 1; k < all.size(); ++k) {
@@ -217,45 +209,64 @@ double scale_without_block(const std::vector<SpreadSample::Value>& values,
 
 }  // namespace
 
+namespace {
+
+// Whether a value is on the side of the block, of the line between the block and the rest.
+struct BlockSide {
+    double between;
+    bool is_higher;
+
+    bool has(const SpreadSample::Value& v) const { return (v.value > between) == is_higher; }
+};
+
+// From the windows that are far off to the values of which they consist.
+void fit_ends(OddBlock& block, const std::vector<SpreadSample::Value>& values,
+              const BlockSide& side) {
+    while (block.begin > 0 && side.has(values[block.begin - 1])) --block.begin;
+    while (!side.has(values[block.begin])) ++block.begin;
+    while (block.end < values.size() && side.has(values[block.end])) ++block.end;
+    while (!side.has(values[block.end - 1])) --block.end;
+}
+
+// The only row of windows that are far off, between others that are not; nothing else may be.
 // Classes and ages that the file is sorted by change as well: they do so more than once, or step by
 // step, or up to the end of the file.
-std::optional<OddBlock> find_block(const RealColumn& column) {
-    constexpr double kFarOff = 4, kNear = 2.5;  // standard deviations
-    constexpr double kLeastFactor = 1.6, kMostOfAll = 0.4, kClear = 0.8;
-    const std::vector<SpreadSample::Value>& values = column.sample.values();
-    const std::vector<double> medians = medians_of_windows(values);
-    const std::optional<RealColumn::Middle> middle = column.middle();
-    if (!middle) return {};
-    const double scale = scale_without_block(values, *middle);
-    const auto distance = [&middle, scale](double value) {
-        return (value - middle->median) / scale;
-    };
-    const auto is_far = [&distance](double value) { return std::abs(distance(value)) > kFarOff; };
+template <class Distance>
+std::optional<OddBlock> find_far_windows(const std::vector<double>& medians, Distance distance) {
+    const auto is_far = [&distance](double value) { return std::abs(distance(value)) > kBlockFar; };
     const auto first = std::ranges::find_if(medians, is_far);
     const auto end = std::find_if_not(first, medians.end(), is_far);
     if (end - first < 2 || first - medians.begin() < 2 || medians.end() - end < 2) return {};
-    if (std::any_of(end, medians.end(), is_far) || std::abs(distance(*(first - 2))) > kNear ||
-        std::abs(distance(*(end + 1))) > kNear)
+    if (std::any_of(end, medians.end(), is_far) || std::abs(distance(*(first - 2))) > kBlockNear ||
+        std::abs(distance(*(end + 1))) > kBlockNear)
         return {};
+    return OddBlock{.begin = static_cast<std::size_t>(first - medians.begin()) * kOfWindow,
+                    .end = static_cast<std::size_t>(end - medians.begin()) * kOfWindow,
+                    .median = *(first + (end - first) / 2)};
+}
 
-    OddBlock block{.begin = static_cast<std::size_t>(first - medians.begin()) * kOfWindow,
-                   .end = static_cast<std::size_t>(end - medians.begin()) * kOfWindow,
-                   .median = *(first + (end - first) / 2)};
-    const bool is_higher = block.median > middle->median;
-    const double between = (block.median + middle->median) / 2;
-    const auto belongs = [&](std::size_t k) { return (values[k].value > between) == is_higher; };
-    while (block.begin > 0 && belongs(block.begin - 1)) --block.begin;
-    while (!belongs(block.begin)) ++block.begin;
-    while (block.end < values.size() && belongs(block.end)) ++block.end;
-    while (!belongs(block.end - 1)) --block.end;
-    const std::size_t n = block.end - block.begin;
-    std::size_t n_clear = 0;
-    for (std::size_t k = block.begin; k < block.end; ++k) n_clear += belongs(k) ? 1 : 0;
-    const double factor = is_higher ? block.median / middle->median : middle->median / block.median;
+}  // namespace
+
+std::optional<OddBlock> find_block(const RealColumn& column) {
+    const std::vector<SpreadSample::Value>& values = column.sample.values();
+    const std::optional<RealColumn::Middle> middle = column.middle();
+    if (!middle) return {};
+    const double usual = middle->median, scale = scale_without_block(values, *middle);
+    std::optional<OddBlock> block =
+        find_far_windows(medians_of_windows(values),
+                         [usual, scale](double value) { return (value - usual) / scale; });
+    if (!block) return {};
+    const BlockSide side{(block->median + usual) / 2, block->median > usual};
+    fit_ends(*block, values, side);
+    const auto first = values.begin() + static_cast<std::ptrdiff_t>(block->begin),
+               end = values.begin() + static_cast<std::ptrdiff_t>(block->end);
+    const auto n = static_cast<double>(end - first);
+    const auto n_clear = static_cast<double>(
+        std::count_if(first, end, [&side](const auto& value) { return side.has(value); }));
+    const double factor = side.is_higher ? block->median / usual : usual / block->median;
     const bool is_positive = column.lowest.values()[0].value > 0;
-    if (static_cast<double>(n) > kMostOfAll * static_cast<double>(values.size()) ||
-        static_cast<double>(n_clear) < kClear * static_cast<double>(n) ||
-        (is_positive && factor < kLeastFactor))
+    if (n > kMostOfBlock * static_cast<double>(values.size()) || n_clear < kClearOfBlock * n ||
+        (is_positive && factor < kBlockFactor))
         return {};
     return block;
 }

@@ -10,8 +10,9 @@
 
 #include "base/state.h"
 #include "directives/directives.h"
-#include "kve/check/first_ones.h"
 #include "kve/check/pedigree_book.h"
+#include "kve/check/thresholds.h"
+#include "kve/check/words.h"
 #include "pedigree/pedigree_record.h"
 
 namespace kve::companion {
@@ -41,7 +42,7 @@ struct IdentityColumn {
 
     // Of another kind than the animals of the pedigree.
     bool is_of_others() const { return 2 * n_strangers > n; }
-    std::string name() const { return integer_name(column).string(); }
+    std::string name() const { return integer_called(column); }
 };
 
 struct Missing {
@@ -106,11 +107,10 @@ double share_found(const Missing& at, const std::vector<int32_t>& ids, int64_t a
 // A round difference between the identities of data and pedigree, such as a code in front; empty
 // when there is none.
 std::string offset_words(const Missing& at, const std::vector<std::size_t>& animals) {
-    constexpr std::size_t kFewest = 5, kLooked = 1000;
     std::vector<int32_t> ids;
-    for (std::size_t k = 0; k < animals.size(); k += animals.size() / kLooked + 1)
+    for (std::size_t k = 0; k < animals.size(); k += animals.size() / kMostForOffset + 1)
         if (at.is_stranger(animals[k])) ids.push_back(at.levels.id[animals[k]]);
-    if (ids.size() < kFewest) return "";
+    if (ids.size() < kFewestForOffset) return "";
     for (int64_t step = 1'000'000'000; step >= 1000; step /= 10)
         for (int64_t added = step; added < 100 * step && added <= kLargestInPedigree; added += step)
             for (const int64_t sign : {-1, 1}) {
@@ -150,15 +150,14 @@ void tell_columns_of_others(const Missing& at) {
     }
 }
 
-// "CALF 3, DAM 5" where there are several.
+// " (CALF 3, DAM 5)" where there are several.
 std::string counts_by_column(const Missing& at) {
     std::string words;
     if (at.columns.size() < 2) return words;
     for (const IdentityColumn& column : at.columns)
         if (!column.is_of_others() && column.n_without_record > 0)
-            words += fmt::format("{}{} {}", words.empty() ? " (" : ", ", column.name(),
-                                 column.n_without_record);
-    return words.empty() ? words : words + ")";
+            add_item(words, fmt::format("{} {}", column.name(), column.n_without_record));
+    return words.empty() ? words : fmt::format(" ({})", words);
 }
 
 void tell_missing(const Missing& at) {
@@ -175,9 +174,8 @@ void tell_missing(const Missing& at) {
         missing.take(at.levels.id[k], at.levels.line[k]);
     }
     if (animals.empty()) return;
-    constexpr double kMany = 0.05;
-    const bool are_many =
-        static_cast<double>(animals.size()) > kMany * static_cast<double>(at.levels.id.size());
+    const bool are_many = static_cast<double>(animals.size()) >
+                          kManyWithoutRecord * static_cast<double>(at.levels.id.size());
     at.look.findings.add({"not-in-pedigree", are_many ? Severity::warning : Severity::note,
                           at.place(missing.line()),
                           fmt::format("{} of {} animals of the data{} have no record in {}; {}: {}",
@@ -194,11 +192,11 @@ struct CodesOfPart {
 
     // What nearly all have; 0 when nothing is usual, or too few tell.
     int32_t usual() const {
-        constexpr int64_t kFewest = 5;
         const auto most = std::ranges::max_element(n);
         const int64_t all = std::accumulate(n.begin(), n.end(), int64_t{0});
-        return *most >= kFewest && *most * 5 >= all * 4 ? static_cast<int32_t>(most - n.begin())
-                                                        : 0;
+        const bool is_usual = *most >= kFewestOfSex &&
+                              static_cast<double>(*most) >= kUsualSex * static_cast<double>(all);
+        return is_usual ? static_cast<int32_t>(most - n.begin()) : 0;
     }
 };
 
@@ -219,7 +217,8 @@ void tell_two_sexes(Look& look, const DataLevels& data, const FactorLevels& leve
     const auto n = std::ranges::count(levels.sex, FactorLevels::kTwoSexes);
     // Of animals in several roles, such as dams with the records of their progeny, it tells
     // nothing.
-    if (n == 0 || n * 20 > std::ssize(levels.sex)) return;
+    if (n == 0 || static_cast<double>(n) > kMostTwoSexes * static_cast<double>(levels.sex.size()))
+        return;
     for (std::size_t k = 0; k < levels.id.size(); ++k)
         if (levels.sex[k] == FactorLevels::kTwoSexes)
             look.findings.warn("data-sex", {DIRECTIVES.data_file[0].string(), levels.line[k], 0},

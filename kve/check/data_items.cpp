@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool separates(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ','; }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 bool is_missing_sign(std::string_view item) {
@@ -58,7 +57,7 @@ bool has_decimal_comma(std::string_view piece) {
 
 std::string_view first_item(std::string_view rest) {
     std::size_t end = 0;
-    while (end < rest.size() && !separates(rest[end])) ++end;
+    while (end < rest.size() && !is_separator(rest[end])) ++end;
     return rest.substr(0, end);
 }
 
@@ -73,7 +72,7 @@ std::string shown(std::string_view text) {
 LineItems count_items(std::string_view line) {
     LineItems items;
     for (std::size_t at = 0; at < line.size(); ++at) {
-        if (separates(line[at])) continue;
+        if (is_separator(line[at])) continue;
         const std::string_view item = first_item(line.substr(at));
         ++items.n;
         items.n_words += is_number(item) || is_missing_sign(item) ? 0 : 1;

@@ -12,6 +12,11 @@ struct ItemFault {
     std::string hint;
 };
 
+// Between items, as KVE1 reads them; a line end, too.
+inline bool is_separator(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ',';
+}
+
 const char* code_of_item(std::string_view item, bool is_integer);
 // `column` is the name of its column.
 ItemFault fault_of_item(std::string_view item, bool is_integer, const std::string& column);

@@ -78,7 +78,6 @@ void DataLevels::enter(Source& source) {
 
 // Entered when the next record has come: what the index needs is fetched from the memory meanwhile.
 void DataLevels::take_record(int64_t line, TraitPattern usable) {
-    ++n_records_;
     for (Source& source : sources_)
         if (source.id != 0) enter(source);
     if (sources_.empty()) return;

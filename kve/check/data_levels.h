@@ -45,7 +45,6 @@ class DataLevels {
 
     // Nothing for a factor without levels in a file.
     FactorLevels* of_factor(int32_t k);
-    int64_t n_records() const { return n_records_; }
     const std::string& sex_name() const { return sex_name_; }  // of the column, empty without one
 
  private:
@@ -65,7 +64,6 @@ class DataLevels {
     std::map<int32_t, FactorLevels> factors_;
     std::string sex_name_;
     int32_t sex_place_ = 0;
-    int64_t n_records_ = 0;
 };
 
 }  // namespace kve::companion

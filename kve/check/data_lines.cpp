@@ -4,13 +4,12 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
 #include <type_traits>
 #include <utility>
 
 #include "base/state.h"
 #include "directives/directives.h"
+#include "kve/check/words.h"
 
 namespace kve::companion {
 
@@ -21,14 +20,6 @@ namespace {
 // Room for a line: most of it for what hostile files have.
 constexpr std::size_t kLeastRoom = std::size_t{1} << 20, kRoomOfItem = 64;
 
-uintmax_t size_of(const std::string& path) {
-    std::error_code error;
-    const uintmax_t bytes = std::filesystem::file_size(path, error);
-    return error ? 0 : bytes;
-}
-
-bool is_separator(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ','; }
-
 // Of no text: a file in binary, in UTF-16, or compressed.
 bool has_control_characters(std::string_view line) {
     return std::ranges::any_of(line, [](char c) {
@@ -37,16 +28,12 @@ bool has_control_characters(std::string_view line) {
     });
 }
 
-std::string counted(int64_t n, const char* what) {
-    return fmt::format("{} {}{}", n, what, n == 1 ? "" : "s");
-}
-
 }  // namespace
 
 DataLines::DataLines(Look& look, const std::string& name, int32_t n_integers, int32_t n_reals)
     : look_(look),
       name_(name),
-      progress_(name, size_of(input_path(name))),
+      progress_(name, bytes_of_input(name)),
       longest_(kLeastRoom + kRoomOfItem * static_cast<std::size_t>(n_integers + n_reals)),
       is_open_(file_.open_input(name) == 0),
       integers_(static_cast<std::size_t>(n_integers)),
@@ -137,15 +124,10 @@ DataLines::Fill DataLines::fill_record() {
 void DataLines::tell_items() {
     for (const Told& told : told_) {
         const char* code = code_of_item(told.item, told.is_integer);
-        if (look_.findings.is_full(code)) {
-            look_.findings.count_more(code, Severity::error, 1);
-            continue;
-        }
-        const auto number = static_cast<int64_t>(told.number);
-        const Name name = told.is_integer ? integer_name(number) : real_name(number);
+        if (look_.findings.counts_only(code, Severity::error)) continue;
         const ItemFault fault =
             fault_of_item(told.item, told.is_integer,
-                          name.blank() ? fmt::format("column {}", number) : name.string());
+                          name_of({!told.is_integer, static_cast<int32_t>(told.number)}));
         look_.findings.error(code, place(told.line, told.column), fault.message, fault.hint);
     }
     told_.clear();

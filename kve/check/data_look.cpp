@@ -8,9 +8,10 @@
 #include "base/state.h"
 #include "data/raw_record.h"
 #include "directives/directives.h"
-#include "kve/check/data_pass.h"
+#include "kve/check/data_figures.h"
 #include "kve/check/data_words.h"
 #include "kve/check/look.h"
+#include "kve/check/thresholds.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
@@ -22,7 +23,18 @@ READS(RMAT);
 
 namespace {
 
-// ---- Columns without information
+// ---- Columns without information, or with another one than is meant
+
+bool is_covariable(int32_t column) {
+    return std::ranges::any_of(
+        MODEL, [column](const Model& m) { return std::ranges::count(m.reg_inp, column) > 0; });
+}
+
+bool is_weight_or_offset(int32_t column) {
+    return std::ranges::any_of(MODEL, [column](const Model& m) {
+        return m.wgt_inp_no == column || m.offset_inp == column;
+    });
+}
 
 void look_for_empty(Look& look, const ColumnRef& ref, const RealColumn& column) {
     const char* what = is_trait(ref.column) ? "trait" : "column";
@@ -36,33 +48,39 @@ void look_for_empty(Look& look, const ColumnRef& ref, const RealColumn& column) 
                                        name_of(ref), column.origin));
 }
 
-// Whole, large and hardly two alike.
-void look_for_identities(Look& look, const ColumnRef& ref, const RealColumn& column) {
-    constexpr int64_t kFewest = 30;
-    constexpr double kLeast = 100'000, kDifferent = 0.3;
-    if (!is_trait(ref.column) || column.n < kFewest || !column.is_whole ||
-        column.lowest.values()[0].value < kLeast)
-        return;
+// Whole, large and seldom alike.
+bool are_like_identities(const RealColumn& column) {
+    if (column.n < kFewestIdentities || !column.is_whole ||
+        column.lowest.values()[0].value < kLeastIdentity)
+        return false;
     std::set<double> different;
     for (const SpreadSample::Value& spread : column.sample.values()) different.insert(spread.value);
-    if (static_cast<double>(different.size()) >
-        kDifferent * static_cast<double>(column.sample.values().size()))
-        look.findings.warn("trait-is-identity", place_of_use(look, ref),
-                           fmt::format("the trait {} has only whole values, most of them "
-                                       "different, from {:.0f} to {:.0f}: is it an identity?",
-                                       name_of(ref), column.lowest.values()[0].value,
-                                       column.highest.values()[0].value));
+    return static_cast<double>(different.size()) >
+           kDifferentIdentities * static_cast<double>(column.sample.values().size());
 }
 
-bool is_weight_or_offset(int32_t column) {
-    return std::ranges::any_of(MODEL, [column](const Model& m) {
-        return m.wgt_inp_no == column || m.offset_inp == column;
-    });
+// Numbers of real columns that are something else.
+void look_for_codes(Look& look, const ColumnRef& ref, const RealColumn& column) {
+    const bool is_of_trait = is_trait(ref.column);
+    if (!is_of_trait && !is_covariable(ref.column)) return;
+    if (are_like_identities(column))
+        return look.findings.warn(
+            is_of_trait ? "trait-is-identity" : "covariable-is-identity", place_of_use(look, ref),
+            fmt::format("the {} {} has only whole values that seldom come again, from {:.0f} to "
+                        "{:.0f}: is it an identity?",
+                        is_of_trait ? "trait" : "covariable", name_of(ref),
+                        column.lowest.values()[0].value, column.highest.values()[0].value));
+    const std::size_t n_values = column.values.size();
+    if (!is_of_trait && column.n >= kFewestForClass && column.is_whole && n_values > 1 &&
+        n_values <= kMostClassValues)
+        look.findings.note("covariable-is-class", place_of_use(look, ref),
+                           fmt::format("the covariable {} has only {} different values, all whole",
+                                       name_of(ref), n_values),
+                           "As a class effect it belongs to the integer columns");
 }
 
 void look_at_copies(Look& look, const DataFigures& data) {
-    constexpr int64_t kFewest = 10;
-    if (data.n_records < kFewest) return;
+    if (data.n_records < kFewestForCopy) return;
     for (const auto& [first, second] : data.copies) {
         const RealColumn* real = second.is_real ? &data.reals.at(second.column) : nullptr;
         const ClassColumn* of_classes = second.is_real ? nullptr : data.class_column(second.column);
@@ -78,13 +96,12 @@ void look_at_copies(Look& look, const DataFigures& data) {
 
 // Whoever writes several codes means missing by them; data are mostly different from each other.
 void look_below_missing_code(Look& look, const DataFigures& data) {
-    constexpr std::size_t kMostCodes = 3;
     std::string words;
     for (const auto& [number, column] : data.reals)
-        if (column.missing_values.size() > kMostCodes)
-            words += fmt::format("{}{} {:g} to {:g} in {} of {} records", words.empty() ? "" : ", ",
-                                 name_of({true, number}), column.lowest_missing,
-                                 column.highest_missing, column.n_missing, data.n_records);
+        if (column.missing_values.size() > kMostMissingCodes)
+            add_item(words, fmt::format("{} {:g} to {:g} in {} of {} records", real_called(number),
+                                        column.lowest_missing, column.highest_missing,
+                                        column.n_missing, data.n_records));
     if (!words.empty())
         look.findings.warn(
             "below-missing-code", look.text.place(look.text.keyword_line(Keyword::DATA)),
@@ -94,31 +111,31 @@ void look_below_missing_code(Look& look, const DataFigures& data) {
             "A code below all values of the data, such as -999999");
     if (KVEINT.nt != 1) return;
     const auto trait = data.reals.find(MODEL(1).trait_inp_no);
-    constexpr double kUnusual = 0.3;
     if (words.empty() && trait != data.reals.end() && trait->second.n > 0 &&
         static_cast<double>(trait->second.n_missing) >
-            kUnusual * static_cast<double>(data.n_records))
+            kManyMissing * static_cast<double>(data.n_records))
         look.findings.note("many-missing", place_of_use(look, {true, trait->first}),
                            fmt::format("{} of {} records have no {}", trait->second.n_missing,
-                                       data.n_records, name_of({true, trait->first})));
+                                       data.n_records, real_called(trait->first)));
 }
 
 // ---- Records that come again
 
 void look_for_repeats(Look& look, const DataFigures& data) {
     for (const RepeatedRecords::Run& run : data.repeats.runs())
-        look.findings.warn("repeated-records", in_data({false, 1}, run.first),
-                           fmt::format("{}{} {} again", data.repeats.is_sampled() ? "about " : "",
-                                       line_range(run.first, run.last) + " are",
-                                       line_range(run.first - run.back, run.last - run.back)),
-                           "Was a part of the file joined to it twice?");
+        look.findings.warn(
+            "repeated-records", in_data({false, 1}, run.first),
+            fmt::format("{}{} are {} again", data.repeats.is_sampled() ? "about " : "",
+                        line_range(run.first, run.last),
+                        line_range(run.first - run.back, run.last - run.back)),
+            "Was a part of the file joined to it twice?");
 }
 
 void look_at_columns(Look& look, const DataFigures& data) {
     for (const auto& [number, column] : data.reals) {
         const ColumnRef ref{true, number};
         if (!is_weight_or_offset(number) || column.n == 0) look_for_empty(look, ref, column);
-        look_for_identities(look, ref, column);
+        look_for_codes(look, ref, column);
     }
     look_at_values(look);
     look_at_copies(look, data);
@@ -155,8 +172,7 @@ void look_at_trait_pairs(Look& look, const DataFigures& data) {
                 "never-together", place_of_use(look, {true, MODEL(i).trait_inp_no}),
                 fmt::format("no record has {} and {} together, so their residual covariance cannot "
                             "be estimated",
-                            name_of({true, MODEL(j).trait_inp_no}),
-                            name_of({true, MODEL(i).trait_inp_no})),
+                            real_called(MODEL(j).trait_inp_no), real_called(MODEL(i).trait_inp_no)),
                 fmt::format("Fix it at zero: {} {} behind the regressions", j, i));
         }
 }
@@ -188,8 +204,8 @@ void look_at_factor_pairs(Look& look, const DataFigures& data) {
                     "never-together", place_in_model(look, MODEL(j).lines.random),
                     fmt::format("no level of random factor {} has records of both {} and {}, so "
                                 "their covariance cannot be estimated",
-                                k, name_of({true, MODEL(i).trait_inp_no}),
-                                name_of({true, MODEL(j).trait_inp_no})),
+                                k, real_called(MODEL(i).trait_inp_no),
+                                real_called(MODEL(j).trait_inp_no)),
                     "Give one of them a matrix of its own");
             }
     }

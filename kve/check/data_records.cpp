@@ -15,6 +15,7 @@
 #include "base/state.h"
 #include "data/raw_record.h"
 #include "directives/directives.h"
+#include "kve/check/data_words.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
@@ -23,21 +24,6 @@ READS(DIRECTIVES);
 READS(MODEL);
 READS(RMAT);
 WRITES(RECORD);
-
-namespace {
-
-uintmax_t size_of(const std::string& path) {
-    std::error_code error;
-    const uintmax_t bytes = std::filesystem::file_size(path, error);
-    return error ? 0 : bytes;
-}
-
-std::string called(bool is_integer, int64_t column) {
-    const Name name = is_integer ? integer_name(column) : real_name(column);
-    return name.blank() ? fmt::format("column {}", column) : name.string();
-}
-
-}  // namespace
 
 // KVE1 minds those of the model alone; residual groups and censoring codes drop the record.
 UsedColumns find_used_columns(bool has_model) {
@@ -63,7 +49,7 @@ UsedColumns find_used_columns(bool has_model) {
 FramedData::FramedData(Look& look, const std::string& name, int32_t n_integers, int32_t n_reals)
     : look_(look),
       name_(name),
-      progress_(name, size_of(input_path(name))),
+      progress_(name, bytes_of_input(name)),
       is_open_(file_.open_input(name) == 0),
       n_integers_(n_integers),
       n_reals_(n_reals),
@@ -139,17 +125,20 @@ DataRecords::DataRecords(Look& look, const UsedColumns& used)
     has_ended_.resize(n_files_);
 }
 
+void DataRecords::tell_out_of_range(const ColumnRef& column, int64_t line, bool is_used,
+                                    const std::string& words, const char* hint) {
+    look_.findings.add({"out-of-range", is_used ? Severity::error : Severity::warning,
+                        in_data(column, line), fmt::format("{} is {}", name_of(column), words),
+                        hint});
+}
+
 int32_t DataRecords::in_range(int64_t value, int32_t column, int64_t line) {
     constexpr int64_t kFirstTooLarge = int64_t{1} << 31;
     if (value >= -kFirstTooLarge && value < kFirstTooLarge) [[likely]]
         return static_cast<int32_t>(value);
-    const std::string words =
-        fmt::format("{} is {}, and 2147483647 is the largest integer", called(true, column), value);
-    const char* hint = "Number the levels anew; kve prep does it";
-    if (used_.integers[static_cast<std::size_t>(column)])
-        look_.findings.error("out-of-range", place(false, line), words, hint);
-    else
-        look_.findings.warn("out-of-range", place(false, line), words, hint);
+    tell_out_of_range({false, column}, line, used_.integers[static_cast<std::size_t>(column)],
+                      fmt::format("{}, and 2147483647 is the largest integer", value),
+                      "Number the levels anew; kve prep does it");
     // As KVE1 goes on.
     return value >= kFirstTooLarge ? 0 : static_cast<int32_t>(static_cast<uint32_t>(value));
 }
@@ -157,12 +146,9 @@ int32_t DataRecords::in_range(int64_t value, int32_t column, int64_t line) {
 float DataRecords::in_range(double value, int32_t column, int64_t line) {
     if (std::fabs(value) <= std::numeric_limits<float>::max() || std::isnan(value)) [[likely]]
         return static_cast<float>(value);
-    const std::string words = fmt::format(
-        "{} is {:g}, and reals have 32 bits: 3.4e38 is the largest", called(false, column), value);
-    if (used_.reals[static_cast<std::size_t>(column)])
-        look_.findings.error("out-of-range", place(true, line), words);
-    else
-        look_.findings.warn("out-of-range", place(true, line), words);
+    tell_out_of_range({true, column}, line, used_.reals[static_cast<std::size_t>(column)],
+                      fmt::format("{:g}, and reals have 32 bits: 3.4e38 is the largest", value),
+                      "");
     return DIRECTIVES.RMISS;
 }
 
@@ -199,17 +185,6 @@ bool DataRecords::is_whole() const {
     return std::ranges::all_of(text_, [](const auto& lines) { return lines->is_whole(); });
 }
 
-int64_t DataRecords::line() const { return text_.empty() ? 0 : text_.back()->line(); }
-
-std::string DataRecords::record_words() const {
-    return text_.empty() ? fmt::format("record {}: ", n_read_) : std::string();
-}
-
-// The two files have the same records; their lines are so far as well.
-Place DataRecords::place(bool of_reals, int64_t line) const {
-    return {DIRECTIVES.data_file[of_reals && n_files_ == 2 ? 1 : 0].string(), line, 0};
-}
-
 void DataRecords::tell_left() {
     const Findings& findings = look_.findings;
     const bool is_given_up = findings.has("not-text") || findings.has("data-form") ||
@@ -227,7 +202,7 @@ void DataRecords::tell_left() {
 void DataRecords::tell_files() {
     if (n_files_ == 2) tell_left();
     for (const auto& lines : text_) lines->tell_odd_lines();
-    const Place file = place(false, 0);
+    const Place file{DIRECTIVES.data_file[0].string()};
     std::error_code ignored;
     if (n_read_ == 0 && !look_.findings.has_error_in(file.file) &&
         std::filesystem::is_regular_file(input_path(file.file), ignored))

@@ -10,6 +10,7 @@
 #include "base/records.h"
 #include "kve/check/data_lines.h"
 #include "kve/check/look.h"
+#include "kve/check/words.h"
 
 namespace kve::companion {
 
@@ -47,11 +48,9 @@ class DataRecords {
 
     // The next record into RECORD; false at the end.
     bool next();
-    // Of the record read: a line of a text file, else 0; where its reals stand.
-    int64_t line() const;
-    Place place(bool of_reals, int64_t line) const;
-    std::string record_words() const;  // in front of a message: the number where there is no line
-    int64_t number() const { return n_read_; }
+    // Of the record read: its line in a text file, else which one it is. The lines of two files are
+    // the same so far.
+    int64_t number() const { return text_.empty() ? n_read_ : text_.back()->line(); }
     bool is_whole() const;
 
     // After the last record.
@@ -62,6 +61,8 @@ class DataRecords {
     void take_values(const DataLines& lines);
     int32_t in_range(int64_t value, int32_t column, int64_t line);
     float in_range(double value, int32_t column, int64_t line);
+    void tell_out_of_range(const ColumnRef& column, int64_t line, bool is_used,
+                           const std::string& words, const char* hint);
     void tell_left();
 
     Look& look_;

@@ -13,13 +13,6 @@ namespace kve::companion {
 READS(DIRECTIVES);
 READS(MODEL);
 
-std::string name_of(const ColumnRef& column) {
-    const Name name = column.is_real ? real_name(column.column) : integer_name(column.column);
-    return name.blank()
-               ? fmt::format("{} column {}", column.is_real ? "real" : "integer", column.column)
-               : name.string();
-}
-
 bool has_lines() { return DIRECTIVES.data_format == kAscii; }
 
 Place in_data(const ColumnRef& column, int64_t line) {
@@ -40,7 +33,6 @@ bool is_trait(int32_t column) {
                                [column](const Model& m) { return m.trait_inp_no == column; });
 }
 
-// Where the model uses the column first.
 Place place_of_use(const Look& look, const ColumnRef& column) {
     const std::string word = std::to_string(column.column);
     for (const Model& m : MODEL) {

@@ -4,12 +4,10 @@
 #include <cstdint>
 #include <string>
 
-#include "kve/check/data_pass.h"
 #include "kve/check/look.h"
+#include "kve/check/words.h"
 
 namespace kve::companion {
-
-std::string name_of(const ColumnRef& column);
 
 // Data in binary have records, and no lines.
 bool has_lines();

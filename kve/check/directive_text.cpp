@@ -96,7 +96,8 @@ Place DirectiveText::place(int64_t number, std::string_view word) const {
 }
 
 Place DirectiveText::place_in_section(int64_t number, std::string_view word) const {
-    for (int64_t k = number; k < end_of_section(number); ++k)
+    const int64_t end = end_of_section(number);
+    for (int64_t k = number; k < end; ++k)
         for (const Word& found : words_of(line(k).text))
             if (found.text == word && line(k).kind != TextLine::Kind::comment)
                 return {name_, k, found.column};
@@ -120,6 +121,9 @@ std::string most_similar(std::string_view word, const std::vector<std::string>& 
     std::size_t least = word.size() / 3 + 1;
     if (word.size() > 64) return best;
     for (const std::string& name : names) {
+        // It takes as many changes at least.
+        if (std::max(name.size(), word.size()) - std::min(name.size(), word.size()) > least)
+            continue;
         const std::size_t d = distance(in_small_letters(word), in_small_letters(name));
         if (d >= least && !(d == least && best.empty() && word.size() <= 2)) continue;
         least = d;

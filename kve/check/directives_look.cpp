@@ -12,6 +12,7 @@
 #include "directives/directive_lines.h"
 #include "directives/directives.h"
 #include "kve/check/look.h"
+#include "kve/check/words.h"
 
 namespace kve::companion {
 
@@ -131,7 +132,8 @@ struct ColumnName {
 std::vector<ColumnName> names_in_text(const Look& look) {
     std::vector<ColumnName> names;
     const int64_t first = look.text.keyword_line(Keyword::VARIABLE);
-    for (int64_t k = first + 1; first > 0 && k < look.text.end_of_section(first); ++k) {
+    const int64_t end = first > 0 ? look.text.end_of_section(first) : first;
+    for (int64_t k = first + 1; k < end; ++k) {
         if (look.text.line(k).kind != TextLine::Kind::text) continue;
         for (const Word& word : words_of(look.text.line(k).text))
             if (word.text != "/")
@@ -157,10 +159,6 @@ void look_for_names_alike(Look& look) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 // The keyword with which a text line seems to begin: behind a tab, or without its "$". The first
 // 9 characters of a line under $VAR_STR may be any.
 Keyword hidden_keyword(const TextLine& line, Keyword section) {
@@ -179,8 +177,7 @@ void look_for_unread_lines(Look& look) {
     std::string unread;
     for (int64_t k = last + 1; k <= look.text.count(); ++k) {
         const TextLine& line = look.text.line(k);
-        if (line.kind != TextLine::Kind::keyword) continue;
-        unread += fmt::format("{}{}", unread.empty() ? "" : ", ", words_of(line.text)[0].text);
+        if (line.kind == TextLine::Kind::keyword) add_item(unread, words_of(line.text)[0].text);
     }
     const std::string_view keyword = keyword_name(look.text.line(last).keyword);
     look.findings.error("reading-ended", look.text.place(last),
@@ -216,9 +213,8 @@ void look_at_directives(Look& look) {
         look_for_long_line(look, k);
         if (line.kind == TextLine::Kind::comment || line.kind == TextLine::Kind::blank) continue;
         if (DIRECTIVES.last_line_used > 0 && k >= DIRECTIVES.last_line_used) continue;
-        if (line.kind == TextLine::Kind::text) {
-            if (!folded(look.text.line(k - 1).text).ends_with('/')) look_for_three_joined(look, k);
-        }
+        if (line.kind == TextLine::Kind::text && !folded(look.text.line(k - 1).text).ends_with('/'))
+            look_for_three_joined(look, k);
         look_for_decimal_comma(look, line.keyword, line.text, {look.text.name(), k, 0});
     }
     look_at_prior_file(look);

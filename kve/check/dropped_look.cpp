@@ -1,6 +1,7 @@
 // Records that have a value of a trait and lack something else of its model: one finding for what
 // they lack.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <string>
@@ -8,9 +9,10 @@
 
 #include "base/state.h"
 #include "directives/directives.h"
-#include "kve/check/data_pass.h"
+#include "kve/check/data_figures.h"
 #include "kve/check/data_words.h"
 #include "kve/check/look.h"
+#include "kve/check/thresholds.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
@@ -31,9 +33,8 @@ std::string reasons_of(const DataFigures& data, std::size_t trait) {
     std::string words;
     for (const auto& [place, lack] : data.lacks)
         if (lack.n_of_trait[trait] > 0)
-            words +=
-                fmt::format("{}{} in {}", words.empty() ? "" : ", ",
-                            is_column(place) ? name_of(place) : kNoColumn, lack.n_of_trait[trait]);
+            add_item(words, fmt::format("{} in {}", is_column(place) ? name_of(place) : kNoColumn,
+                                        lack.n_of_trait[trait]));
     return words;
 }
 
@@ -43,28 +44,18 @@ std::string codes_of(const Lack& lack) {
                : fmt::format("{} to {}", lack.lowest_code, lack.highest_code);
 }
 
-// ", beside 1 and 2", when there are few.
+// ", beside 1, 2", when there are few.
 std::string levels_beside(const ClassColumn* column) {
-    constexpr int64_t kMost = 6;
-    if (column == nullptr || column->n_levels > kMost) return {};
+    if (column == nullptr || column->n_levels == 0 || column->n_levels > kLevelsShown) return {};
     std::vector<int32_t> ids;
     for (const LevelSlot& slot : column->levels.slots())
         if (!slot.is_empty()) ids.push_back(slot.key);
     std::ranges::sort(ids);
-    std::string words;
-    for (std::size_t k = 0; k < ids.size(); ++k)
-        words += fmt::format("{}{}",
-                             k == 0                ? ", beside "
-                             : k + 1 == ids.size() ? " and "
-                                                   : ", ",
-                             ids[k]);
-    return words;
+    return fmt::format(", beside {}", fmt::join(ids, ", "));
 }
 
 // "25 of the 1912 with BIRTHWT, ..."; traits without any record left have told it themselves.
 std::string traits_dropped(const DataFigures& data, const Lack& lack, bool& are_many) {
-    constexpr double kMany = 0.25, kShareOfThem = 0.1;
-    constexpr int kMostTraits = 6;
     std::string words;
     int n_traits = 0;
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
@@ -72,14 +63,14 @@ std::string traits_dropped(const DataFigures& data, const Lack& lack, bool& are_
         const int64_t n = lack.n_of_trait[static_cast<std::size_t>(i - 1)];
         if (n == 0 || figures.n_usable == 0) continue;
         const auto n_present = static_cast<double>(figures.n_present);
-        if (static_cast<double>(figures.n_present - figures.n_usable) > kMany * n_present &&
-            static_cast<double>(n) > kShareOfThem * n_present)
+        if (static_cast<double>(figures.n_present - figures.n_usable) > kManyDropped * n_present &&
+            static_cast<double>(n) > kShareOfCause * n_present)
             are_many = true;
-        if (++n_traits > kMostTraits) continue;
-        words += fmt::format("{}{} of the {} with {}", words.empty() ? "" : ", ", n,
-                             figures.n_present, name_of({true, MODEL(i).trait_inp_no}));
+        if (++n_traits > kTraitsShown) continue;
+        add_item(words, fmt::format("{} of the {} with {}", n, figures.n_present,
+                                    real_called(MODEL(i).trait_inp_no)));
     }
-    return words + (n_traits > kMostTraits ? ", ..." : "");
+    return words + (n_traits > kTraitsShown ? ", ..." : "");
 }
 
 void tell_lack(Look& look, const ColumnRef& place, const Lack& lack) {

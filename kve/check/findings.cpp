@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "kve/check/catalogue.h"
+#include "kve/check/thresholds.h"
 
 namespace kve::companion {
 
@@ -30,7 +31,7 @@ struct Alike {
     bool is_shown = false;
 
     // Of a few lines each one is shown, so that an editor goes to it.
-    bool is_one() const { return n > 3; }
+    bool is_one() const { return n > kLinesAlike; }
 };
 
 std::string text_of(const Finding& finding, const Alike& alike) {

@@ -42,7 +42,6 @@ class Findings {
     bool counts_only(const char* code, Severity severity);
     // Further ones, which are counted and not shown.
     void count_more(const char* code, Severity severity, int64_t n);
-    bool is_full(const std::string& code) const { return count(code) >= kKeptOfCode; }
 
     // Of one code, those that are not kept included.
     int64_t count(const std::string& code) const;

@@ -6,9 +6,10 @@
 #include <string>
 
 #include "base/state.h"
-#include "directives/directives.h"
-#include "kve/check/data_pass.h"
+#include "kve/check/data_figures.h"
 #include "kve/check/look.h"
+#include "kve/check/thresholds.h"
+#include "kve/check/words.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
@@ -17,11 +18,6 @@ READS(KVEINT);
 READS(MODEL);
 
 namespace {
-
-std::string called(int32_t column) {
-    const Name name = integer_name(column);
-    return name.blank() ? fmt::format("integer column {}", column) : name.string();
-}
 
 // A trait that has this fixed part.
 const Model& model_of(const FixedCells& cells) {
@@ -55,13 +51,14 @@ void tell_nested(Look& look, const FixedCells& cells, int32_t inner, int32_t out
         return look.findings.warn("confounded-effects", place,
                                   fmt::format("{} and {} divide the records in the same way: they "
                                               "cannot be told from each other",
-                                              called(outer), called(inner)),
+                                              integer_called(outer), integer_called(inner)),
                                   "Take one of them");
     look.findings.warn(
         "confounded-effects", place,
         fmt::format("each level of {} stands with one level of {} only: {} adds nothing to it",
-                    called(inner), called(outer), called(outer)),
-        fmt::format("Leave {} out, or take {} as random", called(outer), called(inner)));
+                    integer_called(inner), integer_called(outer), integer_called(outer)),
+        fmt::format("Leave {} out, or take {} as random", integer_called(outer),
+                    integer_called(inner)));
 }
 
 // Effects that are left when those are out that another one holds.
@@ -114,7 +111,7 @@ void look_at_rank(Look& look, const FixedCells& cells, const std::vector<std::si
                            place_of_effect(look, cells, cells.effects()[effect]),
                            fmt::format("{} is a combination of the other fixed effects: it adds "
                                        "nothing to them",
-                                       called(cells.effects()[effect])));
+                                       integer_called(cells.effects()[effect])));
     }
     if (!is_told)
         look.findings.note(
@@ -127,11 +124,11 @@ void look_at_rank(Look& look, const FixedCells& cells, const std::vector<std::si
 // A covariable that is the same for all records of a combination may depend on the effects alone.
 void look_at_covariables(Look& look, const FixedCells& cells,
                          const std::vector<std::size_t>& effects) {
-    constexpr int64_t kEnough = 10;
     for (std::size_t k = 0; k < cells.covariables().size(); ++k) {
         const int32_t column = cells.covariables()[k];
         const bool varies = look.data->reals.at(column).values.size() > 1;
-        if (!varies || !cells.is_constant_within(k) || cells.n_repeated() < kEnough) continue;
+        if (!varies || !cells.is_constant_within(k) || cells.n_repeated() < kFewestRepeats)
+            continue;
         const std::optional<Rank> alone = rank_of(cells, effects, {});
         const std::optional<Rank> with = rank_of(cells, effects, {k});
         if (!alone || !with || with->rank > alone->rank) continue;
@@ -140,7 +137,7 @@ void look_at_covariables(Look& look, const FixedCells& cells,
             place_in_model(look, model_of(cells).lines.regressions, std::to_string(column)),
             fmt::format("the covariable {} depends on the fixed effects alone: its regression "
                         "cannot be estimated",
-                        real_name(column).string()));
+                        real_called(column)));
     }
 }
 

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "kve/check/definite.h"
+#include "kve/check/thresholds.h"
 #include "kve/pedigree/animal_figures.h"
 #include "kve/pedigree/loops.h"
 #include "kve/pedigree/places.h"
@@ -16,9 +17,14 @@ namespace kve::companion {
 
 namespace {
 
-constexpr double kClear = 0.25;  // a distance that says something, whatever is usual
-constexpr double kFarOff = 6;    // usual distances
-constexpr double kClose = 0.24;  // relatives such as half sibs
+// The standard deviation of normal values around 0, by the median of their sizes, which wrong ones
+// do not change. Not in the order after it.
+double usual_size(std::vector<double>& sizes) {
+    if (sizes.empty()) return 0;
+    const auto middle = sizes.begin() + std::ssize(sizes) / 2;
+    std::ranges::nth_element(sizes, middle);
+    return *middle / kMedianOfNormal;
+}
 
 void require(int status) {
     if (status != 0) throw std::bad_alloc();
@@ -112,15 +118,13 @@ double GenomicComparison::correlate() const {
         aa += a * a;
         gg += g * g;
         ag += a * g;
-        constexpr double kRelated = 0.1;  // as cousins are, and above the rest
-        n_related += a > kRelated ? 1 : 0;
+        n_related += a > kRelatedPair ? 1 : 0;
     });
-    constexpr int64_t kFewest = 20;
-    if (n_related < kFewest || !(gg > 0)) return std::nan("");
+    if (n_related < kFewestRelatedPairs || !(gg > 0)) return std::nan("");
     return ag / std::sqrt(aa * gg);
 }
 
-// By the median, which wrong pairs do not change; of at most a million of them.
+// Of at most a million pairs.
 double GenomicComparison::usual_distance() const {
     constexpr int64_t kMost = 1'000'000;
     const int64_t n = both_.n(), n_pairs = n * (n - 1) / 2, step = n_pairs / kMost + 1;
@@ -130,10 +134,7 @@ double GenomicComparison::usual_distance() const {
         if (i != j && k++ % step == 0)
             distances.push_back(std::abs(scaled(both_.G(i, j)) - both_.A11(i, j)));
     });
-    if (distances.empty()) return 0;
-    const auto middle = distances.begin() + std::ssize(distances) / 2;
-    std::ranges::nth_element(distances, middle);
-    return *middle / 0.6745;  // the standard deviation, were it normal
+    return usual_size(distances);
 }
 
 Place GenomicComparison::place_of(int32_t i, int32_t j) {
@@ -160,9 +161,8 @@ void GenomicComparison::tell() {
 }
 
 void GenomicComparison::tell_scale() {
-    constexpr double kDiagonal = 0.3, kBeside = 0.2;
-    if (std::abs(mean_diagonal_g_ - mean_diagonal_a_) < kDiagonal &&
-        std::abs(mean_beside_g_ - mean_beside_a_) < kBeside)
+    if (std::abs(mean_diagonal_g_ - mean_diagonal_a_) < kDiagonalScale &&
+        std::abs(mean_beside_g_ - mean_beside_a_) < kBesideScale)
         return;
     look_.findings.warn(
         "genomic-scale", elements_.place(0),
@@ -174,16 +174,16 @@ void GenomicComparison::tell_scale() {
 }
 
 bool GenomicComparison::tell_correlation() {
-    constexpr double kLow = 0.3, kDoubtful = 0.5;
     const double r = correlate();
-    if (!(r < kDoubtful)) return true;
+    if (!(r < kDoubtfulCorrelation)) return true;
     look_.findings.add(
-        {"genomic-correlation", r < kLow ? Severity::error : Severity::warning, elements_.place(0),
+        {"genomic-correlation", r < kLowCorrelation ? Severity::error : Severity::warning,
+         elements_.place(0),
          fmt::format("the elements of G and A11 beside the diagonal have a correlation of {:.2f}; "
-                     "{} is usual",
-                     r, "0.6 and more"),
+                     "0.6 and more is usual",
+                     r),
          "Perhaps the samples of G have other identities, or the rows are in another order"});
-    return r >= kLow;
+    return r >= kLowCorrelation;
 }
 
 void GenomicComparison::tell_diagonals() {
@@ -191,10 +191,8 @@ void GenomicComparison::tell_diagonals() {
     std::vector<double> distances;
     for (int32_t t = 1; t <= n; ++t)
         distances.push_back(std::abs(scaled(both_.G(t, t)) - both_.A11(t, t)));
-    std::vector<double> sorted = distances;
-    std::ranges::nth_element(sorted, sorted.begin() + n / 2);
-    const double limit =
-        std::max(2 * kClear, kFarOff * sorted[static_cast<std::size_t>(n / 2)] / 0.6745);
+    std::vector<double> all = distances;
+    const double limit = std::max(2 * kClearDistance, kFarDistance * usual_size(all));
     for (int32_t t = 1; t <= n; ++t)
         if (distances[static_cast<std::size_t>(t - 1)] > limit)
             look_.findings.warn(
@@ -213,7 +211,7 @@ GenomicComparison::Relatives GenomicComparison::relatives_of(int32_t animal, int
     Relatives found;
     for (int32_t k = 1; k <= both_.n(); ++k) {
         const double a = both_.A11(std::max(animal, k), std::min(animal, k));
-        if (k == animal || k == sample || a < kClose) continue;
+        if (k == animal || k == sample || a < kCloseRelative) continue;
         ++found.n;
         found.a += a;
         found.g += scaled(both_.G(std::max(sample, k), std::min(sample, k)));
@@ -226,56 +224,51 @@ GenomicComparison::Relatives GenomicComparison::relatives_of(int32_t animal, int
 
 // G has little more than for any two animals, and it is no chance.
 bool GenomicComparison::are_lost(const Relatives& r, double far) const {
-    constexpr int64_t kFewest = 2;
-    constexpr double kMost = 0.7;
     const double lack = r.a - r.g;
-    return r.n >= kFewest && lack > kMost * (r.a - mean_beside_a_) &&
+    return r.n >= kFewestLostRelatives && lack > kLostShare * (r.a - mean_beside_a_) &&
            lack > far / std::sqrt(static_cast<double>(r.n));
 }
 
-// What is usual for the lack of an animal, brought to one relative; by the median of all.
+// What is usual for the lack of an animal, brought to one relative.
 double GenomicComparison::usual_lack(const std::vector<Relatives>& all) const {
     std::vector<double> lacks;
     for (const Relatives& r : all)
         if (r.n > 0) lacks.push_back(std::abs(r.a - r.g) * std::sqrt(static_cast<double>(r.n)));
-    if (lacks.empty()) return 0;
-    const auto middle = lacks.begin() + std::ssize(lacks) / 2;
-    std::ranges::nth_element(lacks, middle);
-    return *middle / 0.6745;
+    return usual_size(lacks);
 }
 
+// Its relatives are much as the pedigree has them.
+bool GenomicComparison::fit(const Relatives& r) const {
+    return r.n > 0 && r.a - r.g < kFitsShare * (r.a - mean_beside_a_);
+}
+
+// Two whose samples fit each other's relatives are no chance where one alone may be.
 void GenomicComparison::tell_lost() {
     constexpr std::size_t kMost = 100;
     std::vector<Relatives> all(static_cast<std::size_t>(both_.n()) + 1);
     for (int32_t t = 1; t <= both_.n(); ++t) all[static_cast<std::size_t>(t)] = relatives_of(t, t);
-    // Two whose samples fit each other's relatives are no chance where one alone may be.
-    const double usual = usual_lack(all), far = 3 * usual, far_alone = 4 * usual;
+    const double usual = usual_lack(all);
     std::vector<int32_t> lost;
     for (int32_t t = 1; t <= both_.n() && lost.size() < kMost; ++t)
-        if (are_lost(all[static_cast<std::size_t>(t)], far)) lost.push_back(t);
-    std::vector<bool> is_told(lost.size());
-    const auto fits = [this](const Relatives& r) {
-        constexpr double kFew = 0.4;
-        return r.n > 0 && r.a - r.g < kFew * (r.a - mean_beside_a_);
-    };
-    for (std::size_t i = 0; i < lost.size(); ++i) {
-        if (is_told[i]) continue;
-        const int32_t animal = lost[i];
+        if (are_lost(all[static_cast<std::size_t>(t)], kLostFar * usual)) lost.push_back(t);
+    while (!lost.empty()) {
+        const int32_t animal = lost.front();
+        lost.erase(lost.begin());
         const Relatives& own = all[static_cast<std::size_t>(animal)];
+        const auto other = std::ranges::find_if(lost, [this, animal](int32_t one) {
+            return fit(relatives_of(one, animal)) && fit(relatives_of(animal, one));
+        });
+        if (other == lost.end() && !are_lost(own, kLostFarAlone * usual)) continue;
         std::string words =
             fmt::format("{} has {:.2f} with its {} close relatives in G and {:.2f} by the pedigree",
                         reduced_.ID(animal), own.g, own.n, own.a);
-        for (std::size_t j = i + 1; j < lost.size(); ++j) {
-            const Relatives there = relatives_of(lost[j], animal),
-                            here = relatives_of(animal, lost[j]);
-            if (is_told[j] || !fits(there) || !fits(here)) continue;
-            is_told[i] = is_told[j] = true;
-            words +=
-                fmt::format("; its sample fits those of {}, and that of {} fits here: exchanged?",
-                            reduced_.ID(lost[j]), reduced_.ID(lost[j]));
-            break;
+        if (other != lost.end()) {
+            words += fmt::format(
+                "; its sample fits those of {0}, and that of {0} fits here: "
+                "exchanged?",
+                reduced_.ID(*other));
+            lost.erase(other);
         }
-        if (!is_told[i] && !are_lost(own, far_alone)) continue;
         look_.findings.warn("sample-misfit", place_of(animal, animal), words,
                             "The sample is that of another animal, or the parents are others");
     }
@@ -288,11 +281,10 @@ std::string GenomicComparison::pair_called(const Pair& pair) const {
 // What is special about a pair that is far off.
 void GenomicComparison::tell_pair(const Pair& pair, bool& is_told) {
     const auto [i, j, a, g] = pair;
-    constexpr double kSame = 0.95;
     const double self = std::sqrt(scaled(both_.G(i, i)) * scaled(both_.G(j, j)));
     const double self_a = std::sqrt(both_.A11(i, i) * both_.A11(j, j));
     is_told = true;
-    if (g > kSame * self && a < 0.8 * self_a)
+    if (g > kSameSample * self && a < kNotSameByPedigree * self_a)
         return look_.findings.warn(
             "same-sample", place_of(i, j),
             fmt::format("{} look like one sample: {:.2f} in G, {:.2f} by the pedigree",
@@ -313,7 +305,7 @@ void GenomicComparison::tell_pair(const Pair& pair, bool& is_told) {
 }
 
 void GenomicComparison::tell_pairs() {
-    const double limit = std::max(kClear, kFarOff * usual_distance());
+    const double limit = std::max(kClearDistance, kFarDistance * usual_distance());
     constexpr std::size_t kMostPairs = 100'000;
     std::vector<Pair> far;
     const auto is_farther = [](const Pair& x, const Pair& y) {

@@ -50,6 +50,7 @@ class GenomicComparison {
     void tell_diagonals();
     Relatives relatives_of(int32_t animal, int32_t sample) const;
     bool are_lost(const Relatives& r, double far) const;
+    bool fit(const Relatives& r) const;
     double usual_lack(const std::vector<Relatives>& all) const;
     void tell_lost();
     void tell_pairs();

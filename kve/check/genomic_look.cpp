@@ -12,9 +12,10 @@
 #include "base/records.h"
 #include "kve/check/bad_items.h"
 #include "kve/check/definite.h"
-#include "kve/check/first_ones.h"
 #include "kve/check/genomic_comparison.h"
 #include "kve/check/matrix_look.h"
+#include "kve/check/thresholds.h"
+#include "kve/check/words.h"
 #include "matrices/element_file.h"
 
 namespace kve::companion {
@@ -128,7 +129,6 @@ void read_typed(Genomic& at, FactorLevels* levels) {
 
 // Those of animals that are not typed are left out by KVE1, and here.
 void drop_others(Genomic& at, RelationMatrix& g) {
-    constexpr int64_t kMost = 20;
     FirstOnes strangers, untyped;  // once each
     int64_t n_met = 0;             // strangers as often as they come, as KVE1 counts them
     std::vector<bool> is_met(g.id.size());
@@ -150,12 +150,14 @@ void drop_others(Genomic& at, RelationMatrix& g) {
     if (!at.are_whole) return;
     if (strangers.count() > 0)
         at.look.findings.add(
-            {"genomic-identity", n_met > kMost ? Severity::error : Severity::warning,
+            {"genomic-identity",
+             n_met > kMostGenomicStrangers ? Severity::error : Severity::warning,
              g.place(strangers.line()),
              fmt::format("{} not in the pedigree; KVE1 {}: {}",
                          counted(strangers.count(), "animal of the elements is",
                                  "animals of the elements are"),
-                         n_met > kMost ? "stops at the 21st element" : "leaves their elements out",
+                         n_met > kMostGenomicStrangers ? "stops at the 21st element"
+                                                       : "leaves their elements out",
                          strangers.words()),
              g.id[0] == 0 ? "A genomic matrix has no record of the determinant" : ""});
     if (untyped.count() > 0)
@@ -170,7 +172,7 @@ void drop_others(Genomic& at, RelationMatrix& g) {
 // The last one of repeated elements stands.
 void drop_repeated(Genomic& at, RelationMatrix& g) {
     sort_elements(g);
-    std::vector<LevelElement>& all = g.elements;
+    const std::vector<LevelElement>& all = g.elements;
     for (std::size_t k = 1; k < all.size(); ++k)
         if (all[k].is_place_of(all[k - 1]) && all[k].value != all[k - 1].value &&
             !at.look.findings.counts_only("matrix-twice", Severity::warning))
@@ -181,9 +183,7 @@ void drop_repeated(Genomic& at, RelationMatrix& g) {
                             g.id[static_cast<std::size_t>(all[k].row)],
                             g.id[static_cast<std::size_t>(all[k].column)], all[k].value,
                             all[k - 1].value, all[k - 1].record));
-    const auto last = std::unique(all.rbegin(), all.rend(),
-                                  [](const auto& a, const auto& b) { return a.is_place_of(b); });
-    all.erase(all.begin(), last.base());
+    keep_last_of_each_place(g);
 }
 
 // False when typed animals have none.

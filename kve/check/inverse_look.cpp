@@ -8,9 +8,10 @@
 
 #include "directives/catalogue.h"
 #include "kve/check/definite.h"
-#include "kve/check/first_ones.h"
 #include "kve/check/matrix_look.h"
 #include "kve/check/relation_matrix.h"
+#include "kve/check/thresholds.h"
+#include "kve/check/words.h"
 
 namespace kve::companion {
 
@@ -44,7 +45,6 @@ void look_for_zero_identities(Inverse& at) {
 
 // Of a factor with a pedigree: KVE1 leaves the elements of others out, and stops at the 51st.
 void look_for_strangers(Inverse& at, PedigreeBook& pedigree) {
-    constexpr int64_t kMost = 50;
     FirstOnes strangers;
     for (const LevelElement& e : at.matrix.elements)
         for (const int32_t level : {e.row, e.column})
@@ -55,13 +55,15 @@ void look_for_strangers(Inverse& at, PedigreeBook& pedigree) {
             }
     if (strangers.count() == 0) return;
     at.look.findings.add(
-        {"matrix-identity", strangers.count() > kMost ? Severity::error : Severity::warning,
+        {"matrix-identity",
+         strangers.count() > kMostStrangers ? Severity::error : Severity::warning,
          at.matrix.place(strangers.line()),
          fmt::format("{} not in the pedigree of factor {}; KVE1 leaves the elements out{}: {}",
                      counted(strangers.count(), "element is of an animal that is",
                              "elements are of animals that are"),
                      at.spec.integer_input,
-                     strangers.count() > kMost ? ", and stops at the 51st" : "", strangers.words()),
+                     strangers.count() > kMostStrangers ? ", and stops at the 51st" : "",
+                     strangers.words()),
          ""});
 }
 
@@ -122,9 +124,7 @@ void look_for_repeated(Inverse& at) {
     else if (n_differ > 0)
         at.look.findings.warn("matrix-twice", at.matrix.place(first->record),
                               words + "; KVE1 takes the last one");
-    const auto last = std::unique(all.rbegin(), all.rend(),
-                                  [](const auto& a, const auto& b) { return a.is_place_of(b); });
-    all.erase(all.begin(), last.base());
+    keep_last_of_each_place(at.matrix);
 }
 
 // ---- Whether it is an inverse
@@ -133,10 +133,10 @@ void look_for_repeated(Inverse& at) {
 bool looks_like_relationships(const Inverse& at) {
     int64_t n_beside = 0;
     for (const LevelElement& e : at.matrix.elements) {
-        constexpr double kLeast = 0.4, kMost = 2.1;
-        if (e.is_diagonal() && (e.value < kLeast || e.value > kMost)) return false;
+        if (e.is_diagonal() && (e.value < kLeastRelationship || e.value > kMostRelationship))
+            return false;
         if (e.is_diagonal() || e.value == 0.0) continue;
-        if (e.value < 0.0 || e.value > kMost) return false;
+        if (e.value < 0.0 || e.value > kMostRelationship) return false;
         ++n_beside;
     }
     return n_beside > 0;
@@ -144,7 +144,7 @@ bool looks_like_relationships(const Inverse& at) {
 
 std::string determinant_mistake(double given, double right) {
     const auto is = [given](double value) {
-        return std::abs(given - value) < 0.01 * (std::abs(value) + 0.1);
+        return std::abs(given - value) < kDeterminantError * (std::abs(value) + 0.1);
     };
     if (is(-right)) return "it seems to be that of the inverse: change its sign";
     if (is(std::exp(right))) return "it seems to be the determinant itself: give its logarithm";
@@ -160,7 +160,7 @@ void look_at_determinant(Inverse& at, double of_file) {
             "there is no record of the log determinant, which then counts as 0",
             fmt::format("0 0 {:.6f} in front of the elements gives it", right));
     const double given = *at.matrix.log_determinant;
-    if (std::abs(given - right) <= 0.01 * (std::abs(right) + 1.0)) return;
+    if (std::abs(given - right) <= kDeterminantError * (std::abs(right) + 1.0)) return;
     at.look.findings.warn(
         "determinant", at.matrix.place(1),
         fmt::format("the log determinant is given as {:g}, that of the relationships is {:g}",

@@ -33,18 +33,18 @@ Place place_in_model(const Look& look, int64_t line, std::string_view word = {})
 Place place_in_reduce(const Look& look, int64_t line, std::string_view word = {});
 Place place_in_priors(const Look& look, int64_t line, std::string_view word = {});
 
+// Of an input by the name that the user gives it; 0 when that is not known.
+uintmax_t bytes_of_input(const std::string& name);
+
+// The first line of the directive file that has this name of a file.
+Place place_of_name(const Look& look, std::string_view name);
+
 // The $VAR_STR line of a factor.
 Place place_of_structure(const Look& look, int64_t factor);
 
 // A line of the priors as it stands, and how many there are.
 std::string prior_line(const Look& look, int64_t line);
 int64_t count_prior_lines();
-
-// Of words that KVE1 has said: without "ERROR - " and the like in front; what stands behind a mark,
-// and the integer there.
-std::string without_head(const std::string& words);
-std::string text_after(const std::string& words, std::string_view mark);
-int64_t number_after(const std::string& words, std::string_view mark);
 
 // The words of KVE1 that told a fault, with the place and in better words where they are known. A
 // step that has stopped gives an error at least. Up to the last step that is asked for.
@@ -69,13 +69,8 @@ void look_at_fixed_part(Look& look);
 void look_at_classes(Look& look);        // of the data
 void look_at_relationships(Look& look);  // pedigrees, matrices and genomic files
 
-// A message of the priors.
-void tell_prior_words(Look& look, const Said& said);
 // What has stopped the first pass, where the check has not found it itself.
 void tell_failed_first_pass(Look& look);
-// Elements that the model does not have; their words stand in KVE_LOG.
-void tell_places_outside(Look& look);
-
 // What the row of a matrix belongs to.
 std::string name_of_row(int32_t matrix, int32_t row);
 

@@ -9,6 +9,7 @@
 #include "directives/catalogue.h"
 #include "directives/directives.h"
 #include "kve/check/look.h"
+#include "kve/check/words.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
@@ -23,11 +24,6 @@ namespace {
 std::string trait_called(int32_t i) {
     const Name name = real_name(MODEL(i).trait_inp_no);
     return name.blank() ? fmt::format("trait {}", i) : "trait " + name.string();
-}
-
-std::string class_called(int32_t column) {
-    const Name name = integer_name(column);
-    return name.blank() ? fmt::format("column {}", column) : name.string();
 }
 
 // ---- Counts
@@ -66,8 +62,7 @@ std::vector<int32_t> columns_in(const std::string& text) {
 
 std::string list_of(const std::vector<int32_t>& columns) {
     std::string names;
-    for (const int32_t column : columns)
-        names += (names.empty() ? "" : ", ") + class_called(column);
+    for (const int32_t column : columns) add_item(names, integer_called(column));
     return names;
 }
 
@@ -144,13 +139,13 @@ void look_at_nesting(Look& look) {
                 same == m.ef_inp.end()
                     ? fmt::format("Effects have the numbers 1 to {}", m.n_ef)
                     : fmt::format("Column {} is effect {}, {}: write the number of the effect",
-                                  effect, same - m.ef_inp.begin() + 1, class_called(effect));
+                                  effect, same - m.ef_inp.begin() + 1, integer_called(effect));
             look.findings.error(
                 "nesting", place_in_model(look, m.lines.regressions),
                 fmt::format(
                     "{}: {} is nested in effect {}, which there is not; it becomes a general "
                     "regression",
-                    trait_called(i), real_name(m.reg_inp(l)).string(), effect),
+                    trait_called(i), real_called(m.reg_inp(l)), effect),
                 hint);
         }
     }
@@ -166,7 +161,7 @@ void look_for_repeated_effects(Look& look, int32_t i) {
     const auto tell = [&](int32_t column, const char* what) {
         look.findings.warn(
             "effect-twice", place_in_model(look, m.lines.effects, std::to_string(column)),
-            fmt::format("{}: {} is {}", trait_called(i), class_called(column), what));
+            fmt::format("{}: {} is {}", trait_called(i), integer_called(column), what));
     };
     for (int32_t j = 2; j <= m.n_fixed; ++j) {
         const auto end = m.f_ef_inp.begin() + j - 1;
@@ -191,7 +186,7 @@ void look_for_traits_as_covariables(Look& look, int32_t i) {
             look.findings.warn("trait-as-covariable",
                                place_in_model(look, m.lines.regressions, std::to_string(column)),
                                fmt::format("{}: the covariable {} is a trait of this analysis",
-                                           trait_called(i), real_name(column).string()));
+                                           trait_called(i), real_called(column)));
 }
 
 // Columns that are used in two ways by a slip, or twice.
@@ -255,7 +250,6 @@ void look_for_empty_matrices(Look& look) {
                 "Number the matrices 1, 2, ... without gaps");
 }
 
-// Effects of one matrix share their levels: they are of one kind.
 void look_for_zero_pairs(Look& look) {
     const int64_t nt = KVEINT.nt;
     if (KVEINT.N_ZERO_RCOV < 0 || KVEINT.N_ZERO_RCOV > nt * (nt - 1) / 2)
@@ -273,11 +267,9 @@ void look_at_method(Look& look) {
         look.findings.warn("method-changed",
                            look.text.place(look.text.keyword_line(Keyword::ANALYSE)),
                            "the model has no class effects, so AI-REML becomes EM-REML");
-    for (int32_t i = 1; i <= KVEINT.nt; ++i)
-        if (DIRECTIVES.ITASK == kVarianceComponents && MODEL(i).n_random == 0 && KVEINT.NRAMAT == 0)
-            return look.findings.note("no-random-effect",
-                                      place_in_model(look, MODEL(i).lines.random),
-                                      "no trait has a random effect");
+    if (DIRECTIVES.ITASK == kVarianceComponents && KVEINT.NRAMAT == 0)
+        look.findings.note("no-random-effect", place_in_model(look, MODEL(1).lines.random),
+                           "no trait has a random effect");
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "directives/catalogue.h"
 #include "directives/directives.h"
 #include "kve/check/look.h"
+#include "kve/check/words.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
@@ -21,15 +22,9 @@ namespace {
 
 using nlohmann::json;
 
-std::string or_number(const Name& name, const char* kind, int64_t column) {
-    return name.blank() ? fmt::format("{} column {}", kind, column) : name.string();
+std::string effect_called(int64_t column) {
+    return column == 0 ? "mean" : integer_called(static_cast<int32_t>(column));
 }
-
-std::string integer_called(int64_t column) {
-    return column == 0 ? "mean" : or_number(integer_name(column), "integer", column);
-}
-
-std::string real_called(int64_t column) { return or_number(real_name(column), "real", column); }
 
 struct Term {
     std::string words;
@@ -40,12 +35,12 @@ struct Term {
 std::vector<Term> class_terms(const Model& m) {
     std::vector<Term> terms;
     for (int32_t j = 1; j <= m.n_fixed; ++j)
-        if (m.f_intercept(j)) terms.push_back({integer_called(m.f_ef_inp(j))});
+        if (m.f_intercept(j)) terms.push_back({effect_called(m.f_ef_inp(j))});
     for (int32_t k = 1; k <= m.n_random; ++k) {
         if (!m.r_intercept(k)) continue;
         const double coefficient = m.r_ef_coeff(k);
         terms.push_back({(coefficient == 1 ? "" : fmt::format("{:g} ", coefficient)) +
-                             integer_called(m.r_ef_inp(k)),
+                             effect_called(m.r_ef_inp(k)),
                          m.r_ef_matno(k)});
     }
     return terms;
@@ -57,7 +52,7 @@ std::vector<Term> regression_terms(const Model& m) {
         const std::string covariable = real_called(m.reg_inp(l));
         const bool is_nested = m.reg_n_ef_no(l) >= 1 && m.reg_n_ef_no(l) <= m.n_ef;
         terms.push_back({is_nested
-                             ? fmt::format("{}({})", covariable, integer_called(m.reg_n_inp(l)))
+                             ? fmt::format("{}({})", covariable, effect_called(m.reg_n_inp(l)))
                              : covariable,
                          m.reg_r_matno(l)});
     }
@@ -82,7 +77,7 @@ std::string formula(const Model& m) {
     if (m.wgt_inp_no != 0) weight = fmt::format(" (weight {})", real_called(m.wgt_inp_no));
     std::string absorbed;
     for (int32_t j = 1; j <= m.n_absorb; ++j)
-        absorbed += fmt::format(", absorbed {}", integer_called(m.a_ef_inp(j)));
+        absorbed += fmt::format(", absorbed {}", effect_called(m.a_ef_inp(j)));
     return fmt::format("{}{} = {}{}", real_called(m.trait_inp_no), weight, all, absorbed);
 }
 
@@ -95,7 +90,7 @@ std::string structure_in_words(const RMatrix& r) {
     for (const FileName* file : {&r.rel_file, &r.rel_file2, &r.rel_file3})
         if (!file->blank()) words += " " + file->string();
     if (r.structure == Structure::PGMIX) words += fmt::format(" weight {:g}", r.pgmix_weight);
-    if (r.structure == Structure::GROUP) words += " " + integer_called(r.grp_inp);
+    if (r.structure == Structure::GROUP) words += " " + effect_called(r.grp_inp);
     return words;
 }
 
@@ -119,7 +114,7 @@ std::string name_of_row(int32_t matrix, int32_t row) {
     for (int32_t q = 1; q <= r.n_cont; ++q) {
         if (r.cont_rc(q) != row) continue;
         const std::string words =
-            real_called(r.cont_t_inp(q)) + " " + integer_called(r.cont_eff_inp(q));
+            real_called(r.cont_t_inp(q)) + " " + effect_called(r.cont_eff_inp(q));
         return r.cont_rr_eff(q) ? words + " " + real_called(r.cont_rr_inp(q)) : words;
     }
     return "of no effect";

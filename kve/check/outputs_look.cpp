@@ -47,14 +47,6 @@ class InUsersFolder {
     std::string folder_;
 };
 
-Place place_of_name(const Look& look, const std::string& name) {
-    for (int64_t k = 1; k <= look.text.count(); ++k)
-        for (const Word& word : words_of(look.text.line(k).text))
-            if (word.text == name && look.text.line(k).kind != TextLine::Kind::comment)
-                return {look.text.name(), k, word.column};
-    return look.text.place(1);
-}
-
 void tell_shared(Look& look, const SharedFile& shared) {
     const Place place = place_of_name(look, shared.other);
     if (shared.is_input)

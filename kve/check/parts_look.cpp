@@ -9,8 +9,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "kve/check/first_ones.h"
 #include "kve/check/pedigree_book.h"
+#include "kve/check/thresholds.h"
+#include "kve/check/words.h"
 #include "kve/pedigree/parts.h"
 
 namespace kve::companion {
@@ -42,14 +43,13 @@ using AllBothParts = std::unordered_map<int32_t, BothParts>;
 AllBothParts count_parts(const Parts& at, const std::vector<int32_t>& animals) {
     AllBothParts all;
     for (const int32_t animal : animals) all[animal];
-    for (int32_t j = 1; j <= at.pedigree.n_records && !all.empty(); ++j) {
-        const auto count = [&](Part& part) {
-            if (++part.n == 1) part.line = at.line(j);
-        };
-        const ParentPair& p = at.pedigree.book.parents(j);
-        if (const auto found = all.find(p.sire); found != all.end()) count(found->second.sire);
-        if (const auto found = all.find(p.dam); found != all.end()) count(found->second.dam);
-    }
+    if (all.empty()) return all;
+    visit_links(at.pedigree, [&](int32_t animal, int32_t parent, bool is_sire) {
+        const auto found = all.find(parent);
+        if (found == all.end()) return;
+        Part& part = is_sire ? found->second.sire : found->second.dam;
+        if (++part.n == 1) part.line = at.line(animal);
+    });
     return all;
 }
 
@@ -62,8 +62,6 @@ struct Stretch {
 };
 
 std::vector<Stretch> find_stretches(const Parts& at, const AllBothParts& all) {
-    constexpr int32_t kFar = 5;
-    constexpr int64_t kFewest = 5;
     std::vector<Stretch> stretches;
     int32_t before = 0;
     for (int32_t j = 1; j <= at.pedigree.n_records && !all.empty(); ++j) {
@@ -72,12 +70,13 @@ std::vector<Stretch> find_stretches(const Parts& at, const AllBothParts& all) {
         const bool is_dam = sire != all.end() && sire->second.sire.n < sire->second.dam.n;
         const bool is_sire = dam != all.end() && dam->second.dam.n < dam->second.sire.n;
         if (!is_dam && !is_sire) continue;
-        if (stretches.empty() || j - before > kFar) stretches.push_back({at.line(j), 0, 0});
+        if (stretches.empty() || j - before > kFarInStretch)
+            stretches.push_back({at.line(j), 0, 0});
         stretches.back().last = at.line(j);
         ++stretches.back().n;
         before = j;
     }
-    std::erase_if(stretches, [](const Stretch& s) { return s.n < kFewest; });
+    std::erase_if(stretches, [](const Stretch& s) { return s.n < kFewestOfStretch; });
     return stretches;
 }
 
@@ -135,20 +134,18 @@ void take_without_record(const Parts& at, const PedigreeFinding& finding, Withou
 }
 
 void tell_codes(const Parts& at, const WithoutRecord& without) {
-    for (int32_t j = 1; j <= at.pedigree.n_records && !without.codes.empty(); ++j)
-        for (const bool is_sire : {true, false}) {
-            const ParentPair& p = at.pedigree.book.parents(j);
-            const int32_t parent = is_sire ? p.sire : p.dam;
-            if (!without.codes.contains(parent) ||
-                at.look.findings.counts_only("group-code", Severity::warning))
-                continue;
-            const int32_t id = at.id(parent);
-            at.look.findings.warn(
-                "group-code", at.place(at.line(j)),
-                fmt::format("{}: the {} is {}, which has no record; {} meant?", at.id(j),
-                            is_sire ? "sire" : "dam", id, -id),
-                "Codes of phantom groups are below 0; without the sign it is an animal");
-        }
+    if (without.codes.empty()) return;
+    visit_links(at.pedigree, [&](int32_t animal, int32_t parent, bool is_sire) {
+        if (!without.codes.contains(parent) ||
+            at.look.findings.counts_only("group-code", Severity::warning))
+            return;
+        const int32_t id = at.id(parent);
+        at.look.findings.warn(
+            "group-code", at.place(at.line(animal)),
+            fmt::format("{}: the {} is {}, which has no record; {} meant?", at.id(animal),
+                        is_sire ? "sire" : "dam", id, -id),
+            "Codes of phantom groups are below 0; without the sign it is an animal");
+    });
 }
 
 void tell_others(const Parts& at, const FirstOnes& parents) {

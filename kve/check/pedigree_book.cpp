@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <new>
 
 #include "base/input.h"
@@ -280,10 +279,8 @@ bool is_refused_by_first_line(FileReading& at) {
 
 int64_t estimate_records(const FileReading& at) {
     constexpr int64_t kUsualLine = 30, kFramedRecord = 24;
-    std::error_code unknown;
-    const auto bytes = std::filesystem::file_size(input_path(at.job.file), unknown);
-    if (unknown) return 0;
-    const int64_t n = static_cast<int64_t>(bytes) / (at.is_text() ? kUsualLine : kFramedRecord);
+    const auto bytes = static_cast<int64_t>(bytes_of_input(at.job.file));
+    const int64_t n = bytes / (at.is_text() ? kUsualLine : kFramedRecord);
     return at.look.fast ? std::min(n, kFastLines) : n;
 }
 

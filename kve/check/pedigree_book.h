@@ -25,6 +25,10 @@ struct PedigreeJob {
     bool has_groups() const { return method > 4; }
     bool needs_order() const { return method == 1 || method == 3; }  // parents ahead of progeny
     bool has_grandsires() const { return method == 3 || method == 4; }
+    // What a parent is that is not older.
+    Severity severity_of_order() const {
+        return needs_order() ? Severity::error : Severity::warning;
+    }
     const char* dam_called() const { return has_grandsires() ? "maternal grandsire" : "dam"; }
     bool operator==(const PedigreeJob&) const = default;
 };
@@ -50,6 +54,10 @@ struct PedigreeBook {
     bool was_dropped(int32_t identity) const {
         return std::ranges::binary_search(dropped, identity);
     }
+    int32_t parent_of(int32_t animal, bool is_sire) const {
+        const ParentPair& p = book.parents(animal);
+        return is_sire ? p.sire : p.dam;
+    }
     int32_t size() const { return n_records + static_cast<int32_t>(added.size()); }
     // An animal without a record: its number. The tables have it after the next fit_tables.
     int32_t add_animal(int32_t identity);
@@ -58,6 +66,15 @@ struct PedigreeBook {
 
     std::vector<int32_t> added;  // identities without a record
 };
+
+// Of parents that are numbers: all known ones, by the record of the progeny.
+template <class Visit>
+void visit_links(const PedigreeBook& pedigree, Visit visit) {
+    for (int32_t animal = 1; animal <= pedigree.n_records; ++animal)
+        for (const bool is_sire : {true, false})
+            if (const int32_t parent = pedigree.parent_of(animal, is_sire); parent != 0)
+                visit(animal, parent, is_sire);
+}
 
 // Reads the file. Parents are identities until they are linked.
 PedigreeBook read_pedigree_book(Look& look, const PedigreeJob& job);

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <system_error>
 
 #include "base/input.h"
 #include "base/state.h"
@@ -59,6 +61,20 @@ Place place_in_priors(const Look& look, int64_t line, std::string_view word) {
     if (DIRECTIVES.prior.from_user)
         return text_of(DIRECTIVES.prior.name.string()).place(std::max<int64_t>(line, 1), word);
     return place_in_text(look, "PARIN", Keyword::PRIOR, line, word);
+}
+
+Place place_of_name(const Look& look, std::string_view name) {
+    for (int64_t k = 1; k <= look.text.count(); ++k)
+        for (const Word& word : words_of(look.text.line(k).text))
+            if (word.text == name && look.text.line(k).kind != TextLine::Kind::comment)
+                return {look.text.name(), k, word.column};
+    return look.text.place(1);
+}
+
+uintmax_t bytes_of_input(const std::string& name) {
+    std::error_code error;
+    const uintmax_t bytes = std::filesystem::file_size(input_path(name), error);
+    return error ? 0 : bytes;
 }
 
 std::string prior_line(const Look& look, int64_t line) {

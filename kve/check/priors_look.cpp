@@ -5,14 +5,18 @@
 #include <cmath>
 #include <map>
 #include <optional>
+#include <set>
 #include <tuple>
 
 #include "base/freeform.h"
 #include "base/state.h"
 #include "directives/catalogue.h"
 #include "directives/directives.h"
-#include "kve/check/data_pass.h"
+#include "kve/check/data_figures.h"
 #include "kve/check/look.h"
+#include "kve/check/thresholds.h"
+#include "kve/check/told.h"
+#include "kve/check/words.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
@@ -26,20 +30,27 @@ namespace {
 
 // ---- The lines
 
+using PriorPlace = std::tuple<int32_t, int32_t, int32_t>;  // matrix, row, column
+
 struct PriorValue {
     int64_t line;
     int32_t matrix = 0, row = 0, column = 0;
     double value = 0;
+
+    PriorPlace place() const { return {matrix, row, column}; }
 };
 
-// Those that can be read; lines with REPEAT are none.
-std::vector<PriorValue> values_in_text(const Look& look) {
-    std::vector<PriorValue> values;
-    for (int64_t line = 1; line <= count_prior_lines(); ++line) {
-        PriorValue v{.line = line};
-        if (read_free(prior_line(look, line), v.matrix, v.row, v.column, v.value) == Read::ok)
-            values.push_back(v);
-    }
+// Those that can be read; lines with REPEAT are none. Read once.
+const std::vector<PriorValue>& values_in_text(const Look& look) {
+    static const std::vector<PriorValue> values = [&look] {
+        std::vector<PriorValue> all;
+        for (int64_t line = 1; line <= count_prior_lines(); ++line) {
+            PriorValue v{.line = line};
+            if (read_free(prior_line(look, line), v.matrix, v.row, v.column, v.value) == Read::ok)
+                all.push_back(v);
+        }
+        return all;
+    }();
     return values;
 }
 
@@ -120,12 +131,10 @@ void look_for_absent_priors(Look& look) {
 }
 
 void look_for_values_given_twice(Look& look) {
-    std::map<std::tuple<int32_t, int32_t, int32_t>, PriorValue> seen;
+    std::set<PriorPlace> seen;
     for (const PriorValue& v : values_in_text(look)) {
         const auto [low, high] = std::minmax(v.row, v.column);
-        const auto [before, is_new] = seen.insert_or_assign({v.matrix, low, high}, v);
-        static_cast<void>(before);
-        if (is_new) continue;
+        if (seen.emplace(v.matrix, low, high).second) continue;
         look.findings.warn(
             "prior-twice", place_in_priors(look, v.line),
             fmt::format("element {} {} of matrix {} is given again, this value counts", v.row,
@@ -150,58 +159,34 @@ double prior_variance(int32_t i) {
     return total;
 }
 
-// With few records the variance of the data says little.
-void look_at_scale(Look& look, const RealColumns& columns) {
-    constexpr int64_t kFewest = 10;
-    constexpr double kFar = 1000;
+// A few wild values would make much of the variance.
+double usual_variance(const RealColumn& column) {
+    const std::optional<RealColumn::Middle> middle = column.middle();
+    return middle ? middle->scale * middle->scale : column.variance();
+}
+
+void look_at_scale(Look& look) {
+    const RealColumns& columns = look.data->reals;
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         const auto column = columns.find(MODEL(i).trait_inp_no);
-        if (column == columns.end() || column->second.n < kFewest || !has_scale_of_data(MODEL(i)))
+        if (column == columns.end() || column->second.n < kFewestForVariance ||
+            !has_scale_of_data(MODEL(i)))
             continue;
-        // A few wild values would make much of the variance.
-        const std::optional<RealColumn::Middle> middle = column->second.middle();
-        const double of_data = middle ? middle->scale * middle->scale : column->second.variance();
-        const double of_priors = prior_variance(i);
-        if (of_data <= 0 || of_priors <= 0) continue;
-        if (of_priors / of_data < kFar && of_data / of_priors < kFar) continue;
+        const double of_data = usual_variance(column->second), of_priors = prior_variance(i);
+        if (of_data <= 0 || of_priors <= 0 ||
+            (of_priors / of_data < kFarScale && of_data / of_priors < kFarScale))
+            continue;
         look.findings.warn(
             "prior-scale", place_of_prior(look, KVEINT.NRAMAT + 1, i, i),
             fmt::format("trait {}: the prior variances add up to {:.3g}, and the data have {:.3g}",
-                        real_name(MODEL(i).trait_inp_no).string(), of_priors, of_data));
+                        real_called(MODEL(i).trait_inp_no), of_priors, of_data));
     }
-}
-
-// ---- Covariables
-
-void look_at_covariable(Look& look, int32_t i, int32_t l, const RealColumn& column) {
-    constexpr int64_t kEnough = 100;
-    constexpr std::size_t kFewValues = 3;
-    const Model& m = MODEL(i);
-    if (column.n < kEnough || !column.is_whole) return;
-    const Place place = place_in_model(look, m.lines.regressions, std::to_string(m.reg_inp(l)));
-    const std::string name = real_name(m.reg_inp(l)).string();
-    const double highest = column.highest.values()[0].value;
-    const bool is_identity = column.values.size() > FewValues::kMost / 2 && highest >= 100'000;
-    if (is_identity)
-        look.findings.warn("covariable-is-identity", place,
-                           fmt::format("the covariable {} has only whole values, nearly all "
-                                       "different and up to {:.0f}: is it an identity?",
-                                       name, highest));
-    else if (column.values.size() >= 2 && column.values.size() <= kFewValues + 7)
-        look.findings.note("covariable-is-class", place,
-                           fmt::format("the covariable {} has only {} different values, all whole",
-                                       name, column.values.size()),
-                           "As a class effect it belongs to the integer columns");
 }
 
 }  // namespace
 
 void tell_prior_words(Look& look, const Said& said) {
-    struct PriorWords {
-        std::string_view mark;
-        const char* code;
-    };
-    constexpr PriorWords kPriorWords[] = {
+    constexpr CodeOfWords kPriorWords[] = {
         {"Elsewhere it has been", "prior-zero"},
         {"heterogen residual groups", "prior-groups"},
         {"REPEAT", "prior-repeat"},
@@ -225,10 +210,8 @@ void tell_prior_words(Look& look, const Said& said) {
     if (said.has("problems in residual"))
         return tell_not_definite(look, residual, number("residual group"));
     if (said.has("not P.D.")) return tell_not_definite(look, residual, number("variance group"));
-    for (const auto& [mark, code] : kPriorWords)
-        if (words.find(mark) != words.npos)
-            return look.findings.error(code, place_in_priors(look, said.prior_line),
-                                       without_head(words));
+    if (const char* code = find_code(kPriorWords, words); code != nullptr)
+        look.findings.error(code, place_in_priors(look, said.prior_line), without_head(words));
 }
 
 // In KVE_LOG: a line "PARAMETER FILE" with matrix, row, column and value.
@@ -236,18 +219,18 @@ void tell_places_outside(Look& look) {
     if (!look.reading.has_priors()) return;
     constexpr std::string_view kMark = "PARAMETER FILE";
     const std::string& log = look.reading.log;
+    std::map<PriorPlace, int64_t> lines;
+    for (const PriorValue& v : values_in_text(look)) lines[v.place()] = v.line;
     for (std::size_t at = 0; (at = log.find(kMark, at)) != log.npos;) {
         at += kMark.size();
         PriorValue told{.line = 0};
         if (read_free(log.substr(at, log.find('\n', at) - at), told.matrix, told.row,
                       told.column) != Read::ok)
             continue;
-        for (const PriorValue& v : values_in_text(look))
-            if (std::tie(v.matrix, v.row, v.column) == std::tie(told.matrix, told.row, told.column))
-                told.line = v.line;
+        const auto stands = lines.find(told.place());
         const bool exists = told.matrix >= 1 && told.matrix <= RMAT.size();
         look.findings.error(
-            "prior-place", place_in_priors(look, told.line),
+            "prior-place", place_in_priors(look, stands == lines.end() ? 0 : stands->second),
             exists ? fmt::format("{} has the order {}, and this is element {} {}",
                                  called(told.matrix), RMAT(told.matrix).rank, told.row, told.column)
                    : fmt::format("there is no matrix {}; the residual is {}", told.matrix,
@@ -257,15 +240,9 @@ void tell_places_outside(Look& look) {
 
 void look_at_priors(Look& look) {
     look_for_absent_priors(look);
-    if (!look.reading.has_matrices()) return;
-    const RealColumns& columns = look.data->reals;
-    for (int32_t i = 1; i <= KVEINT.nt; ++i)
-        for (int32_t l = 1; l <= MODEL(i).n_reg; ++l)
-            if (const auto found = columns.find(MODEL(i).reg_inp(l)); found != columns.end())
-                look_at_covariable(look, i, l, found->second);
     if (!look.reading.has_priors()) return;
     look_for_values_given_twice(look);
-    look_at_scale(look, columns);
+    look_at_scale(look);
 }
 
 }  // namespace kve::companion

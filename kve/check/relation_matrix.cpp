@@ -138,4 +138,11 @@ void sort_elements(RelationMatrix& matrix) {
                       [](const LevelElement& e) { return std::tuple(e.row, e.column, e.record); });
 }
 
+void keep_last_of_each_place(RelationMatrix& matrix) {
+    std::vector<LevelElement>& all = matrix.elements;
+    const auto last = std::unique(all.rbegin(), all.rend(),
+                                  [](const auto& a, const auto& b) { return a.is_place_of(b); });
+    all.erase(all.begin(), last.base());
+}
+
 }  // namespace kve::companion

@@ -48,5 +48,7 @@ RelationMatrix read_relation_matrix(Look& look, const std::string& file, DataFor
 
 // Elements in the order of rows and columns; of those that are equal the order of the file stays.
 void sort_elements(RelationMatrix& matrix);
+// Of elements in that order the last one of each place.
+void keep_last_of_each_place(RelationMatrix& matrix);
 
 }  // namespace kve::companion

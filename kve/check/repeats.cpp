@@ -5,6 +5,7 @@
 
 #include "base/state.h"
 #include "data/raw_record.h"
+#include "kve/check/thresholds.h"
 
 namespace kve::companion {
 
@@ -74,9 +75,7 @@ void RepeatedRecords::enter(uint64_t mark, int64_t line) {
 
 // One record, or two, may well be like another one.
 void RepeatedRecords::end_run() {
-    constexpr int64_t kFewest = 5;
-    constexpr std::size_t kMostRuns = 100;
-    if (run_.n >= kFewest && runs_.size() < kMostRuns) runs_.push_back(run_);
+    if (run_.n >= kFewestRepeated && runs_.size() < kMostRepeatedRuns) runs_.push_back(run_);
     run_ = {};
 }
 

@@ -6,17 +6,13 @@
 #include <string>
 #include <unordered_map>
 
-#include "base/state.h"
-#include "directives/directives.h"
-#include "kve/check/data_pass.h"
+#include "kve/check/data_figures.h"
+#include "kve/check/data_words.h"
 #include "kve/check/look.h"
 #include "kve/check/pedigree_book.h"
-#include "model/model_records.h"
+#include "kve/check/thresholds.h"
 
 namespace kve::companion {
-
-READS(KVEINT);
-READS(MODEL);
 
 namespace {
 
@@ -44,17 +40,9 @@ std::unordered_map<int32_t, Group> gather_groups(const FixedCells& cells, Pedigr
     return groups;
 }
 
-Place place_of_groups(const Look& look, const FixedCells& cells) {
-    for (const Model& m : MODEL)
-        if (std::ranges::count(m.f_ef_inp, cells.effects()[0]) > 0)
-            return place_in_model(look, m.lines.effects, std::to_string(cells.effects()[0]));
-    return place_in_model(look, 1);
-}
-
 }  // namespace
 
 void look_at_sires(Look& look, int32_t factor, PedigreeBook& pedigree) {
-    constexpr int64_t kFewest = 10;
     for (const AnimalGroups& animals : look.data->animal_groups) {
         if (animals.factor != factor || animals.cells.empty()) continue;
         const FixedCells& cells = animals.cells[0];
@@ -65,14 +53,15 @@ void look_at_sires(Look& look, int32_t factor, PedigreeBook& pedigree) {
             ++n_groups;
             n_of_one += group.sire > 0 ? 1 : 0;
         }
-        if (n_groups < kFewest || n_of_one == 0) continue;
-        const std::string words = fmt::format(
-            "{} of the {} levels of {} with two animals or more have progeny of one sire only",
-            n_of_one, n_groups, integer_name(cells.effects()[0]).string());
-        if (2 * n_of_one > n_groups)
-            look.findings.warn("one-sire-groups", place_of_groups(look, cells), words);
-        else
-            look.findings.note("one-sire-groups", place_of_groups(look, cells), words);
+        if (n_groups < kFewestGroups || n_of_one == 0) continue;
+        const ColumnRef group{false, cells.effects()[0]};
+        look.findings.add({"one-sire-groups",
+                           2 * n_of_one > n_groups ? Severity::warning : Severity::note,
+                           place_of_use(look, group),
+                           fmt::format("{} of the {} levels of {} with two animals or more have "
+                                       "progeny of one sire only",
+                                       n_of_one, n_groups, name_of(group)),
+                           ""});
     }
 }
 

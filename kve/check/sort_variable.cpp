@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "kve/check/thresholds.h"
+
 namespace kve::companion {
 
 namespace {
@@ -50,7 +52,7 @@ SortKind find_sort_kind(const Vec<int32_t>& values, int32_t n) {
         n_dates += is_date(values(j)) ? 1 : 0;
     }
     const auto nearly_all = [n_known](int32_t found) {
-        return found > 0 && found >= 0.9 * n_known;
+        return found > 0 && found >= kNearlyAllDates * n_known;
     };
     if (nearly_all(n_dates)) return SortKind::dates;
     return nearly_all(n_years) ? SortKind::years : SortKind::numbers;

@@ -10,9 +10,10 @@
 
 #include "base/state.h"
 #include "directives/directives.h"
-#include "kve/check/data_pass.h"
+#include "kve/check/data_figures.h"
 #include "kve/check/data_words.h"
 #include "kve/check/look.h"
+#include "kve/check/thresholds.h"
 
 namespace kve::companion {
 
@@ -22,15 +23,13 @@ namespace {
 
 // ---- One by one
 
-// How many of the outermost values stand apart: more than ten standard deviations off, and twice as
-// far as the next one. Long tails have no such gap.
+// How many of the outermost values stand apart.
 std::size_t count_far(const std::vector<Extreme>& values, const RealColumn::Middle& middle) {
-    constexpr double kFar = 10, kGap = 2;
     std::size_t n = 0;
     for (std::size_t k = 0; k + 1 < values.size(); ++k) {
         const double distance = std::abs(values[k].value - middle.median);
         const double next = std::abs(values[k + 1].value - middle.median);
-        if (distance > kFar * middle.scale && distance > kGap * next) n = k + 1;
+        if (distance > kFarValue * middle.scale && distance > kFarGap * next) n = k + 1;
     }
     return n;
 }
@@ -47,9 +46,10 @@ bool is_missing_code(const std::vector<Extreme>& values, bool is_lowest,
     if (values.size() < 2) return false;
     const double value = values[0].value, next = values[1].value;
     const double gap = std::abs(value - next);
+    const bool is_apart = gap > kMissingCodeGap * middle.scale;
     if (is_of_nines(value) && value < 0 && is_lowest) return next >= 0;
-    if (is_of_nines(value)) return gap > 5 * middle.scale && gap > next - middle.median;
-    return value == 0 && values[0].n > 1 && is_lowest && gap > 5 * middle.scale;
+    if (is_of_nines(value)) return is_apart && gap > next - middle.median;
+    return value == 0 && values[0].n > 1 && is_lowest && is_apart;
 }
 
 void tell_missing_code(Look& look, const ColumnRef& ref, const std::vector<Extreme>& values,
@@ -167,23 +167,22 @@ void look_at_extremes(Look& look, const ColumnRef& ref, const RealColumn& column
 // ---- Columns that change
 
 bool are_of_other_kinds(const Range& low, const Range& high) {
-    constexpr double kGap = 3, kRatio = 20;
     const double gap = high.low - low.high;
     const double width = std::max(low.high - low.low, high.high - high.low);
-    return gap > 0 && (gap > kGap * width || (low.low > 0 && high.low > kRatio * low.high));
+    return gap > 0 &&
+           (gap > kChangeGap * width || (low.low > 0 && high.low > kChangeRatio * low.high));
 }
 
 // The first value behind the change, in the order of the file; null without one.
 const SpreadSample::Value* find_change(const std::vector<SpreadSample::Value>& values) {
-    constexpr std::size_t kFewest = 20;  // on either side
     std::vector<Range> behind(values.size());
     for (std::size_t k = values.size(); k-- > 0;) {
         if (k + 1 < values.size()) behind[k] = behind[k + 1];
         behind[k].take(values[k].value);
     }
     Range before;
-    for (std::size_t k = 0; k + kFewest <= values.size(); ++k) {
-        if (k >= kFewest &&
+    for (std::size_t k = 0; k + kFewestOfChange <= values.size(); ++k) {
+        if (k >= kFewestOfChange &&
             (are_of_other_kinds(before, behind[k]) || are_of_other_kinds(behind[k], before)))
             return &values[k];
         before.take(values[k].value);
@@ -197,26 +196,25 @@ bool tell_change(Look& look, const ColumnRef& ref, const RealColumn& column) {
     Range before, behind;
     for (const auto& [value, line] : column.sample.values())
         (line < change->line ? before : behind).take(value);
-    look.findings.warn("kind-change", in_data(ref, change->line),
-                       record_words(change->line) +
-                           fmt::format("about here {} changes from {} to {}", name_of(ref),
-                                       fmt::format("{:g}..{:g}", before.low, before.high),
-                                       fmt::format("{:g}..{:g}", behind.low, behind.high)),
-                       "Other units, other columns, or another file?");
+    look.findings.warn(
+        "kind-change", in_data(ref, change->line),
+        record_words(change->line) +
+            fmt::format("about here {} changes from {:g}..{:g} to {:g}..{:g}", name_of(ref),
+                        before.low, before.high, behind.low, behind.high),
+        "Other units, other columns, or another file?");
     return true;
 }
 
 // ---- Columns that take each other's place
 
 bool are_exchanged(const OddOnes& one, const OddOnes& other) {
-    constexpr double kSame = 0.8;  // of the lines
     const auto is_of = [](const OddOnes& odd, const OddOnes& column) {
         return odd.middle >= column.low_of_others && odd.middle <= column.high_of_others;
     };
     const int64_t n_common = std::min(one.last, other.last) - std::max(one.first, other.first) + 1;
     const int64_t n_all = std::max(one.last, other.last) - std::min(one.first, other.first) + 1;
     return one.column != other.column &&
-           static_cast<double>(n_common) >= kSame * static_cast<double>(n_all) &&
+           static_cast<double>(n_common) >= kExchangedLines * static_cast<double>(n_all) &&
            is_of(one, other) && is_of(other, one);
 }
 
