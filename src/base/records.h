@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "base/arrays.h"
 #include "base/input.h"
@@ -46,6 +47,13 @@ class RecordOutput {
         held_ += count;
     }
     void end_record() { put(&length_, sizeof length_); }
+
+    // Where the next bytes go, all of which the caller writes; null when the buffer has not so much
+    // room, or after an error.
+    char* take_room(std::size_t count) {
+        if (error_ != 0 || count > kBufferBytes - held_) return nullptr;
+        return buffer_ + std::exchange(held_, held_ + count);
+    }
 
  private:
     static constexpr std::size_t kBufferBytes = WritingBehind::kBufferBytes;
@@ -89,6 +97,11 @@ template <Field T>
 void put_item(RecordOutput& to, const T& item) {
     to.put(&item, sizeof item);
 }
+template <Field T>
+void copy_item(char*& to, const T& item) {
+    std::memcpy(to, &item, sizeof item);
+    to += sizeof item;
+}
 
 // Whole arrays: anything with data() and size().
 template <class A>
@@ -104,13 +117,27 @@ template <FieldArray A>
 void put_item(RecordOutput& to, const A& array) {
     if (array.size() > 0) to.put(array.data(), bytes_of(array));
 }
+template <FieldArray A>
+void copy_item(char*& to, const A& array) {
+    if (array.size() > 0) std::memcpy(to, array.data(), bytes_of(array));
+    to += bytes_of(array);
+}
 
 }  // namespace record_items
 
-// One record of the given scalars, texts and whole arrays, in that order, without padding.
+// One record of the given scalars, texts and whole arrays, in that order, without padding. As a rule
+// each item goes right into the buffer: a copy of small items in one piece would wait until they
+// have left the processor for the cache.
 template <class... Items>
 void write_record(RecordOutput& to, const Items&... items) {
-    to.begin_record((record_items::bytes_of(items) + ... + std::size_t{0}));
+    const std::size_t bytes = (record_items::bytes_of(items) + ... + std::size_t{0});
+    const auto length = static_cast<int32_t>(bytes);
+    if (char* at = to.take_room(bytes + 2 * sizeof length); at != nullptr) {
+        record_items::copy_item(at, length);
+        (record_items::copy_item(at, items), ...);
+        return record_items::copy_item(at, length);
+    }
+    to.begin_record(bytes);
     (record_items::put_item(to, items), ...);
     to.end_record();
 }

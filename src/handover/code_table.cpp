@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <span>
 
 #include "base/arrays.h"
 #include "base/records.h"
@@ -38,9 +39,8 @@ void write_levels(int32_t head) {
 void write_animals(const Vec<int32_t>& rows) {
     for (int64_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
-        auto columns = std::bit_cast<std::array<int32_t, 13>>(IDL(rows(j)));
-        columns[0] = rows(j);
-        write_record(CODE_TABLE, columns);
+        const auto columns = std::bit_cast<std::array<int32_t, 13>>(IDL(rows(j)));
+        write_record(CODE_TABLE, rows(j), std::span(columns).subspan<1>());
     }
 }
 

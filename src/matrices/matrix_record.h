@@ -15,9 +15,7 @@ struct MatrixRecord {
 static_assert(sizeof(MatrixRecord) == 16, "items follow each other without padding");
 
 inline void write_matrix_record(RecordOutput& to, const MatrixRecord& element) {
-    to.begin_record(sizeof element);
-    to.put(&element, sizeof element);
-    to.end_record();
+    write_record(to, element.column, element.row, element.value);
 }
 
 }  // namespace kve

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
+#include <utility>
 #include <vector>
 
 #include "base/memory.h"
@@ -28,13 +28,17 @@ int32_t place_of(int32_t level, int32_t n, bool from_the_top) {
 }
 
 // Animals with progeny are nodes, numbered in the order of the list. Only they are visited, so more
-// of what is known of them stays in the cache. One bit each tells who belongs to a family: all of
-// those stay there.
+// of what is known of them stays in the cache.
 using Bits = Vec<uint64_t, 0>;
 
 constexpr int32_t word_of(int32_t number) { return number >> 6; }
 constexpr uint64_t bit_of(int32_t number) { return uint64_t{1} << (number & 63); }
-int32_t highest(int32_t word, uint64_t bits) { return word * 64 + 63 - std::countl_zero(bits); }
+
+// Calls visit(number) for each bit of a word, the lowest first.
+template <class Visit>
+void visit_bits(int32_t word, uint64_t bits, Visit visit) {
+    for (; bits != 0; bits &= bits - 1) visit(word * 64 + std::countr_zero(bits));
+}
 
 // The numbers of the nodes by place: how many places up to there have progeny.
 struct NodeNumbers {
@@ -50,7 +54,19 @@ struct NodeNumbers {
     }
 };
 
-// An animal of a family with its parents.
+// All that a visit needs, in one line of the cache.
+struct Node {
+    ParentPair parents;  // nodes, 0 unknown
+    double share;        // with the sire of the family: T(sire, node) D(node), then A(sire, node)
+};
+
+// A bit for each of 64 nodes. All of these words stay in the cache.
+struct FamilyWord {
+    uint64_t members;  // those for which `share` holds, or will hold
+    uint64_t mates;    // those of them who are not of the sire's line
+};
+
+// An animal of the sire's line with its parents.
 struct Member {
     int32_t node;
     ParentPair parents;
@@ -59,22 +75,23 @@ struct Member {
 struct Pedigree {
     Vec<ParentPair>& parents;  // by place; nodes, 0 unknown
     NodeNumbers numbers{};
-    Vec<ParentPair, 0> parents_of{};  // by node; 0 is the unknown parent, with nothing to share
-    Vec<double, 0> diagonal{};        // of A, by node
-    // By node, with the sire of the family: first T(sire, node) D(node), then A(sire, node).
-    Vec<double, 0> share{};
+    Vec<Node, 0> nodes{};       // 0 is the unknown parent, with nothing to share
+    Vec<double, 0> diagonal{};  // of A, by node
     // Places with both parents known, sire by sire; and where those of a sire, and of one more,
     // begin.
     Vec<int32_t> progeny{};
     Vec<int32_t> first_progeny{};
 
-    Bits family{};   // nodes for which `share` holds, or will hold
-    Bits waiting{};  // those of them who are still to be visited
-    Bits groups{};   // words of `waiting` that have any
-    int32_t n_waiting = 0;
-    std::vector<Member> line{}, mates{};
+    Vec<FamilyWord, 0> family{};
+    Bits groups{};  // words of `family` that have mates
+    std::vector<Member> line{};
     std::vector<int32_t> pending{};
+    // The mates and their ancestors, nodes 0..n_mates-1, and behind them any, to look ahead to.
+    Vec<int32_t, 0> mates{};
+    int32_t n_mates = 0;
 };
+
+constexpr int32_t kAhead = 16;  // visits by which memory is fetched ahead
 
 bool both_known(ParentPair p) { return p.sire > 0 && p.dam > 0; }
 
@@ -95,9 +112,9 @@ NoRoom number_nodes(const Vec<ParentPair>& parents, NodeNumbers& numbers) {
 NoRoom allocate_nodes(Pedigree& ped) {
     const int64_t n = int64_t{ped.numbers.n_nodes} + 1;
     const int64_t words = word_of(ped.numbers.n_nodes) + 1, groups = words / 64 + 1;
-    const bool all = ped.parents_of.allocate(n) == 0 && ped.diagonal.allocate(n) == 0 &&
-                     ped.share.allocate(n) == 0 && ped.family.allocate(words) == 0 &&
-                     ped.waiting.allocate(words) == 0 && ped.groups.allocate(groups) == 0;
+    const bool all = ped.nodes.allocate(n) == 0 && ped.diagonal.allocate(n) == 0 &&
+                     ped.mates.allocate(n + kAhead) == 0 && ped.family.allocate(words) == 0 &&
+                     ped.groups.allocate(groups) == 0;
     return all ? NoRoom{} : NoRoom{"NODES", n};
 }
 
@@ -111,7 +128,7 @@ NoRoom make_nodes(Pedigree& ped) {
         ParentPair& p = ped.parents(j);
         p = {ped.numbers.node_of(p.sire), ped.numbers.node_of(p.dam)};
         if (ped.numbers.node_of(j) == 0) continue;
-        ped.parents_of(++last) = p;
+        ped.nodes(++last).parents = p;
         ped.diagonal(last) = 1.0;
     }
     return {};
@@ -119,7 +136,7 @@ NoRoom make_nodes(Pedigree& ped) {
 
 // Progeny by sire: a counting sort.
 NoRoom gather_families(Pedigree& ped) {
-    const int64_t n = ped.parents.size(), n_nodes = ped.parents_of.size();
+    const int64_t n = ped.parents.size(), n_nodes = ped.nodes.size();
     if (ped.first_progeny.allocate(n_nodes) != 0) return {"PROGENY", n_nodes};
     if (ped.progeny.allocate(n) != 0) return {"PROGENY", n};
     for (const ParentPair& p : ped.parents)
@@ -139,11 +156,11 @@ double sampling_variance(const Pedigree& ped, ParentPair p) {
 }
 
 double mean_of_parents(const Pedigree& ped, ParentPair p) {
-    return 0.5 * (ped.share(p.sire) + ped.share(p.dam));
+    return 0.5 * (ped.nodes(p.sire).share + ped.nodes(p.dam).share);
 }
 
 bool is_in_family(const Pedigree& ped, int32_t node) {
-    return (ped.family(word_of(node)) & bit_of(node)) != 0;
+    return (ped.family(word_of(node)).members & bit_of(node)) != 0;
 }
 
 // The sire and his ancestors, each after its parents. Nothing is known of how deep a pedigree goes,
@@ -153,22 +170,22 @@ void list_sire_line(Pedigree& ped, int32_t sire) {
     ped.line.clear();
     const auto push = [&](int32_t node) {
         if (is_in_family(ped, node)) return;
-        __builtin_prefetch(&ped.parents_of(node));
+        __builtin_prefetch(&ped.nodes(node));
         ped.pending.push_back(node);
     };
     push(sire);
     while (!ped.pending.empty()) {
         const int32_t at = ped.pending.back();
         const std::size_t height = ped.pending.size();
-        const ParentPair parents = ped.parents_of(at);
+        const ParentPair parents = ped.nodes(at).parents;
         push(parents.sire);
         push(parents.dam);
         if (ped.pending.size() > height) continue;
         ped.pending.pop_back();
         if (is_in_family(ped, at)) continue;
-        ped.family(word_of(at)) |= bit_of(at);
+        ped.family(word_of(at)).members |= bit_of(at);
         ped.line.push_back({at, parents});
-        ped.share(at) = 0.0;
+        ped.nodes(at).share = 0.0;
     }
 }
 
@@ -176,79 +193,72 @@ void list_sire_line(Pedigree& ped, int32_t sire) {
 // its sampling variance. Down again: each adds the mean of its parents.
 void relate_sire_line(Pedigree& ped, int32_t sire) {
     list_sire_line(ped, sire);
-    ped.share(sire) = 1.0;
+    ped.nodes(sire).share = 1.0;
     for (auto at = ped.line.rbegin(); at != ped.line.rend(); ++at) {
         const auto [node, parents] = *at;
-        const double half = 0.5 * ped.share(node);
-        if (parents.sire != 0) ped.share(parents.sire) += half;
-        if (parents.dam != 0) ped.share(parents.dam) += half;
-        ped.share(node) *= sampling_variance(ped, parents);
+        const double half = 0.5 * ped.nodes(node).share;
+        if (parents.sire != 0) ped.nodes(parents.sire).share += half;
+        if (parents.dam != 0) ped.nodes(parents.dam).share += half;
+        ped.nodes(node).share *= sampling_variance(ped, parents);
     }
-    for (const auto& [node, parents] : ped.line) ped.share(node) += mean_of_parents(ped, parents);
+    for (const auto& [node, parents] : ped.line)
+        ped.nodes(node).share += mean_of_parents(ped, parents);
 }
 
-// Takes a node into the family, to be visited, unless it is there. Without a branch, since nobody
-// can foretell which.
+// Takes a node into the family unless it is there. Without a branch, since nobody can foretell
+// which.
 void await(Pedigree& ped, int32_t node) {
     const int32_t word = word_of(node);
-    const uint64_t fresh = bit_of(node) & ~ped.family(word);
-    ped.family(word) |= fresh;
-    ped.waiting(word) |= fresh;
+    FamilyWord& family = ped.family(word);
+    const uint64_t fresh = bit_of(node) & ~family.members;
+    family.members |= fresh;
+    family.mates |= fresh;
     ped.groups(word_of(word)) |= fresh != 0 ? bit_of(word) : 0;
-    ped.n_waiting += fresh != 0 ? 1 : 0;
-    __builtin_prefetch(&ped.parents_of(node));
+    ped.mates(ped.n_mates) = node;
+    ped.n_mates += fresh != 0 ? 1 : 0;
 }
 
-// The ancestors of those who wait, and they themselves, the youngest first: parents have lower
-// numbers.
-void list_mates_lines(Pedigree& ped, int32_t youngest) {
-    ped.mates.clear();
-    for (int32_t group = word_of(word_of(youngest)); ped.n_waiting > 0; --group)
-        while (ped.groups(group) != 0) {
-            const int32_t word = highest(group, ped.groups(group));
-            while (ped.waiting(word) != 0) {
-                const int32_t node = highest(word, ped.waiting(word));
-                ped.waiting(word) ^= bit_of(node);
-                --ped.n_waiting;
-                const ParentPair parents = ped.parents_of(node);
-                ped.mates.push_back({node, parents});
-                await(ped, parents.sire);
-                await(ped, parents.dam);
-            }
-            ped.groups(group) ^= bit_of(word);
-        }
+// Adds the ancestors of the mates, as they are met.
+void list_mates_lines(Pedigree& ped) {
+    for (int32_t k = 0; k < ped.n_mates; ++k) {
+        __builtin_prefetch(&ped.nodes(ped.mates(k + kAhead)));
+        const ParentPair parents = ped.nodes(ped.mates(k)).parents;
+        await(ped, parents.sire);
+        await(ped, parents.dam);
+    }
+}
+
+// By their numbers, so that parents come first. Clears their bits.
+void order_mates(Pedigree& ped) {
+    int32_t n = 0;
+    for (int32_t group = 0; n < ped.n_mates; ++group)
+        visit_bits(group, std::exchange(ped.groups(group), 0), [&](int32_t word) {
+            visit_bits(word, std::exchange(ped.family(word).mates, 0),
+                       [&](int32_t node) { ped.mates(n++) = node; });
+        });
 }
 
 // The relationships of the sire with his mates, down from their oldest ancestors.
 void relate_mates(Pedigree& ped, int32_t first, int32_t behind) {
-    int32_t youngest = 0;
-    for (int32_t j = first; j < behind; ++j) {
-        const int32_t dam = ped.parents(ped.progeny(j)).dam;
-        await(ped, dam);
-        youngest = std::max(youngest, dam);
-    }
-    list_mates_lines(ped, youngest);
-    constexpr std::ptrdiff_t kAhead = 12;
-    for (std::ptrdiff_t k = std::ssize(ped.mates) - 1; k >= 0; --k) {
-        if (k >= kAhead) {
-            const ParentPair later = ped.mates[static_cast<std::size_t>(k - kAhead)].parents;
-            __builtin_prefetch(&ped.share(later.sire));
-            __builtin_prefetch(&ped.share(later.dam));
-        }
-        const auto& [node, parents] = ped.mates[static_cast<std::size_t>(k)];
-        ped.share(node) = mean_of_parents(ped, parents);
+    ped.n_mates = 0;
+    for (int32_t j = first; j < behind; ++j) await(ped, ped.parents(ped.progeny(j)).dam);
+    list_mates_lines(ped);
+    order_mates(ped);
+    for (int32_t k = 0; k < ped.n_mates; ++k) {
+        __builtin_prefetch(&ped.nodes(ped.mates(k + kAhead)));
+        Node& node = ped.nodes(ped.mates(k));
+        node.share = mean_of_parents(ped, node.parents);
     }
 }
 
 void leave_family(Pedigree& ped) {
-    for (const std::vector<Member>* members : {&ped.line, &ped.mates})
-        for (const Member& member : *members) ped.family(word_of(member.node)) = 0;
-    ped.family(0) |= bit_of(0);
+    for (const Member& member : ped.line) ped.family(word_of(member.node)).members = 0;
+    for (int32_t k = 0; k < ped.n_mates; ++k) ped.family(word_of(ped.mates(k))).members = 0;
+    ped.family(0).members |= bit_of(0);
 }
 
 // Fetches what is wanted of an animal further on in the family from the memory.
 KVE_FETCH void look_ahead(const Pedigree& ped, int32_t j, const Vec<double>& ad) {
-    constexpr int32_t kAhead = 16;
     if (j + kAhead > ped.progeny.size() || ped.progeny(j + kAhead) == 0) return;
     __builtin_prefetch(&ped.parents(ped.progeny(j + kAhead)));
     __builtin_prefetch(&ad(ped.progeny(j + kAhead)));
@@ -263,7 +273,7 @@ void find_family(Pedigree& ped, int32_t sire, Vec<double>& ad) {
     for (int32_t j = first; j < behind; ++j) {
         look_ahead(ped, j, ad);
         const int32_t animal = ped.progeny(j), node = ped.numbers.node_of(animal);
-        ad(animal) = 1.0 + 0.5 * ped.share(ped.parents(animal).dam);
+        ad(animal) = 1.0 + 0.5 * ped.nodes(ped.parents(animal).dam).share;
         if (node != 0) ped.diagonal(node) = ad(animal);
     }
     leave_family(ped);
@@ -277,7 +287,7 @@ NoRoom find_diagonals(Vec<ParentPair>& parents, Vec<double>& ad, Vec<double>& ld
     if (const NoRoom none = make_nodes(ped); none.array != nullptr) return none;
     if (const NoRoom none = gather_families(ped); none.array != nullptr) return none;
     for (int64_t j = 1; j <= n; ++j) ad(j) = 1.0;
-    ped.family(0) |= bit_of(0);  // the unknown parent need not be visited
+    ped.family(0).members |= bit_of(0);  // the unknown parent need not be visited
     // The families of older sires hold the parents of all ancestors of a sire.
     for (int32_t sire = 1; sire <= ped.numbers.n_nodes; ++sire) find_family(ped, sire, ad);
     for (int64_t j = 1; j <= n; ++j) ld(j) = std::sqrt(sampling_variance(ped, parents(j)));
