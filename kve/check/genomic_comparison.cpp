@@ -68,7 +68,7 @@ void GenomicComparison::make_a11(const std::vector<int32_t>& typed) {
         reduced_.ID(t) = pedigree_.id(placed.number(p));
     }
     require(both_.all.allocate(n_typed + 1, n_typed));
-    COLLEAU(reduced_, both_);
+    fill_a11(reduced_, both_);
 }
 
 void GenomicComparison::fill_g() {

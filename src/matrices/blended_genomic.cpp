@@ -12,7 +12,6 @@
 #include "model/model_records.h"
 #include "store/big_tables.h"
 #include "store/level_code.h"
-#include "store/level_index.h"
 
 namespace kve {
 
@@ -25,20 +24,13 @@ namespace {
 constexpr int32_t kNotTyped = 0;
 constexpr int32_t kUnknown = -1;
 
-// Where the animals of the file stand in G.
-struct Positions {
-    int32_t factor;
-    LevelIndex index;  // by ID; animals that are not typed are entered as they come
-    UnknownAnimals unknown{"The following random ID are in the file with 'genomic' relationship"};
-};
-
-void enter_position(Positions& positions, int32_t id, int32_t t) {
-    check_allocated(positions.index.enter(id, t), "PGMIX", "G_MAT_CN", t);
+void enter_position(LevelIndex& positions, int32_t id, int32_t t) {
+    check_allocated(positions.enter(id, t), "PGMIX", "G_MAT_CN", t);
 }
 
-void fill_positions(const ReducedPedigree& ped, Positions& positions) {
+void fill_positions(const ReducedPedigree& ped, LevelIndex& positions) {
     const int32_t n = ped.n_typed();
-    check_allocated(positions.index.allocate(n), "PGMIX", "G_MAT_CN", n);
+    check_allocated(positions.allocate(n), "PGMIX", "G_MAT_CN", n);
     for (int32_t t = 1; t <= n; ++t) enter_position(positions, ped.ID(t), t);
 }
 
@@ -48,12 +40,36 @@ void report_unknown(UnknownAnimals& unknown, int32_t id) {
     stop_run("Program terminated");
 }
 
-int32_t find_position(Positions& positions, int32_t id, const ElementFile& file) {
-    if (const LevelIndex::Slot* slot = positions.index.find(id)) return slot->value();
-    refuse_key_without_bits(id, RMAT(positions.factor).rel_file3.view(), file.n_read());
-    if (find_level(id, FACTORS.ITOPA(positions.factor), IDL) == 0) return kUnknown;
-    enter_position(positions, id, kNotTyped);
+int32_t find_position(BlendedGenomicReading& reading, int32_t id, UnknownAnimals& unknown) {
+    if (const LevelIndex::Slot* slot = reading.positions.find(id)) return slot->value();
+    const int32_t k = reading.genomic.factor;
+    refuse_key_without_bits(id, RMAT(k).rel_file3.view(), reading.genomic.file.n_read());
+    if (find_level(id, FACTORS.ITOPA(k), IDL) == 0) {
+        report_unknown(unknown, id);
+        return kUnknown;
+    }
+    enter_position(reading.positions, id, kNotTyped);
     return kNotTyped;
+}
+
+void take_element(BlendedGenomicReading& reading, int32_t i, int32_t j) {
+    BlendedGenomicFile& genomic = reading.genomic;
+    if (i > 0 && j > 0) reading.both.G(std::max(i, j), std::min(i, j)) = genomic.element.value;
+    if (i > 0 && i == j) reading.has_diagonal(i) = 1;
+    genomic.answer = genomic.file.read(genomic.element);
+}
+
+// Up to the end, or to an element with an animal that was not met before.
+void* take_known_elements(void* self) {
+    auto& reading = *static_cast<BlendedGenomicReading*>(self);
+    const MatrixElement& element = reading.genomic.element;
+    while (reading.genomic.answer == FileAnswer::record) {
+        const LevelIndex::Slot* first = reading.positions.find(element.id_1);
+        const LevelIndex::Slot* second = reading.positions.find(element.id_2);
+        if (first == nullptr || second == nullptr) break;
+        take_element(reading, first->value(), second->value());
+    }
+    return nullptr;
 }
 
 // What the blending of G makes of an element that is 0.
@@ -106,31 +122,30 @@ void require_blended_genomic(BlendedGenomicFile& genomic) {
     }
 }
 
-void read_blended_genomic(BlendedGenomicFile& genomic, const ReducedPedigree& ped,
-                          TypedMatrices& both) {
-    Positions positions{.factor = genomic.factor, .index{}};
-    fill_positions(ped, positions);
-    Vec<int8_t> has_diagonal;
-    check_allocated(has_diagonal.allocate(ped.n_typed()), "PGMIX", "G_MAT", ped.n_typed());
-    const MatrixElement& element = genomic.element;
-    int32_t last_id = element.id_1, i = find_position(positions, last_id, genomic.file);
-    while (genomic.answer == FileAnswer::record) {
-        // As a rule row by row, so the first ID often stays the same.
-        if (element.id_1 != last_id)
-            i = find_position(positions, last_id = element.id_1, genomic.file);
-        if (i == kUnknown) report_unknown(positions.unknown, element.id_1);
-        const int32_t j = find_position(positions, element.id_2, genomic.file);
-        if (j == kUnknown) report_unknown(positions.unknown, element.id_2);
-        if (i > 0 && j > 0) both.G(std::max(i, j), std::min(i, j)) = element.value;
-        if (i > 0 && i == j) has_diagonal(i) = 1;
-        genomic.answer = genomic.file.read(genomic.element);
+void start_blended_genomic(BlendedGenomicReading& reading) {
+    const int32_t n = reading.ped.n_typed();
+    fill_positions(reading.ped, reading.positions);
+    check_allocated(reading.has_diagonal.allocate(n), "PGMIX", "G_MAT", n);
+    static_cast<void>(reading.thread.start(take_known_elements, &reading));
+}
+
+void read_blended_genomic(BlendedGenomicReading& reading) {
+    reading.thread.join();
+    BlendedGenomicFile& genomic = reading.genomic;
+    UnknownAnimals unknown{"The following random ID are in the file with 'genomic' relationship"};
+    for (;;) {
+        take_known_elements(&reading);
+        if (genomic.answer != FileAnswer::record) break;
+        const int32_t i = find_position(reading, genomic.element.id_1, unknown);
+        const int32_t j = find_position(reading, genomic.element.id_2, unknown);
+        take_element(reading, i, j);
     }
     if (genomic.answer == FileAnswer::failure)
         stop_unreadable_item("an element", RMAT(genomic.factor).rel_file3.string().c_str(),
                              genomic.file);
     warn_of_decimal_commas(genomic.factor, RMAT(genomic.factor).rel_file3,
                            genomic.file.decimal_commas());
-    warn_of_missing_diagonals(genomic.factor, ped, has_diagonal);
+    warn_of_missing_diagonals(genomic.factor, reading.ped, reading.has_diagonal);
 }
 
 }  // namespace kve

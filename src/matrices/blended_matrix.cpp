@@ -57,6 +57,10 @@ Means means_of(int32_t n, Element element) {
     return {diagonal / n, off_diagonal / static_cast<double>(m)};
 }
 
+Means means_of_a11(const TypedMatrices& both) {
+    return means_of(both.n(), [&](int32_t i, int32_t j) { return both.A11(i, j); });
+}
+
 void say_adjustment(Means a11, Means g, double Alfa, double Beta) {
     Block block;
     block.blank();
@@ -73,9 +77,8 @@ void say_adjustment(Means a11, Means g, double Alfa, double Beta) {
 
 // Brings G to the scale of A11: ave(diag(G)) == ave(diag(A11)), and so the elements beside it.
 // Kept: with one typed animal, or with equal means in A11, G is spoilt; its inversion says so.
-void adjust_g(TypedMatrices& both) {
+void adjust_g(TypedMatrices& both, Means a11) {
     const int32_t n = both.n();
-    const Means a11 = means_of(n, [&](int32_t i, int32_t j) { return both.A11(i, j); });
     const Means g = means_of(n, [&](int32_t i, int32_t j) { return both.G(i, j); });
     const double Beta = (g.diagonal - g.off_diagonal) / (a11.diagonal - a11.off_diagonal);
     const double Alfa = a11.diagonal * Beta - g.diagonal;
@@ -84,9 +87,13 @@ void adjust_g(TypedMatrices& both) {
     say_adjustment(a11, g, Alfa, Beta);
 }
 
-void blend_g(TypedMatrices& both, double w) {
-    visit_pairs(both.n(), [&](int64_t i, int64_t j) {
-        both.G(i, j) = (1.0 - w) * both.G(i, j) + w * both.A11(i, j);
+// A11 is made a second time, since its inverse stands in its place by now.
+void blend_g(const ReducedPedigree& ped, TypedMatrices& both, double w) {
+    COLLEAU(ped, [&](int32_t t, int32_t u, std::span<const double> of_u) {
+        for (const double a : of_u) {
+            double& g = both.G(t++, u);
+            g = (1.0 - w) * g + w * a;
+        }
     });
 }
 
@@ -127,10 +134,18 @@ Inversion invert_matrix(const char* triangle, double* matrix, int32_t n) {
     stop_run();
 }
 
-// Inverts both and carries their determinants into that of H.
-void invert_both(int32_t k, TypedMatrices& both, const ReducedPedigree& ped) {
+// G is read meanwhile. How the inversion went is told when all has been told of G.
+Inversion invert_a11(BlendedGenomicFile& genomic, const ReducedPedigree& ped, TypedMatrices& both) {
     find_library_workspace(kRoutine, library_threads());
+    BlendedGenomicReading reading{.genomic = genomic, .ped = ped, .both = both};
+    start_blended_genomic(reading);
     const Inversion a11 = invert_matrix("U", both.A11_upper(), both.n());
+    read_blended_genomic(reading);
+    return a11;
+}
+
+// Carries the determinants of both into that of H.
+void invert_g(int32_t k, const Inversion& a11, TypedMatrices& both, const ReducedPedigree& ped) {
     if (a11.failed_at != 0)
         stop_indefinite("pedigree matrix A11 of the typed animals", k, a11.failed_at, ped);
     RMAT(k).log_det -= a11.log_det;
@@ -232,12 +247,13 @@ void write_blended_inverse(int32_t k, BlendedCounts counts) {
     open_blended_genomic(genomic);
     number_reduced_pedigree(k, ped);
     require_blended_genomic(genomic);
-    COLLEAU(ped, both);
-    read_blended_genomic(genomic, ped, both);
+    fill_a11(ped, both);
     const RMatrix& r = RMAT(k);
-    if (r.pgmix_g_adjust) adjust_g(both);
-    if (r.pgmix_weight > 0.0) blend_g(both, r.pgmix_weight);
-    invert_both(k, both, ped);
+    const Means means = r.pgmix_g_adjust ? means_of_a11(both) : Means{};
+    const Inversion a11 = invert_a11(genomic, ped, both);
+    if (r.pgmix_g_adjust) adjust_g(both, means);
+    if (r.pgmix_weight > 0.0) blend_g(ped, both, r.pgmix_weight);
+    invert_g(k, a11, both, ped);
     subtract_inverses(both);
     if (DIRECTIVES.ITEST > 1) list_differences(both, ped);
     write_rows(k, both, ped);

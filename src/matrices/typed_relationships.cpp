@@ -104,7 +104,7 @@ void A_TIMES_X(const ReducedPedigree& ped, int32_t last, Products& products) {
 
 }  // namespace
 
-void COLLEAU(const ReducedPedigree& ped, TypedMatrices& both) {
+void COLLEAU(const ReducedPedigree& ped, const TakeRelationships& take) {
     Products products;
     allocate_products(products, ped.n_animals());
     for (int32_t t = 1; t <= ped.n_typed(); t += kVectors) {
@@ -113,9 +113,16 @@ void COLLEAU(const ReducedPedigree& ped, TypedMatrices& both) {
         A_TIMES_X(ped, ped.position(t + n - 1), products);
         for (int32_t u = 1; u < t + n; ++u) {
             const double* row = products.row(ped.position(u));
-            for (int32_t v = std::max(0, u - t); v < n; ++v) both.A11(t + v, u) = row[v];
+            const int32_t first = std::max(t, u);
+            take(first, u, {row + (first - t), row + n});
         }
     }
+}
+
+void fill_a11(const ReducedPedigree& ped, TypedMatrices& both) {
+    COLLEAU(ped, [&](int32_t t, int32_t u, std::span<const double> of_u) {
+        for (const double a : of_u) both.A11(t++, u) = a;
+    });
 }
 
 }  // namespace kve

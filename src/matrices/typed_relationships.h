@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <span>
 
 #include "base/arrays.h"
 #include "matrices/blended_pedigree.h"
@@ -46,11 +48,18 @@ void visit_pairs(int64_t n, Visit visit) {
                 for (int64_t j = first_j; j < first_j + kTile && j <= i; ++j) visit(i, j);
 }
 
-// A11, the relationships of the typed animals, by products of A with unit vectors that need A
-// itself nowhere. G is left alone.
+// Takes the relationships of typed animals t, t+1 and so on, one each, with animal u, which comes
+// not after them.
+using TakeRelationships = std::function<void(int32_t t, int32_t u, std::span<const double> of_u)>;
+
+// The relationships of the typed animals, each pair once, by products of A with unit vectors that
+// need A itself nowhere.
 //
 // Method: Colleau (2002). The vector is passed up the reduced pedigree, from progeny to parents by
 // halves, weighted by the Mendelian sampling of each animal, and passed down again.
-void COLLEAU(const ReducedPedigree& ped, TypedMatrices& both);
+void COLLEAU(const ReducedPedigree& ped, const TakeRelationships& take);
+
+// The same into A11. G is left alone.
+void fill_a11(const ReducedPedigree& ped, TypedMatrices& both);
 
 }  // namespace kve
