@@ -49,6 +49,11 @@ int RecordOutput::flush() {
     return error_;
 }
 
+int RecordOutput::start_closing() {
+    if (flush() == 0 && descriptor_ >= 0) start_sync(descriptor_);
+    return error_;
+}
+
 int RecordOutput::close() {
     if (descriptor_ < 0) return error_;
     write_out();

@@ -33,6 +33,9 @@ class RecordOutput {
     void hold_first_length() { first_ = First::to_be_held; }
     // To the system. 0 or the number of the first error met so far.
     [[nodiscard]] int flush();
+    // Ahead of the closing of several files, so that the disk works on all of them at a time. 0 or
+    // the number of the first error met so far.
+    [[nodiscard]] int start_closing();
     // To the disk. What was told by the first error is told again. A large file is written behind
     // the run: a failure is told by a later write, at the latest here or by flush().
     [[nodiscard]] int close();

@@ -1,11 +1,12 @@
 #include "base/writing_behind.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
+
+#include "base/output_file.h"
 
 namespace kve {
 
@@ -40,14 +41,12 @@ void* WritingBehind::write_buffers(void* self) {
     }
 }
 
-// The disk begins with what there is, so that little is left to wait for when the file is closed.
-// Only a hint: errors are those of the later sync_to_disk.
 void WritingBehind::send_to_disk() {
     constexpr std::size_t kWorthIt = std::size_t{1} << 24;
     unsent_ += bytes_;
     if (unsent_ < kWorthIt) return;
     unsent_ = 0;
-    static_cast<void>(::sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE));
+    start_sync(descriptor_);
 }
 
 int WritingBehind::hand_over(int descriptor, char*& buffer, std::size_t bytes) {

@@ -56,6 +56,8 @@ FailedOutput flush_units() {
 }
 
 FailedOutput close_units() {
+    // What fails here is told by the close.
+    static_cast<void>(for_all_outputs([](auto& unit) { return unit.start_closing(); }));
     return for_all_outputs([](auto& unit) { return unit.close(); });
 }
 

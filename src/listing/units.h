@@ -22,6 +22,7 @@ class TextOutput {
     [[gnu::format(printf, 2, 3)]] void print(const char* format, ...);  // one line
     void print_line(std::string_view line);
     [[nodiscard]] int flush() { return lines_.flush(); }
+    [[nodiscard]] int start_closing() { return lines_.start_closing(); }
     [[nodiscard]] int close() { return lines_.close(); }  // on the disk then
     bool is_open() const { return lines_.is_open(); }
     const std::string& path() const { return lines_.path(); }
