@@ -128,9 +128,9 @@ void copy_item(char*& to, const A& array) {
 
 }  // namespace record_items
 
-// One record of the given scalars, texts and whole arrays, in that order, without padding. As a rule
-// each item goes right into the buffer: a copy of small items in one piece would wait until they
-// have left the processor for the cache.
+// One record of the given scalars, texts and whole arrays, in that order, without padding. As a
+// rule each item goes right into the buffer: a copy of small items in one piece would wait until
+// they have left the processor for the cache.
 template <class... Items>
 void write_record(RecordOutput& to, const Items&... items) {
     const std::size_t bytes = (record_items::bytes_of(items) + ... + std::size_t{0});
