@@ -93,7 +93,8 @@ TableReader::Source::Source(TableReader& reader_of_this)
       input(gzopen(reader.file_.c_str(), "rb")),
       progress(reader.file_, bytes_of_file(reader.file_)) {
     if (input == nullptr) throw Failure(kUnreadable, reader.file_ + ": " + std::strerror(errno));
-    gzbuffer(input, kBlock);
+    // Of a file that is not compressed, blocks larger than two buffers are read without copying.
+    gzbuffer(input, kBlock / 4);
 }
 
 TableReader::Source::~Source() {
@@ -205,6 +206,7 @@ void TableReader::Source::end_row(int64_t first_line) {
 void TableReader::Source::begin_parser() {
     if (csv_init(&parser, CSV_REPALL_NL) != 0) throw std::bad_alloc();
     is_parsing = true;
+    csv_set_blk_size(&parser, kBlock);  // by which its room for a field grows
     csv_set_delim(&parser, static_cast<unsigned char>(reader.delimiter_));
     csv_set_quote(&parser, static_cast<unsigned char>(quote));
     // Of Windows ends the first half counts as a blank.
