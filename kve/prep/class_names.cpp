@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 #include <numeric>
 #include <utility>
 
@@ -10,28 +11,33 @@
 
 namespace kve::companion::prep {
 
-std::size_t PlacePairs::slot_of(Pair wanted) const {
+int64_t PlacePairs::home_of(Pair wanted) const {
     constexpr uint64_t kMixer = 0x9E3779B97F4A7C15;  // the golden ratio, as a fraction of 2**64
     const uint64_t key =
         uint64_t{static_cast<uint32_t>(wanted.first)} << 32 | static_cast<uint32_t>(wanted.second);
-    std::size_t at = static_cast<std::size_t>(key * kMixer >> shift_);
-    const std::size_t last = slots_.size() - 1;
-    while (slots_[at].place != 0 && slots_[at].pair != wanted) at = (at + 1) & last;
+    return static_cast<int64_t>(key * kMixer >> shift_);
+}
+
+int64_t PlacePairs::slot_of(Pair wanted) const {
+    const int64_t last = slots_.size() - 1;
+    int64_t at = home_of(wanted);
+    while (slots_(at).place != 0 && slots_(at).pair != wanted) at = (at + 1) & last;
     return at;
 }
 
 void PlacePairs::grow() {
-    constexpr std::size_t kFirst = 64;
-    std::vector<Slot> old(std::max(kFirst, 2 * slots_.size()));
-    old.swap(slots_);
-    shift_ = 65 - static_cast<int>(std::bit_width(slots_.size()));
-    for (const Slot& slot : old)
-        if (slot.place != 0) slots_[slot_of(slot.pair)] = slot;
+    constexpr int64_t kFirst = 64;
+    const Vec<Known, 0> old = std::move(slots_);
+    const int64_t n = std::max(kFirst, 2 * old.size());
+    if (slots_.allocate(n) != 0) throw std::bad_alloc();
+    shift_ = 65 - static_cast<int>(std::bit_width(static_cast<uint64_t>(n)));
+    for (const Known& slot : old)
+        if (slot.place != 0) slots_(slot_of(slot.pair)) = slot;
 }
 
 int32_t PlacePairs::place_of(Pair wanted) {
-    if (2 * pairs_.size() >= slots_.size()) grow();
-    Slot& slot = slots_[slot_of(wanted)];
+    if (2 * int64_t{size()} >= slots_.size()) grow();
+    Known& slot = slots_(slot_of(wanted));
     if (slot.place == 0) {
         if (size() == INT32_MAX)
             throw Failure(kUnreadable, "more than 2147483647 levels of an interaction");
@@ -52,11 +58,17 @@ int32_t ClassNames::size() const {
                             : pairs_.back().size();
 }
 
-int32_t ClassNames::place_of_parts(const std::vector<int32_t>& parts) {
-    int32_t place = parts[0];
-    for (std::size_t k = 0; k < pairs_.size(); ++k)
-        place = pairs_[k].place_of({place, parts[k + 1]});
-    return place;
+void ClassNames::add_part(std::size_t part, std::span<const Slot> of_part, std::span<Slot> places) {
+    constexpr std::size_t kAhead = 16;
+    PlacePairs& pairs = pairs_[part - 1];
+    const auto pair = [&](std::size_t k) {
+        return PlacePairs::Pair{places[k].place, of_part[k].place};
+    };
+    for (std::size_t k = 0; k < places.size(); ++k) {
+        if (k + kAhead < places.size()) pairs.fetch(pair(k + kAhead));
+        const bool is_known = places[k].place != 0 && of_part[k].place != 0;
+        places[k].place = is_known ? pairs.place_of(pair(k)) : 0;
+    }
 }
 
 void ClassNames::find_parts(int32_t place, std::span<int32_t> parts) const {

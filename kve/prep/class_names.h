@@ -8,9 +8,17 @@
 #include <string_view>
 #include <vector>
 
+#include "base/arrays.h"
 #include "kve/tables/identities.h"
 
 namespace kve::companion::prep {
+
+// One value of an intermediate record: the place of an identity or class, an integer, or a real.
+union Slot {
+    int32_t place;
+    float real;
+};
+static_assert(sizeof(Slot) == 4);
 
 // Pairs of places, numbered from 1 in the order in which they were met first.
 class PlacePairs {
@@ -21,22 +29,27 @@ class PlacePairs {
     };
 
     int32_t place_of(Pair wanted);
+    // Has place_of find what it looks at in the cache, when it is called some pairs ahead.
+    void fetch(Pair wanted) const {
+        if (slots_.size() > 0) __builtin_prefetch(&slots_(home_of(wanted)));
+    }
     const Pair& operator[](int32_t place) const {
         return pairs_[static_cast<std::size_t>(place) - 1];
     }
     int32_t size() const { return static_cast<int32_t>(pairs_.size()); }
 
  private:
-    struct Slot {
+    struct Known {
         Pair pair;
         int32_t place;  // 0: free
     };
 
-    std::size_t slot_of(Pair wanted) const;
+    int64_t home_of(Pair wanted) const;
+    int64_t slot_of(Pair wanted) const;
     void grow();
 
     std::vector<Pair> pairs_;
-    std::vector<Slot> slots_;
+    Vec<Known, 0> slots_;  // a power of two
     int shift_ = 64;
 };
 
@@ -48,8 +61,9 @@ class ClassNames {
     const IdentityTable& table() const { return table_; }
     int32_t size() const;
 
-    // Of an interaction: the places of its parts make one level.
-    int32_t place_of_parts(const std::vector<int32_t>& parts);
+    // Of an interaction, for as many records as there are places: those of the first parts, 0 when
+    // one is missing, become those of the first parts and part `part`, from 1.
+    void add_part(std::size_t part, std::span<const Slot> of_part, std::span<Slot> places);
     void set_parts(std::vector<const ClassNames*> parts);
     // How a level is shown that has a number of its own, such as a class of a real that was cut.
     void set_label(std::function<std::string(int32_t)> label) { label_ = std::move(label); }

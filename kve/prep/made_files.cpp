@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -148,9 +149,11 @@ class Orthogonal {
 struct Maker {
     const Field* field;
     std::size_t slot;
+    bool is_integer;
     const std::vector<int32_t>* codes = nullptr;  // of places
     std::shared_ptr<std::vector<int32_t>> counts;
     std::shared_ptr<Orthogonal> orthogonal;
+    ShortDecimals decimals;
 };
 
 std::vector<Maker> makers_of(const std::vector<Field>& fields, const std::vector<int32_t>& codes) {
@@ -159,7 +162,10 @@ std::vector<Maker> makers_of(const std::vector<Field>& fields, const std::vector
         for (const Field& field : fields) {
             if (!field.is_written || field.is_integer() != is_integer) continue;
             const Field& source = field.comes_last() ? fields[field.sources[0]] : field;
-            Maker maker{&field, static_cast<std::size_t>(source.slot), nullptr, nullptr, nullptr};
+            Maker maker{&field,     static_cast<std::size_t>(source.slot),
+                        is_integer, nullptr,
+                        nullptr,    nullptr,
+                        {}};
             if (field.role == Role::identity) maker.codes = &codes;
             if (field.role == Role::klass) maker.codes = &field.classes->codes();
             if (field.comes_last() && field.built->how == Building::count)
@@ -220,18 +226,19 @@ class DataOutput {
     }
     void put(int32_t value) {
         if (is_binary_) return framed_.put(&value, sizeof value);
-        begin_item();
-        text_->put(value);
+        char* at = begin_item();
+        text_->take(std::to_chars(at, at + kNumberBytes, value).ptr);
     }
-    void put(float value) {
+    // Of a column, whose values as a rule have as many decimals.
+    void put(float value, ShortDecimals& of_column) {
         if (is_binary_) return framed_.put(&value, sizeof value);
-        begin_item();
-        text_->take(reals_.put(text_->room(kNumberBytes), value));
+        char* at = begin_item();
+        const char* end = of_column.put(at, value);
+        text_->take(end != nullptr ? end : reals_.put(at, value));
     }
     void put(double value) {
         if (is_binary_) return framed_.put(&value, sizeof value);
-        begin_item();
-        text_->take(doubles_.put(text_->room(kNumberBytes), value));
+        text_->take(doubles_.put(begin_item(), value));
     }
     void end() {
         is_first_ = true;
@@ -244,9 +251,11 @@ class DataOutput {
     }
 
  private:
-    void begin_item() {
-        if (!is_first_) text_->put(' ');
+    char* begin_item() {
+        char* at = text_->room(1 + kNumberBytes);
+        if (!is_first_) *at++ = ' ';
         is_first_ = false;
+        return at;
     }
     [[noreturn]] void refuse(int error) const {
         throw Failure(kUnreadable, fmt::format("{}: {}", file_, std::strerror(error)));
@@ -270,6 +279,31 @@ float real_of(const Maker& maker, const std::vector<Field>& fields, std::span<co
     return std::isnan(x) ? NAN : static_cast<float>(maker.orthogonal->at(maker.field->part, x));
 }
 
+void refuse_low(const Recipe& recipe, const Maker& maker, float value) {
+    throw Failure(kUsage, fmt::format("{}: {} is {} in a record, at or below the code of missing "
+                                      "values: give a lower missing_code",
+                                      recipe.file, maker.field->name, value));
+}
+
+// The identities of the data that the pedigree lacks.
+class Strangers {
+ public:
+    Strangers(const PedigreeTable* pedigree, std::size_t n_places)
+        : pedigree_(pedigree), is_met_(pedigree != nullptr ? n_places : 0) {}
+
+    void meet(int32_t place) {
+        if (pedigree_ == nullptr || place == 0 || is_met_[static_cast<std::size_t>(place)]) return;
+        is_met_[static_cast<std::size_t>(place)] = true;
+        if (!pedigree_->animal(place).has_record()) ++n_;
+    }
+    int64_t n() const { return n_; }
+
+ private:
+    const PedigreeTable* pedigree_;
+    std::vector<bool> is_met_;
+    int64_t n_ = 0;
+};
+
 }  // namespace
 
 DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
@@ -279,8 +313,7 @@ DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
     for (const Field& field : fields) n_slots += field.slot >= 0 ? 1 : 0;
     std::vector<Maker> makers = makers_of(fields, codes);
     count_all(fields, makers, intermediate, n_slots);
-    DataCounts counts;
-    std::vector<bool> is_met(codes.size());
+    Strangers strangers(pedigree, codes.size());
     const auto missing = static_cast<float>(recipe.missing_code);
     DataOutput out(file, recipe.is_binary);
     for_each_record<Slot>(
@@ -289,30 +322,24 @@ DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
                 if (maker.codes != nullptr)
                     __builtin_prefetch(maker.codes->data() + ahead[maker.slot].place);
             out.begin(4 * makers.size());
-            for (const Maker& maker : makers) {
-                if (!maker.field->is_integer()) {
-                    const float value = real_of(maker, fields, record);
-                    if (maker.field->comes_last() && value <= missing)
-                        throw Failure(
-                            kUsage, fmt::format("{}: {} is {} in a record, at or below the code of "
-                                                "missing values: give a lower missing_code",
-                                                recipe.file, maker.field->name, value));
-                    out.put(std::isnan(value) ? missing : value);
-                    continue;
+            for (Maker& maker : makers) {
+                const Slot slot = record[maker.slot];
+                if (!maker.is_integer) {
+                    const bool is_read = !maker.counts && !maker.orthogonal;
+                    const float value = is_read ? slot.real : real_of(maker, fields, record);
+                    if (!is_read && value <= missing) refuse_low(recipe, maker, value);
+                    out.put(std::isnan(value) ? missing : value, maker.decimals);
+                } else if (maker.codes == nullptr) {
+                    out.put(slot.place);
+                } else {
+                    out.put((*maker.codes)[static_cast<std::size_t>(slot.place)]);
+                    if (maker.codes == &codes) strangers.meet(slot.place);
                 }
-                const int32_t place = record[maker.slot].place;
-                out.put(maker.codes != nullptr ? (*maker.codes)[static_cast<std::size_t>(place)]
-                                               : place);
-                if (maker.field->role != Role::identity || place == 0) continue;
-                if (is_met[static_cast<std::size_t>(place)]) continue;
-                is_met[static_cast<std::size_t>(place)] = true;
-                if (pedigree != nullptr && !pedigree->animal(place).has_record())
-                    ++counts.n_identities_without_record;
             }
             out.end();
         });
     out.finish();
-    return counts;
+    return {strangers.n()};
 }
 
 void write_pedigree(const PedigreeTable& pedigree, const std::vector<int32_t>& codes,

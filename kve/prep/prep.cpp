@@ -151,13 +151,12 @@ void Preparation::read_data() {
         const RecordMaker::Outcome outcome = maker_->make();
         if (outcome == RecordMaker::Outcome::kept) {
             ++data_.n_kept;
-            const std::vector<Slot>& slots = maker_->slots();
-            out.put(std::string_view(reinterpret_cast<const char*>(slots.data()),
-                                     slots.size() * sizeof(Slot)));
+            if (maker_->is_full()) maker_->put_out(out);
         } else {
             ++(outcome == RecordMaker::Outcome::rejected ? data_.n_rejected : n_left_out_);
         }
     }
+    maker_->put_out(out);
     data_.described = table_->described();
     if (recipe_.data.decimal_sign != '.')
         data_.described += fmt::format(", \"{}\" in decimals", recipe_.data.decimal_sign);

@@ -97,6 +97,7 @@ RecordMaker::RecordMaker(const Recipe& recipe, TableReader& table, const Pedigre
     }
     give_slots();
     cells_.resize(fields_.size());
+    waiting_.assign(fields_.size(), std::vector<Slot>(kMostWaiting));
     numbers_.resize(fields_.size());
 }
 
@@ -258,7 +259,6 @@ void RecordMaker::give_slots() {
     int n = 0;
     for (std::size_t k = 0; k < fields_.size(); ++k)
         if (is_needed[k]) fields_[k].slot = n++;
-    slots_.resize(static_cast<std::size_t>(n));
 }
 
 std::vector<std::string> RecordMaker::unused_columns() const {
@@ -311,7 +311,7 @@ RecordMaker::Outcome RecordMaker::make() {
             if (!read_source(field, cell)) return Outcome::rejected;
         } else if (!field.comes_last() && !field.is_interaction()) {
             compute(field, cell);
-            if (field.built->how == Building::age && !is_within_limits(field, cell))
+            if (field.built->limits.lowest && !is_within_limits(field, cell))
                 return Outcome::rejected;
         }
     }
@@ -321,7 +321,9 @@ RecordMaker::Outcome RecordMaker::make() {
             return Outcome::left_out;
         }
     if (!keys_.empty() && !has_new_key()) return Outcome::rejected;
-    for (std::size_t k = 0; k < fields_.size(); ++k) intern(fields_[k], cells_[k]);
+    for (std::size_t k = 0; k < fields_.size(); ++k)
+        intern(fields_[k], cells_[k], waiting_[k][n_waiting_]);
+    ++n_waiting_;
     return Outcome::kept;
 }
 
@@ -357,7 +359,7 @@ bool RecordMaker::read_source(Field& field, Cell& cell) {
     } else {
         cell.number = static_cast<double>(*value);
     }
-    if (!is_within_limits(field, cell)) return false;
+    if (field.column->limits.lowest && !is_within_limits(field, cell)) return false;
     is_missing = is_text ? cell.text.empty() : std::isnan(cell.number);
     if (is_missing && field.column->is_required) {
         reject(field.name, text, "is missing");
@@ -369,7 +371,6 @@ bool RecordMaker::read_source(Field& field, Cell& cell) {
 // False when the record is rejected.
 bool RecordMaker::is_within_limits(Field& field, Cell& cell) {
     const Limits& limits = field.column != nullptr ? field.column->limits : field.built->limits;
-    if (!limits.lowest) return true;
     double value = cell.number;
     if (!cell.text.empty()) value = parse_real(cell.text, field.decimal_sign).value_or(kMissing);
     const bool is_below = value<*limits.lowest, is_above = value> * limits.highest,
@@ -527,43 +528,75 @@ void RecordMaker::tell_new_name(const Field& field, std::string_view text) {
                       reason);
 }
 
-void RecordMaker::intern(Field& field, Cell& cell) {
-    cell.place = 0;
-    if (field.comes_last() || field.role == Role::date) return;
-    if (field.built != nullptr && field.built->how == Building::number) {
-        std::vector<int32_t>& numbers = numbers_[static_cast<std::size_t>(&field - fields_.data())];
-        const auto place = static_cast<std::size_t>(cells_[field.sources[0]].place);
-        if (place >= numbers.size()) numbers.resize(2 * place + 1);
-        if (place > 0) cell.place = ++numbers[place];
-    } else if (field.is_interaction()) {
-        parts_.clear();
-        for (const std::size_t source : field.sources) parts_.push_back(cells_[source].place);
-        if (std::ranges::find(parts_, 0) == parts_.end())
-            cell.place = field.classes->place_of_parts(parts_);
-    } else if (field.role == Role::integer) {
-        cell.place = std::isnan(cell.number) ? 0 : static_cast<int32_t>(cell.number);
-    } else if (field.built != nullptr && field.role == Role::klass) {
+int32_t RecordMaker::place_of(Field& field, const Cell& cell) {
+    if (field.role == Role::integer)
+        return std::isnan(cell.number) ? 0 : static_cast<int32_t>(cell.number);
+    if (field.built != nullptr) {
+        if (std::isnan(cell.number)) return 0;
         char text[16];
-        if (!std::isnan(cell.number))
-            cell.place = field.classes->place_of(
-                {text,
-                 std::to_chars(text, text + sizeof text, static_cast<int32_t>(cell.number)).ptr});
-    } else if (!cell.text.empty()) {
-        const bool is_class = field.role == Role::klass;
-        const int32_t n = is_class ? field.classes->size() : identities_.size();
-        cell.place =
-            is_class ? field.classes->place_of(cell.text) : identities_.place_of(cell.text);
-        if (cell.place > n) tell_new_name(field, cell.text);
+        const char* end =
+            std::to_chars(text, text + sizeof text, static_cast<int32_t>(cell.number)).ptr;
+        return field.classes->place_of({text, end});
+    }
+    if (cell.text.empty()) return 0;
+    const bool is_class = field.role == Role::klass;
+    const int32_t n = is_class ? field.classes->size() : identities_.size(),
+                  place = is_class ? field.classes->place_of(cell.text)
+                                   : identities_.place_of(cell.text);
+    if (place > n) tell_new_name(field, cell.text);
+    return place;
+}
+
+void RecordMaker::intern(Field& field, Cell& cell, Slot& slot) {
+    if (field.comes_last() || field.role == Role::date || field.is_interaction() ||
+        field.is_number())
+        return;
+    if (field.role != Role::real) {
+        slot.place = place_of(field, cell);
+        return;
     }
     if (field.slot < 0) return;
-    Slot& slot = slots_[static_cast<std::size_t>(field.slot)];
-    if (field.built != nullptr && field.role == Role::real && means_missing(cell.number))
+    if (field.built != nullptr && means_missing(cell.number))
         make_missing(field, cell, fmt::format("{:.6g}", cell.number),
                      "at or below the code of missing values");
-    if (field.role == Role::real)
-        slot.real = static_cast<float>(cell.number);
-    else
-        slot.place = cell.place;
+    slot.real = static_cast<float>(cell.number);
+}
+
+void RecordMaker::number_records(const Field& field, std::vector<int32_t>& numbers) {
+    constexpr std::size_t kAhead = 16;
+    const std::size_t own = static_cast<std::size_t>(&field - fields_.data());
+    const std::vector<Slot>& source = waiting_[field.sources[0]];
+    for (std::size_t k = 0; k < n_waiting_; ++k) {
+        const auto place = static_cast<std::size_t>(source[k].place);
+        if (place >= numbers.size()) numbers.resize(2 * place + 1);
+        __builtin_prefetch(numbers.data() + source[std::min(k + kAhead, n_waiting_ - 1)].place);
+        waiting_[own][k].place = place > 0 ? ++numbers[place] : 0;
+    }
+}
+
+void RecordMaker::join_parts(const Field& field) {
+    std::vector<Slot>& own = waiting_[static_cast<std::size_t>(&field - fields_.data())];
+    own = waiting_[field.sources[0]];
+    for (std::size_t part = 1; part < field.sources.size(); ++part)
+        field.classes->add_part(part, waiting_[field.sources[part]],
+                                std::span(own).first(n_waiting_));
+}
+
+void RecordMaker::put_out(Output& out) {
+    std::vector<const Slot*> columns;
+    for (std::size_t k = 0; k < fields_.size(); ++k) {
+        if (fields_[k].is_interaction()) join_parts(fields_[k]);
+        if (fields_[k].is_number()) number_records(fields_[k], numbers_[k]);
+        if (fields_[k].slot >= 0) columns.push_back(waiting_[k].data());
+    }
+    std::vector<Slot> record(columns.size());
+    for (std::size_t k = 0; k < n_waiting_; ++k) {
+        std::ranges::transform(columns, record.begin(),
+                               [k](const Slot* column) { return column[k]; });
+        out.put(std::string_view(reinterpret_cast<const char*>(record.data()),
+                                 record.size() * sizeof(Slot)));
+    }
+    n_waiting_ = 0;
 }
 
 }  // namespace kve::companion::prep

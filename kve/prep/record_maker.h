@@ -50,14 +50,8 @@ struct Field {
                (built->how == Building::count || built->how == Building::orthogonal);
     }
     bool is_interaction() const { return built != nullptr && built->how == Building::interaction; }
+    bool is_number() const { return built != nullptr && built->how == Building::number; }
 };
-
-// One value of an intermediate record: the place of an identity or class, an integer, or a real.
-union Slot {
-    int32_t place;
-    float real;
-};
-static_assert(sizeof(Slot) == 4);
 
 class RecordMaker {
  public:
@@ -66,10 +60,12 @@ class RecordMaker {
     RecordMaker(const Recipe& recipe, TableReader& table, const PedigreeTable* pedigree,
                 IdentityTable& identities, Findings& findings);
 
-    // The record that the table is at.
+    // The record that the table is at. One that is kept waits for others.
     Outcome make();
-    // The slots of the record that was kept.
-    const std::vector<Slot>& slots() const { return slots_; }
+    // As many wait as may.
+    bool is_full() const { return n_waiting_ == kMostWaiting; }
+    // The slots of those that wait.
+    void put_out(Output& out);
 
     std::vector<Field>& fields() { return fields_; }
     // How many records each of the conditions has left out.
@@ -80,7 +76,6 @@ class RecordMaker {
     struct Cell {
         double number = 0.0;    // not a number: missing
         std::string_view text;  // of an identity or class of the table; empty: missing
-        int32_t place = 0;
     };
     struct Test {
         const Condition* condition;
@@ -105,7 +100,10 @@ class RecordMaker {
     double compute_age(Field& field, Cell& cell);
     bool fulfils(const Test& test) const;
     bool has_new_key();
-    void intern(Field& field, Cell& cell);
+    void intern(Field& field, Cell& cell, Slot& slot);
+    int32_t place_of(Field& field, const Cell& cell);
+    void number_records(const Field& field, std::vector<int32_t>& numbers);
+    void join_parts(const Field& field);
     void tell_new_name(const Field& field, std::string_view text);
     // As KVE1 takes it, which reads the code with the precision of the data.
     bool means_missing(double value) const {
@@ -120,13 +118,16 @@ class RecordMaker {
     Findings& findings_;
     std::vector<Field> fields_;
     std::vector<Cell> cells_;
-    std::vector<Slot> slots_;
+    // Of each field, by record. What is found from the places of other fields is left to put_out,
+    // so that the tables where it is looked up are in the cache in time.
+    static constexpr std::size_t kMostWaiting = 1024;
+    std::vector<std::vector<Slot>> waiting_;
+    std::size_t n_waiting_ = 0;
     std::vector<Test> tests_;
     std::vector<int64_t> left_out_by_;
     std::vector<std::size_t> keys_;
     IdentityTable known_keys_;
     std::vector<std::vector<int32_t>> numbers_;  // by field and place: running numbers
-    std::vector<int32_t> parts_;
 };
 
 }  // namespace kve::companion::prep

@@ -65,6 +65,18 @@ class Output {
     WritingBehind behind_;
 };
 
+// Reals of at most six digits, the last of them in the first four decimals at most, in the shortest
+// text that gives them back. The values of a column are as a rule of one precision.
+class ShortDecimals {
+ public:
+    // At `at`; where the text ends, or null for any other real.
+    char* put(char* at, float value);
+
+ private:
+    std::size_t decimals_ = 0;  // the most that a value has needed
+    int n_others_ = 0;          // in a row
+};
+
 // Reals in the shortest text that gives them back. Matrices and data hold the same few values over
 // and over, so that the texts of the last ones are kept.
 template <std::floating_point Real>

@@ -7,7 +7,8 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <functional>
+#include <new>
+#include <utility>
 
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
@@ -20,73 +21,118 @@ namespace kve::companion {
 namespace {
 
 constexpr unsigned char kLong = 255;
-constexpr std::size_t kMostPlaces = INT32_MAX;
-constexpr std::size_t kSlotsInCache = 8192;  // with so many it is there anyway
+constexpr int32_t kMostPlaces = INT32_MAX;
+constexpr int64_t kSlotsInCache = 32768;  // with so many it is there anyway
 
 struct LongText {
     uint64_t begin;
     uint32_t size;
 };
 
-}  // namespace
+__extension__ using Product = unsigned __int128;
 
-bool IdentityTable::holds(const Slot& slot, uint32_t mark, std::string_view wanted) const {
-    return slot.mark == mark && text(static_cast<int32_t>(slot.place)) == wanted;
+uint64_t fold(uint64_t a, uint64_t b) {
+    const Product product = Product{a} * b;
+    return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
 }
 
+template <class Word>
+uint64_t word_at(const char* at) {
+    Word word;
+    std::memcpy(&word, at, sizeof word);
+    return word;
+}
+
+// Products of words of the text and odd constants; the words at its end may overlap.
+uint32_t hash_of(std::string_view text) {
+    constexpr uint64_t kFirst = 0x9E3779B97F4A7C15, kSecond = 0xD6E8FEB86659FD93;
+    const char* at = text.data();
+    std::size_t left = text.size();
+    uint64_t hash = left;
+    for (; left > 16; left -= 16, at += 16)
+        hash = fold(word_at<uint64_t>(at) ^ hash ^ kFirst, word_at<uint64_t>(at + 8) ^ kSecond);
+    uint64_t front = 0, back = 0;
+    if (left >= 8) {
+        front = word_at<uint64_t>(at);
+        back = word_at<uint64_t>(at + left - 8);
+    } else if (left >= 4) {
+        front = word_at<uint32_t>(at);
+        back = word_at<uint32_t>(at + left - 4);
+    } else if (left > 0) {
+        front = word_at<unsigned char>(at) << 8 | word_at<unsigned char>(at + left / 2);
+        back = word_at<unsigned char>(at + left - 1);
+    }
+    hash = fold(front ^ hash ^ kFirst, back ^ kSecond);
+    return static_cast<uint32_t>(hash ^ hash >> 32);
+}
+
+}  // namespace
+
 std::string_view IdentityTable::text(int32_t place) const {
-    const Entry& entry = entries_[static_cast<std::size_t>(place) - 1];
+    const Entry& entry = entries_(place);
     if (entry.length != kLong) return {entry.bytes, entry.length};
     LongText where;
     std::memcpy(&where, entry.bytes, sizeof where.begin + sizeof where.size);
     return std::string_view(long_texts_).substr(where.begin, where.size);
 }
 
+// Where the text is, or the free slot where it would be.
+int64_t IdentityTable::slot_of(uint32_t hash, std::string_view wanted) const {
+    const int64_t last = slots_.size() - 1;
+    int64_t at = hash & last;
+    for (; slots_(at).place != 0; at = (at + 1) & last)
+        if (slots_(at).hash == hash && text(static_cast<int32_t>(slots_(at).place)) == wanted)
+            break;
+    return at;
+}
+
+// Twice as many slots. They are gone through in their order, which is nearly that of their places
+// in the lower and in the upper half of the new ones.
 void IdentityTable::grow() {
-    std::vector<Slot> old(std::max<std::size_t>(64, 2 * slots_.size()));
-    old.swap(slots_);
-    const std::size_t last = slots_.size() - 1;
+    constexpr int64_t kFirst = 64;
+    const Vec<Slot, 0> old = std::move(slots_);
+    if (slots_.allocate(std::max(kFirst, 2 * old.size())) != 0) throw std::bad_alloc();
+    const int64_t last = slots_.size() - 1;
     for (const Slot& slot : old) {
         if (slot.place == 0) continue;
-        // The mark is the upper half of the hash; the slot must be found from the text.
-        std::size_t at = std::hash<std::string_view>()(text(static_cast<int32_t>(slot.place)));
-        for (at &= last; slots_[at].place != 0;) at = (at + 1) & last;
-        slots_[at] = slot;
+        int64_t at = slot.hash & last;
+        while (slots_(at).place != 0) at = (at + 1) & last;
+        slots_(at) = slot;
     }
 }
 
+void IdentityTable::lengthen_entries() {
+    constexpr int64_t kFirst = 64;
+    const int64_t n = entries_.size();
+    if (entries_.lengthen(std::max(kFirst, n + n / 2)) != 0) throw std::bad_alloc();
+}
+
 void IdentityTable::fetch_slot(std::string_view text) const {
-    if (slots_.size() < kSlotsInCache) return;
-    __builtin_prefetch(&slots_[std::hash<std::string_view>()(text) & (slots_.size() - 1)]);
+    if (slots_.size() <= kSlotsInCache) return;
+    __builtin_prefetch(&slots_(hash_of(text) & (slots_.size() - 1)));
 }
 
 void IdentityTable::fetch_text(std::string_view text) const {
-    if (slots_.size() < kSlotsInCache) return;
-    const Slot& slot = slots_[std::hash<std::string_view>()(text) & (slots_.size() - 1)];
-    if (slot.place != 0) __builtin_prefetch(&entries_[slot.place - 1]);
+    if (slots_.size() <= kSlotsInCache) return;
+    const uint32_t hash = hash_of(text);
+    const int64_t last = slots_.size() - 1;
+    for (int64_t at = hash & last; slots_(at).place != 0; at = (at + 1) & last)
+        if (slots_(at).hash == hash) return __builtin_prefetch(&entries_(slots_(at).place));
 }
 
 int32_t IdentityTable::find(std::string_view wanted) const {
-    if (slots_.empty()) return 0;
-    const std::size_t hash = std::hash<std::string_view>()(wanted);
-    const auto mark = static_cast<uint32_t>(hash >> 32);
-    const std::size_t last = slots_.size() - 1;
-    for (std::size_t at = hash & last; slots_[at].place != 0; at = (at + 1) & last)
-        if (holds(slots_[at], mark, wanted)) return static_cast<int32_t>(slots_[at].place);
-    return 0;
+    if (size_ == 0) return 0;
+    return static_cast<int32_t>(slots_(slot_of(hash_of(wanted), wanted)).place);
 }
 
 int32_t IdentityTable::place_of(std::string_view wanted) {
-    if (2 * entries_.size() >= slots_.size()) grow();
-    const std::size_t hash = std::hash<std::string_view>()(wanted);
-    const auto mark = static_cast<uint32_t>(hash >> 32);
-    const std::size_t last = slots_.size() - 1;
-    std::size_t at = hash & last;
-    for (; slots_[at].place != 0; at = (at + 1) & last)
-        if (holds(slots_[at], mark, wanted)) return static_cast<int32_t>(slots_[at].place);
-    if (entries_.size() == kMostPlaces)
-        throw Failure(kUnreadable, "more than 2147483647 identities");
-    Entry entry{};
+    if (5 * int64_t{size_} >= 4 * slots_.size()) grow();
+    const uint32_t hash = hash_of(wanted);
+    Slot& slot = slots_(slot_of(hash, wanted));
+    if (slot.place != 0) return static_cast<int32_t>(slot.place);
+    if (size_ == kMostPlaces) throw Failure(kUnreadable, "more than 2147483647 identities");
+    if (size_ == entries_.size()) lengthen_entries();
+    Entry& entry = entries_(++size_);
     if (wanted.size() <= sizeof entry.bytes) {
         wanted.copy(entry.bytes, wanted.size());
         entry.length = static_cast<unsigned char>(wanted.size());
@@ -96,9 +142,8 @@ int32_t IdentityTable::place_of(std::string_view wanted) {
         entry.length = kLong;
         long_texts_ += wanted;
     }
-    entries_.push_back(entry);
-    slots_[at] = {static_cast<uint32_t>(entries_.size()), mark};
-    return size();
+    slot = {static_cast<uint32_t>(size_), hash};
+    return size_;
 }
 
 std::optional<int32_t> integer_identity(std::string_view text) {

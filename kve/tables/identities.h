@@ -9,10 +9,12 @@
 #include <string_view>
 #include <vector>
 
+#include "base/arrays.h"
+
 namespace kve::companion {
 
-// Texts in the order in which they were met first, numbered from 1: `place` below. Memory is 30 to
-// 40 bytes an identity, and the text besides when it has more than 15 bytes.
+// Texts in the order in which they were met first, numbered from 1: `place` below. Memory is 26 to
+// 44 bytes an identity, and the text besides when it has more than 15 bytes.
 class IdentityTable {
  public:
     // The place of a text, which is added when it is new.
@@ -24,7 +26,7 @@ class IdentityTable {
     // 0 when it has none.
     int32_t find(std::string_view text) const;
     std::string_view text(int32_t place) const;
-    int32_t size() const { return static_cast<int32_t>(entries_.size()); }
+    int32_t size() const { return size_; }
 
  private:
     // The text itself and its length; of a longer one where it stands, and how long it is.
@@ -33,15 +35,17 @@ class IdentityTable {
         unsigned char length;
     };
     struct Slot {
-        uint32_t place = 0;  // 0: free
-        uint32_t mark = 0;   // of the hash
+        uint32_t place;  // 0: free
+        uint32_t hash;   // its lower bits tell where the slot should be
     };
 
-    bool holds(const Slot& slot, uint32_t mark, std::string_view text) const;
+    int64_t slot_of(uint32_t hash, std::string_view text) const;
+    void lengthen_entries();
     void grow();
 
-    std::vector<Entry> entries_;
-    std::vector<Slot> slots_;
+    Vec<Entry> entries_;  // the first `size_` of them
+    Vec<Slot, 0> slots_;  // a power of two
+    int32_t size_ = 0;
     std::string long_texts_;
 };
 

@@ -51,6 +51,37 @@ std::string_view without_plus(std::string_view text) {
     return text.size() > 1 && text[0] == '+' && text[1] != '-' ? text.substr(1) : text;
 }
 
+// Up to 15 digits and a power of ten up to 10**15 are doubles without error, so that their quotient
+// is the double next to the number. False for what is left to from_chars.
+bool parse_plain(std::string_view text, double& value) {
+    constexpr std::size_t kMostDigits = 15;
+    constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    const bool is_negative = text.front() == '-';
+    const std::size_t first = is_negative ? 1 : 0;
+    if (text.size() <= first || text.size() > first + kMostDigits) return false;
+    int64_t digits = 0;
+    std::size_t decimals = 0;
+    bool has_digit = false, has_point = false;
+    for (std::size_t k = first; k < text.size(); ++k) {
+        const auto digit = static_cast<unsigned char>(text[k] - '0');
+        if (digit < 10) {
+            digits = 10 * digits + digit;
+            has_digit = true;
+        } else if (text[k] == '.' && !has_point) {
+            has_point = true;
+            decimals = text.size() - k - 1;
+        } else {
+            return false;
+        }
+    }
+    if (!has_digit) return false;
+    value = static_cast<double>(digits);
+    if (decimals > 0) value /= kPowers[decimals];
+    if (is_negative) value = -value;
+    return true;
+}
+
 }  // namespace
 
 std::optional<double> parse_real(std::string_view text, char decimal_sign) {
@@ -63,6 +94,7 @@ std::optional<double> parse_real(std::string_view text, char decimal_sign) {
         text = {own, text.size()};
     }
     double value = 0.0;
+    if (parse_plain(text, value)) return value;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (error != std::errc() || stop != end || !std::isfinite(value)) return {};

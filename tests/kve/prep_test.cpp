@@ -119,6 +119,57 @@ line = { spline = "x", knots = [0, 5, 15] }
               "d.csv\t5\tleg1\t11\toutside of the range\n");
 }
 
+// What depends on other columns is found for many records at a time, and is what it would be one by
+// one: in the order of the table, and missing where a part is.
+TEST(Prep, ManyRecordsOfBuiltColumns) {
+    std::mt19937 draw(7);
+    const Scratch scratch;
+    std::string bytes = "id,a,b,y\n";
+    std::map<std::string, int> met;
+    std::vector<std::pair<std::string, std::string>> expected;  // level, rest of the record
+    for (int k = 0; k < 5000; ++k) {
+        const int id = static_cast<int>(draw() % 900), a = static_cast<int>(draw() % 30),
+                  b = static_cast<int>(draw() % 12);
+        const bool is_kept = draw() % 9 != 0, has_both = a != 0 && b != 0;
+        bytes += text("x%d,%s,%s,%s\n", id, a == 0 ? "NA" : text("%d", a).c_str(),
+                      b == 0 ? "" : text("%d", b).c_str(), is_kept ? "1.5" : "-2");
+        if (!is_kept) continue;
+        const std::string both = text("%d*%d", b, a), all = both + text("*x%d", id);
+        const int of_id = ++met[text("x%d", id)], of_both = has_both ? ++met[both] : 0,
+                  of_all = has_both ? ++met[all] : 0;
+        expected.emplace_back(has_both ? all : "", text(" %d %d %d 1.5", of_id, of_both, of_all));
+    }
+    scratch.write("d.csv", bytes);
+    scratch.write("r.toml", R"(
+[data]
+file = "d.csv"
+keep = ["y > 0"]
+[columns]
+id = { role = "class", write = false }
+a = { role = "class", write = false }
+b = { role = "class", write = false }
+y = "real"
+[build]
+ba = { interaction = ["b", "a"], write = false }
+all = { interaction = ["b", "a", "id"] }
+of_id = { number = "id" }
+of_ba = { number = "ba" }
+of_all = { number = "all" }
+)");
+    const Shown shown = kve(scratch, "prep r.toml -o .");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    std::map<std::string, std::string> codes{{"", "0"}};
+    for (const std::string& line : lines_of(scratch.read("classes.tsv"))) {
+        const std::size_t name = line.find('\t') + 1, code = line.rfind('\t') + 1;
+        if (line.starts_with("all\t"))
+            codes[line.substr(name, code - 1 - name)] = line.substr(code);
+    }
+    const std::vector<std::string> made = lines_of(scratch.read("data.txt"));
+    ASSERT_EQ(made.size(), expected.size());
+    for (std::size_t k = 0; k < made.size(); ++k)
+        ASSERT_EQ(made[k], codes[expected[k].first] + expected[k].second) << k;
+}
+
 // Every kind of dirt, each in records of its own, drawn at random.
 TEST(Prep, CountsAddUp) {
     std::mt19937 draw(11);
