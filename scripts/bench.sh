@@ -128,6 +128,7 @@ run_job() {
         [ ! -e "../$name" ] || ln -s "../$name" .
     done
     cat -- * > /dev/null  # into the cache of the system
+    "$tools/touch_memory" 4000
     [ "$dimensions" = default ] || cp ../fitting KVEDIM
     # shellcheck disable=SC2086
     measured=$(taskset -c "$on" "$tools/measure" $command < "$input") ||
