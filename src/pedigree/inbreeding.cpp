@@ -228,12 +228,12 @@ void list_mates_lines(Pedigree& ped) {
     }
 }
 
-// By their numbers, so that parents come first. Clears their bits.
+// By their numbers, so that parents come first. Their bits are used up.
 void order_mates(Pedigree& ped) {
     int32_t n = 0;
     for (int32_t group = 0; n < ped.n_mates; ++group)
         visit_bits(group, std::exchange(ped.groups(group), 0), [&](int32_t word) {
-            visit_bits(word, std::exchange(ped.family(word).mates, 0),
+            visit_bits(word, std::exchange(ped.family(word), {}).mates,
                        [&](int32_t node) { ped.mates(n++) = node; });
         });
 }
@@ -253,7 +253,6 @@ void relate_mates(Pedigree& ped, int32_t first, int32_t behind) {
 
 void leave_family(Pedigree& ped) {
     for (const Member& member : ped.line) ped.family(word_of(member.node)).members = 0;
-    for (int32_t k = 0; k < ped.n_mates; ++k) ped.family(word_of(ped.mates(k))).members = 0;
     ped.family(0).members |= bit_of(0);
 }
 
