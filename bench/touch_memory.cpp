@@ -40,7 +40,6 @@ int main(int count, char** words) {
         ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) return 1;
     ::madvise(memory, bytes, MADV_HUGEPAGE);
-    for (std::size_t at = 0; at < bytes; at += kPage)
-        static_cast<volatile char*>(memory)[at] = 1;
+    for (std::size_t at = 0; at < bytes; at += kPage) static_cast<volatile char*>(memory)[at] = 1;
     return 0;
 }
