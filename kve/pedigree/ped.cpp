@@ -204,12 +204,12 @@ void write_results(const Work& work, ResultFolder& results) {
                                 : std::filesystem::exists(results.path(kIds)) && !options.renumber
                                     ? results.path(kIds).string()
                                     : "";
-    const Codes codes = make_codes(work.table.names, options.renumber, earlier);
+    Codes codes = make_codes(work.table.names, options.renumber, earlier);
     if (!earlier.empty()) fmt::print("codes are those of {}, as far as it has them\n", earlier);
     const bool grouped = options.group_size > 0;
     const int64_t n = write_pedigree(results.begin(kPedigree), work.placed, work.table.book, codes,
                                      work.groups, options.adds_parents || grouped, options.binary);
-    write_identities(results.begin(kIds), work.placed, work.table.names, codes);
+    write_identities(results.begin(kIds), work.placed, work.table.names, std::move(codes));
     if (grouped) write_groups(results.begin(kGroupTable), work.groups);
     if (options.fix)
         write_changes(results.begin(kChanges), options.form.file, work.findings, work.table.names);
@@ -240,6 +240,16 @@ void clear_folder(const Options& options, ResultFolder& results) {
                                               path.string()));
     }
     for (const char* name : kNames) results.remove(name);
+    const std::filesystem::path ids = results.path(kIds);
+    const bool has_others =
+        options.renumber ||
+        (!options.ids.empty() && !std::filesystem::equivalent(ids, options.ids, ignored));
+    if (has_others && std::filesystem::exists(ids, ignored) &&
+        std::filesystem::exists(results.path("run.kve"), ignored))
+        throw Failure(kUsage,
+                      fmt::format("-o {}: the files of kve prep there have the codes of its "
+                                  "ids.tsv: leave out --renumber and --ids, or take another folder",
+                                  options.folder));
 }
 
 void take_table_form(Options& options) {

@@ -2,72 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
-#include <limits>
 #include <string_view>
 
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
 #include "kve/shared/table_text.h"
-#include "kve/tables/table_reader.h"
-#include "kve/tables/values.h"
 
 namespace kve::companion {
-
-namespace {
-
-constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
-
-// The codes that an earlier table has for these identities; the others are 0.
-Codes read_earlier_codes(const IdentityTable& names, const std::string& file,
-                         std::vector<int32_t>& used) {
-    Codes codes{std::vector<int32_t>(static_cast<std::size_t>(names.size()) + 1), {}};
-    TableForm form;
-    form.delimiter = '\t';
-    form.has_header = true;
-    TableReader table(file, form);
-    const std::size_t identity = table.column("identity"), code = table.column("code");
-    while (table.next()) {
-        const std::optional<int32_t> value = integer_identity(table.field(code));
-        if (!value) table.refuse("not a code of an identity");
-        used.push_back(*value);
-        const int32_t place = names.find(table.field(identity));
-        if (place != 0)
-            codes.of[static_cast<std::size_t>(place)] = *value;
-        else
-            codes.others.emplace_back(table.field(identity), *value);
-    }
-    std::ranges::sort(used);
-    if (std::ranges::adjacent_find(used) != used.end())
-        throw Failure(kUnreadable, file + ": one code for two identities");
-    return codes;
-}
-
-}  // namespace
-
-Codes make_codes(const IdentityTable& names, bool renumber, const std::string& earlier_ids) {
-    if (earlier_ids.empty()) return {identity_codes(names, renumber), {}};
-    std::vector<int32_t> used;
-    Codes codes = read_earlier_codes(names, earlier_ids, used);
-    int32_t largest = used.empty() ? 0 : used.back();
-    std::vector<int32_t> fresh;  // places that get a number above all others
-    for (int32_t place = 1; place <= names.size(); ++place) {
-        int32_t& code = codes.of[static_cast<std::size_t>(place)];
-        if (code != 0) continue;
-        const std::optional<int32_t> own = integer_identity(names.text(place));
-        if (own && !std::ranges::binary_search(used, *own))
-            largest = std::max(largest, code = *own);
-        else
-            fresh.push_back(place);
-    }
-    for (const int32_t place : fresh) {
-        if (largest == kLargest)
-            throw Failure(kUnreadable, earlier_ids + ": no codes are left for new identities");
-        codes.of[static_cast<std::size_t>(place)] = ++largest;
-    }
-    return codes;
-}
 
 namespace {
 
@@ -116,23 +58,13 @@ int64_t write_pedigree(const std::string& file, const Placed& placed, const Herd
 }
 
 void write_identities(const std::string& file, const Placed& placed, const IdentityTable& names,
-                      const Codes& codes) {
-    Output out(file);
-    out.put("identity\tcode\n");
-    const auto put = [&](std::string_view identity, int32_t code) {
-        out.put(table_field(identity, '\t'));
-        out.put('\t');
-        out.put(code);
-        out.put('\n');
-    };
-    for (const auto& [identity, code] : codes.others) put(identity, code);
-    Vec<bool> is_placed;
-    make_table(is_placed, names.size());
-    for (const int32_t number : placed.number) is_placed(number) = true;
-    // In the order of the file, which is the one in which the texts lie.
-    for (int32_t number = 1; number <= names.size(); ++number)
-        if (is_placed(number)) put(names.text(number), codes.of[static_cast<std::size_t>(number)]);
-    out.finish();
+                      Codes codes) {
+    codes.is_earlier.resize(codes.of.size());
+    for (const int32_t number : placed.number)
+        codes.is_earlier[static_cast<std::size_t>(number)] = true;
+    for (std::size_t number = 1; number < codes.of.size(); ++number)
+        if (!codes.is_earlier[number]) codes.of[number] = 0;
+    write_ids(file, names, codes);
 }
 
 std::string words_of(const PedigreeFinding& finding, const PedigreeFindings& findings,

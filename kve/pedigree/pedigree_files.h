@@ -2,31 +2,23 @@
 #pragma once
 
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "kve/pedigree/findings.h"
 #include "kve/pedigree/groups.h"
 #include "kve/pedigree/herdbook.h"
 #include "kve/pedigree/places.h"
-#include "kve/tables/identities.h"
+#include "kve/tables/codes.h"
 
 namespace kve::companion {
-
-// Codes by number; those of an earlier table of identities stay, and so do its other identities.
-struct Codes {
-    std::vector<int32_t> of;
-    std::vector<std::pair<std::string, int32_t>> others;
-};
-Codes make_codes(const IdentityTable& names, bool renumber, const std::string& earlier_ids);
 
 // KVE1's form, text or framed records: identity, sire, dam, sort variable. Parents without a record
 // get one with `adds_parents`; unknown parents are the groups' codes, or 0. Returns the records.
 int64_t write_pedigree(const std::string& file, const Placed& placed, const Herdbook& book,
                        const Codes& codes, const Groups& groups, bool adds_parents, bool binary);
 
+// Those of the pedigree, and all of the earlier table.
 void write_identities(const std::string& file, const Placed& placed, const IdentityTable& names,
-                      const Codes& codes);
+                      Codes codes);
 
 // The words of a finding, without its animal and line.
 std::string words_of(const PedigreeFinding& finding, const PedigreeFindings& findings,

@@ -18,7 +18,7 @@ namespace kve::companion::prep {
 namespace fs = std::filesystem;
 
 void PartFolder::claim(std::size_t n_matrices, const std::vector<std::string>& inputs) {
-    std::vector<std::string> names = {"ids.tsv", "classes.tsv", kRejected, kDirectives};
+    std::vector<std::string> names = {kIds, "classes.tsv", kRejected, kDirectives};
     std::vector<std::string> fronts = {"data", "pedigree", "typed"};
     std::error_code ignored;
     const bool is_ours = fs::exists(results_.path(kRejected), ignored);
@@ -35,12 +35,20 @@ void PartFolder::claim(std::size_t n_matrices, const std::vector<std::string>& i
         for (const std::string& input : inputs)
             if (fs::equivalent(results_.path(name), input, ignored))
                 throw Failure(kUsage, fmt::format("{}: is read, and would be written over", input));
-        if (!is_ours)
+        if (!is_ours && results_.path(name).string() != ids_of_pedigree())
             throw Failure(kUsage, fmt::format("{} is not of an earlier kve prep: -o wants another "
                                               "folder",
                                               results_.path(name).string()));
         results_.remove(name);
     }
+}
+
+std::string PartFolder::ids_of_pedigree() const {
+    const fs::path ids = results_.path(kIds);
+    std::error_code ignored;
+    for (const fs::path& file : {ids, results_.path("pedigree"), results_.path("findings.tsv")})
+        if (!fs::exists(file, ignored)) return {};
+    return ids.string();
 }
 
 void PartFolder::move_to_places(const std::string& last) {

@@ -18,7 +18,7 @@
 namespace kve::companion::prep {
 
 inline constexpr const char *kDirectives = "run.kve", *kRejected = "rejected.tsv",
-                            *kRecipe = "recipe.toml";
+                            *kRecipe = "recipe.toml", *kIds = "ids.tsv";
 
 class PartFolder {
  public:
@@ -36,6 +36,9 @@ class PartFolder {
     // The results of an earlier run, with so many matrices at least, are to go away when those of
     // this one come. Failure when one of them is an input, or of another origin.
     void claim(std::size_t n_matrices, const std::vector<std::string>& inputs);
+    // The table of identities when a pedigree of kve ped stands beside it, which has its codes;
+    // otherwise empty.
+    std::string ids_of_pedigree() const;
 
  private:
     ResultFolder results_;

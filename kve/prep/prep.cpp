@@ -15,6 +15,7 @@
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
+#include "kve/tables/codes.h"
 
 namespace kve::companion {
 
@@ -89,7 +90,16 @@ void check(const Recipe& recipe) {
 class Preparation {
  public:
     Preparation(Recipe& recipe, const PartFolder& part)
-        : recipe_(recipe), part_(part), findings_(part.file(kRejected)) {}
+        : recipe_(recipe),
+          part_(part),
+          findings_(part.file(kRejected)),
+          earlier_ids_(part.ids_of_pedigree()) {
+        if (recipe.renumbers && !earlier_ids_.empty())
+            throw Failure(kUsage,
+                          fmt::format("{} has the codes of a pedigree of kve ped there: do not "
+                                      "renumber, or take another folder",
+                                      earlier_ids_));
+    }
 
     void read();
     void write();
@@ -119,7 +129,9 @@ class Preparation {
     std::unique_ptr<RecordMaker> maker_;
     TableCounts data_, typed_counts_;
     int64_t n_left_out_ = 0;
-    std::vector<int32_t> typed_, codes_;
+    std::vector<int32_t> typed_;
+    std::string earlier_ids_;
+    Codes codes_;
     std::vector<TableCounts> matrices_;
     DataCounts made_;
 };
@@ -183,27 +195,27 @@ void Preparation::read_relatives() {
 void Preparation::make_codes() {
     for (Field& field : maker_->fields())
         if (field.classes && field.part <= 1) field.classes->number();
-    codes_ = identity_codes(identities_, recipe_.renumbers);
+    codes_ = companion::make_codes(identities_, recipe_.renumbers, earlier_ids_);
 }
 
 void Preparation::write() {
     make_codes();
     const std::vector<Field>& fields = maker_->fields();
     FileNames names{name("data"), name("pedigree"), name("typed"), {}};
-    made_ = write_data(recipe_, fields, codes_, pedigree_.get(), part_.temporary("records"),
+    made_ = write_data(recipe_, fields, codes_.of, pedigree_.get(), part_.temporary("records"),
                        part_.file(names.data));
     if (pedigree_)
-        write_pedigree(*pedigree_, codes_, recipe_.is_binary, part_.file(names.pedigree));
-    if (recipe_.typed) write_typed(typed_, codes_, recipe_.is_binary, part_.file(names.typed));
+        write_pedigree(*pedigree_, codes_.of, recipe_.is_binary, part_.file(names.pedigree));
+    if (recipe_.typed) write_typed(typed_, codes_.of, recipe_.is_binary, part_.file(names.typed));
     for (std::size_t k = 0; k < recipe_.matrices.size(); ++k) {
         names.matrices.push_back(name(fmt::format("matrix{}", k + 1)));
         const std::string& of = recipe_.matrices[k].of;
         const auto found = std::ranges::find(fields, of, &Field::name);
-        write_matrix(of.empty() ? codes_ : found->classes->codes(), recipe_.is_binary,
+        write_matrix(of.empty() ? codes_.of : found->classes->codes(), recipe_.is_binary,
                      part_.temporary(fmt::format("matrix{}", k + 1)),
                      part_.file(names.matrices.back()));
     }
-    write_ids(part_.file("ids.tsv"), identities_, codes_);
+    write_ids(part_.file(kIds), identities_, codes_);
     write_classes(fields, part_.file("classes.tsv"));
     write_directives(recipe_, layout_of(fields), names, part_.file(kDirectives));
 }
@@ -268,9 +280,12 @@ void Preparation::show_identities(Output& out) const {
     int64_t n_same = 0;
     for (int32_t place = 1; place <= identities_.size(); ++place)
         n_same +=
-            integer_identity(identities_.text(place)) == codes_[static_cast<std::size_t>(place)];
+            integer_identity(identities_.text(place)) == codes_.of[static_cast<std::size_t>(place)];
     out.put(fmt::format("identities\n  {:<58}{:>12}\n  {:<58}{:>12}\n", "keep their integer",
                         n_same, "are numbered", identities_.size() - n_same));
+    if (!earlier_ids_.empty())
+        out.put(fmt::format("  {:<58}{:>12}\n", "have the codes of the pedigree of kve ped there",
+                            std::ranges::count(codes_.is_earlier, true)));
     if (!pedigree_) return;
     out.put(fmt::format("  {:<58}{:>12}\n", "in the data, not in the pedigree",
                         made_.n_identities_without_record));
@@ -285,7 +300,7 @@ void Preparation::show(Output& out) const {
     if (pedigree_) show_table(out, "pedigree", pedigree_->counts(), 0);
     if (recipe_.typed) show_table(out, "typed animals", typed_counts_, 0);
     for (const TableCounts& counts : matrices_) show_table(out, "matrix", counts, 0);
-    if (codes_.empty()) return;
+    if (codes_.of.empty()) return;
     show_columns(out);
     show_identities(out);
 }

@@ -11,8 +11,6 @@
 #include <utility>
 
 #include "kve/shared/failure.h"
-#include "kve/shared/output.h"
-#include "kve/shared/table_text.h"
 #include "kve/tables/table_reader.h"
 #include "kve/tables/values.h"
 
@@ -177,19 +175,6 @@ std::vector<int32_t> identity_codes(const IdentityTable& identities, bool renumb
         codes[place] = static_cast<int32_t>(next++);
     }
     return codes;
-}
-
-void write_ids(const std::string& file, const IdentityTable& identities,
-               const std::vector<int32_t>& codes) {
-    Output out(file);
-    out.put("identity\tcode\n");
-    for (int32_t place = 1; place <= identities.size(); ++place) {
-        out.put(std::string_view(table_field(identities.text(place), '\t')));
-        out.put('\t');
-        out.put(codes[static_cast<std::size_t>(place)]);
-        out.put('\n');
-    }
-    out.finish();
 }
 
 void CodeNames::add(int32_t code, std::string_view text) {

@@ -61,10 +61,6 @@ std::optional<int32_t> integer_identity(std::string_view text);
 // `renumber` gives all of them their places.
 std::vector<int32_t> identity_codes(const IdentityTable& identities, bool renumber = false);
 
-// A table of the columns identity and code, separated by tabs.
-void write_ids(const std::string& file, const IdentityTable& identities,
-               const std::vector<int32_t>& codes);
-
 // Texts by code.
 class CodeNames {
  public:

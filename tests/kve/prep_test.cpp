@@ -369,6 +369,53 @@ TEST(Prep, FolderOfItsOwn) {
     EXPECT_EQ(n_lines(scratch.read("o/rejected.tsv")), 3U);
 }
 
+// Data and a pedigree of kve ped in one folder have the codes of one ids.tsv, whichever comes first
+// and whatever changes; what would part them is refused.
+TEST(Prep, OneFolderWithKvePed) {
+    const Scratch scratch;
+    scratch.write("p.csv", "id,sire,dam\nA,,\nB,A,\nC,A,B\nE,,\n");
+    scratch.write("b.csv", "id\nB\n");
+    scratch.write("other.tsv", "identity\tcode\nA\t9\n");
+    const struct {
+        const char *data, *command;
+        int status;
+        const char *made, *pedigree, *ids;  // ids in any order
+    } cases[] = {
+        {"", "ped p.csv -o o", 0, "", "1 0 0 1\n4 0 0 1\n2 1 0 2\n3 1 2 3\n", "A1 B2 C3 E4 "},
+        {"D,1.5\nC,2.5\n", "prep d.csv -o o", 0, "5 1.5\n3 2.5\n", "", "A1 B2 C3 D5 E4 "},
+        {"G,1.5\nB,2.5\nD,3.5\n", "prep d.csv -o o", 0, "6 1.5\n2 2.5\n5 3.5\n", "",
+         "A1 B2 C3 D5 E4 G6 "},
+        {"", "prep d.csv --renumber -o o", 2, "", "", ""},
+        {"", "ped p.csv --renumber -o o", 2, "", "", ""},
+        {"", "ped p.csv --ids other.tsv -o o", 2, "", "", ""},
+        // Animals that the pedigree has no more keep the codes that the data may have.
+        {"", "ped p.csv --prune b.csv -o o", 0, "", "1 0 0 1\n2 1 0 2\n", "A1 B2 C3 D5 E4 G6 "},
+        {"", "ped p.csv --ids o/ids.tsv -o o", 0, "", "1 0 0 1\n4 0 0 1\n2 1 0 2\n3 1 2 3\n", ""},
+        {"", "ped p.csv --ids other.tsv -o new", 0, "", "", ""}};
+    std::string made, pedigree, ids;
+    for (const auto& one : cases) {
+        if (*one.data != 0) scratch.write("d.csv", std::string("id,y\n") + one.data);
+        const Shown shown = kve(scratch, one.command);
+        EXPECT_EQ(shown.status, one.status) << one.command << shown.words;
+        EXPECT_TRUE(one.status == 0 || shown.words.ends_with("take another folder\n"))
+            << shown.words;
+        if (*one.made != 0) made = one.made;
+        if (*one.pedigree != 0) pedigree = one.pedigree;
+        if (*one.ids != 0) ids = one.ids;
+        EXPECT_EQ(scratch.has("o/data.txt") ? scratch.read("o/data.txt") : "", made) << one.command;
+        EXPECT_EQ(scratch.read("o/pedigree"), pedigree) << one.command;
+        std::string found;
+        for (const std::string& line : lines_of(sorted_lines(scratch.read("o/ids.tsv"))))
+            if (line != "identity\tcode") found += line + " ";
+        std::erase(found, '\t');
+        EXPECT_EQ(found, ids) << one.command;
+    }
+    // Where no pedigree stands on them the codes are made anew.
+    std::filesystem::remove(scratch.folder() / "o/pedigree");
+    EXPECT_EQ(kve(scratch, "prep d.csv -o o").status, 0) << scratch.read("words");
+    EXPECT_EQ(scratch.read("o/data.txt"), "1 1.5\n2 2.5\n3 3.5\n");
+}
+
 // A value that KVE1 would take for a missing one is made missing and told.
 TEST(Prep, ValuesNearTheCodeOfMissingOnes) {
     const Scratch scratch;
@@ -508,6 +555,39 @@ std::map<std::string, double> elements(const std::string& matrix) {
     return all;
 }
 
+// Levels and their numbers of observations by name; level numbers go by other integers.
+std::string levels_of(const Scratch& scratch) {
+    std::string all;
+    for (const std::string& line : lines_of(kve(scratch, "levels . --ids").out)) {
+        // factor, name, identity in quotes or not, level, observations; of animals sire, dam, sort
+        // variable, progeny and inbreeding.
+        const std::size_t identity = line.find(',', line.find(',') + 1) + 1,
+                          end = line[identity] == '"' ? line.find("\",", identity) + 1
+                                                      : line.find(',', identity),
+                          level = line.find(',', end + 1);
+        std::size_t sort = line.size();
+        for (int k = 0; k < 3; ++k) sort = line.rfind(',', sort - 1);
+        all += line.substr(0, end) + line.substr(level, sort - level) +
+               line.substr(line.rfind(',')) + "\n";
+    }
+    return sorted_lines(all);
+}
+
+void expect_same_levels(const Scratch& made, const Scratch& hand) {
+    EXPECT_EQ(levels_of(made), levels_of(hand));
+}
+
+void expect_same_inverse(const Scratch& made, const Scratch& hand, std::size_t least) {
+    const auto of_made = elements(kve(made, "matrix . AINV1 --ids").out),
+               of_hand = elements(kve(hand, "matrix . AINV1 --ids").out);
+    ASSERT_GT(of_made.size(), least);
+    ASSERT_EQ(of_made.size(), of_hand.size());
+    for (const auto& [pair, value] : of_made) {
+        ASSERT_TRUE(of_hand.contains(pair)) << pair;
+        EXPECT_NEAR(value, of_hand.at(pair), 1e-12) << pair;
+    }
+}
+
 TEST(Prep, TablesComeBackAndAnalysesAreThoseMadeByHand) {
     for (const unsigned seed : {1U, 2U, 3U}) {
         const RandomTable t(seed);
@@ -522,38 +602,8 @@ TEST(Prep, TablesComeBackAndAnalysesAreThoseMadeByHand) {
         }
         EXPECT_EQ(kve(made, "records . --original --ids --missing -999999").out, table);
         EXPECT_EQ(kve(hand, "records . --ids --missing -9").out, table);
-        // Level numbers differ, since those of the hand go by other integers.
-        const auto without_level = [](const std::string& lines) {
-            // factor, name, identity in quotes or not, level, observations, sire, dam
-            std::string all;
-            for (const std::string& line : lines_of(lines)) {
-                const std::size_t identity = line.find(',', line.find(',') + 1) + 1,
-                                  end = line[identity] == '"' ? line.find("\",", identity) + 1
-                                                              : line.find(',', identity);
-                const std::size_t rest = line.find(',', end + 1);
-                all += line.substr(0, end) + line.substr(rest) + "\n";
-            }
-            return sorted_lines(all);
-        };
-        const auto shown_levels = [&](const Scratch& scratch) {
-            std::string all;
-            for (const std::string& line : lines_of(kve(scratch, "levels . --ids").out)) {
-                // Sort variable and progeny stand behind the parents; inbreeding comes last.
-                std::size_t at = line.size();
-                for (int k = 0; k < 3; ++k) at = line.rfind(',', at - 1);
-                all += line.substr(0, at) + line.substr(line.rfind(',')) + "\n";
-            }
-            return without_level(all);
-        };
-        EXPECT_EQ(shown_levels(made), shown_levels(hand));
-        const auto of_made = elements(kve(made, "matrix . AINV1 --ids").out),
-                   of_hand = elements(kve(hand, "matrix . AINV1 --ids").out);
-        ASSERT_GT(of_made.size(), 300U);
-        ASSERT_EQ(of_made.size(), of_hand.size());
-        for (const auto& [pair, value] : of_made) {
-            ASSERT_TRUE(of_hand.contains(pair)) << pair;
-            EXPECT_NEAR(value, of_hand.at(pair), 1e-12) << pair;
-        }
+        expect_same_levels(made, hand);
+        expect_same_inverse(made, hand, 300);
     }
 }
 
@@ -715,6 +765,119 @@ model = """
         EXPECT_EQ(n, names.size());
         EXPECT_GT(n, 128U);
     }
+}
+
+std::vector<std::string> fields_of(const std::string& line, char separator) {
+    std::vector<std::string> fields(1);
+    for (const char c : line)
+        if (c == separator)
+            fields.emplace_back();
+        else
+            fields.back() += c;
+    return fields;
+}
+
+// By hand: what the page for breeders tells of the tables, for these tables alone.
+struct BreederByHand {
+    std::string data, pedigree, ids = "identity\tcode\n", classes = "column\tname\tcode\n";
+    std::map<std::string, int> animals, hys;
+
+    BreederByHand() {
+        const auto bytes_of = [](const char* name) {
+            std::ifstream file(std::string(KVE1_EXAMPLES) + "/breeder/" + name);
+            std::ostringstream bytes;
+            bytes << file.rdbuf();
+            return lines_of(bytes.str());
+        };
+        for (const std::string& line : bytes_of("pedigree.csv"))
+            if (line.starts_with("DE ")) take_animal(fields_of(line, ','));
+        classes += "Sex\tM\t7\nSex\tF\t9\n";
+        for (const std::string& line : bytes_of("weights.csv"))
+            if (line.find(";DE ") != line.npos) take_calf(fields_of(line, ';'));
+    }
+
+    int code_of(const std::string& animal) {
+        if (animal.empty() || animal == "0") return 0;
+        const int code = 90000 - 31 * static_cast<int>(animals.size());
+        const auto [at, is_new] = animals.try_emplace(animal, code);
+        if (is_new) ids += animal + text("\t%d\n", code);
+        return at->second;
+    }
+    void take_animal(const std::vector<std::string>& f) {
+        std::string born = f.at(3);
+        std::erase(born, '-');
+        if (!records.insert(f[0]).second) return;
+        const int animal = code_of(f[0]), sire = code_of(f[1]), dam = code_of(f[2]);
+        pedigree += text("%d %d %d %s\n", animal, sire, dam, born.c_str());
+    }
+    static std::chrono::year_month_day day_of(const std::string& german) {
+        const auto part = [&](std::size_t at) { return std::stoi(german.substr(at)); };
+        return std::chrono::year{part(6)} / part(3) / part(0);
+    }
+    void take_calf(const std::vector<std::string>& f) {
+        if (f.size() < 8 || (f[3] != "M" && f[3] != "F")) return;
+        const std::chrono::year_month_day born = day_of(f[4]), weighed = day_of(f[5]);
+        if (!weighed.ok() || f[5].substr(6) + f[5].substr(3, 2) < "201707") return;
+        if (!calves.insert(f[0]).second) return;
+        std::string weight = f[6];
+        std::ranges::replace(weight, ',', '.');
+        if (weight.find_first_not_of("0123456789.") != weight.npos || weight.size() < 4 ||
+            weight.find('.') == weight.npos || std::stod(weight) > 450)
+            weight = "-9";
+        const auto age = (std::chrono::sys_days(weighed) - std::chrono::sys_days(born)).count();
+        const int month = static_cast<int>(unsigned{weighed.month()});
+        int level = 0;
+        if (!f[2].empty()) {
+            const std::string name = f[2] + text("*%d-%d", int{weighed.year()}, month % 12 / 3 + 1);
+            const auto [at, is_new] = hys.try_emplace(name, 300 - static_cast<int>(hys.size()));
+            level = at->second;
+            if (is_new) classes += "HYS\t" + name + text("\t%d\n", level);
+        }
+        data += text("%d %d %d %d ", code_of(f[0]), code_of(f[1]), f[3] == "M" ? 7 : 9, level) +
+                weight + text(" %d\n", age < 0 ? -9 : static_cast<int>(age));
+    }
+
+ private:
+    std::set<std::string> records, calves;
+};
+
+// The model as it is understood, but for what tells of the run.
+std::string model_of(const Scratch& scratch) {
+    std::string all;
+    const std::string shown = kve(scratch, "summary . --json").out;
+    for (const std::string& line : lines_of(shown.substr(0, shown.find("\"files\": ["))))
+        if (line.find("RUN_DATE") == line.npos && line.find("rel_file") == line.npos)
+            all += line.substr(0, line.find("log_det") == line.npos ? line.npos : 30) + "\n";
+    return all;
+}
+
+// The example analysed by hand, in KVE1's own form, has the same model with its structures and
+// (co)variances, the same numbers of levels, and by identity the same levels and inverse of A.
+TEST(Prep, BreederIsTheAnalysisMadeByHand) {
+    const Scratch made, hand;
+    const Shown shown =
+        kve(made, std::string("prep '") + KVE1_EXAMPLES + "/breeder/breeder.toml' -o .");
+    ASSERT_EQ(shown.status, 0) << shown.words;
+    run_made(made);
+    const BreederByHand by_hand;
+    hand.write("weights", by_hand.data);
+    hand.write("animals", by_hand.pedigree);
+    hand.write("ids.tsv", by_hand.ids);
+    hand.write("classes.tsv", by_hand.classes);
+    const Outcome outcome = hand.run(
+        "$ANALYSE 1 1 0 0\n$DATA ASCII (4,2,-9.0) weights\n$VARIABLE\nCalf Dam Sex HYS\nWeight "
+        "Age\n$MODEL\n1\n0\n1 0 3 4 3 1\n1 1\n1 2\n0\n$VAR_STR 1 PED 1 ASCII animals\n$PRIOR\n"
+        "1 1 1 150\n2 1 1 300\n");
+    ASSERT_EQ(outcome.status, 0) << outcome.listing;
+    EXPECT_EQ(model_of(made), model_of(hand));
+    for (const char* part : {"\"NRALEV\": [\n   310\n", "\"type\": \"PED\"", "     150.0\n",
+                             "     300.0\n", "\"n_obs\": 232"})
+        EXPECT_NE(model_of(hand).find(part), std::string::npos) << part;
+    EXPECT_EQ(n_lines(levels_of(hand)), 1U + 60 + 2 + 310);
+    expect_same_levels(made, hand);
+    expect_same_inverse(made, hand, 900);
+    EXPECT_EQ(kve(made, "records . --ids --original --missing -999999").out,
+              kve(hand, "records . --ids --original --missing -9").out);
 }
 
 // The commands of the page for breeders run, and what it quotes is what they print and leave.

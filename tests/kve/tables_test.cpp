@@ -8,6 +8,7 @@
 
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
+#include "kve/tables/codes.h"
 #include "kve/tables/identities.h"
 #include "kve/tables/table_reader.h"
 #include "kve/tables/values.h"
@@ -261,7 +262,7 @@ TEST(Identities, CodesGoThereAndBack) {
               (std::vector<int32_t>{1, 17, 2147483647, 2, 3, 4, 5, 6}));
     const Scratch scratch;
     const std::string file = (scratch.folder() / "ids.tsv").string();
-    write_ids(file, table, codes);
+    write_ids(file, table, {codes, {}, {}});
     scratch.write("classes.tsv", "column\tname\tcode\nHERD\tHöfer\t17\n");
     const UserNames names(file);
     for (std::size_t k = 0; k < texts.size(); ++k)
