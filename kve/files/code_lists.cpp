@@ -68,7 +68,7 @@ Code CodeFile::read(const CodeList& list) {
         file_.expect(level);
         return {level[0], level[1], level[2], level[3], 0, 0, 0, 0};
     }
-    AnimalRow a;
+    AnimalRow a{};
     file_.expect(a);
     return {a.next, a.key, a.n_obs, a.level, a.sort, a.sire, a.dam, a.n_desc};
 }

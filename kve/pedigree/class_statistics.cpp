@@ -162,7 +162,7 @@ ClassRow add_up(const std::vector<ClassRow>& rows) {
 double generation_interval(const ClassRow& row) {
     double sum = 0.0;
     int known = 0;
-    for (const ParentAges& ages : row.ages)
+    for (const PathAges& ages : row.ages)
         if (ages.count > 0) {
             sum += ages.mean();
             ++known;

@@ -21,7 +21,7 @@ inline constexpr int32_t kNoClass = kNoBirth;
 enum Path { kSireSon, kSireDaughter, kDamSon, kDamDaughter, kPaths };
 
 // Age of parents at the birth of those progeny that have progeny themselves.
-struct ParentAges {
+struct PathAges {
     int64_t count = 0;
     double sum = 0.0;
 
@@ -45,7 +45,7 @@ struct ClassRow {
     // 2009). 1 over twice that is an effective size.
     int64_t with_increase = 0;
     double increase = 0.0;
-    std::array<ParentAges, kPaths> ages{};
+    std::array<PathAges, kPaths> ages{};
     Families sires{}, dams{};
 };
 
