@@ -21,6 +21,7 @@
 #include "kve/check/words.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
+#include "kve/shared/noun.h"
 #include "kve/shared/output.h"
 
 namespace kve::companion {

@@ -14,14 +14,6 @@ std::string name_of(const ColumnRef& column) {
     return fmt::format("{} column {}", column.is_real ? "real" : "integer", column.column);
 }
 
-std::string counted(int64_t n, std::string_view of_one, std::string_view of_many) {
-    return fmt::format("{} {}", n, n == 1 ? of_one : of_many);
-}
-
-std::string counted(int64_t n, std::string_view what) {
-    return fmt::format("{} {}{}", n, what, n == 1 ? "" : "s");
-}
-
 void add_item(std::string& list, std::string_view item) {
     if (!list.empty()) list += ", ";
     list += item;

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "kve/shared/noun.h"
+
 namespace kve::companion {
 
 struct ColumnRef {
@@ -19,11 +21,6 @@ struct ColumnRef {
 std::string name_of(const ColumnRef& column);
 inline std::string integer_called(int32_t column) { return name_of({false, column}); }
 inline std::string real_called(int32_t column) { return name_of({true, column}); }
-
-// "1 parent has", "12 parents have".
-std::string counted(int64_t n, std::string_view of_one, std::string_view of_many);
-// "1 line", "12 lines".
-std::string counted(int64_t n, std::string_view what);
 
 // Behind what stands in the list already.
 void add_item(std::string& list, std::string_view item);

@@ -26,15 +26,23 @@ class DataFile {
     // By the levels of the fixed class effects, which are 0 in a record where the trait is not
     // usable. Without such effects a single trait is usable in all records, since the others are
     // left out; of several traits nothing tells.
-    Usable usable(int32_t trait) const;
+    Usable usable(int32_t trait) const {
+        for (const int32_t position : effects_[static_cast<std::size_t>(trait) - 1])
+            if (integer(position) != 0) return Usable::yes;
+        return without_level_[static_cast<std::size_t>(trait) - 1];
+    }
 
     [[noreturn]] void refuse(const std::string& words) const { integer_file_.refuse(words); }
 
  private:
-    const RunFolder& run_;
+    int64_t n_records_;
     RecordFile integer_file_, real_file_;
     std::vector<int32_t> integers_;
     std::vector<float> reals_;
+    // By trait: where its fixed class effects stand, and what a record without a level of any
+    // tells.
+    std::vector<std::vector<int32_t>> effects_;
+    std::vector<Usable> without_level_;
 };
 
 }  // namespace kve::companion

@@ -10,6 +10,7 @@
 #include "kve/files/run_folder.h"
 #include "kve/launch/listing_words.h"
 #include "kve/report/messages.h"
+#include "kve/shared/noun.h"
 
 namespace kve::companion {
 
@@ -112,8 +113,8 @@ std::string traits_on_screen(const ordered_json& run) {
         dropped += trait.value("dropped", int64_t{0});
         std::vector<std::string> effects;
         for (const ordered_json& effect : trait.at("fixed_effects"))
-            effects.push_back(fmt::format("{} {} levels", effect.at("name").get<std::string>(),
-                                          effect.at("levels").get<int64_t>()));
+            effects.push_back(fmt::format("{} {}", effect.at("name").get<std::string>(),
+                                          counted(effect.at("levels"), "level")));
         text += fmt::format("{}\n", fmt::join(effects, ", "));
     }
     if (dropped > 0)
@@ -126,9 +127,9 @@ std::string factors_on_screen(const ordered_json& run) {
     std::string text;
     for (const ordered_json& factor : run.at("factors"))
         text += fmt::format(
-            "  {} {:<8} {}, {} levels, {} equations\n", factor.at("factor").get<int>(),
+            "  {} {:<8} {}, {}, {}\n", factor.at("factor").get<int>(),
             factor.at("name").get<std::string>(), factor.at("structure").get<std::string>(),
-            factor.at("levels").get<int64_t>(), factor.at("equations").get<int64_t>());
+            counted(factor.at("levels"), "level"), counted(factor.at("equations"), "equation"));
     return text.empty() ? text : "\nRandom factors\n" + text;
 }
 
@@ -184,12 +185,12 @@ std::string screen_of(const ordered_json& run) {
     const int64_t fixed = equations.at("fixed"), random = equations.at("random");
     const std::string folder = run.at("folder");
     return fmt::format(
-        "{}: KVE1 {}, {:.1f} s\n{} records read, {} recoded; {} equations, {} fixed "
+        "{}: KVE1 {}, {:.1f} s\n{} read, {} recoded; {}, {} fixed "
         "and {} random\n\n{}{}{}\n{}/{} is the listing; kve report {} shows more\n",
         folder, run.at("version").get<std::string>(), run.at("seconds").get<double>(),
-        records.at("read").get<int64_t>(), records.at("recoded").get<int64_t>(), fixed + random,
-        fixed, random, traits_on_screen(run), factors_on_screen(run), warnings_on_screen(run),
-        folder, kListing, folder);
+        counted(records.at("read"), "record"), records.at("recoded").get<int64_t>(),
+        counted(fixed + random, "equation"), fixed, random, traits_on_screen(run),
+        factors_on_screen(run), warnings_on_screen(run), folder, kListing, folder);
 }
 
 }  // namespace kve::companion

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -161,7 +160,6 @@ struct Maker {
     const std::vector<int32_t>* codes = nullptr;  // of places
     std::shared_ptr<std::vector<int32_t>> counts;
     std::shared_ptr<Orthogonal> orthogonal;
-    ShortDecimals decimals;
 };
 
 std::vector<Maker> makers_of(const std::vector<Field>& fields, const std::vector<int32_t>& codes) {
@@ -170,10 +168,8 @@ std::vector<Maker> makers_of(const std::vector<Field>& fields, const std::vector
         for (const Field& field : fields) {
             if (!field.is_written || field.is_integer() != is_integer) continue;
             const Field& source = field.comes_last() ? fields[field.sources[0]] : field;
-            Maker maker{&field,     static_cast<std::size_t>(source.slot),
-                        is_integer, nullptr,
-                        nullptr,    nullptr,
-                        {}};
+            Maker maker{&field, static_cast<std::size_t>(source.slot), is_integer, nullptr, nullptr,
+                        nullptr};
             if (field.role == Role::identity) maker.codes = &codes;
             if (field.role == Role::klass) maker.codes = &field.classes->codes();
             if (field.comes_last() && field.built->how == Building::count)
@@ -234,15 +230,11 @@ class DataOutput {
     }
     void put(int32_t value) {
         if (is_binary_) return framed_.put(&value, sizeof value);
-        char* at = begin_item();
-        text_->take(std::to_chars(at, at + kNumberBytes, value).ptr);
+        text_->take(put_number(begin_item(), value));
     }
-    // Of a column, whose values as a rule have as many decimals.
-    void put(float value, ShortDecimals& of_column) {
+    void put(float value) {
         if (is_binary_) return framed_.put(&value, sizeof value);
-        char* at = begin_item();
-        const char* end = of_column.put(at, value);
-        text_->take(end != nullptr ? end : reals_.put(at, value));
+        text_->take(reals_.put(begin_item(), value));
     }
     void put(double value) {
         if (is_binary_) return framed_.put(&value, sizeof value);
@@ -330,13 +322,13 @@ DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
                 if (maker.codes != nullptr)
                     __builtin_prefetch(maker.codes->data() + ahead[maker.slot].place);
             out.begin(4 * makers.size());
-            for (Maker& maker : makers) {
+            for (const Maker& maker : makers) {
                 const Slot slot = record[maker.slot];
                 if (!maker.is_integer) {
                     const bool is_read = !maker.counts && !maker.orthogonal;
                     const float value = is_read ? slot.real : real_of(maker, fields, record);
                     if (!is_read && value <= missing) refuse_low(recipe, maker, value);
-                    out.put(std::isnan(value) ? missing : value, maker.decimals);
+                    out.put(std::isnan(value) ? missing : value);
                 } else if (maker.codes == nullptr) {
                     out.put(slot.place);
                 } else {

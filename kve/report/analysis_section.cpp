@@ -3,6 +3,7 @@
 #include "directives/catalogue.h"
 #include "kve/report/sections.h"
 #include "kve/results/model_words.h"
+#include "kve/shared/noun.h"
 
 namespace kve::companion {
 
@@ -78,14 +79,16 @@ Section analysis_section(const RunFigures& figures) {
     const RunFolder& run = figures.run;
     const RunInformation<Owned>& h = run.run();
     Section section{.id = "analysis", .title = "The analysis"};
-    section.facts = {{"records read", h.NREC},
-                     {"records used", int64_t{h.n_records}},
-                     {h.nt == 1 ? "trait" : "traits", int64_t{h.nt}},
-                     {"random factors", int64_t{h.NRAMAT}}};
+    section.facts = {{noun_for(h.NREC, "record") + " read", h.NREC},
+                     {noun_for(h.n_records, "record") + " used", int64_t{h.n_records}},
+                     {noun_for(h.nt, "trait"), int64_t{h.nt}},
+                     {noun_for(h.NRAMAT, "random factor"), int64_t{h.NRAMAT}}};
     for (const PedigreeFigures& p : figures.pedigrees)
-        section.facts.push_back({"animals of " + p.name, p.all.row.animals});
+        section.facts.push_back(
+            {noun_for(p.all.row.animals, "animal") + " of " + p.name, p.all.row.animals});
     if (run.has_groups())
-        section.facts.push_back({"residual groups", int64_t{run.residual().grp_nlev}});
+        section.facts.push_back({noun_for(run.residual().grp_nlev, "residual group"),
+                                 int64_t{run.residual().grp_nlev}});
     section.words = {fmt::format("Task {}, {}; method {}, {}{}.", h.ITASK, task_label(h.ITASK),
                                  h.IMETHOD, method_label(h.ITASK, h.IMETHOD),
                                  h.ISCALE == 1 ? "; traits are scaled by their residual standard "

@@ -7,6 +7,7 @@
 
 #include "kve/report/changes.h"
 #include "kve/report/sections.h"
+#include "kve/shared/noun.h"
 
 namespace kve::companion {
 
@@ -30,17 +31,20 @@ std::string sentence(const Difference& d) {
 }
 
 std::string sentence(const LevelChange& c) {
-    const auto some = [](const char* what, int64_t n, const std::vector<std::string>& named) {
+    const auto some = [](const std::string& what, int64_t n,
+                         const std::vector<std::string>& named) {
         if (n == 0) return std::string();
-        return fmt::format(" {} {} ({}{}).", n, what, fmt::join(named, ", "),
+        return fmt::format(" {} ({}{}).", what, fmt::join(named, ", "),
                            n > static_cast<int64_t>(named.size()) ? ", ..." : "");
     };
     if (c.n_gone + c.n_new == 0)
-        return fmt::format("Observations of {}: {} → {}, in the same {} levels.", c.label,
-                           c.observations_before, c.observations_after, c.n_after);
+        return fmt::format("Observations of {}: {} → {}, in the same {}.", c.label,
+                           c.observations_before, c.observations_after,
+                           counted(c.n_after, "level"));
     return fmt::format("Levels of {}: {} → {}, observations {} → {}.{}{}", c.label, c.n_before,
                        c.n_after, c.observations_before, c.observations_after,
-                       some("are gone", c.n_gone, c.gone), some("are new", c.n_new, c.added));
+                       some(counted(c.n_gone, "is gone", "are gone"), c.n_gone, c.gone),
+                       some(counted(c.n_new, "is new", "are new"), c.n_new, c.added));
 }
 
 std::string sentence(const ElementChange& c) {

@@ -74,8 +74,8 @@ std::string singles_of(const RunFigures& figures, const LevelFigures& f) {
 }
 
 std::string words_of(const RunFigures& figures, const LevelFigures& f) {
-    std::string words = fmt::format("{} levels, {} observations.{}", grouped(f.list.n_levels),
-                                    grouped(f.n_records), singles_of(figures, f));
+    std::string words = fmt::format("{}, {}.{}", grouped(f.list.n_levels, "level"),
+                                    grouped(f.n_records, "observation"), singles_of(figures, f));
     if (!f.each.empty() || f.largest <= 1) return words;
     std::vector<std::string> most;
     for (const LevelCount& level : f.leaders)

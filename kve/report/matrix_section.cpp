@@ -13,8 +13,8 @@ constexpr int64_t kBlocks = 8;  // rows of the table behind a picture
 
 std::string words_of(const PatternFigures& p) {
     std::string words = fmt::format(
-        "{} elements in the lower triangle of {} levels, {:.3g} % of its places.",
-        grouped(static_cast<int64_t>(p.n_elements)), grouped(p.order),
+        "{} in the lower triangle of {}, {:.3g} % of its places.",
+        grouped(static_cast<int64_t>(p.n_elements), "element"), grouped(p.order, "level"),
         100.0 * static_cast<double>(p.n_elements) /
             (static_cast<double>(p.order) * (static_cast<double>(p.order) + 1.0) / 2.0));
     if (p.n_read < p.n_elements)
@@ -23,10 +23,11 @@ std::string words_of(const PatternFigures& p) {
     if (p.n_diagonals > 0)
         words += fmt::format(" Diagonal from {:.4g} to {:.4g}.", p.smallest, p.largest);
     if (p.n_zeros > 0)
-        words += fmt::format(" {} elements that were read are 0.", grouped(p.n_zeros));
+        words += fmt::format(" {} 0.", grouped(p.n_zeros, "element that was read is",
+                                               "elements that were read are"));
     if (p.n_outside > 0)
-        words += fmt::format(" {} elements lie outside the lower triangle of the levels.",
-                             grouped(p.n_outside));
+        words += fmt::format(" {} outside the lower triangle of the levels.",
+                             grouped(p.n_outside, "element lies", "elements lie"));
     return words;
 }
 

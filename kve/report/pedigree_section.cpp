@@ -109,11 +109,12 @@ Figure completeness_figure(const PedigreeFigures& p) {
 
 Figure inbreeding_figure(const PedigreeFigures& p) {
     const ClassRow& all = p.all.row;
-    Figure figure{.title = "Mean inbreeding by " + p.birth,
-                  .words = fmt::format(
-                      "Mean of all animals {:.2f} %, largest coefficient {:.2f} %, "
-                      "{} animals are inbred.",
-                      100.0 * all.inbreeding, 100.0 * all.largest_inbreeding, grouped(all.inbred))};
+    Figure figure{
+        .title = "Mean inbreeding by " + p.birth,
+        .words = fmt::format("Mean of all animals {:.2f} %, largest coefficient {:.2f} %, "
+                             "{} inbred.",
+                             100.0 * all.inbreeding, 100.0 * all.largest_inbreeding,
+                             grouped(all.inbred, "animal is", "animals are"))};
     figure.picture =
         Chart{.kind = Chart::lines,
               .x = {p.birth},
@@ -170,15 +171,15 @@ Figure equivalents_figure(const PedigreeFigures& p) {
 }
 
 std::string words_on(const RunFigures& figures, const PedigreeFigures& p, const ParentFigures& f,
-                     const char* parents) {
+                     const char* parent) {
     if (f.n == 0) return {};
     std::vector<std::string> most;
     for (const LevelCount& leader : f.leaders)
         if (most.size() < kNamed)
             most.push_back(fmt::format("{} ({})", figures.name_of(p.name, leader.identity),
                                        grouped(leader.n_records)));
-    return fmt::format("{} {} with {:.1f} offspring in the mean; most have: {}.", grouped(f.n),
-                       parents, static_cast<double>(f.n_offspring) / static_cast<double>(f.n),
+    return fmt::format("{} with {:.1f} offspring in the mean; most have: {}.", grouped(f.n, parent),
+                       static_cast<double>(f.n_offspring) / static_cast<double>(f.n),
                        fmt::join(most, ", "));
 }
 
@@ -186,7 +187,7 @@ std::string words_on(const RunFigures& figures, const PedigreeFigures& p, const 
 Figure families_figure(const RunFigures& figures, const PedigreeFigures& p, const ParentFigures& f,
                        const char* parents, const char* parent) {
     Figure figure{.title = fmt::format("Offspring per {}", parent),
-                  .words = words_on(figures, p, f, parents)};
+                  .words = words_on(figures, p, f, parent)};
     Chart chart{.kind = Chart::bars,
                 .x = {"offspring"},
                 .y = {parents},
@@ -207,16 +208,15 @@ Section pedigree_section(const RunFigures& figures) {
     Section section{.id = "pedigree", .title = "Pedigree"};
     for (const PedigreeFigures& p : figures.pedigrees) {
         section.words.push_back(fmt::format(
-            "Random factor {}, {}: {} animals, {} of them with records and {} without any known "
+            "Random factor {}, {}: {}, {} of them with records and {} without any known "
             "parent{}.",
-            p.factor, p.name, grouped(p.all.row.animals), grouped(p.all.n_with_records),
+            p.factor, p.name, grouped(p.all.row.animals, "animal"), grouped(p.all.n_with_records),
             grouped(p.all.row.founders),
-            p.n_groups > 0 ? fmt::format("; {} phantom parent groups", p.n_groups) : ""));
+            p.n_groups > 0 ? "; " + counted(p.n_groups, "phantom parent group") : ""));
         if (p.n_left_out > 0)
             section.words.push_back(
-                fmt::format("{} links lead from an animal to its own descendant; "
-                            "they are left out of the generations.",
-                            p.n_left_out));
+                fmt::format("{} left out of the generations: from an animal to its own descendant.",
+                            counted(p.n_left_out, "link is", "links are")));
         section.tables.push_back(measures_table(p));
         std::vector<Figure> all = {animals_figure(p),
                                    parents_figure(p),

@@ -125,17 +125,19 @@ std::string reference_of(const PedigreeFigures& p) {
         all.reference_first == all.reference_last
             ? std::to_string(all.reference_last)
             : fmt::format("{} to {}", all.reference_first, all.reference_last);
-    return fmt::format("{} animals {} {}", grouped(all.contributions.reference),
+    return fmt::format("{} {} {}", grouped(all.contributions.reference, "animal"),
                        p.by_generation ? "of generation" : "born", classes);
 }
 
 Figure ancestors_figure(const RunFigures& figures, const PedigreeFigures& p) {
-    Figure figure{
-        .title = "Contributions of ancestors",
-        .words = fmt::format(
-            "Where the genes of the {} come from: of each ancestor what those chosen "
-            "before do not explain (Boichard et al. 1997). {} ancestors explain {:.1f} %.",
-            reference_of(p), p.ancestors.size(), percent(p.population.contributions.explained))};
+    Figure figure{.title = "Contributions of ancestors",
+                  .words = fmt::format(
+                      "Where the genes of the {} come from: of each ancestor what those chosen "
+                      "before do not explain (Boichard et al. 1997). {} {:.1f} %.",
+                      reference_of(p),
+                      counted(static_cast<int64_t>(p.ancestors.size()), "ancestor explains",
+                              "ancestors explain"),
+                      percent(p.population.contributions.explained))};
     Chart chart{.kind = Chart::bars,
                 .x = {"ancestor"},
                 .y = {"marginal contribution, %"},

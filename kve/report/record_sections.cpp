@@ -62,13 +62,12 @@ Figure value_figure(const RunFolder& run, const ValueColumn& c) {
         figure.words = "No record has a value.";
         return figure;
     }
-    figure.words = fmt::format("{} records, mean {:.6g}, standard deviation {:.6g}.", grouped(m.n),
-                               m.mean, m.deviation());
+    figure.words = fmt::format("{}, mean {:.6g}, standard deviation {:.6g}.",
+                               grouped(m.n, "record"), m.mean, m.deviation());
     if (c.bins.n_below + c.bins.n_above > 0)
-        figure.words += fmt::format(
-            " {} values lie beyond six standard deviations; they are in the table only.",
-            grouped(c.bins.n_below + c.bins.n_above));
-    if (m.n_odd > 0) figure.words += fmt::format(" {} values are no finite numbers.", m.n_odd);
+        figure.words += fmt::format(" Beyond six standard deviations, and in the table only: {}.",
+                                    grouped(c.bins.n_below + c.bins.n_above, "value"));
+    if (m.n_odd > 0) figure.words += fmt::format(" Not finite: {}.", counted(m.n_odd, "value"));
     if (!c.is_told)
         figure.words +=
             " Nothing in the files tells which records miss it: give the missing value code of "
@@ -146,9 +145,10 @@ Figure count_map(const RecordFigures& records) {
 Figure cross_figure(const RunFolder& run, const RecordFigures& records, const TraitPair& pair) {
     const ValueColumn &x = records.traits[pair.x], &y = records.traits[pair.y];
     const CrossBins& cells = *pair.cells;
-    Figure figure{.title = fmt::format("{} and {}", x.column.name, y.column.name),
-                  .words = fmt::format("{} records with both, correlation {:.3f}.",
-                                       grouped(pair.moments.n()), pair.moments.correlation())};
+    Figure figure{
+        .title = fmt::format("{} and {}", x.column.name, y.column.name),
+        .words = fmt::format("{} with both, correlation {:.3f}.",
+                             grouped(pair.moments.n(), "record"), pair.moments.correlation())};
     Grid grid{.x = {axis_of_values(run, x)}, .y = {axis_of_values(run, y)}, .unit = "records"};
     grid.first_x = cells.x.first;
     grid.width_x = cells.x.width;

@@ -8,11 +8,11 @@
 #include <optional>
 #include <utility>
 
-#include "base/freeform.h"
 #include "kve/files/code_lists.h"
 #include "kve/files/run_folder.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
+#include "kve/shared/number_text.h"
 #include "kve/shared/output.h"
 #include "kve/shared/table_text.h"
 #include "kve/tables/identities.h"
@@ -33,28 +33,26 @@ class Inbreeding {
  public:
     Inbreeding(const RunFolder& run, int32_t owner) : path_(run.path() / "INBREED"), file_(path_) {
         if (!file_) throw Failure(kUnreadable, path_.string() + ": cannot be opened");
-        std::string line;
         for (int32_t k = 1; k < owner; ++k)
             if (has_file(run.factor(k)))
-                for (int32_t n = run.run().NRALEV(k); n > 0 && std::getline(file_, line); --n)
+                for (int32_t n = run.run().NRALEV(k); n > 0 && std::getline(file_, line_); --n)
                     ++n_lines_;
     }
 
     static bool has_file(const RMatrix& r) { return has_pedigree(r.structure) && r.method == 1; }
 
-    double next(int32_t level) {
+    // Puts the next coefficient, which must be that of this level, and tells where it ends.
+    char* put_next(char* at, int32_t level) {
         constexpr std::size_t kLevel = 18, kLevelWidth = 10, kDiagonal = 64, kDiagonalWidth = 14;
-        std::string line;
-        std::getline(file_, line);
+        std::getline(file_, line_);
         ++n_lines_;
         double diagonal = 0.0;
         int64_t number = 0;
-        if (line.size() < kDiagonal + kDiagonalWidth ||
-            !parse_number(std::string_view(line).substr(kLevel, kLevelWidth), number) ||
-            !parse_number(std::string_view(line).substr(kDiagonal, kDiagonalWidth), diagonal))
+        if (!read_field(kLevel, kLevelWidth, number) ||
+            !read_field(kDiagonal, kDiagonalWidth, diagonal))
             refuse("not a line of an animal");
         if (number != level) refuse(fmt::format("level {}, and CODE_TABLE has {}", number, level));
-        return diagonal - 1.0;
+        return texts_.put(at, diagonal - 1.0);
     }
 
  private:
@@ -62,9 +60,22 @@ class Inbreeding {
         throw Failure(kUnreadable, fmt::format("{}: line {}: {}", path_.string(), n_lines_, words));
     }
 
+    template <class Number>
+    bool read_field(std::size_t from, std::size_t width, Number& value) const {
+        if (line_.size() < from + width) return false;
+        const char *at = line_.data() + from, *end = at + width;
+        at = std::find_if(at, end, [](char c) { return c != ' '; });
+        const auto [last, error] = std::from_chars(at, end, value);
+        return error == std::errc() && last == end;
+    }
+
     std::filesystem::path path_;
     std::ifstream file_;
+    std::string line_;
     int64_t n_lines_ = 0;
+    KeptTexts<double> texts_{[](char* at, double coefficient) {
+        return fmt::format_to_n(at, kNumberBytes, "{:.4f}", coefficient).out;
+    }};
 };
 
 // An identity as the user knows it.
@@ -93,7 +104,7 @@ void put_animal(Output& out, Shown& shown, const Code& code, Inbreeding* inbreed
     out.put(',');
     out.put(code.progeny);
     out.put(',');
-    if (inbreeding != nullptr) out.put(fmt::format("{:.4f}", inbreeding->next(code.level)));
+    if (inbreeding != nullptr) out.take(inbreeding->put_next(out.room(kNumberBytes), code.level));
 }
 
 void put_list(Output& out, const RunFolder& run, CodeFile& file, const CodeList& list,

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "kve/files/run_folder.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
+#include "kve/shared/noun.h"
 #include "kve/shared/output.h"
 #include "kve/shared/table_text.h"
 #include "kve/tables/identities.h"
@@ -66,7 +66,7 @@ class Elements {
             char* at = out.room(3 * kNumberBytes + 3);
             at = put_row(at, e.row);
             *at++ = ' ';
-            at = std::to_chars(at, at + kNumberBytes, identity_of(e.column)).ptr;
+            at = put_number(at, identity_of(e.column));
             *at++ = ' ';
             at = texts_.put(at, e.value);
             *at++ = '\n';
@@ -80,8 +80,7 @@ class Elements {
     char* put_row(char* at, int32_t row) {
         if (row != row_) {
             row_ = row;
-            row_bytes_ = std::to_chars(row_text_, row_text_ + kNumberBytes, identity_of(row)).ptr -
-                         row_text_;
+            row_bytes_ = put_number(row_text_, identity_of(row)) - row_text_;
         }
         std::memcpy(at, row_text_, kNumberBytes);
         return at + row_bytes_;
@@ -123,8 +122,8 @@ int show_summary(const Options& options, const RunFolder& run, const RunFile& fi
                         file.factor, run.factor_name(file.factor)));
     out.put(fmt::format("order                   {}\n", from.order()));
     out.put(fmt::format("elements                {}\n", s.n_elements));
-    out.put(
-        fmt::format("longest row             {} elements in row {}\n", s.longest, s.longest_row));
+    out.put(fmt::format("longest row             {} in row {}\n", counted(s.longest, "element"),
+                        s.longest_row));
     if (s.n_diagonals > 0)
         out.put(fmt::format("diagonal                {} to {}\n", s.smallest, s.largest));
     out.put(fmt::format("rows without diagonal   {}\n", s.n_without_diagonal()));

@@ -2,10 +2,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <memory>
 #include <optional>
-#include <utility>
+#include <span>
 
 #include "kve/files/code_lists.h"
 #include "kve/files/data_columns.h"
@@ -50,6 +49,21 @@ std::vector<DataColumn> choose_columns(const Options& options, std::vector<DataC
     return chosen;
 }
 
+bool has_list(const DataColumn& column) {
+    return column.kind == DataColumn::level || column.kind == DataColumn::group;
+}
+
+// A column as it is shown.
+struct Field {
+    enum Kind { integer, level, identity, name, real, dependent };
+    Kind kind;
+    int32_t position;
+    const DataColumn* column;
+    const std::vector<int32_t>* identities;  // by level
+};
+
+constexpr std::size_t kFieldsAtOnce = 1000;  // for which room is asked
+
 class Table {
  public:
     Table(const Options& options, const RunFolder& run)
@@ -60,12 +74,10 @@ class Table {
           columns_(choose_columns(options, data_columns(run, lists_, trait_))),
           out_(options.output) {
         if (!options.ids.empty()) names_.emplace(ids_file(options.ids, options.folder));
-        if (!options.shows_identities()) return;
-        std::vector<bool> is_wanted(lists_.size());
+        if (options.shows_identities()) find_identities();
         for (const DataColumn& column : columns_)
-            if (has_list(column)) is_wanted[column.list] = true;
-        if (std::ranges::count(is_wanted, true) > 0)
-            identities_ = read_identities(run, lists_, is_wanted);
+            fields_.push_back({kind_of(column), column.position, &column,
+                               identities_.empty() ? nullptr : &identities_[column.list]});
     }
 
     void put_all() {
@@ -80,8 +92,19 @@ class Table {
     }
 
  private:
-    static bool has_list(const DataColumn& column) {
-        return column.kind == DataColumn::level || column.kind == DataColumn::group;
+    void find_identities() {
+        std::vector<bool> is_wanted(lists_.size());
+        for (const DataColumn& column : columns_)
+            if (has_list(column)) is_wanted[column.list] = true;
+        if (std::ranges::count(is_wanted, true) > 0)
+            identities_ = read_identities(run_, lists_, is_wanted);
+    }
+
+    Field::Kind kind_of(const DataColumn& column) const {
+        if (column.kind == DataColumn::dependent) return Field::dependent;
+        if (column.is_real()) return Field::real;
+        if (!has_list(column)) return Field::integer;
+        return names_ ? Field::name : options_.original ? Field::identity : Field::level;
     }
 
     bool is_used(const DataFile& data, int32_t trait) const {
@@ -100,50 +123,58 @@ class Table {
     }
 
     void put_record(const DataFile& data) {
-        bool is_first = true;
-        for (const DataColumn& column : columns_) {
-            char* at = out_.room(kNumberBytes + 1);
-            if (!std::exchange(is_first, false)) *at++ = options_.separator();
-            if (names_ && has_list(column)) {
-                out_.take(at);
-                put_name(data, column);
-            } else {
-                out_.take(column.is_real() ? put_real(at, data, column)
-                                           : put_integer(at, data, column));
-            }
-        }
+        const std::span<const Field> all = fields_;
+        for (std::size_t first = 0; first < all.size(); first += kFieldsAtOnce)
+            put_fields(data, all.subspan(first, std::min(kFieldsAtOnce, all.size() - first)));
         out_.put('\n');
     }
 
-    // Both put a number at `at`, or nothing, and tell where it ends.
-    char* put_real(char* at, const DataFile& data, const DataColumn& column) {
-        const float value = data.real(column.position);
-        if (options_.is_missing(value)) return at;
-        if (column.kind == DataColumn::dependent && !is_used(data, column.trait)) return at;
-        return texts_.put(at, value);
-    }
-
-    char* put_integer(char* at, const DataFile& data, const DataColumn& column) const {
-        int32_t value = data.integer(column.position);
-        if (has_list(column)) {
-            if (value == 0) return at;
-            if (options_.shows_identities()) value = identity_of(data, column, value);
+    void put_fields(const DataFile& data, std::span<const Field> fields) {
+        constexpr std::size_t kRoom = kFieldsAtOnce * (kNumberBytes + 1);
+        const char separator = options_.separator();
+        char* at = out_.room(kRoom);
+        for (const Field& field : fields) {
+            if (&field != fields_.data()) *at++ = separator;
+            if (field.kind != Field::name) {
+                at = put_field(at, data, field);
+                continue;
+            }
+            out_.take(at);
+            put_name(data, field);
+            at = out_.room(kRoom);
         }
-        return std::to_chars(at, at + kNumberBytes, value).ptr;
+        out_.take(at);
     }
 
-    void put_name(const DataFile& data, const DataColumn& column) {
-        const int32_t level = data.integer(column.position);
+    // Puts a number at `at`, or nothing, and tells where it ends.
+    char* put_field(char* at, const DataFile& data, const Field& field) {
+        if (field.kind >= Field::real) {
+            const float value = data.real(field.position);
+            const bool is_empty =
+                options_.is_missing(value) ||
+                (field.kind == Field::dependent && !is_used(data, field.column->trait));
+            return is_empty ? at : texts_.put(at, value);
+        }
+        const int32_t value = data.integer(field.position);
+        if (field.kind == Field::integer) return put_number(at, value);
+        if (value == 0) return at;
+        return put_number(at, field.kind == Field::level ? value : identity_of(data, field, value));
+    }
+
+    void put_name(const DataFile& data, const Field& field) {
+        const int32_t level = data.integer(field.position);
         if (level == 0) return;
-        const std::string name = names_->name_of(column.name.substr(column.name.find(':') + 1),
-                                                 identity_of(data, column, level));
+        const std::string& column = field.column->name;
+        const std::string name =
+            names_->name_of(column.substr(column.find(':') + 1), identity_of(data, field, level));
         out_.put(std::string_view(table_field(name, options_.separator())));
     }
 
-    int32_t identity_of(const DataFile& data, const DataColumn& column, int32_t level) const {
-        const std::vector<int32_t>& identities = identities_[column.list];
+    static int32_t identity_of(const DataFile& data, const Field& field, int32_t level) {
+        const std::vector<int32_t>& identities = *field.identities;
         if (level < 1 || static_cast<std::size_t>(level) >= identities.size())
-            data.refuse(fmt::format("{}: level {} is not in CODE_TABLE", column.name, level));
+            data.refuse(
+                fmt::format("{}: level {} is not in CODE_TABLE", field.column->name, level));
         return identities[static_cast<std::size_t>(level)];
     }
 
@@ -153,6 +184,7 @@ class Table {
     int32_t trait_;
     std::vector<DataColumn> columns_;
     std::vector<std::vector<int32_t>> identities_;  // by list and level
+    std::vector<Field> fields_;
     std::optional<UserNames> names_;
     Output out_;
     RealTexts<float> texts_;

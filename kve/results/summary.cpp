@@ -13,6 +13,7 @@
 #include "kve/results/model_words.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
+#include "kve/shared/noun.h"
 #include "kve/shared/output.h"
 
 namespace kve::companion {
@@ -121,15 +122,17 @@ void put_line(Output& out, const char* heading, const std::string& text) {
 void put_trait(Output& out, const RunFolder& run, int32_t i, std::optional<int64_t> records) {
     const Model& m = run.trait(i);
     out.put(fmt::format("  {} {:<8} {}{}", i, m.trait_name.view(), trait_type_name(m.trait_type),
-                        records ? fmt::format(", {} records", *records) : ""));
+                        records ? ", " + counted(*records, "record") : ""));
     if (m.wgt_inp_no > 0) out.put(fmt::format(", weight {}", m.wgt_name.view()));
     if (m.l_glmm) out.put(fmt::format(", {} {}", m.var_fn.view(), m.link_fn.view()));
     out.put('\n');
     std::vector<std::string> fixed, random, absorbed;
     for (int32_t j = 1; j <= m.n_absorb; ++j)
-        absorbed.push_back(fmt::format("{} {} groups", m.a_ef_name(j).view(), run.run().NABGR(j)));
+        absorbed.push_back(
+            fmt::format("{} {}", m.a_ef_name(j).view(), counted(run.run().NABGR(j), "group")));
     for (int32_t j = 1; j <= m.n_fixed; ++j)
-        fixed.push_back(fmt::format("{} {} levels{}", m.f_ef_name(j).view(), run.run().NLEV(i, j),
+        fixed.push_back(fmt::format("{} {}{}", m.f_ef_name(j).view(),
+                                    counted(run.run().NLEV(i, j), "level"),
                                     m.f_intercept(j) ? "" : " (regressions only)"));
     for (int32_t j = 1; j <= m.n_random; ++j)
         random.push_back(fmt::format("{} (factor {})", m.r_ef_name(j).view(), m.r_ef_matno(j)));
@@ -155,7 +158,8 @@ void put_factor(Output& out, const RunFolder& run, int32_t k) {
     if (r.method > 0) out.put(fmt::format(" method {}", r.method));
     if (r.ass_rf > 0) out.put(fmt::format(" of factor {}", r.ass_rf));
     if (!r.rel_file.blank()) out.put(fmt::format(" {}", r.rel_file.view()));
-    out.put(fmt::format(", {} levels, {} equations", levels, levels * r.rank));
+    out.put(
+        fmt::format(", {}, {}", counted(levels, "level"), counted(levels * r.rank, "equation")));
     if (r.l_log_det) out.put(fmt::format(", log determinant {:.3f}", r.log_det));
     out.put('\n');
     put_rows(out, r);
@@ -177,15 +181,16 @@ void put_summary(Output& out, const RunFolder& run) {
                         h.release.view(), h.RUN_DATE.view()));
     out.put(fmt::format("task {}, {}; method {}, {}{}\n", h.ITASK, task_label(h.ITASK), h.IMETHOD,
                         method_label(h.ITASK, h.IMETHOD), h.ISCALE == 1 ? "; traits scaled" : ""));
-    out.put(fmt::format("{} data records, {} recoded\n\nTraits\n", h.NREC, h.n_records));
+    out.put(fmt::format("{}, {} recoded\n\nTraits\n", counted(h.NREC, "data record"), h.n_records));
     const auto records = count_records(run);
     for (int32_t i = 1; i <= h.nt; ++i)
         put_trait(out, run, i, records[static_cast<std::size_t>(i) - 1]);
     if (h.NRAMAT > 0) out.put("\nRandom factors\n");
     for (int32_t k = 1; k <= h.NRAMAT; ++k) put_factor(out, run, k);
     if (run.has_groups())
-        out.put(fmt::format("\nResidual (co)variances in {} groups of {}\n",
-                            run.residual().grp_nlev, run.residual().grp_name.view()));
+        out.put(fmt::format("\nResidual (co)variances in {} of {}\n",
+                            counted(run.residual().grp_nlev, "group"),
+                            run.residual().grp_name.view()));
     put_files(out, run);
 }
 

@@ -3,9 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -59,51 +57,6 @@ void Output::finish() {
     descriptor_ = STDOUT_FILENO;
     held_ = 0;
     if (error != 0) refuse(error);
-}
-
-namespace {
-
-constexpr int64_t kMillion = 1000000;
-constexpr std::array<int64_t, 5> kPowers = {1, 10, 100, 1000, 10000};
-
-// Null where the text with an exponent is shorter, or the digits are more than six.
-char* put_decimal(char* at, int64_t digits, std::size_t decimals) {
-    constexpr int64_t kTooLong = 100000, kTooSmall = 10;
-    for (; decimals > 0 && digits % 10 == 0; --decimals) digits /= 10;
-    if (digits >= kMillion || (decimals == 0 && digits >= kTooLong) ||
-        (decimals == kPowers.size() - 1 && digits < kTooSmall))
-        return nullptr;
-    at = std::to_chars(at, at + kNumberBytes, digits / kPowers[decimals]).ptr;
-    if (decimals == 0) return at;
-    int64_t fraction = digits % kPowers[decimals];
-    *at = '.';
-    for (std::size_t k = decimals; k > 0; --k, fraction /= 10)
-        at[k] = static_cast<char>('0' + fraction % 10);
-    return at + decimals + 1;
-}
-
-}  // namespace
-
-// Rounding gives the digits of a value that has no more than six, since it is off by less than half
-// of one. They are the shortest ones, for no two numbers of six digits are the same real; and their
-// quotient is never so near to the middle of two reals that its own rounding would matter.
-char* ShortDecimals::put(char* at, float value) {
-    constexpr int kMostOthers = 100;
-    const double size = std::fabs(double{value});
-    if (n_others_ > kMostOthers || !(size < kMillion) || (size == 0.0 && std::signbit(value)))
-        return nullptr;
-    for (std::size_t k = decimals_; k < kPowers.size(); ++k) {
-        const auto power = static_cast<double>(kPowers[k]);
-        const auto digits = static_cast<int64_t>(size * power + 0.5);
-        if (digits >= 10 * kMillion) break;
-        if (double{static_cast<float>(static_cast<double>(digits) / power)} != size) continue;
-        decimals_ = k;
-        n_others_ = 0;
-        if (value < 0.0F) *at++ = '-';
-        return put_decimal(at, digits, k);
-    }
-    ++n_others_;
-    return nullptr;
 }
 
 }  // namespace kve::companion

@@ -1,6 +1,5 @@
 // The tables of users: what they are taken for and what is read from them.
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -134,38 +133,6 @@ TEST(Output, LargerThanItsBuffers) {
     }
     out.finish();
     EXPECT_TRUE(scratch.read("numbers") == expected);
-}
-
-// The texts are those of the library, of every kind of real and whatever came before in the column.
-TEST(Output, DecimalsAreTheShortestTexts) {
-    std::mt19937 draw(3);
-    ShortDecimals mixed;
-    RealTexts<float> others;
-    int n_short = 0;
-    const auto compare = [&](float value, ShortDecimals& column) {
-        char own[kNumberBytes], library[kNumberBytes];
-        const char* end = column.put(own, value);
-        n_short += end != nullptr ? 1 : 0;
-        if (end == nullptr) end = others.put(own, value);
-        const char* wanted = std::to_chars(library, library + sizeof library, value).ptr;
-        ASSERT_EQ(std::string_view(own, static_cast<std::size_t>(end - own)),
-                  std::string_view(library, static_cast<std::size_t>(wanted - library)));
-    };
-    for (const float value :
-         {0.0F, -0.0F, 1e-4F, 1.5e-3F, 2e-5F, 99999.0F, 1e5F, 123456.0F, 999999.0F, 1e6F, 99999.95F,
-          1234567.0F, 16777216.0F, 0.1F + 0.2F, 1e-45F, 3.4e38F, HUGE_VALF, -12.5F})
-        for (int k = 0; k < 2; ++k) compare(k == 0 ? value : -value, mixed);
-    for (const int power : {1, 10, 100, 1000, 10000, 100000}) {
-        ShortDecimals column;
-        n_short = 0;
-        for (int k = 0; k < 20000; ++k) {
-            const auto digits = static_cast<float>(draw() % (k % 3 == 0 ? 2000000U : 90000U));
-            compare(digits / static_cast<float>(power), column);
-            compare(-digits / static_cast<float>(power), mixed);
-            compare(std::bit_cast<float>(static_cast<uint32_t>(draw())), mixed);
-        }
-        EXPECT_TRUE(n_short > 10000 || power > 10000) << n_short << " of " << power;
-    }
 }
 
 // Blocks end anywhere; quoted and plain tables of the same records are read alike, compressed too.
