@@ -152,14 +152,14 @@ TEST(Report, ShowsTheNamesOfTheUser) {
          R"(["Bull & Co","Ida","Ada","903","904","905","906"])"},
         {"pedigree", "Contributions of ancestors", "/picture/labels/0", R"("Bull & Co")"},
         {"pedigree", "Offspring per sire", "/words",
-         R"("1 sires with 6.0 offspring in the mean; most have: Bull & Co (6).")"}};
+         R"("1 sire with 6.0 offspring in the mean; most have: Bull & Co (6).")"}};
     for (const auto& [section, title, place, expected] : cases)
         EXPECT_EQ(
             figure_of(scratch, section, title).value(json::json_pointer(place), json()).dump(),
             expected)
             << title;
     ASSERT_EQ(report(scratch, ". '" + second.folder().string() + "' --ids"), 0);
-    EXPECT_NE(notes_of(scratch, "changes").find("7 → 8, observations 40 → 40. 1 are new (New)."),
+    EXPECT_NE(notes_of(scratch, "changes").find("7 → 8, observations 40 → 40. 1 is new (New)."),
               std::string::npos)
         << notes_of(scratch, "changes");
     for (const char* file : {"nowhere", "data"})
