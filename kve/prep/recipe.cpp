@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <type_traits>
 #include <utility>
 
 #include "kve/shared/failure.h"
@@ -70,7 +71,8 @@ class Entries {
     }
     template <class T>
     T as(const toml::node& node, const char* key) const {
-        const std::optional<T> value = node.value<T>();
+        std::optional<T> value = node.value<T>();
+        if (std::is_same_v<T, bool> && !node.is_boolean()) value.reset();  // 3 is not true
         if (!value)
             refuse(node.source(), fmt::format("{} in {} must be {}", key, name_, kind_of(T())));
         return *value;

@@ -1,7 +1,5 @@
 // kve prep: what is made of users' tables, compared with tables that are known, and with the same
 // analysis written by hand.
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -11,23 +9,9 @@
 #include <set>
 #include <sstream>
 
-#include "program/run.h"
+#include "kve/call.h"
 
 namespace {
-
-struct Shown {
-    int status;
-    std::string out, words;
-};
-
-// A command in the folder of the scratch.
-Shown kve(const Scratch& scratch, const std::string& arguments) {
-    const std::string folder = scratch.folder().string();
-    const int raw = std::system(
-        ("cd '" + folder + "' && '" KVE_PROGRAM "' " + arguments + " >shown 2>words").c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : 1000 + WTERMSIG(raw), scratch.read("shown"),
-            scratch.read("words")};
-}
 
 Outcome run_made(const Scratch& scratch) {
     const Outcome outcome = scratch.run(scratch.read("run.kve"));
