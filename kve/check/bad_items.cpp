@@ -18,7 +18,7 @@ void BadItems::take(TextInput& file) {
     BadItem bad{.line = file.line_number(), .rest{}};
     std::string_view rest;
     if (file.read_line(rest, kLongestRest) == TextInput::Line::ok) bad.rest = rest;
-    if (++n_ <= Findings::kShownOfCode) first_.push_back(std::move(bad));
+    if (++n_ <= Findings::kKeptOfCode) first_.push_back(std::move(bad));
 }
 
 void BadItems::find_columns(const std::string& name) {

@@ -23,6 +23,19 @@ int64_t count_not_older(const Parents& at, const SortReading& reading) {
     return n;
 }
 
+// Read as dates the values are days of the calendar.
+bool are_days(const Parents& at, const SortReading& reading) {
+    if (reading.of_one == nullptr) return true;
+    int64_t n_known = 0, n_days = 0;
+    for (int32_t j = 1; j <= at.pedigree.n_records; ++j) {
+        if (at.sort(j) <= 0) continue;
+        const int64_t value = reading.value_of(at.sort(j));
+        ++n_known;
+        n_days += value <= at.today && is_date(static_cast<int32_t>(value)) ? 1 : 0;
+    }
+    return static_cast<double>(n_days) >= kNearlyAllDates * static_cast<double>(n_known);
+}
+
 bool tell_variable(Parents& at, std::string words, std::string hint) {
     at.look.findings.add({"sort-variable", at.job.severity_of_order(), at.place(1),
                           std::move(words), std::move(hint)});
@@ -47,7 +60,8 @@ bool tell_whole_variable(Parents& at) {
     if (at.n_not_older < kFewestNotOlder || n < kManyNotOlder * static_cast<double>(at.n_links))
         return false;
     for (const SortReading& reading : kOtherReadings)
-        if (static_cast<double>(count_not_older(at, reading)) <= kLeftByReading * n)
+        if (are_days(at, reading) &&
+            static_cast<double>(count_not_older(at, reading)) <= kLeftByReading * n)
             return tell_variable(
                 at,
                 fmt::format("{} of {} parents are not older than their progeny; the sort variable "

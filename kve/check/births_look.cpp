@@ -11,15 +11,44 @@ namespace kve::companion {
 
 namespace {
 
-// The ages that are no longer odd beside what is usual.
-struct AgeRange {
-    double youngest, oldest;
-};
+const ParentAges& ages_of(const Parents& at, const OddAge& odd) {
+    return odd.is_sire ? at.sires : at.dams;
+}
 
-AgeRange usual_ages(const Parents& at, bool is_sire, double median) {
-    return {at.kind == SortKind::dates ? std::min(kYoungPart * median, kYoungestParent) : 0,
-            is_sire ? std::max(kOldSireFactor * median, kOldestSire)
-                    : std::max(kOldDamFactor * median, kOldestDam)};
+// Not only beyond what is odd in some species, but for this pedigree, too.
+bool is_far_from_usual(const Parents& at, const OddAge& odd) {
+    if (ages_of(at, odd).count() < kFewestAges) return false;
+    const double median = ages_of(at, odd).median(), years = static_cast<double>(odd.years);
+    const double youngest =
+        at.kind == SortKind::dates ? std::min(kYoungPart * median, kYoungestParent) : 0;
+    const double oldest = odd.is_sire ? std::max(kOldSireFactor * median, kOldestSire)
+                                      : std::max(kOldDamFactor * median, kOldestDam);
+    return years < youngest || years > oldest;
+}
+
+// With several progeny it is the date of the parent that is wrong.
+void tell_ages(Parents& at, int32_t parent, const std::vector<OddAge>& odd) {
+    const OddAge& first = odd[0];
+    const char* part = at.part(first.is_sire);
+    const double median = ages_of(at, first).median();
+    if (std::ssize(odd) > kLinesAlike)
+        return at.look.findings.warn(
+            "parent-age", at.place(parent),
+            fmt::format(
+                "{}, {}: it would be {:.1f} years old at the birth of {} (line {}), of which it is "
+                "the {}, and so with {} others; the usual age is {:.1f}",
+                at.id(parent), at.sort(parent), first.years, at.id(first.animal),
+                at.line(first.animal), part, odd.size() - 1, median),
+            "Its date is wrong, or it is another animal");
+    for (const OddAge& one : odd)
+        if (!at.look.findings.counts_only("parent-age", Severity::warning))
+            at.look.findings.warn(
+                "parent-age", at.place(one.animal),
+                fmt::format("{}, {}: its {} {} of {} would be {:.1f} years old at its birth, the "
+                            "usual age is {:.1f}",
+                            at.id(one.animal), at.sort(one.animal), part, at.id(parent),
+                            at.sort(parent), one.years, median),
+                "One of the two dates or the parent is wrong");
 }
 
 // Another way to read it, in which it is a day; null when there is none.
@@ -70,24 +99,12 @@ void tell_date(Parents& at, int32_t animal, const SortReading* reading) {
 }  // namespace
 
 void look_at_ages(Parents& at) {
-    for (const OddAge& odd : at.odd_ages) {
-        const ParentAges& ages = odd.is_sire ? at.sires : at.dams;
-        if (ages.count() < kFewestAges) continue;
-        const double median = ages.median();
-        const AgeRange usual = usual_ages(at, odd.is_sire, median);
-        const auto years = static_cast<double>(odd.years);
-        const int32_t parent = at.pedigree.parent_of(odd.animal, odd.is_sire);  // 0: broken loop
-        if ((years >= usual.youngest && years <= usual.oldest) || parent == 0 ||
-            at.look.findings.counts_only("parent-age", Severity::warning))
-            continue;
-        at.look.findings.warn(
-            "parent-age", at.place(odd.animal),
-            fmt::format("{}, {}: its {} {} of {} would be {:.1f} years old at its birth, the usual "
-                        "age is {:.1f}",
-                        at.id(odd.animal), at.sort(odd.animal), at.part(odd.is_sire), at.id(parent),
-                        at.sort(parent), years, median),
-            "One of the two dates or the parent is wrong");
-    }
+    std::map<int32_t, std::vector<OddAge>> by_parent;
+    for (const OddAge& odd : at.odd_ages)
+        if (const int32_t parent = at.pedigree.parent_of(odd.animal, odd.is_sire);
+            parent != 0 && is_far_from_usual(at, odd))  // 0 in a broken loop
+            by_parent[parent].push_back(odd);
+    for (const auto& [parent, odd] : by_parent) tell_ages(at, parent, odd);
 }
 
 // Many that are written in one other way are told together.

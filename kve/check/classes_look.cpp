@@ -94,18 +94,19 @@ void look_for_far_level(Look& look, const Model& m, const ClassColumn& column) {
 
 }  // namespace
 
+// The figures of a column are those of all traits: it is told of once, where it stands first.
 void look_at_classes(Look& look) {
-    std::set<int32_t> seen;
+    std::set<int32_t> fixed, random;
     for (const Model& m : MODEL) {
-        for (const int32_t fixed : m.f_ef_inp)
-            if (const ClassColumn* column = look.data->class_column(fixed);
-                column != nullptr && seen.insert(fixed).second)
-                look_for_far_level(look, m, *column);
         for (int32_t j = 1; j <= m.n_fixed; ++j)
-            if (const ClassColumn* column = look.data->class_column(m.f_ef_inp(j)))
+            if (const ClassColumn* column = look.data->class_column(m.f_ef_inp(j));
+                column != nullptr && fixed.insert(column->column).second) {
+                look_for_far_level(look, m, *column);
                 look_at_fixed(look, m, j, *column);
+            }
         for (int32_t j = 1; j <= m.n_random; ++j)
-            if (const ClassColumn* column = look.data->class_column(m.r_ef_inp(j)))
+            if (const ClassColumn* column = look.data->class_column(m.r_ef_inp(j));
+                column != nullptr && random.insert(column->column).second)
                 look_at_random(look, m, j, *column);
     }
 }

@@ -117,10 +117,10 @@ std::string offset_words(const Missing& at, const std::vector<std::size_t>& anim
                 const double share = share_found(at, ids, sign * added);
                 if (share == 0) continue;
                 return fmt::format(
-                    "{} of them are found {} {}: data and pedigree have two coding "
+                    "{} of them are found with {} {}: data and pedigree have two coding "
                     "systems",
-                    share == 1 ? "All" : fmt::format("{:.0f}%", 100 * share),
-                    sign < 0 ? "less" : "plus", added);
+                    share == 1 ? "All" : fmt::format("{:.0f}%", 100 * share), added,
+                    sign < 0 ? "less" : "more");
             }
     return "";
 }

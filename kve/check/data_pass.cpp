@@ -130,17 +130,15 @@ void Pass::note_dropped(TraitPattern dropped, int64_t line) {
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         if ((dropped & trait_bit(KVEINT.nt, i)) == 0) continue;
         const TraitNeeds& needs = usability_.traits(i);
-        std::set<int32_t> seen;
+        std::set<ColumnRef> lacking;
+        if (group_ > 0 && RECORD.IINP(group_) < 1) lacking.insert({false, group_});
         for (int32_t k = needs.identities_begin; k < needs.identities_end; ++k)
-            if (const int32_t place = usability_.identities(k);
-                RECORD.IINP(place) < 1 && seen.insert(place).second)
-                note_lack({false, place}, i, line);
-        seen.clear();
+            if (const int32_t place = usability_.identities(k); RECORD.IINP(place) < 1)
+                lacking.insert({false, place});
         for (int32_t k = needs.values_begin; k < needs.values_end; ++k)
-            if (const int32_t place = usability_.values(k);
-                RECORD.L_FINP_MIS(place) == 0 && seen.insert(place).second)
-                note_lack({true, place}, i, line);
-        if (group_ > 0 && RECORD.IINP(group_) < 1) note_lack({false, group_}, i, line);
+            if (const int32_t place = usability_.values(k); RECORD.L_FINP_MIS(place) == 0)
+                lacking.insert({true, place});
+        for (const ColumnRef& place : lacking) note_lack(place, i, line);
     }
 }
 

@@ -176,8 +176,8 @@ void tell_line_ends(Look& look, const Said&) {
                         fmt::format("tr -d '\\r' <{} >new.kve", look.text.name()));
 }
 
-void tell_dimensions(Look& look, const Said& said) {
-    look.findings.error("kvedim", {"KVEDIM"}, without_head(said.words()),
+void tell_dimensions(Look& look, const Said&) {
+    look.findings.error("kvedim", {"KVEDIM"}, "KVE1 cannot read this file and stops",
                         "Delete the file, or write &kvedim MFL=200000 /");
 }
 

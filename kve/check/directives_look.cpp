@@ -7,6 +7,7 @@
 #include <map>
 #include <regex>
 #include <system_error>
+#include <utility>
 
 #include "base/state.h"
 #include "directives/directive_lines.h"
@@ -144,17 +145,17 @@ std::vector<ColumnName> names_in_text(const Look& look) {
 
 void look_for_names_alike(Look& look) {
     constexpr std::size_t kCounts = 8;
-    std::map<std::string, std::string> seen;
+    std::map<std::string, std::string> seen;  // the last of its kind
     for (const ColumnName& name : names_in_text(look)) {
         if (name.whole.find('[') != std::string::npos) continue;
-        const auto [other, is_new] = seen.emplace(name.whole.substr(0, kCounts), name.whole);
-        if (is_new) continue;
+        const std::string other = std::exchange(seen[name.whole.substr(0, kCounts)], name.whole);
+        if (other.empty()) continue;
         look.findings.warn(
             "names-alike", name.place,
-            other->second == name.whole
+            other == name.whole
                 ? fmt::format("two columns have the name {}", name.whole)
                 : fmt::format("{} and {} are alike in their first 8 characters, which count",
-                              name.whole, other->second),
+                              name.whole, other),
             "The listing cannot tell the two apart");
     }
 }

@@ -136,7 +136,8 @@ void look_at_nesting(Look& look) {
             if (effect >= 0 && effect <= m.n_ef) continue;
             const int32_t* same = std::find(m.ef_inp.begin(), m.ef_inp.end(), effect);
             const std::string hint =
-                same == m.ef_inp.end()
+                m.n_ef == 0 ? "The trait has no effects"
+                : same == m.ef_inp.end()
                     ? fmt::format("Effects have the numbers 1 to {}", m.n_ef)
                     : fmt::format("Column {} is effect {}, {}: write the number of the effect",
                                   effect, same - m.ef_inp.begin() + 1, integer_called(effect));

@@ -1,11 +1,16 @@
 // What has stopped KVE1 in the model: its words, from the listing or the end of KVE_LOG.
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "base/state.h"
+#include "directives/directives.h"
 #include "kve/check/told.h"
 #include "model/model_records.h"
 
 namespace kve::companion {
+
+READS(DIRECTIVES);
 
 namespace {
 
@@ -47,6 +52,35 @@ constexpr CodeOfWords kMatrixWords[] = {
     {"-variance m", "restriction"},
 };
 
+// What belongs into the line, where the words of KVE1 tell no more than that it is wrong.
+std::string form_of_line(std::string_view code) {
+    constexpr struct {
+        std::string_view code, form;
+    } kForms[] = {
+        {"trait-count",
+         "The first line of the model is the number of traits, in task 2 five numbers"},
+        {"absorption-line",
+         "A line a trait: the number of absorbed effects, 0 unless the task is 12, and their "
+         "integer "
+         "columns. Is another line of the model missing?"},
+        {"model-line",
+         "A line a trait: its real column, that of its weight or 0, the number of effects, the "
+         "integer column of each"},
+        {"random-line",
+         "A line a trait: how many of its last effects are random, the matrix number of each"},
+        {"reduce-line", "A line a trait: a number for each of its random effects, 0 without them"},
+        {"regression-line", "A line a trait: the number of regressions, the real column of each"},
+        {"zero-covariances",
+         "Behind the regressions: how many residual covariances are 0, a line with two traits for "
+         "each"},
+    };
+    for (const auto& [of, form] : kForms)
+        if (of == code)
+            return fmt::format("{}; $DATA has {} integer and {} real columns", form, DIRECTIVES.NI,
+                               DIRECTIVES.NR);
+    return "";
+}
+
 // The message at the end of the log: from its first line on, without the line read.
 std::string last_words_of_log(const std::string& log) {
     constexpr std::string_view kHeads[] = {"ERROR", "Problem:", "ABSORPTION NOT",
@@ -68,7 +102,8 @@ void tell_model_words(Look& look, const Stop& stop, const std::string& words) {
     const Place place =
         is_reduce ? place_in_reduce(look, stop.reduce_line) : place_in_model(look, stop.model_line);
     const char* code = find_code(kModelWords, words);
-    look.findings.error(code != nullptr ? code : "model-fault", place, without_head(words));
+    if (code == nullptr) code = "model-fault";
+    look.findings.error(code, place, without_head(words), form_of_line(code));
 }
 
 // The line is shown behind its faults.
@@ -88,8 +123,11 @@ Place place_of_matrix_fault(const Look& look, std::string_view code, const std::
         return place_of_keyword(look,
                                 words.find("CURE") == words.npos ? Keyword::CENS : Keyword::CURE);
     if (code == "restriction") return place_of_restriction(look, words);
-    if (code == "structure-factor")
-        return place_of_structure(look, number_after(words, "actor no."));
+    if (code == "structure-factor") {
+        const int64_t factor = number_after(words, "actor no.");
+        return place_of_structure(
+            look, factor > 0 ? factor : number_after(words, "The residual is random factor"));
+    }
     return place_in_model(look, stop.model_line);
 }
 

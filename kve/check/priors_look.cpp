@@ -71,6 +71,13 @@ std::string called(int32_t matrix) {
     return matrix > KVEINT.NRAMAT ? "the residual matrix" : fmt::format("matrix {}", matrix);
 }
 
+// Each residual group has a number.
+std::string residual_called() {
+    const int32_t first = KVEINT.NRAMAT + 1, n = residual_of(RMAT).grp_nlev;
+    return n > 1 ? fmt::format("the residual groups are {} to {}", first, first + n - 1)
+                 : fmt::format("the residual is {}", first);
+}
+
 struct Pair {
     int32_t row = 0, column = 0;
     double correlation = 0;
@@ -233,8 +240,7 @@ void tell_places_outside(Look& look) {
             "prior-place", place_in_priors(look, stands == lines.end() ? 0 : stands->second),
             exists ? fmt::format("{} has the order {}, and this is element {} {}",
                                  called(told.matrix), RMAT(told.matrix).rank, told.row, told.column)
-                   : fmt::format("there is no matrix {}; the residual is {}", told.matrix,
-                                 KVEINT.NRAMAT + 1));
+                   : fmt::format("there is no matrix {}; {}", told.matrix, residual_called()));
     }
 }
 

@@ -30,8 +30,8 @@ inline constexpr double kFarInLogs = 5;
 // Many values: at most this share of all, apart from the others by so many widths of these, so many
 // standard deviations and, where all are above 0, this factor.
 inline constexpr double kMostApart = 0.4, kApartWidths = 2, kApartFar = 6, kApartFactor = 1.5;
-// Tiny ones among positive values are apart in logarithms; the distance is then small.
-inline constexpr double kTinyFar = 3;
+// Zeros, and tiny values among positive ones, are only as far from these as these are from 0.
+inline constexpr double kTinyFar = 1.5;
 // A sign for missing values, such as -9 or 999: in standard deviations from all others.
 inline constexpr double kMissingCodeGap = 5;
 // Columns that change in the middle of the file: widths of the two kinds between them, or the ratio

@@ -66,6 +66,13 @@ Place place_of_file(const Look& look, const std::string& words) {
     return place_of_keyword(look, Keyword::VAR_STR);
 }
 
+void tell_unusable_file(Look& look, const std::string& words) {
+    const Place place = place_of_file(look, words);
+    // Of a file that cannot be opened KVE1 tells the reason first.
+    if (!look.findings.has_error_at(place.file, place.line))
+        look.findings.error("file-unusable", place, without_head(words));
+}
+
 void tell_said(Look& look, const Said& said) {
     switch (said.step) {
         case Step::before:
@@ -77,9 +84,7 @@ void tell_said(Look& look, const Said& said) {
             return;
         case Step::pedigrees:
         case Step::files:
-            if (is_told_as_error(said))
-                look.findings.error("file-unusable", place_of_file(look, said.words()),
-                                    without_head(said.words()));
+            if (is_told_as_error(said)) tell_unusable_file(look, said.words());
             return;
         case Step::priors:
             return tell_prior_words(look, said);

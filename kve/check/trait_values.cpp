@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "base/state.h"
 #include "data/raw_record.h"
@@ -99,16 +100,15 @@ void TraitValues::look_at_censoring(int32_t trait, const Plan& plan, int64_t lin
 void TraitValues::look_at_absorption(int64_t line) {
     for (Absorbed& absorbed : absorbed_) {
         const int32_t number = RECORD.IINP(integer_place(absorbed.column));
-        if (number < absorbed.last &&
-            !look_.findings.counts_only("absorption-order", Severity::error))
+        if (number < absorbed.last && !std::exchange(absorbed.is_told, true))
             look_.findings.error(
                 "absorption-order", in_data({false, absorbed.column}, line),
                 fmt::format("{}{} falls from {} to {}: the data are not sorted by the absorbed "
-                            "effects",
+                            "effects, and KVE1 stops",
                             record_words(line), integer_called(absorbed.column), absorbed.last,
                             number),
-                "Sort them");
-        absorbed.last = std::max(absorbed.last, number);
+                fmt::format("Sort them by {}", integer_called(absorbed.column)));
+        absorbed.last = number;
     }
 }
 

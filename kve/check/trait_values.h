@@ -17,7 +17,8 @@ class TraitValues {
 
     // Of the record that stands in RECORD; the trait has a value there.
     void look_at(int32_t trait, int64_t line);
-    // Each absorbed column by itself must not fall from record to record.
+    // Each absorbed column by itself must not fall from record to record; the first one that does
+    // is told.
     void look_at_absorption(int64_t line);
 
  private:
@@ -38,7 +39,8 @@ class TraitValues {
     };
     struct Absorbed {
         int32_t column;
-        int32_t last = 0;  // the largest number so far
+        int32_t last = 0;
+        bool is_told = false;
     };
 
     static Bounds bounds_of(int32_t trait);

@@ -49,7 +49,7 @@ bool is_missing_code(const std::vector<Extreme>& values, bool is_lowest,
     const bool is_apart = gap > kMissingCodeGap * middle.scale;
     if (is_of_nines(value) && value < 0 && is_lowest) return next >= 0;
     if (is_of_nines(value)) return is_apart && gap > next - middle.median;
-    return value == 0 && values[0].n > 1 && is_lowest && is_apart;
+    return value == 0 && values[0].n > 1 && is_lowest && gap > kTinyFar * middle.scale;
 }
 
 void tell_missing_code(Look& look, const ColumnRef& ref, const std::vector<Extreme>& values,

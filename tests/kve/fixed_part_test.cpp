@@ -76,4 +76,21 @@ TEST(FixedPart, RankIsThatOfAnExactElimination) {
     EXPECT_GT(n_deficient, 20);
 }
 
+// Beside the largest effect: more levels would take memory that grows with their square.
+TEST(FixedPart, IsLookedAtUpToALimit) {
+    ASSERT_EQ(RECORD.IINP.allocate(4) + RECORD.FINP.allocate(1), 0);
+    for (const int32_t n : {1500, 1501}) {
+        FixedCells cells(1, {1, 2}, {});
+        for (int32_t k = 1; k <= n; ++k) {
+            RECORD.IINP(1) = RECORD.IINP(2) = k;
+            cells.take_record();
+        }
+        const std::optional<Rank> rank = rank_of(cells, {0, 1}, {});
+        EXPECT_EQ(rank.has_value(), n == 1500);
+        if (rank) {
+            EXPECT_EQ(rank->rank, n);
+        }
+    }
+}
+
 }  // namespace
