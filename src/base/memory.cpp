@@ -119,14 +119,23 @@ void* map_array(std::size_t bytes) {
     return array;
 }
 
+// Where a move has failed, which may have unmapped the place.
+bool copy_page(char* page, char* place) {
+    constexpr int kAtPlace = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
+    if (::mmap(place, kLargePage, PROT_READ | PROT_WRITE, kAtPlace, -1, 0) == MAP_FAILED)
+        return false;
+    std::memcpy(place, page, kLargePage);
+    ::munmap(page, kLargePage);
+    return true;
+}
+
 // Pages that others have left are mappings of their own, which the system does not move together.
 void* lengthen_by_pages(char* array, std::size_t bytes, std::size_t more_bytes) {
     auto* longer = static_cast<char*>(map_fresh_array(more_bytes));
     if (longer == nullptr) return nullptr;
     for (std::size_t at = 0; at < bytes; at += kLargePage) {
         if (move_page(array + at, longer + at)) continue;
-        std::memcpy(longer + at, array + at, kLargePage);
-        ::munmap(array + at, kLargePage);
+        if (!copy_page(array + at, longer + at)) return nullptr;
     }
     return longer;
 }

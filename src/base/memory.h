@@ -14,7 +14,7 @@ namespace kve {
 
 // The same elements followed by zeroed ones, as a rule at another address. The system moves a large
 // array without copying it, so that it never stands in memory twice. Null when that fails: the
-// array is then where it was.
+// array can then be freed and no more, since it may have lost a part.
 [[nodiscard]] void* lengthened_memory(void* memory, std::size_t elements, std::size_t more_elements,
                                       std::size_t element_bytes);
 

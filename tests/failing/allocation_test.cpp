@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "data/factors.h"
 #include "doors.h"
 #include "listing/listing.h"
@@ -45,6 +47,21 @@ TEST(FailedAllocation, NamesTheTable) {
     KVEINT.NRAMAT = 3;
     ASSERT_EQ(RMAT.allocate(4), 0);
     expect_failure(2, allocate_factors, "ITOPR", 3, "KVE1");
+}
+
+// Pages that one array has left to another are copied when the system does not move them.
+TEST(FailedGrowth, KeepsTheElements) {
+    constexpr int64_t kMegabyte = (1 << 20) / sizeof(int32_t);
+    Vec<int32_t> left, array;
+    ASSERT_EQ(left.allocate(20 * kMegabyte), 0);
+    left.fill(-1);
+    left.release();
+    ASSERT_EQ(array.allocate(20 * kMegabyte), 0);
+    for (int32_t k = 1; k <= array.size(); ++k) array(k) = k;
+    refuse_calls(Call::growth, 1, std::numeric_limits<int>::max());
+    ASSERT_EQ(array.lengthen(30 * kMegabyte), 0);
+    grant_all_calls();
+    for (int32_t k = 1; k <= array.size(); ++k) ASSERT_EQ(array(k), k <= 20 * kMegabyte ? k : 0);
 }
 
 TEST(FailedAllocation, StandsOnOnePage) {

@@ -66,7 +66,11 @@ void* __wrap_mmap(void* at, std::size_t bytes, int use, int how, int file, off_t
 
 void* __real_mremap(void* from, std::size_t bytes, std::size_t more, int how, void* to);
 void* __wrap_mremap(void* from, std::size_t bytes, std::size_t more, int how, void* to) {
-    if (is_refused(Call::growth)) return MAP_FAILED;
+    if (is_refused(Call::growth)) {
+        // The system clears the way before it fails.
+        if ((how & MREMAP_FIXED) != 0) ::munmap(to, more);
+        return MAP_FAILED;
+    }
     return __real_mremap(from, bytes, more, how, to);
 }
 
