@@ -60,10 +60,6 @@ int open_output(const std::string& path, int& descriptor) {
     return status;
 }
 
-void start_sync(int descriptor) {
-    static_cast<void>(::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE));
-}
-
 int sync_to_disk(int descriptor) {
     while (::fdatasync(descriptor) != 0) {
         // Some file systems have no such call.

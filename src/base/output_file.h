@@ -15,10 +15,6 @@ enum OutputFault : int { kNotAFile = -1, kLinkOutside = -2 };
 // Creates or empties the file. 0, or what check_output or the system says.
 [[nodiscard]] int open_output(const std::string& path, int& descriptor);
 
-// The disk begins with what was written, so that little is left to wait for. Only a hint: errors
-// are those of the later sync_to_disk.
-void start_sync(int descriptor);
-
 // What was written to an output or a folder is on the disk then, as far as its file system can
 // tell.
 [[nodiscard]] int sync_to_disk(int descriptor);

@@ -17,6 +17,7 @@ int RecordOutput::open(const std::string& path) {
     path_ = path;
     error_ = 0;
     first_ = First::written;
+    is_on_disk_ = false;
     if (const int status = open_output(path, descriptor_); status != 0) return status;
     buffer_ = static_cast<char*>(std::malloc(kBufferBytes));
     if (buffer_ == nullptr) return error_ = ENOMEM;
@@ -34,6 +35,7 @@ void RecordOutput::write_out() {
     keep_first_length();
     if (error_ == 0) error_ = behind_.wait();
     if (error_ == 0) error_ = write_all(descriptor_, buffer_, held_);
+    is_on_disk_ = is_on_disk_ && held_ == 0;
     held_ = 0;
 }
 
@@ -50,7 +52,8 @@ int RecordOutput::flush() {
 }
 
 int RecordOutput::start_closing() {
-    if (flush() == 0 && descriptor_ >= 0) start_sync(descriptor_);
+    if (flush() == 0 && descriptor_ >= 0 && !is_on_disk_)
+        is_on_disk_ = behind_.start_sync(descriptor_);
     return error_;
 }
 
@@ -58,7 +61,7 @@ int RecordOutput::close() {
     if (descriptor_ < 0) return error_;
     write_out();
     behind_.end();
-    if (error_ == 0) error_ = sync_to_disk(descriptor_);
+    if (error_ == 0 && !is_on_disk_) error_ = sync_to_disk(descriptor_);
     if (error_ == 0 && first_ == First::held) write_first_length();
     if (::close(descriptor_) != 0 && error_ == 0) error_ = errno;
     descriptor_ = -1;
@@ -78,6 +81,7 @@ void RecordOutput::put_in_pieces(const void* bytes, std::size_t count) {
         count -= part;
         keep_first_length();
         error_ = behind_.hand_over(descriptor_, buffer_, held_);
+        is_on_disk_ = false;
         held_ = 0;
         if (error_ != 0) return;
     }

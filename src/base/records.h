@@ -33,8 +33,8 @@ class RecordOutput {
     void hold_first_length() { first_ = First::to_be_held; }
     // To the system. 0 or the number of the first error met so far.
     [[nodiscard]] int flush();
-    // Ahead of the closing of several files, so that the disk works on all of them at a time. 0 or
-    // the number of the first error met so far.
+    // After the last record: the file goes to the disk while the run goes on, and close() waits for
+    // it. 0 or the number of the first error met so far.
     [[nodiscard]] int start_closing();
     // To the disk. What was told by the first error is told again. A large file is written behind
     // the run: a failure is told by a later write, at the latest here or by flush().
@@ -76,6 +76,7 @@ class RecordOutput {
     int32_t length_ = 0;
     int32_t first_length_ = 0;
     First first_ = First::written;
+    bool is_on_disk_ = false;  // all so far, or will be when behind_ is done
     WritingBehind behind_;
 };
 

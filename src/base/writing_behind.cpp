@@ -1,5 +1,6 @@
 #include "base/writing_behind.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,27 +27,35 @@ void WritingBehind::start() {
     if (buffer_ == nullptr) return;
     given_.set(0);
     emptied_.set(1);
-    static_cast<void>(thread_.start(write_buffers, this));
+    static_cast<void>(thread_.start(work, this));
 }
 
-void* WritingBehind::write_buffers(void* self) {
+void* WritingBehind::work(void* self) {
     auto& behind = *static_cast<WritingBehind*>(self);
     for (;;) {
         behind.given_.wait();
-        if (behind.bytes_ == 0) return nullptr;
-        if (behind.error_ == 0)
-            behind.error_ = write_all(behind.descriptor_, behind.buffer_, behind.bytes_);
-        behind.send_to_disk();
+        if (behind.task_ == Task::end) return nullptr;
+        if (behind.task_ == Task::write)
+            behind.write_buffer();
+        else if (behind.error_ == 0)
+            behind.error_ = sync_to_disk(behind.descriptor_);
         behind.emptied_.post();
     }
 }
 
+void WritingBehind::write_buffer() {
+    if (error_ == 0) error_ = write_all(descriptor_, buffer_, bytes_);
+    send_to_disk();
+}
+
+// The disk begins with what there is, so that little is left to wait for when the file is closed.
+// Only a hint: errors are those of the later sync_to_disk.
 void WritingBehind::send_to_disk() {
     constexpr std::size_t kWorthIt = std::size_t{1} << 24;
     unsent_ += bytes_;
     if (unsent_ < kWorthIt) return;
     unsent_ = 0;
-    start_sync(descriptor_);
+    static_cast<void>(::sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE));
 }
 
 int WritingBehind::hand_over(int descriptor, char*& buffer, std::size_t bytes) {
@@ -58,10 +67,23 @@ int WritingBehind::hand_over(int descriptor, char*& buffer, std::size_t bytes) {
         return error_;
     }
     std::swap(buffer_, buffer);
-    descriptor_ = descriptor;
     bytes_ = bytes;
-    given_.post();
+    give(Task::write, descriptor);
     return 0;
+}
+
+bool WritingBehind::start_sync(int descriptor) {
+    if (buffer_ == nullptr) start();
+    if (!thread_.is_running()) return false;
+    emptied_.wait();
+    give(Task::sync, descriptor);
+    return true;
+}
+
+void WritingBehind::give(Task task, int descriptor) {
+    task_ = task;
+    descriptor_ = descriptor;
+    given_.post();
 }
 
 int WritingBehind::wait() {
@@ -74,8 +96,7 @@ int WritingBehind::wait() {
 void WritingBehind::end() {
     if (thread_.is_running()) {
         emptied_.wait();
-        bytes_ = 0;
-        given_.post();
+        give(Task::end, -1);
         thread_.join();
     }
     std::free(buffer_);

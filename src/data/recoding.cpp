@@ -395,8 +395,8 @@ void finish_pass(RecodingPass& pass) {
     warn_levels_0(pass);
     warn_lost_ends(pass.lost_ends);
     // Both files must be complete on disk whatever stops the run later.
-    check_written(UNITS.RCDATA_I.flush(), UNITS.RCDATA_I.path());
-    check_written(UNITS.RCDATA_R.flush(), UNITS.RCDATA_R.path());
+    check_written(UNITS.RCDATA_I.start_closing(), UNITS.RCDATA_I.path());
+    check_written(UNITS.RCDATA_R.start_closing(), UNITS.RCDATA_R.path());
     release_record();
 }
 

@@ -56,7 +56,7 @@ struct Writer {
 void write_code_table() {
     Writer file;
     describe_code_table(file, MODEL, RMAT);
-    check_written(CODE_TABLE.close(), "CODE_TABLE");
+    check_written(CODE_TABLE.start_closing(), "CODE_TABLE");
 }
 
 }  // namespace kve

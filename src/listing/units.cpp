@@ -56,7 +56,7 @@ FailedOutput flush_units() {
 }
 
 FailedOutput close_units() {
-    // What fails here is told by the close.
+    // The disk works on all of them at a time. What fails is told by the close.
     static_cast<void>(for_all_outputs([](auto& unit) { return unit.start_closing(); }));
     return for_all_outputs([](auto& unit) { return unit.close(); });
 }
