@@ -420,6 +420,124 @@ TEST(Ped, GroupsStandForUnknownParents) {
     EXPECT_EQ(unknown, 13);
 }
 
+// Births of one pedigree: what they are taken for, and the sort variable that comes of them.
+TEST(Ped, BirthsAreWhatMostOfThemAre) {
+    const struct {
+        const char *births[3], *options, *described, *sort[3];  // of A, its progeny B, and C of B
+    } cases[] = {
+        {{"1.2.2005", "3.4.2006", "5.6.2007"},
+         "",
+         "birth born (dmy, though mdy is possible: --dates tells)",
+         {"20050201", "20060403", "20070605"}},
+        {{"1.2.2005", "3.4.2006", "5.6.2007"},
+         "--dates mdy",
+         "birth born (mdy)",
+         {"20050102", "20060304", "20070506"}},
+        {{"2/13/2005", "3/1/2006", "4/1/2007"},
+         "",
+         "birth born (mdy)",
+         {"20050213", "20060301", "20070401"}},
+        {{"20050213", "20060301", "20070401"},
+         "",
+         "birth born (ymd)",
+         {"20050213", "20060301", "20070401"}},
+        {{"2005", "2006", "13.2.2007"}, "--fix", "birth born (year)", {"2005", "2006", "2008"}},
+        {{"2005", "2006", "2007"},
+         "--dates number",
+         "birth born (number)",
+         {"2005", "2006", "2007"}},
+        {{"-3", "0", "4"}, "", "birth born (number)", {"1", "4", "8"}},
+        // Unknown ones: two years before the progeny, but after the parents, and after them without
+        // progeny. A day of zeros is no birth.
+        {{"", "2010", "NA"}, "", "birth born (year)", {"2008", "2010", "2012"}},
+        {{"2008", "", "2010"}, "", "birth born (year)", {"2008", "2009", "2010"}},
+        {{"0000-00-00", "2010-01-01", "0"},
+         "",
+         "birth born (ymd)",
+         {"20080102", "20100101", "20120101"}},
+        {{"", "", ""}, "", "dam dam; birth born", {"1", "2", "3"}}};
+    for (const auto& one : cases) {
+        Ped ped;
+        ped.scratch.write("ped.csv", std::string("id,sire,dam,born\nA,,,") + one.births[0] +
+                                         "\nB,A,," + one.births[1] + "\nC,B,," + one.births[2] +
+                                         "\n");
+        EXPECT_EQ(ped.run(one.options), 0) << ped.words;
+        EXPECT_NE(ped.words.find(std::string(one.described) + "\n"), std::string::npos)
+            << ped.words;
+        EXPECT_EQ(ped.scratch.read("out/pedigree"), std::string("1 0 0 ") + one.sort[0] +
+                                                        "\n2 1 0 " + one.sort[1] + "\n3 2 0 " +
+                                                        one.sort[2] + "\n")
+            << one.births[0] << one.births[1];
+    }
+}
+
+TEST(Ped, WrongUseIsRefused) {
+    const struct {
+        const char* options;
+        int status;
+        const char* words;
+    } cases[] = {{"--delimiter ab", 2, "--delimiter and --quote want a sign, tab or blanks"},
+                 {"--quote ab", 2, "--delimiter and --quote want a sign, tab or blanks"},
+                 {"--sire bull", 2, "no column bull; there are: id, sire, dam, sex, born"},
+                 {"--id 6", 2, "no column 6"},
+                 {"--id 0", 2, "no column 0"},
+                 {"--stats --reference 2005:2001", 2, "--reference 2005:2001: FROM:TO"},
+                 {"--stats --reference x", 2, "--reference x: FROM:TO"},
+                 {"--stats --reference 2001", 0, "2 animals of 2001 to 2001"},
+                 {"--prune none.csv", 1, "no pedigree is left: no animal is kept"},
+                 {"--no-header", 0, "births that cannot be read"},
+                 {"--ids twice", 3, "twice: one code for two identities"},
+                 {"--ids letters", 3, "line 2: not a code of an identity"},
+                 {"--ids columns", 2, "no column identity; there are: name, code"},
+                 {"--ids full", 3, "full: no codes are left for new identities"}};
+    Ped ped;
+    ped.scratch.write(
+        "ped.csv", "id,sire,dam,sex,born\nA,,,male,2001\nB,,,F,2001\nC,A,B,u,2003\nD,A,B,0,2003\n");
+    ped.scratch.write("none.csv", "id\nZ\n");
+    ped.scratch.write("twice", "identity\tcode\nA\t1\nB\t1\n");
+    ped.scratch.write("letters", "identity\tcode\nA\tx\n");
+    ped.scratch.write("columns", "name\tcode\nA\t1\n");
+    ped.scratch.write("full", "identity\tcode\nA\t2147483647\n");
+    for (const auto& one : cases) {
+        EXPECT_EQ(ped.run(one.options), one.status) << one.options << ped.words;
+        EXPECT_NE(ped.words.find(one.words), std::string::npos) << one.options << ped.words;
+    }
+    EXPECT_EQ(ped.run(""), 0);
+    EXPECT_EQ(ped.words.find("cannot be read"), std::string::npos) << ped.words;
+    ped.scratch.write("ped.csv", "x,y,z\nA,,\n");
+    EXPECT_EQ(ped.run(""), 2);
+    EXPECT_NE(ped.words.find("which column is it? --id tells"), std::string::npos) << ped.words;
+    EXPECT_EQ(ped.run("--id 1 --sire y --dam 3"), 0) << ped.words;
+    ped.scratch.write("ped.csv", "id,sire,dam\n");
+    EXPECT_EQ(ped.run("--header"), 3);
+    EXPECT_NE(ped.words.find("there is no animal in it"), std::string::npos) << ped.words;
+}
+
+// Integers anew, framed records, statistics by generation, one group where all are too few.
+TEST(Ped, WhatIsLeftOnRequest) {
+    Ped ped;
+    ped.scratch.write("ped.csv", line_of_descent());
+    EXPECT_EQ(ped.run("--binary --renumber --prune ped.csv --generations 0"), 0) << ped.words;
+    const std::vector<std::string> records = framed_records(ped.scratch.read("out/pedigree"));
+    ASSERT_EQ(records.size(), 12U);
+    // 11 is met after 1, as its dam, and is the oldest.
+    EXPECT_EQ(numbers<int32_t>(records[0]), (std::vector<int32_t>{2, 0, 0, 2001}));
+    EXPECT_TRUE(ped.has("ids.tsv", "11\t2"));
+    EXPECT_EQ(ped.run("--groups 100 --stats --by generation --ancestors 1"), 0) << ped.words;
+    EXPECT_TRUE(ped.has("groups.tsv",
+                        "-1\tsires of males, sires of females, dams of females\t2000\t2015\t13"))
+        << ped.scratch.read("out/groups.tsv");
+    const std::vector<std::string> classes = lines_of(ped.scratch.read("out/statistics.csv"));
+    ASSERT_EQ(classes.size(), 8U);
+    EXPECT_TRUE(classes[0].starts_with("generation,animals,"));
+    EXPECT_TRUE(classes[1].starts_with("0,6,0,6,6,0,0,0,0,0,0,,,"));
+    // 6 is of unknown sex, with a sire and a dam.
+    EXPECT_TRUE(classes[7].starts_with("6,1,0,0,0,1,")) << classes[7];
+    const std::vector<std::string> ancestors = lines_of(ped.scratch.read("out/ancestors.csv"));
+    ASSERT_EQ(ancestors.size(), 2U);
+    EXPECT_EQ(ancestors[1], "1,6,2018,,1,1,1");
+}
+
 // Animals in the order of their births: 40 founders, then progeny of the last ones, sires with odd
 // numbers and dams with even ones. One parent of `one_in` is unknown; few sires make inbreeding.
 std::string dated_pedigree(int n, int sires, unsigned one_in, unsigned seed) {

@@ -3,8 +3,10 @@
 #include <cmath>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <random>
 
+#include "kve/prep/class_names.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
 #include "kve/tables/codes.h"
@@ -240,6 +242,165 @@ TEST(Identities, CodesGoThereAndBack) {
     IdentityTable few;
     for (const char* t : {"40", "x", "7"}) few.place_of(t);
     EXPECT_EQ(identity_codes(few), (std::vector<int32_t>{0, 40, 41, 7}));
+}
+
+TEST(TableReader, NamesSignsAndQuotesThatAreAskedFor) {
+    const Scratch scratch;
+    const std::string file = (scratch.folder() / "table").string();
+    scratch.write("table", "a,\"b\n1,2\n");
+    TableForm form{.delimiter = ',', .has_header = true, .quote = kNoQuote, .names = {}};
+    {
+        TableReader table(file, form);
+        EXPECT_EQ(table.column("\"b"), 1U);
+        EXPECT_EQ(failure_of([&] { static_cast<void>(table.column("c")); }),
+                  file + ": no column c; there are: a, \"b");
+        EXPECT_EQ(shown(table), "2:1|2|\n");
+    }
+    form.names = {"x", "y", "z"};
+    EXPECT_EQ(failure_of([&] { TableReader table(file, form); }),
+              file + ": line 1: 2 fields, and 3 names are given");
+    EXPECT_EQ(sign_called("tab"), '\t');
+    EXPECT_EQ(sign_called("blanks"), kBlanks);
+    EXPECT_EQ(sign_called(";"), ';');
+    EXPECT_FALSE(sign_called("") || sign_called("ab"));
+    EXPECT_TRUE(list_of(std::vector<std::string>(100, "n")).ends_with(", n"));
+    EXPECT_TRUE(list_of(std::vector<std::string>(102, "n")).ends_with(", n and 2 more"));
+}
+
+// Which line is the head, and which sign stands between fields.
+TEST(TableReader, HeadersAndDelimitersOfDoubtfulTables) {
+    const struct {
+        const char *bytes, *described;
+    } cases[] = {{"id,1\nA,2\n", "commas, no header"},
+                 {"id,NA\nA,2\n", "commas, no header"},
+                 {"id,3.2.2001\nA,4.2.2001\n", "commas, no header"},
+                 {"id,\nA,2\n", "commas, header"},
+                 {"id,sire\nA,B\nC,A\n", "commas, header"},
+                 {"A,B\nC,A\n", "commas, no header"},
+                 {"a;b;c\n1,5;2,5;3,5\n", "semicolons, header"},
+                 {"a|b\n\"x|y\"|2\n", "\"|\", header, quotes"},
+                 {"title\na,b,c\n1,2,3\n4,5,6\n7,8,9\n", "commas, header"},
+                 {"a b,c\n1 2,3\n", "commas, header"},
+                 {"just\none\n", "blanks, header"}};
+    const Scratch scratch;
+    for (const auto& one : cases) {
+        scratch.write("table", one.bytes);
+        EXPECT_EQ(TableReader((scratch.folder() / "table").string()).described(), one.described)
+            << one.bytes;
+    }
+}
+
+// A field as long as a record may be, and beyond; quotes that are not closed end there, too.
+TEST(TableReader, FieldsOfManyMegabytes) {
+    const Scratch scratch;
+    const std::string file = (scratch.folder() / "table").string(), front = "a,b\n1,2\n3,",
+                      large(std::size_t{3} << 20, 'x'), larger(std::size_t{17} << 20, 'x');
+    scratch.write("table", front + "\"" + large + "\"\n4,5\n");
+    TableReader table(file);
+    ASSERT_TRUE(table.next() && table.next());
+    EXPECT_TRUE(table.field(1) == large);
+    EXPECT_TRUE(table.next() && table.field(1) == "5" && !table.next());
+    for (const auto& [bytes, words] :
+         {std::pair{front + larger, "line 3: no end of the line in 16 MB"},
+          {front + "\"" + larger,
+           "line 3: no end of a field in 16 MB: a quote that is not closed?"}}) {
+        scratch.write("table", bytes);
+        EXPECT_EQ(failure_of([&] {
+                      TableReader wrong(file);
+                      while (wrong.next()) {
+                      }
+                  }),
+                  file + ": " + words);
+    }
+}
+
+TEST(TableValues, Utf8DatesAndOwnSigns) {
+    for (const char* good : {"", "plain", "Zo\xC3\xAB", "\xE2\x82\xAC", "\xF0\x9F\x90\x84"})
+        EXPECT_TRUE(is_utf8(good)) << good;
+    for (const char* wrong : {"\x80", "\xC3", "\xC3x", "\xC0\x80", "\xE2\x82", "\xE2\x82x",
+                              "\xF0\x9F\x90", "\xF5\x80\x80\x80", "\xFF"})
+        EXPECT_FALSE(is_utf8(wrong)) << wrong;
+    const struct {
+        const char* text;
+        DateOrder order;
+        std::optional<Date> date;
+    } dates[] = {{"02292020", DateOrder::month_day_year, 20200229},
+                 {"29022020", DateOrder::day_month_year, 20200229},
+                 {"29022020", DateOrder::year_month_day, {}},
+                 {"29.2.1900", DateOrder::day_month_year, {}},
+                 {"29.2.2000 0:00", DateOrder::day_month_year, 20000229},
+                 {"2000-02-29T10:00", DateOrder::year_month_day, 20000229},
+                 {"2000-12-31", DateOrder::year_month_day, 20001231},
+                 {"2000-12-32", DateOrder::year_month_day, {}},
+                 {"2000-00-10", DateOrder::year_month_day, {}},
+                 {"2000-10-00", DateOrder::year_month_day, {}},
+                 {"2000_10_01", DateOrder::year_month_day, {}},
+                 {"0000", DateOrder::year_only, {}},
+                 {"02000", DateOrder::year_only, {}},
+                 {"200x", DateOrder::year_only, {}}};
+    for (const auto& one : dates) EXPECT_EQ(parse_date(one.text, one.order), one.date) << one.text;
+    EXPECT_EQ(days_between(20200301, 20200229), -1);
+    EXPECT_EQ(parse_integer("+7"), 7);
+    EXPECT_EQ(parse_integer("-7"), -7);
+    for (const char* wrong : {"", "7.0", "7 ", "99999999999999999999"})
+        EXPECT_FALSE(parse_integer(wrong)) << wrong;
+    const MissingSigns own({"x", "-9"});
+    for (const char* sign : {"x", "-9", "-9.0"}) EXPECT_TRUE(own(sign)) << sign;
+    for (const char* value : {"", "xx", "9", "-90", "NA"}) EXPECT_FALSE(own(value)) << value;
+}
+
+// Texts that differ in their last letter, of every length around those that lie in the table
+// itself, and many of them.
+TEST(Identities, TextsOfAllLengths) {
+    IdentityTable table;
+    std::vector<std::string> texts{""};
+    for (std::size_t length = 1; length < 40; ++length)
+        for (int k = 0; k < 800; ++k) {
+            const std::string end = std::to_string(k);
+            texts.push_back(std::string(length - std::min(length, end.size()), 'a') + end);
+        }
+    std::map<std::string, int32_t> places;
+    for (int round = 0; round < 2; ++round)
+        for (const std::string& one : texts) {
+            const auto next = static_cast<int32_t>(places.size()) + 1;
+            ASSERT_EQ(table.find(one), places.contains(one) ? places[one] : 0) << one;
+            ASSERT_EQ(table.place_of(one), places.try_emplace(one, next).first->second) << one;
+        }
+    ASSERT_EQ(table.size(), static_cast<int32_t>(places.size()));
+    EXPECT_GT(table.size(), 20000);
+    for (const auto& [one, place] : places) ASSERT_EQ(table.text(place), one);
+}
+
+TEST(Identities, NamesThatCannotBeRead) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"identity\tnumber\nA\t1\n", ": no column code"},
+        {"name\tcode\nA\t1\n", ": no column identity"},
+        {"identity\tcode\nA\t1\nB\t1.5\n", ": line 3: \"1.5\" is no code"},
+        {"identity\tcode\nA\t2147483648\n", ": line 2: \"2147483648\" is no code"}};
+    const Scratch scratch;
+    const std::string file = (scratch.folder() / "ids.tsv").string();
+    for (const auto& [bytes, words] : cases) {
+        scratch.write("ids.tsv", bytes);
+        EXPECT_EQ(failure_of([&] { UserNames names(file); }), file + words);
+    }
+}
+
+TEST(Identities, PairsOfPlaces) {
+    prep::PlacePairs pairs;
+    std::mt19937 draw(2);
+    std::map<std::pair<int, int>, int32_t> places;
+    for (int k = 0; k < 20000; ++k) {
+        const auto below = [&](unsigned n) { return static_cast<int32_t>(1 + draw() % n); };
+        const prep::PlacePairs::Pair pair =
+            k % 3 == 0 ? prep::PlacePairs::Pair{below(50), below(50)}
+                       : prep::PlacePairs::Pair{INT32_MAX - below(900), below(2000000000)};
+        const auto next = static_cast<int32_t>(places.size()) + 1;
+        pairs.fetch(pair);
+        ASSERT_EQ(pairs.place_of(pair),
+                  places.try_emplace({pair.first, pair.second}, next).first->second);
+        ASSERT_TRUE(pairs[pairs.place_of(pair)] == pair);
+    }
+    EXPECT_EQ(pairs.size(), static_cast<int32_t>(places.size()));
 }
 
 }  // namespace
