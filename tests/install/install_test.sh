@@ -87,6 +87,10 @@ test_package() {
     dpkg-deb -f "$package" Depends | grep -q 'libc6 .*libopenblas' || fail "dependencies: $(dpkg-deb -f "$package")"
     mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/tmp"
     cp /var/lib/dpkg/status "$root/var/lib/dpkg/"
+    if command -v lintian >/dev/null; then  # the maintainer is for packagers to set
+        words=$(lintian --allow-root "$package" 2>&1 | grep -v 'root@localhost') || true
+        [ -z "$words" ] || fail "$words"
+    fi
     # libopenblas0 stands for the variants of the library, of which this machine may have one alone.
     dpkg --root="$root" --force-not-root --force-script-chrootless --log=/dev/null \
         --ignore-depends=libopenblas0 -i "$package" >dpkg.out 2>&1 || fail "$(grep -v 'files list' dpkg.out)"
