@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "kve/check/data_items.h"
 
 namespace kve::companion {

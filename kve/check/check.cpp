@@ -13,7 +13,6 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
-#include <set>
 
 #include "kve/check/checking.h"
 #include "kve/check/data_pass.h"

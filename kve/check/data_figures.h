@@ -6,7 +6,6 @@
 #include <map>
 #include <optional>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "data/usability.h"

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <set>
-#include <vector>
 
 #include "base/state.h"
 #include "data/raw_record.h"

@@ -18,7 +18,6 @@ namespace kve::companion {
 
 READS(DIRECTIVES);
 READS(KVEINT);
-READS(MODEL);
 READS(RMAT);
 READS(RECORD);
 

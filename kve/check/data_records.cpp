@@ -22,7 +22,6 @@ namespace kve::companion {
 
 READS(DIRECTIVES);
 READS(MODEL);
-READS(RMAT);
 WRITES(RECORD);
 
 // KVE1 minds those of the model alone; residual groups and censoring codes drop the record.

@@ -1,7 +1,6 @@
 // What the text of the directive file says, where the reader of KVE1 does not mind.
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <map>

@@ -3,8 +3,6 @@
 #include <Eigen/OrderingMethods>
 #include <Eigen/SparseCholesky>
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <unordered_map>
 #include <utility>
 

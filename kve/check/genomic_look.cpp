@@ -2,10 +2,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <optional>
 #include <span>
-#include <utility>
 #include <vector>
 
 #include "base/input.h"

@@ -1,7 +1,6 @@
 // Inverse relationship matrices that users give: elements, levels, whether it can be an inverse.
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <vector>

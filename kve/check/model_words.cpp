@@ -1,8 +1,6 @@
 // What has stopped KVE1 in the model: its words, from the listing or the end of KVE_LOG.
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "base/state.h"
 #include "directives/directives.h"
 #include "kve/check/told.h"

@@ -14,7 +14,6 @@
 
 namespace kve::companion {
 
-READS(DIRECTIVES);
 READS(INLINE_TEXTS);
 WRITES(INPUT_FOLDER);
 

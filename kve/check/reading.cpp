@@ -11,7 +11,6 @@
 #include <fstream>
 #include <iterator>
 #include <new>
-#include <utility>
 
 #include "base/arrays.h"
 #include "base/input.h"

@@ -7,7 +7,6 @@
 #include <limits>
 #include <new>
 #include <tuple>
-#include <utility>
 
 #include "base/input.h"
 #include "base/records.h"

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "base/input.h"

@@ -2,8 +2,6 @@
 // sires.
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <string>
 #include <unordered_map>
 
 #include "kve/check/data_figures.h"

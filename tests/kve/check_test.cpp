@@ -84,7 +84,7 @@ std::vector<Case> cases_in(const fs::path& file) {
         if (line[0] != ' ')
             cases.push_back({line, line.substr(0, line.find(':'))});
         else if (line.starts_with("  > "))
-            cases.back().words.push_back(line.substr(4));
+            cases.back().words.push_back(unescaped(line.substr(4)));
         else if (line[3] == ' ' && std::string_view("!+.").find(line[2]) != std::string_view::npos)
             cases.back().findings.insert(line.substr(2));
         else
