@@ -54,8 +54,11 @@ void remember_animals(LevelColumn& column, int32_t pedigree) {
     column.n_levels = FACTORS.NRALEV(pedigree);
     int status = column.index.allocate(FACTORS.N_AWD(pedigree));
     const int32_t last = FACTORS.LAST_ANIMAL(pedigree);
-    for (int32_t row = FACTORS.FIRST_ANIMAL(pedigree); row <= last && status == 0; ++row)
+    constexpr int32_t kAhead = 32;  // rows by which the places in the index are fetched ahead
+    for (int32_t row = FACTORS.FIRST_ANIMAL(pedigree); row <= last && status == 0; ++row) {
+        if (row + kAhead <= last) column.index.expect(IDL(row + kAhead).key);
         if (IDL(row).n_obs > 0) status = column.index.enter(IDL(row).key, IDL(row).level);
+    }
     check_allocated(status, kRoutine, "LEVEL INDEX", FACTORS.N_AWD(pedigree));
 }
 

@@ -80,8 +80,8 @@ KVE_FETCH void expect_parents(const Vec<int32_t>& order, int64_t j) {
     if (j + 2 * kAhead <= order.size()) expect_row(IDL(order(j + 2 * kAhead)));
     if (j + kAhead > order.size()) return;
     const AnimalRow& later = IDL(order(j + kAhead));
-    if (later.sire_row != 0) expect_row(IDL(later.sire_row));
-    if (later.dam_row != 0) expect_row(IDL(later.dam_row));
+    if (later.sire_row != 0) __builtin_prefetch(&IDL(later.sire_row).level);
+    if (later.dam_row != 0) __builtin_prefetch(&IDL(later.dam_row).level);
 }
 
 struct ParentLevels {
