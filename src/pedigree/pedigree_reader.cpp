@@ -44,7 +44,7 @@ namespace {
 constexpr int32_t kMostReports = 100;        // lines on faulty and repeated records
 constexpr int32_t kUnremarkableErrors = 10;  // up to so many bring no summary
 constexpr int32_t kNoPedigreeRecord = -999999998;
-constexpr int kBlock = 64;  // records whose rows are fetched together
+constexpr int kBlock = 64;  // records or levels by which memory is fetched ahead
 
 struct PedigreeFile {
     int32_t factor;
@@ -198,14 +198,16 @@ void take_record(PedigreeFile& file, bool groups, const PedigreeRecord& record) 
 
 void read_all_records(PedigreeFile& file) {
     const bool groups = has_parent_groups(RMAT(file.factor).method);
-    PedigreeRecord block[kBlock];
-    int32_t status = kRecordRead;
-    while (status == kRecordRead) {
-        int n = 0;
-        while (n < kBlock && (status = next_record(file, groups, block[n])) == kRecordRead)
-            ANIMAL_INDEX(file.factor).expect(block[n++].id);
-        for (int j = 0; j < n; ++j) take_record(file, groups, block[j]);
+    PedigreeRecord ring[kBlock];
+    int32_t status;
+    int64_t n_read = 0, n_taken = 0;
+    for (;; ++n_read) {
+        if (n_read == n_taken + kBlock) take_record(file, groups, ring[n_taken++ % kBlock]);
+        PedigreeRecord& record = ring[n_read % kBlock];
+        if ((status = next_record(file, groups, record)) != kRecordRead) break;
+        ANIMAL_INDEX(file.factor).expect(record.id);
     }
+    while (n_taken < n_read) take_record(file, groups, ring[n_taken++ % kBlock]);
     if (status != kEndOfData) stop_reading_failed(file, status);
 }
 
