@@ -14,8 +14,8 @@ double round_width(double least) {
 }
 
 std::size_t Bins::place(double value) const {
-    const double bin = std::floor((value - first) / width);
-    return static_cast<std::size_t>(std::clamp(bin, 0.0, static_cast<double>(counts.size()) - 1.0));
+    return static_cast<std::size_t>(
+        std::clamp(number(value), 0.0, static_cast<double>(counts.size()) - 1.0));
 }
 
 void Bins::add(double value) {
@@ -50,7 +50,7 @@ Bins choose_bins(const Moments& moments, int most) {
         bins.width = round_width(std::max(std::abs(low), 1e-30) / n_wanted);
         bins.first = low - bins.width / 2;
     }
-    const double n = std::floor((high - bins.first) / bins.width) + 1.0;
+    const double n = bins.number(high) + 1.0;
     bins.counts.assign(static_cast<std::size_t>(std::max(n, 1.0)), 0);
     return bins;
 }

@@ -19,6 +19,8 @@ struct Bins {
 
     double start(std::size_t bin) const { return first + static_cast<double>(bin) * width; }
     double middle(std::size_t bin) const { return start(bin) + width / 2; }
+    // Counted on to both sides. A value on a limit stays there when the quotient is rounded.
+    double number(double value) const { return std::floor((value - first) / width + 1e-9); }
     // The bin of a value, or that of the nearest one.
     std::size_t place(double value) const;
     void add(double value);
