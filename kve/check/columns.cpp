@@ -198,8 +198,8 @@ std::vector<double> medians_of_windows(const std::vector<SpreadSample::Value>& v
 // By the quartile that a block on the other side has left where it was.
 double scale_without_block(const std::vector<SpreadSample::Value>& values,
                            const RealColumn::Middle& middle) {
-    std::vector<double> sorted;
-    for (const SpreadSample::Value& spread : values) sorted.push_back(spread.value);
+    std::vector<double> sorted(values.size());
+    std::ranges::transform(values, sorted.begin(), &SpreadSample::Value::value);
     std::ranges::sort(sorted);
     const std::size_t quarter = sorted.size() / 4;
     const double nearer = std::min(middle.median - sorted[quarter],

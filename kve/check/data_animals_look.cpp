@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstdlib>
 #include <numeric>
 #include <string>
 #include <utility>
@@ -40,6 +42,11 @@ struct IdentityColumn {
     int64_t n = 0, n_strangers = 0;  // not in the pedigree at all, not as parents either
     int64_t n_without_record = 0;
 
+    void take(bool is_missing, int32_t number) {
+        ++n;
+        n_strangers += is_missing && number == 0 ? 1 : 0;
+        n_without_record += is_missing ? 1 : 0;
+    }
     // Of another kind than the animals of the pedigree.
     bool is_of_others() const { return 2 * n_strangers > n; }
     std::string name() const { return integer_called(column); }
@@ -68,12 +75,8 @@ void gather_missing(Missing& at) {
                                 !at.pedigree.was_dropped(at.levels.id[k]);
         if (is_missing) at.animals.push_back(k);
         if (number > at.pedigree.n_records) ++at.n_inserted;
-        for (std::size_t c = 0; c < at.columns.size(); ++c) {
-            if (!at.levels.is_met_in(k, c)) continue;
-            ++at.columns[c].n;
-            at.columns[c].n_strangers += is_missing && number == 0 ? 1 : 0;
-            at.columns[c].n_without_record += is_missing ? 1 : 0;
-        }
+        for (std::size_t c = 0; c < at.columns.size(); ++c)
+            if (at.levels.is_met_in(k, c)) at.columns[c].take(is_missing, number);
     });
 }
 
@@ -104,6 +107,18 @@ double share_found(const Missing& at, const std::vector<int32_t>& ids, int64_t a
     return static_cast<double>(n_found) / static_cast<double>(ids.size());
 }
 
+// A number of one or two digits and three zeros or more, the longest first; less and more.
+std::vector<int64_t> round_offsets() {
+    std::vector<int64_t> all;
+    for (int64_t step = 1'000'000'000; step >= 1000; step /= 10)
+        for (int64_t added = step; added < 100 * step && added <= kLargestInPedigree;
+             added += step) {
+            all.push_back(-added);
+            all.push_back(added);
+        }
+    return all;
+}
+
 // A round difference between the identities of data and pedigree, such as a code in front; empty
 // when there is none.
 std::string offset_words(const Missing& at, const std::vector<std::size_t>& animals) {
@@ -111,17 +126,14 @@ std::string offset_words(const Missing& at, const std::vector<std::size_t>& anim
     for (std::size_t k = 0; k < animals.size(); k += animals.size() / kMostForOffset + 1)
         if (at.is_stranger(animals[k])) ids.push_back(at.levels.id[animals[k]]);
     if (ids.size() < kFewestForOffset) return "";
-    for (int64_t step = 1'000'000'000; step >= 1000; step /= 10)
-        for (int64_t added = step; added < 100 * step && added <= kLargestInPedigree; added += step)
-            for (const int64_t sign : {-1, 1}) {
-                const double share = share_found(at, ids, sign * added);
-                if (share == 0) continue;
-                return fmt::format(
-                    "{} of them are found with {} {}: data and pedigree have two coding "
-                    "systems",
-                    share == 1 ? "All" : fmt::format("{:.0f}%", 100 * share), added,
-                    sign < 0 ? "less" : "more");
-            }
+    for (const int64_t added : round_offsets()) {
+        const double share = share_found(at, ids, added);
+        if (share == 0) continue;
+        return fmt::format(
+            "{} of them are found with {} {}: data and pedigree have two coding systems",
+            share == 1 ? "All" : fmt::format("{:.0f}%", 100 * share), std::abs(added),
+            added < 0 ? "less" : "more");
+    }
     return "";
 }
 
@@ -190,13 +202,15 @@ void tell_missing(const Missing& at) {
 struct CodesOfPart {
     std::array<int64_t, 128> n{};
 
+    void take(int8_t code) { ++n[static_cast<uint8_t>(code)]; }
+
     // What nearly all have; 0 when nothing is usual, or too few tell.
-    int32_t usual() const {
+    int usual() const {
         const auto most = std::ranges::max_element(n);
         const int64_t all = std::accumulate(n.begin(), n.end(), int64_t{0});
         const bool is_usual = *most >= kFewestOfSex &&
                               static_cast<double>(*most) >= kUsualSex * static_cast<double>(all);
-        return is_usual ? static_cast<int32_t>(most - n.begin()) : 0;
+        return is_usual ? static_cast<int>(most - n.begin()) : 0;
     }
 };
 
@@ -226,6 +240,12 @@ void tell_two_sexes(Look& look, const DataLevels& data, const FactorLevels& leve
                                            levels.id[k], data.sex_name()));
 }
 
+// How the code of a parent contradicts what is usual; empty when it does not. 0: nothing is usual.
+std::string contradiction(int sex, int usual, int usual_of_others, const char* others) {
+    if (usual != 0) return sex != usual ? fmt::format("the others have {}", usual) : "";
+    return sex == usual_of_others ? fmt::format("{} have {}", others, usual_of_others) : "";
+}
+
 // Which code is male and which female is known from the other parents that have data.
 void look_at_sexes(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
                    const DataLevels& data, const FactorLevels& levels) {
@@ -235,20 +255,16 @@ void look_at_sexes(Look& look, const PedigreeJob& job, PedigreeBook& pedigree,
     visit_animals(pedigree, levels, [&](std::size_t k, int32_t number) {
         const Sex part = number == 0 ? Sex::unknown : pedigree.book.sex(number);
         if (part == Sex::unknown || levels.sex[k] <= 0) return;
-        ++(part == Sex::male ? sires : dams).n[static_cast<std::size_t>(levels.sex[k])];
+        (part == Sex::male ? sires : dams).take(levels.sex[k]);
         parents.push_back({k, part});
     });
-    const int32_t male = sires.usual(), female = dams.usual();
+    const int male = sires.usual(), female = dams.usual();
     if (male == female) return;  // not the sex of the animal itself
     for (const AnimalPart& in : parents) {
-        const int32_t sex = levels.sex[in.animal];
-        const auto [own, other] =
-            in.part == Sex::male ? std::pair(male, female) : std::pair(female, male);
-        if (own != 0 ? sex != own : sex == other)
-            tell_sex(look, job, data, levels, in,
-                     own != 0 ? fmt::format("the others have {}", own)
-                              : fmt::format("{} have {}", in.part == Sex::male ? "dams" : "sires",
-                                            other));
+        const auto code = static_cast<uint8_t>(levels.sex[in.animal]);
+        const std::string usual = in.part == Sex::male ? contradiction(code, male, female, "dams")
+                                                       : contradiction(code, female, male, "sires");
+        if (!usual.empty()) tell_sex(look, job, data, levels, in, usual);
     }
 }
 

@@ -42,6 +42,7 @@ class Pass {
     void note_animals(TraitPattern usable);
     TraitPattern classify(int64_t line);
     void note_lack(const ColumnRef& place, int32_t trait, int64_t line);
+    std::set<ColumnRef> find_lacking(const TraitNeeds& needs) const;
     void note_dropped(TraitPattern dropped, int64_t line);
     void finish();
 
@@ -124,20 +125,26 @@ void Pass::note_lack(const ColumnRef& place, int32_t trait, int64_t line) {
     lack.highest_code = std::max(lack.highest_code, RECORD.IINP(place.column));
 }
 
+// What the record lacks for the trait.
+std::set<ColumnRef> Pass::find_lacking(const TraitNeeds& needs) const {
+    std::set<ColumnRef> lacking;
+    const auto take_identity = [&lacking](int32_t place) {
+        if (RECORD.IINP(place) < 1) lacking.insert({false, place});
+    };
+    if (group_ > 0) take_identity(group_);
+    for (int32_t k = needs.identities_begin; k < needs.identities_end; ++k)
+        take_identity(usability_.identities(k));
+    for (int32_t k = needs.values_begin; k < needs.values_end; ++k)
+        if (const int32_t place = usability_.values(k); RECORD.L_FINP_MIS(place) == 0)
+            lacking.insert({true, place});
+    return lacking;
+}
+
 // Why records with a value are dropped.
 void Pass::note_dropped(TraitPattern dropped, int64_t line) {
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
         if ((dropped & trait_bit(KVEINT.nt, i)) == 0) continue;
-        const TraitNeeds& needs = usability_.traits(i);
-        std::set<ColumnRef> lacking;
-        if (group_ > 0 && RECORD.IINP(group_) < 1) lacking.insert({false, group_});
-        for (int32_t k = needs.identities_begin; k < needs.identities_end; ++k)
-            if (const int32_t place = usability_.identities(k); RECORD.IINP(place) < 1)
-                lacking.insert({false, place});
-        for (int32_t k = needs.values_begin; k < needs.values_end; ++k)
-            if (const int32_t place = usability_.values(k); RECORD.L_FINP_MIS(place) == 0)
-                lacking.insert({true, place});
-        for (const ColumnRef& place : lacking) note_lack(place, i, line);
+        for (const ColumnRef& place : find_lacking(usability_.traits(i))) note_lack(place, i, line);
     }
 }
 

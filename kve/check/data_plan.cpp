@@ -61,24 +61,35 @@ std::vector<ColumnPair> plan_column_pairs(const DataFigures& figures) {
     return pairs;
 }
 
+namespace {
+
+// The fixed part of traits: columns of class effects with an intercept and of general regressions.
+struct FixedPart {
+    std::vector<int32_t> effects{}, covariables{};
+    TraitPattern traits;
+};
+
+FixedPart fixed_part_of(int32_t trait) {
+    const Model& m = MODEL(trait);
+    FixedPart part{.traits = trait_bit(KVEINT.nt, trait)};
+    for (int32_t j = 1; j <= m.n_fixed; ++j)
+        if (m.f_intercept(j) && is_integer_column(m.f_ef_inp(j)) &&
+            std::ranges::count(part.effects, m.f_ef_inp(j)) == 0)
+            part.effects.push_back(m.f_ef_inp(j));
+    for (int32_t l = 1; l <= m.n_reg; ++l)
+        if (m.reg_type(l) == kGeneralRegression && m.reg_inp(l) <= DIRECTIVES.NR)
+            part.covariables.push_back(m.reg_inp(l));
+    return part;
+}
+
+}  // namespace
+
 std::vector<FixedCells> plan_fixed_parts() {
-    struct Part {
-        std::vector<int32_t> effects, covariables;
-        TraitPattern traits;
-    };
-    std::vector<Part> parts;
+    std::vector<FixedPart> parts;
     for (int32_t i = 1; i <= KVEINT.nt; ++i) {
-        const Model& m = MODEL(i);
-        Part part{{}, {}, trait_bit(KVEINT.nt, i)};
-        for (int32_t j = 1; j <= m.n_fixed; ++j)
-            if (m.f_intercept(j) && is_integer_column(m.f_ef_inp(j)) &&
-                std::ranges::count(part.effects, m.f_ef_inp(j)) == 0)
-                part.effects.push_back(m.f_ef_inp(j));
-        for (int32_t l = 1; l <= m.n_reg; ++l)
-            if (m.reg_type(l) == kGeneralRegression && m.reg_inp(l) <= DIRECTIVES.NR)
-                part.covariables.push_back(m.reg_inp(l));
+        FixedPart part = fixed_part_of(i);
         if (part.effects.size() + part.covariables.size() < 2 || part.effects.empty()) continue;
-        const auto same = std::ranges::find_if(parts, [&part](const Part& other) {
+        const auto same = std::ranges::find_if(parts, [&part](const FixedPart& other) {
             return other.effects == part.effects && other.covariables == part.covariables;
         });
         if (same == parts.end())
@@ -87,7 +98,8 @@ std::vector<FixedCells> plan_fixed_parts() {
             same->traits |= part.traits;
     }
     std::vector<FixedCells> all;
-    for (Part& part : parts)
+    all.reserve(parts.size());
+    for (FixedPart& part : parts)
         all.emplace_back(part.traits, std::move(part.effects), std::move(part.covariables));
     return all;
 }

@@ -41,8 +41,9 @@ GenomicComparison::GenomicComparison(Look& look, const VAR_STR_SPEC& spec, Pedig
 }
 
 void GenomicComparison::make_a11(const std::vector<int32_t>& typed) {
-    std::vector<int32_t> numbers;
-    for (const int32_t id : typed) numbers.push_back(pedigree_.number_of(id));
+    std::vector<int32_t> numbers(typed.size());
+    std::ranges::transform(typed, numbers.begin(),
+                           [this](int32_t id) { return pedigree_.number_of(id); });
     const Vec<int32_t> generation = break_loops(pedigree_.book, [](const Loop&) {});
     const Vec<int32_t> order = order_animals(generation);
     const Vec<bool> keep = find_ancestors(pedigree_.book, order, numbers, -1);

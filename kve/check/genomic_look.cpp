@@ -125,27 +125,23 @@ void read_typed(Genomic& at, FactorLevels* levels) {
 
 // ---- The elements of G
 
-// Those of animals that are not typed are left out by KVE1, and here.
-void drop_others(Genomic& at, RelationMatrix& g) {
-    FirstOnes strangers, untyped;  // once each
-    int64_t n_met = 0;             // strangers as often as they come, as KVE1 counts them
-    std::vector<bool> is_met(g.id.size());
-    const auto is_kept = [&](const LevelElement& e) {
-        bool kept = true;
-        for (const int32_t level : {e.row, e.column}) {
-            const auto place = static_cast<std::size_t>(level);
-            const int32_t id = g.id[place];
-            if (at.is_typed(id)) continue;
-            kept = false;
-            const bool is_stranger = at.pedigree.number_of(id) == 0;
-            n_met += is_stranger ? 1 : 0;
-            if (!is_met[place]) (is_stranger ? strangers : untyped).take(id, e.record);
-            is_met[place] = true;
-        }
-        return kept;
-    };
-    std::erase_if(g.elements, [&](const LevelElement& e) { return !is_kept(e); });
-    if (!at.are_whole) return;
+// Animals of the elements that are not typed.
+struct OtherAnimals {
+    FirstOnes strangers{}, untyped{};  // once each
+    int64_t n_met = 0;                 // strangers as often as they come, as KVE1 counts them
+    std::vector<bool> is_met;          // by level
+
+    void take(Genomic& at, const RelationMatrix& g, int32_t level, const LevelElement& e) {
+        const auto place = static_cast<std::size_t>(level);
+        const bool is_stranger = at.pedigree.number_of(g.id[place]) == 0;
+        n_met += is_stranger ? 1 : 0;
+        if (!is_met[place]) (is_stranger ? strangers : untyped).take(g.id[place], e.record);
+        is_met[place] = true;
+    }
+};
+
+void tell_others(Genomic& at, const RelationMatrix& g, const OtherAnimals& others) {
+    const auto& [strangers, untyped, n_met, is_met] = others;
     if (strangers.count() > 0)
         at.look.findings.add(
             {"genomic-identity",
@@ -165,6 +161,21 @@ void drop_others(Genomic& at, RelationMatrix& g) {
                         counted(untyped.count(), "animal of the elements is",
                                 "animals of the elements are"),
                         at.typed_file, untyped.words()));
+}
+
+// Those of animals that are not typed are left out by KVE1, and here.
+void drop_others(Genomic& at, RelationMatrix& g) {
+    OtherAnimals others{.is_met = std::vector<bool>(g.id.size())};
+    std::erase_if(g.elements, [&](const LevelElement& e) {
+        bool is_of_others = false;
+        for (const int32_t level : {e.row, e.column}) {
+            if (at.is_typed(g.id[static_cast<std::size_t>(level)])) continue;
+            others.take(at, g, level, e);
+            is_of_others = true;
+        }
+        return is_of_others;
+    });
+    if (at.are_whole) tell_others(at, g, others);
 }
 
 // The last one of repeated elements stands.

@@ -96,19 +96,28 @@ void look_for_diagonals(Inverse& at, FactorLevels* levels) {
 
 // ---- Elements given twice
 
+struct Repeated {
+    int64_t n = 0, n_differ = 0, n_beside = 0;
+    const LevelElement* first = nullptr;  // in the file; the one that it repeats stands before it
+};
+
+Repeated find_repeated(const std::vector<LevelElement>& sorted) {
+    Repeated found;
+    for (std::size_t k = 1; k < sorted.size(); ++k) {
+        const LevelElement& element = sorted[k];
+        if (!element.is_place_of(sorted[k - 1])) continue;
+        ++found.n;
+        found.n_beside += element.is_diagonal() ? 0 : 1;
+        found.n_differ += element.value != sorted[k - 1].value ? 1 : 0;
+        if (found.first == nullptr || element.record < found.first->record) found.first = &element;
+    }
+    return found;
+}
+
 // Drops all but the last of each place.
 void look_for_repeated(Inverse& at) {
-    std::vector<LevelElement>& all = at.matrix.elements;
     sort_elements(at.matrix);
-    int64_t n = 0, n_differ = 0, n_beside = 0;
-    const LevelElement* first = nullptr;
-    for (std::size_t k = 1; k < all.size(); ++k) {
-        if (!all[k].is_place_of(all[k - 1])) continue;
-        ++n;
-        n_beside += all[k].is_diagonal() ? 0 : 1;
-        n_differ += all[k].value != all[k - 1].value ? 1 : 0;
-        if (first == nullptr || all[k].record < first->record) first = &all[k];
-    }
+    const auto [n, n_differ, n_beside, first] = find_repeated(at.matrix.elements);
     if (n == 0) return;
     const LevelElement& before = *(first - 1);
     const auto id = [&](int32_t level) { return at.matrix.id[static_cast<std::size_t>(level)]; };

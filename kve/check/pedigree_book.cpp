@@ -175,7 +175,7 @@ void tell_one_as_both(FileReading& at) {
 }
 
 void tell_group_codes(FileReading& at, const ReadRecord& r) {
-    for (std::size_t k : {1, 2}) {
+    for (const std::size_t k : {std::size_t{1}, std::size_t{2}}) {
         if (r.values[k] >= 0 || at.look.findings.counts_only("group-code", Severity::warning))
             continue;
         at.look.findings.warn(

@@ -46,20 +46,27 @@ void link(Parents& at, int32_t animal, int32_t& parent, bool is_sire) {
     if (at.kind != SortKind::numbers) look_at_age(at, animal, is_sire, own, parents);
 }
 
+// Fetches what is wanted of the parents of these animals from the memory.
+void expect_parents(Parents& at, int32_t first, int32_t last) {
+    const Herdbook& book = at.pedigree.book;
+    for (int32_t j = first; j <= last; ++j) {
+        at.pedigree.index.expect(book.parents(j).sire);
+        at.pedigree.index.expect(book.parents(j).dam);
+    }
+    for (int32_t j = first; j <= last; ++j)
+        for (const int32_t parent : {book.parents(j).sire, book.parents(j).dam}) {
+            const int32_t number = parent > 0 ? at.pedigree.number_of(parent) : 0;
+            if (number > 0 && number <= at.pedigree.n_records)
+                __builtin_prefetch(&book.birth(number));
+        }
+}
+
 void link_all(Parents& at) {
     Herdbook& book = at.pedigree.book;
     const int32_t n = at.pedigree.n_records, block = static_cast<int32_t>(kBlock);
     for (int32_t first = 1; first <= n; first += block) {
         const int32_t last = std::min(n, first + block - 1);
-        for (int32_t j = first; j <= last; ++j) {
-            at.pedigree.index.expect(book.parents(j).sire);
-            at.pedigree.index.expect(book.parents(j).dam);
-        }
-        for (int32_t j = first; j <= last; ++j)
-            for (const int32_t parent : {book.parents(j).sire, book.parents(j).dam})
-                if (const int32_t number = parent > 0 ? at.pedigree.number_of(parent) : 0;
-                    number > 0 && number <= n)
-                    __builtin_prefetch(&book.birth(number));
+        expect_parents(at, first, last);
         for (int32_t j = first; j <= last; ++j) {
             link(at, j, book.parents(j).sire, true);
             link(at, j, book.parents(j).dam, false);

@@ -65,7 +65,8 @@ PedigreeBook& pedigree_of(Look& look, const PedigreeJob& job, FactorLevels* leve
                           std::vector<ReadPedigree>& read) {
     const auto known = std::ranges::find(read, job, &ReadPedigree::job);
     if (known != read.end()) return known->pedigree;
-    PedigreeBook& pedigree = read.emplace_back(job, read_pedigree_book(look, job)).pedigree;
+    PedigreeBook& pedigree =
+        read.emplace_back(ReadPedigree{job, read_pedigree_book(look, job)}).pedigree;
     look_at_parents(look, job, pedigree, levels);
     return pedigree;
 }

@@ -38,6 +38,20 @@ std::unordered_map<int32_t, Group> gather_groups(const FixedCells& cells, Pedigr
     return groups;
 }
 
+struct GroupCounts {
+    int64_t n = 0, n_of_one = 0;  // with two animals or more; of them those with one sire
+};
+
+GroupCounts count_groups(const FixedCells& cells, PedigreeBook& pedigree) {
+    GroupCounts counts;
+    for (const auto& [level, group] : gather_groups(cells, pedigree)) {
+        if (group.n_animals < 2) continue;
+        ++counts.n;
+        counts.n_of_one += group.sire > 0 ? 1 : 0;
+    }
+    return counts;
+}
+
 }  // namespace
 
 void look_at_sires(Look& look, int32_t factor, PedigreeBook& pedigree) {
@@ -45,12 +59,7 @@ void look_at_sires(Look& look, int32_t factor, PedigreeBook& pedigree) {
         if (animals.factor != factor || animals.cells.empty()) continue;
         const FixedCells& cells = animals.cells[0];
         if (cells.is_too_many()) continue;
-        int64_t n_groups = 0, n_of_one = 0;
-        for (const auto& [level, group] : gather_groups(cells, pedigree)) {
-            if (group.n_animals < 2) continue;
-            ++n_groups;
-            n_of_one += group.sire > 0 ? 1 : 0;
-        }
+        const auto [n_groups, n_of_one] = count_groups(cells, pedigree);
         if (n_groups < kFewestGroups || n_of_one == 0) continue;
         const ColumnRef group{false, cells.effects()[0]};
         look.findings.add({"one-sire-groups",

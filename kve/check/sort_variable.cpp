@@ -14,11 +14,11 @@ constexpr int32_t kFirstYear = 1850, kLastYear = 2200;
 bool is_year(int64_t value) { return value >= kFirstYear && value <= kLastYear; }
 
 int64_t day_month_year(int32_t value) {
-    return value % 10000 * int64_t{10000} + value / 10000 % 100 * 100 + value / 1000000;
+    return value % 10000 * int64_t{10000} + value / 10000 % 100 * int64_t{100} + value / 1000000;
 }
 
 int64_t month_day_year(int32_t value) {
-    return value % 10000 * int64_t{10000} + value / 1000000 * 100 + value / 10000 % 100;
+    return value % 10000 * int64_t{10000} + value / 1000000 * int64_t{100} + value / 10000 % 100;
 }
 
 // 991231 before 000101.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -113,7 +114,7 @@ OddOnes as_odd_ones(const ColumnRef& ref, const ApartValues& apart) {
 }
 
 struct Range {
-    double low = INFINITY, high = -INFINITY;
+    double low = std::numeric_limits<double>::infinity(), high = -low;
 
     void take(double value) {
         low = std::min(low, value);

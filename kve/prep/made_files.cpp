@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 #include "base/records.h"
@@ -146,7 +147,8 @@ class Orthogonal {
 
     std::string name_;
     int degree_;
-    double sum_ = 0.0, low_ = INFINITY, high_ = -INFINITY, middle_ = 0.0, width_ = 1.0;
+    double sum_ = 0.0, low_ = std::numeric_limits<double>::infinity(), high_ = -low_, middle_ = 0.0,
+           width_ = 1.0;
     int64_t n_ = 0;
     double squares_ = 0.0, shifted_ = 0.0;
     std::vector<double> norms_, shifts_;

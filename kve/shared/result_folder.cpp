@@ -87,8 +87,10 @@ void ResultFolder::take_all() {
 void ResultFolder::put_in_place(const std::string& seal) {
     std::vector<std::string> earlier = obsolete_, made = names_;
     earlier.insert(earlier.end(), made.begin(), made.end());
-    std::ranges::stable_partition(earlier, [&](const std::string& name) { return name == seal; });
-    std::ranges::stable_partition(made, [&](const std::string& name) { return name != seal; });
+    std::stable_partition(earlier.begin(), earlier.end(),
+                          [&](const std::string& name) { return name == seal; });
+    std::stable_partition(made.begin(), made.end(),
+                          [&](const std::string& name) { return name != seal; });
     fs::create_directory(work_ / kEarlier);
     for (const std::string& name : earlier)
         if (fs::exists(fs::symlink_status(path(name)))) move(path(name), work_ / kEarlier / name);
