@@ -128,7 +128,7 @@ run_job() {
         [ ! -e "../$name" ] || ln -s "../$name" .
     done
     cat -- * > /dev/null  # into the cache of the system
-    "$tools/touch_memory" 4000
+    "$tools/touch_memory" $((size / 2500 + 300))  # about what it takes with its outputs
     [ "$dimensions" = default ] || cp ../fitting KVEDIM
     # shellcheck disable=SC2086
     measured=$(taskset -c "$on" "$tools/measure" $command < "$input") ||
