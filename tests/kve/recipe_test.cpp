@@ -1,6 +1,7 @@
 // Recipes of kve prep: what each entry makes of a table, what is refused, and what is guessed
 // without them.
 #include <cmath>
+#include <cstdlib>
 #include <sstream>
 
 #include "kve/call.h"
@@ -51,10 +52,11 @@ TEST(Recipe, ColumnsAreWhatItSays) {
          "B = { spline = \"x\", knots = [0, 1, 2], degree = 2 }\n",
          "1 0 0 0\n0.25 0.625 0.125 0\n0 0.5 0.5 0\n0 0 0 1\n-999999 -999999 -999999 -999999\n",
          "6\tB1\t2.1\toutside of the range\n"},
-        {"x\n10\n5\n",
+        {"x\n10\n5\n11\n",
          "x = { role = \"integer\", write = false }\n[build]\n"
          "L = { legendre = \"x\", order = 3, range = [0, 10], constant = true }\n",
-         "0.7071 1.2247 1.5811 1.8708\n0.7071 0 -0.7906 0\n", ""},
+         "0.7071 1.2247 1.5811 1.8708\n0.7071 0 -0.7906 0\n-999999 -999999 -999999 -999999\n",
+         "4\tL0\t11\toutside of the range\n"},
         {"k,y\n3,1\n-5,2\n3.5,3\n3000000000,4\n-2147483648,5\n", "k = \"integer\"\ny = \"real\"\n",
          "3 1\n-5 2\n0 3\n0 4\n0 5\n",
          "4\tk\t3.5\tno whole number\n5\tk\t3000000000\tbeyond 31 bits\n"
@@ -186,6 +188,11 @@ TEST(Recipe, FaultsAreRefusedWithTheirLines) {
         {ped + "file = \"p.csv\"\nborn = \"b\"\nsort = \"b\"\n", "has born or sort, not both"},
         {matrix + "type = \"NONE\"\n", "type must be PGMIX"},
         {matrix + "type = \"PGMIX\"\n", "m.csv: a matrix of type PGMIX needs a pedigree and typed"},
+        {ped + "file = \"p.csv\"\n[[matrix]]\nfile = \"m.csv\"\ntype = \"PGMIX\"\n",
+         "m.csv: a matrix of type PGMIX needs a pedigree and typed"},
+        {ped + "file = \"q.csv\"\n", "q.csv: which columns are animal, sire and dam?"},
+        {kHead + "[columns]\nid = \"date\"\nx = \"real\"\n",
+         "d.csv: id is said to be a date, and A is no date that is known: give its order"},
         {matrix + "type = \"COR\"\nof = \"x\"\n", "m.csv: of = \"x\" is no class of the data"},
         {matrix + "type = \"COR\"\nrow = \"z\"\n", "m.csv: no column z; there are: a, b, c"},
         {kHead + columns + "[output]\nmissing_code = 1e39\n", "line 7: missing_code is beyond"}};
@@ -193,6 +200,7 @@ TEST(Recipe, FaultsAreRefusedWithTheirLines) {
     scratch.write("d.csv", "id,day,x\nA,2020-01-02,5.5\n");
     scratch.write("p.csv", "id,sire,dam,b\nA,0,0,1\n");
     scratch.write("m.csv", "a,b,c\nA,A,1\n");
+    scratch.write("q.csv", "sire,b,c\nA,0,0\n");
     for (const auto& [recipe, words] : cases) {
         scratch.write("r.toml", recipe);
         const Shown shown = kve(scratch, "prep r.toml -o o");
@@ -206,7 +214,7 @@ TEST(Recipe, PedigreesAreReadAsItSays) {
     const struct {
         const char *pedigree, *recipe, *made, *rejected;
     } cases[] = {
-        {"id,sire,dam\nA,-7,-8\nB,A,-9\n", "method = 6\n", "1 -7 -8 1\n2 1 -9 2\n", ""},
+        {"id,sire,dam\nA,-7,-8\nB,A,-9\n", "method = 5\n", "1 -7 -8 1\n2 1 -9 2\n", ""},
         {"id,sire,dam\nA,,\nB,A,-9\n", "method = 4\n", "1 0 0 1\n2 1 0 2\n",
          "3\tdam\t-9\ta phantom group, which the method of the pedigree does not take\n"},
         {"a,b,c,d\n9,x,B,A\n5,,A,\n99999999999,,C,A\n",
@@ -259,14 +267,14 @@ TEST(Recipe, AgesByThePedigree) {
 TEST(Recipe, DirectivesHaveItsNames) {
     const Scratch scratch;
     scratch.write("d.csv",
-                  "Milk yield 1,Milk yield 2,305d,Ä,line,x\n1.5,1,2,3,a,0.5\n2.5,2,3,4,b,1.5\n");
+                  "Milk yield 1,Milk yield 2,305d,Ä,line,x/\n1.5,1,2,3,a,0.5\n2.5,2,3,4,b,1.5\n");
     scratch.write("p.csv", "id,sire,dam\nA,,\n");
     scratch.write("t.csv", "A\n");
     scratch.write("m.csv", "a,b,c\nA,A,1\n");
     const std::string columns =
         "[columns]\n\"Milk yield 1\" = \"real\"\n\"Milk yield 2\" = \"real\"\n305d = \"real\"\n"
-        "\"Ä\" = \"real\"\nline = \"class\"\nx = { role = \"real\", write = false }\n[build]\n"
-        "\"Curve of x\" = { legendre = \"x\", order = 2, range = [0, 2] }\n";
+        "\"Ä\" = \"real\"\nline = \"class\"\n\"x/\" = { role = \"real\", write = false }\n[build]\n"
+        "\"Curve of x\" = { legendre = \"x/\", order = 2, range = [0, 2] }\n";
     const std::string relatives =
         "[pedigree]\nfile = \"p.csv\"\nmethod = 2\nfactor = 3\n[typed]\nfile = \"t.csv\"\n";
     const struct {
@@ -275,6 +283,7 @@ TEST(Recipe, DirectivesHaveItsNames) {
     } cases[] = {
         {columns,
          {"Milkyiel", "Milkyie2", "V305d", "V", "line", "Curveof1", "Curveof2",
+          "# real 5: built from x/.",
           "# Fill in the model below $MODEL; docs/manual.md tells its lines:"}},
         {columns + relatives + "[[matrix]]\nfile = \"m.csv\"\nweight = 0.1\n",
          {"$VAR_STR 1 PGMIX 2 ASCII pedigree.txt typed.txt matrix1.txt 0.1"}},
@@ -295,14 +304,35 @@ TEST(Recipe, DirectivesHaveItsNames) {
     }
 }
 
+// The logarithm of a determinant stands first or not at all; what no later run makes goes away.
+TEST(Recipe, MatricesComeAndGo) {
+    const Scratch scratch;
+    scratch.write("d.csv", "id,y\nA,1.5\n");
+    scratch.write("m.csv", "0;0;3,5\nB;A;1,5\n0;0;1\nA;NA;1\nA;A;x\nA;A;2\n");
+    scratch.write("r.toml", kHead + "[columns]\nid = \"identity\"\ny = \"real\"\n");
+    const std::string matrix =
+        "[[matrix]]\nfile = \"m.csv\"\ntype = \"GREL\"\nheader = false\ndecimal = \",\"\n";
+    scratch.write("two.toml",
+                  scratch.read("r.toml") + matrix + matrix + "row = \"V2\"\ncolumn = \"V1\"\n");
+    ASSERT_EQ(kve(scratch, "prep two.toml -o o").status, 0) << scratch.read("words");
+    EXPECT_EQ(scratch.read("o/matrix1.txt"), "0 0 3.5\n2 1 1.5\n1 1 2\n");
+    EXPECT_EQ(scratch.read("o/matrix2.txt"), "0 0 3.5\n1 2 1.5\n1 1 2\n");
+    const std::string once = "3\tV1\t0\tis missing\n4\tV2\tNA\tis missing\n5\tV3\tx\tno number\n",
+                      turned = "3\tV2\t0\tis missing\n4\tV2\tNA\tis missing\n5\tV3\tx\tno number\n";
+    EXPECT_EQ(rejected(scratch), once + turned);
+    ASSERT_EQ(kve(scratch, "prep r.toml -o o").status, 0) << scratch.read("words");
+    EXPECT_FALSE(scratch.has("o/matrix1.txt") || scratch.has("o/matrix2.txt"));
+}
+
 // A column of so many values, and what is taken for its role.
 TEST(Recipe, RolesAreGuessedFromValuesAndNames) {
     const struct {
         const char *name, *values;  // % is a number
-        int different;
+        int different;              // in 300 records; negative: and as many records
         const char* line;
     } cases[] = {
-        {"cowNo", "%", 300, "cowNo = \"identity\"  # whole numbers, 300 different values, and the"},
+        {"ourCow", "%", 300,
+         "ourCow = \"identity\"  # whole numbers, 300 different values, and the"},
         {"scored", "%", 300, "scored = \"real\"  # whole numbers, 300 different values\n"},
         {"k", "27600%", 300, "k = \"identity\"  # whole numbers, 300 different values of 6 digits"},
         {"k", "%", 30, "k = \"class\"  # whole numbers, 30 different values\n"},
@@ -311,6 +341,8 @@ TEST(Recipe, RolesAreGuessedFromValuesAndNames) {
         {"k", "x%", 300, "k = \"identity\"  # texts such as x0, 300 different values in 300 rec"},
         {"k", "x%", 100, "k = \"class\"  # texts such as x0, 100 different values\n"},
         {"k", "x%", 1, "k = \"class\"  # texts such as x0, one value\n"},
+        {"k", "x%", -20, "k = \"class\"  # texts such as x0, 20 different values\n"},
+        {"k", "x%", -21, "k = \"identity\"  # texts such as x0, 21 different values in 21 rec"},
         {"herd", "x%", 300, "herd = \"class\"  # texts such as x0, 300 different values\n"},
         {"k", "this is a remark of more than forty letters %", 3, "k = \"skip\"  # texts such as"},
         {"k", "%.2.2001", 12, "as 1.2.2001; the month may stand first just as well\n"},
@@ -322,11 +354,11 @@ TEST(Recipe, RolesAreGuessedFromValuesAndNames) {
     for (const auto& one : cases) {
         const Scratch scratch;
         std::string bytes = std::string(one.name) + "\tb\n";
-        for (int k = 0; k < 300; ++k) {
+        const int n = std::abs(one.different), n_records = one.different < 0 ? n : 300;
+        for (int k = 0; k < n_records; ++k) {
             std::string value = one.values;
             const bool is_date = value.ends_with("2001");
-            value.replace(value.find('%'), 1,
-                          std::to_string(k % one.different + (is_date ? 1 : 0)));
+            value.replace(value.find('%'), 1, std::to_string(k % n + (is_date ? 1 : 0)));
             bytes += value + "\tz\n";
         }
         scratch.write("d.csv", bytes);
