@@ -54,6 +54,7 @@ struct ThousandTexts {
 };
 inline constexpr ThousandTexts kTexts;
 
+// NOLINTNEXTLINE(misc-no-recursion): 64 bits have seven groups of three digits.
 inline char* put_digits(char* at, uint64_t n) {
     if (n < kThousand) return kTexts.plain[n].put(at);
     return kTexts.padded[n % kThousand].put(put_digits(at, n / kThousand));
@@ -76,6 +77,7 @@ inline char* put_decimal(char* at, float value) {
     const double size = static_cast<double>(value < 0.0F ? -value : value);
     if (!(size >= kLeast && size < kBelow)) return nullptr;
     const unsigned unit = size < 100.0 ? kTen * kThousand : kThousand;
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): what rounds to another number is refused.
     const auto units = static_cast<unsigned>(size * unit + 0.5);
     if (static_cast<double>(static_cast<float>(static_cast<double>(units) / unit)) != size)
         return nullptr;
