@@ -92,29 +92,62 @@ void tell(const Herdbook& book, const Conflict& c, const IdentityTable& names,
                     birth_text(book.birth(c.descendant), book.unit), book.line(c.descendant)));
 }
 
-// Everybody who contradicts any ancestor or descendant goes: where births contradict each other
-// over many generations there would be no end of choosing.
-void give_up_all(Herdbook& book, const Vec<int32_t>& order, PedigreeFindings& findings) {
-    Vec<int32_t, 0> oldest_below, youngest_above;
-    make_table(oldest_below, int64_t{book.size()} + 1);
-    make_table(youngest_above, int64_t{book.size()} + 1);
-    oldest_below.fill(kNever);
-    youngest_above.fill(kNoBirth);
+// Of the oldest descendant by animal, 0 the unknown parent; kNever without one.
+Vec<int32_t, 0> oldest_below_all(const Herdbook& book, const Vec<int32_t>& order) {
+    Vec<int32_t, 0> oldest;
+    make_table(oldest, int64_t{book.size()} + 1);
+    oldest.fill(kNever);
     for (int64_t k = order.size(); k >= 1; --k) {
         const int32_t j = order(k), birth = book.birth(j) != kNoBirth ? book.birth(j) : kNever;
         for (const int32_t parent : {book.parents(j).sire, book.parents(j).dam})
-            oldest_below(parent) = std::min({oldest_below(parent), oldest_below(j), birth});
+            oldest(parent) = std::min({oldest(parent), oldest(j), birth});
     }
-    youngest_above(0) = kNoBirth;
+    return oldest;
+}
+
+// Of the youngest ancestor; kNoBirth without one.
+Vec<int32_t, 0> youngest_above_all(const Herdbook& book, const Vec<int32_t>& order) {
+    Vec<int32_t, 0> youngest;
+    make_table(youngest, int64_t{book.size()} + 1);
+    youngest.fill(kNoBirth);
     for (const int32_t j : order)
         for (const int32_t parent : {book.parents(j).sire, book.parents(j).dam})
             if (parent != 0)
-                youngest_above(j) =
-                    std::max({youngest_above(j), youngest_above(parent), book.birth(parent)});
+                youngest(j) = std::max({youngest(j), youngest(parent), book.birth(parent)});
+    return youngest;
+}
+
+// Everybody who contradicts any ancestor or descendant goes: where births contradict each other
+// over many generations there would be no end of choosing.
+void give_up_all(Herdbook& book, const Vec<int32_t>& order, PedigreeFindings& findings) {
+    const Vec<int32_t, 0> oldest_below = oldest_below_all(book, order),
+                          youngest_above = youngest_above_all(book, order);
     for (int32_t j = 1; j <= book.size(); ++j)
         if (book.birth(j) != kNoBirth &&
             (book.birth(j) >= oldest_below(j) || book.birth(j) <= youngest_above(j)))
             give_up(book, j, findings);
+}
+
+Vec<int32_t> count_conflicts(const std::vector<Conflict>& conflicts, int32_t n_animals) {
+    Vec<int32_t> conflicts_of;
+    make_table(conflicts_of, n_animals);
+    for (const auto [parent, descendant] : conflicts) {
+        ++conflicts_of(parent);
+        ++conflicts_of(descendant);
+    }
+    return conflicts_of;
+}
+
+// Of two births the one with more conflicts, and of equal ones the parent's; or both.
+void give_up_worse(Herdbook& book, const std::vector<Conflict>& conflicts, bool both,
+                   PedigreeFindings& findings) {
+    const Vec<int32_t> conflicts_of = count_conflicts(conflicts, book.size());
+    for (const auto [parent, descendant] : conflicts) {
+        if (book.birth(parent) == kNoBirth || book.birth(descendant) == kNoBirth) continue;
+        const bool descendants = conflicts_of(descendant) > conflicts_of(parent);
+        if (!descendants || both) give_up(book, parent, findings);
+        if (descendants || both) give_up(book, descendant, findings);
+    }
 }
 
 }  // namespace
@@ -122,29 +155,44 @@ void give_up_all(Herdbook& book, const Vec<int32_t>& order, PedigreeFindings& fi
 void settle_births(Herdbook& book, const Vec<int32_t>& generation, const IdentityTable& names,
                    PedigreeFindings& findings) {
     constexpr int kChoosing = 10;  // rounds; then all go, so that there is an end
-    Vec<int32_t> conflicts_of;
     for (int round = 1;; ++round) {
         const std::vector<Conflict> conflicts = find_conflicts(book, generation);
         if (conflicts.empty()) return;
-        if (round == kChoosing) {
+        if (round == 1)
+            for (const Conflict& c : conflicts) tell(book, c, names, findings);
+        if (round == kChoosing)
             give_up_all(book, order_by_generation(generation), findings);
-            continue;
-        }
-        if (conflicts_of.size() == 0) make_table(conflicts_of, book.size());
-        conflicts_of.fill(0);
-        for (const Conflict& c : conflicts) {
-            ++conflicts_of(c.parent);
-            ++conflicts_of(c.descendant);
-            if (round == 1) tell(book, c, names, findings);
-        }
-        for (const auto [parent, descendant] : conflicts) {
-            if (book.birth(parent) == kNoBirth || book.birth(descendant) == kNoBirth) continue;
-            const bool descendants = conflicts_of(descendant) > conflicts_of(parent);
-            if (!descendants || round > kChoosing) give_up(book, parent, findings);
-            if (descendants || round > kChoosing) give_up(book, descendant, findings);
-        }
+        else
+            give_up_worse(book, conflicts, round > kChoosing, findings);
     }
 }
+
+namespace {
+
+// The first time of the unit when nobody's birth is known.
+int32_t oldest_birth(const Herdbook& book) {
+    int32_t oldest = kNever;
+    for (const int32_t birth : book.birth)
+        if (birth != kNoBirth) oldest = std::min(oldest, birth);
+    return oldest != kNever ? oldest : first_time(book.unit);
+}
+
+// kNoBirth without a parent.
+int32_t birth_of_youngest_parent(const Herdbook& book, const Vec<int32_t>& births, int32_t j) {
+    int32_t youngest = kNoBirth;
+    for (const int32_t parent : {book.parents(j).sire, book.parents(j).dam})
+        if (parent != 0) youngest = std::max(youngest, births(parent));
+    return youngest;
+}
+
+// What usually lies between the births of parents and progeny.
+int32_t usual_step(BirthUnit unit) {
+    constexpr int32_t kDays = 730, kYears = 2;
+    if (unit == BirthUnit::days) return kDays;
+    return unit == BirthUnit::years ? kYears : 1;
+}
+
+}  // namespace
 
 Vec<int32_t> estimate_births(const Herdbook& book, const Vec<int32_t>& generation) {
     Vec<int32_t> births;
@@ -153,21 +201,12 @@ Vec<int32_t> estimate_births(const Herdbook& book, const Vec<int32_t>& generatio
     if (all_births_known(book)) return births;
     const Vec<int32_t> order = order_by_generation(generation);
     const Vec<Limit, 0> limits = find_limits(book, order);
-    constexpr int32_t kDays = 730, kYears = 2;
-    const int32_t step = book.unit == BirthUnit::days    ? kDays
-                         : book.unit == BirthUnit::years ? kYears
-                                                         : 1;
     constexpr int32_t kManyGenerations = 1000;  // the calendar ends somewhere
-    const int32_t first = first_time(book.unit);
-    int32_t oldest = kNever;
-    for (const int32_t birth : book.birth)
-        if (birth != kNoBirth) oldest = std::min(oldest, birth);
-    if (oldest == kNever) oldest = first;  // all have been given up
+    const int32_t step = usual_step(book.unit), oldest = oldest_birth(book),
+                  first = first_time(book.unit);
     for (const int32_t j : order) {
         if (births(j) != kNoBirth) continue;
-        int32_t after = kNoBirth;  // the youngest parent
-        for (const int32_t parent : {book.parents(j).sire, book.parents(j).dam})
-            if (parent != 0) after = std::max(after, births(parent));
+        const int32_t after = birth_of_youngest_parent(book, births, j);
         if (limits(j).by == 0)
             births(j) =
                 after == kNoBirth ? oldest : after + (generation(j) > kManyGenerations ? 1 : step);

@@ -60,19 +60,23 @@ void drop_links(Herdbook& book, const FirstLines& lines, const IdentityTable& na
 
 // Of an animal that is in one part, or in none.
 void settle_sex(Herdbook& book, const FirstLines& lines, int32_t j, PedigreeFindings& findings) {
-    const bool sire = lines.sire(j) != 0;
-    if (sire || lines.dam(j) != 0) {
-        const Sex part = sire ? Sex::male : Sex::female;
-        const int32_t line = sire ? lines.sire(j) : lines.dam(j);
-        if (book.sex(j) != Sex::unknown && book.sex(j) != part) {
-            findings.add(Kind::wrong_sex, line, j,
-                         sire ? std::string("a sire here and female by its record")
-                              : std::string("a dam here and male by its record"));
-            findings.changes.push_back({book.line(j), j, sire ? "sex male" : "sex female"});
+    if (lines.sire(j) != 0) {
+        if (book.sex(j) == Sex::female) {
+            findings.add(Kind::wrong_sex, lines.sire(j), j,
+                         std::string("a sire here and female by its record"));
+            findings.changes.push_back({book.line(j), j, "sex male"});
         }
-        book.sex(j) = part;
+        book.sex(j) = Sex::male;
+    } else if (lines.dam(j) != 0) {
+        if (book.sex(j) == Sex::male) {
+            findings.add(Kind::wrong_sex, lines.dam(j), j,
+                         std::string("a dam here and male by its record"));
+            findings.changes.push_back({book.line(j), j, "sex female"});
+        }
+        book.sex(j) = Sex::female;
+    } else if (book.sex(j) == Sex::unknown && book.has_sexes) {
+        findings.add(Kind::no_sex, book.line(j), j);
     }
-    if (book.sex(j) == Sex::unknown && book.has_sexes) findings.add(Kind::no_sex, book.line(j), j);
 }
 
 }  // namespace

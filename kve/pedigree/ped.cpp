@@ -221,25 +221,17 @@ void write_results(const Work& work, ResultFolder& results) {
                results.path(kPedigree).string());
 }
 
-// The results of an earlier run are replaced, and nothing else.
-void clear_folder(const Options& options, ResultFolder& results) {
-    constexpr std::array kNames{kPedigree, kFindingTable, kChanges,  kGroupTable,
-                                kClasses,  kMeasures,     kAncestors};
+void refuse_input(const Options& options, const std::filesystem::path& result) {
     std::error_code ignored;
-    const bool is_ours = std::filesystem::exists(results.path(kFindingTable), ignored);
-    for (const char* name : kNames) {
-        const std::filesystem::path path = results.path(name);
-        if (!std::filesystem::exists(path, ignored)) continue;
-        for (const std::string& input : {options.form.file, options.prune, options.ids})
-            if (!input.empty() && std::filesystem::equivalent(path, input, ignored))
-                throw Failure(kUsage,
-                              fmt::format("-o {}: it holds the input {}", options.folder, input));
-        if (!is_ours)
-            throw Failure(kUsage, fmt::format("{} is not of an earlier kve ped: -o wants another "
-                                              "folder",
-                                              path.string()));
-    }
-    for (const char* name : kNames) results.remove(name);
+    for (const std::string& input : {options.form.file, options.prune, options.ids})
+        if (!input.empty() && std::filesystem::equivalent(result, input, ignored))
+            throw Failure(kUsage,
+                          fmt::format("-o {}: it holds the input {}", options.folder, input));
+}
+
+// Where kve prep has made its files, the codes of its ids.tsv must stay.
+void refuse_other_codes(const Options& options, ResultFolder& results) {
+    std::error_code ignored;
     const std::filesystem::path ids = results.path(kIds);
     const bool has_others =
         options.renumber ||
@@ -250,6 +242,25 @@ void clear_folder(const Options& options, ResultFolder& results) {
                       fmt::format("-o {}: the files of kve prep there have the codes of its "
                                   "ids.tsv: leave out --renumber and --ids, or take another folder",
                                   options.folder));
+}
+
+// The results of an earlier run are replaced, and nothing else.
+void clear_folder(const Options& options, ResultFolder& results) {
+    constexpr std::array kNames{kPedigree, kFindingTable, kChanges,  kGroupTable,
+                                kClasses,  kMeasures,     kAncestors};
+    std::error_code ignored;
+    const bool is_ours = std::filesystem::exists(results.path(kFindingTable), ignored);
+    for (const char* name : kNames) {
+        const std::filesystem::path path = results.path(name);
+        if (!std::filesystem::exists(path, ignored)) continue;
+        refuse_input(options, path);
+        if (!is_ours)
+            throw Failure(kUsage, fmt::format("{} is not of an earlier kve ped: -o wants another "
+                                              "folder",
+                                              path.string()));
+    }
+    refuse_other_codes(options, results);
+    for (const char* name : kNames) results.remove(name);
 }
 
 void take_table_form(Options& options) {

@@ -204,28 +204,41 @@ std::vector<LevelChange> compare_levels(const RunFigures& before, const RunFigur
     return changes;
 }
 
+namespace {
+
+// A row of a (co)variance matrix that both runs have, by its numbers there.
+struct SharedRow {
+    std::string name;
+    int32_t before, after;
+};
+
+std::vector<SharedRow> shared_rows(const std::vector<std::string>& before,
+                                   const std::vector<std::string>& after) {
+    std::vector<SharedRow> rows;
+    for (std::size_t k = 0; k < after.size(); ++k)
+        if (const auto found = std::ranges::find(before, after[k]); found != before.end())
+            rows.push_back({after[k], static_cast<int32_t>(found - before.begin()) + 1,
+                            static_cast<int32_t>(k) + 1});
+    return rows;
+}
+
+}  // namespace
+
 std::vector<ElementChange> compare_covariances(const RunFolder& before, const RunFolder& after) {
     std::vector<ElementChange> changes;
+    const auto compare = [&](const std::string& name, const RMatrix& a, const RMatrix& b) {
+        const std::vector<SharedRow> rows =
+            shared_rows(names_of_rows(before, a), names_of_rows(after, b));
+        for (auto i = rows.begin(); i != rows.end(); ++i)
+            for (auto j = rows.begin(); j <= i; ++j)
+                changes.push_back({name, i->name, j->name, a.cov_mat(i->before, j->before),
+                                   b.cov_mat(i->after, j->after)});
+    };
     for (std::size_t kb = 0; kb < after.matrices().size(); ++kb) {
         const std::string name = name_of_matrix(after, static_cast<int32_t>(kb) + 1);
-        for (std::size_t ka = 0; ka < before.matrices().size(); ++ka) {
-            if (name_of_matrix(before, static_cast<int32_t>(ka) + 1) != name) continue;
-            const RMatrix &a = before.matrices()[ka], &b = after.matrices()[kb];
-            const std::vector<std::string> rows_a = names_of_rows(before, a),
-                                           rows_b = names_of_rows(after, b);
-            std::vector<int32_t> row_in_a;
-            for (const std::string& row : rows_b) {
-                const auto found = std::ranges::find(rows_a, row);
-                row_in_a.push_back(
-                    found == rows_a.end() ? 0 : static_cast<int32_t>(found - rows_a.begin()) + 1);
-            }
-            for (std::size_t i = 0; i < rows_b.size(); ++i)
-                for (std::size_t j = 0; j <= i; ++j)
-                    if (row_in_a[i] > 0 && row_in_a[j] > 0)
-                        changes.push_back(
-                            {name, rows_b[i], rows_b[j], a.cov_mat(row_in_a[i], row_in_a[j]),
-                             b.cov_mat(static_cast<int32_t>(i) + 1, static_cast<int32_t>(j) + 1)});
-        }
+        for (std::size_t ka = 0; ka < before.matrices().size(); ++ka)
+            if (name_of_matrix(before, static_cast<int32_t>(ka) + 1) == name)
+                compare(name, before.matrices()[ka], after.matrices()[kb]);
     }
     return changes;
 }

@@ -75,6 +75,18 @@ std::vector<LevelChange> changed(const std::vector<LevelChange>& all) {
     return some;
 }
 
+void add_what_is_missing(Section& section, const RunFigures& run, const char* which) {
+    for (const MessageFile* file : {&run.listing, &run.log})
+        if (!file->is_there)
+            section.notes.push_back(
+                {Note::plain,
+                 fmt::format("{} of {} was not found, so that its warnings are not compared.",
+                             file == &run.listing ? "The listing" : "KVE_LOG", which)});
+    for (const Gap& gap : run.gaps)
+        section.notes.push_back(
+            {Note::error, fmt::format("Not compared, of {}: {}. {}", which, gap.what, gap.reason)});
+}
+
 Section words_section(const Comparison& c) {
     Section section{.id = "changes", .title = "What changed"};
     for (const Message& m : c.added)
@@ -91,19 +103,8 @@ Section words_section(const Comparison& c) {
         section.notes.push_back({Note::good,
                                  "Nothing: model, records, levels, (co)variances, pedigree and "
                                  "warnings are the same in both runs."});
-    const std::pair<const char*, const RunFigures*> runs[] = {{"the first run", &c.before},
-                                                              {"the second run", &c.after}};
-    for (const auto& [which, run] : runs) {
-        for (const MessageFile* file : {&run->listing, &run->log})
-            if (!file->is_there)
-                section.notes.push_back(
-                    {Note::plain,
-                     fmt::format("{} of {} was not found, so that its warnings are not compared.",
-                                 file == &run->listing ? "The listing" : "KVE_LOG", which)});
-        for (const Gap& gap : run->gaps)
-            section.notes.push_back({Note::error, fmt::format("Not compared, of {}: {}. {}", which,
-                                                              gap.what, gap.reason)});
-    }
+    add_what_is_missing(section, c.before, "the first run");
+    add_what_is_missing(section, c.after, "the second run");
     return section;
 }
 

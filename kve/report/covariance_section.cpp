@@ -21,21 +21,21 @@ double correlation(const Matrix<double>& c, int32_t i, int32_t j) {
 // largest that is not 0.
 std::vector<std::vector<double>> colours_of(const std::vector<std::vector<double>>& values) {
     double least = std::numeric_limits<double>::infinity(), most = 0.0;
-    for (const std::vector<double>& row : values)
-        for (const double v : row)
-            if (std::isfinite(v) && v != 0.0) {
-                least = std::min(least, std::abs(v));
-                most = std::max(most, std::abs(v));
-            }
-    constexpr double kPalest = 0.15;
+    const auto take = [&](double v) {
+        if (!std::isfinite(v) || v == 0.0) return;
+        least = std::min(least, std::abs(v));
+        most = std::max(most, std::abs(v));
+    };
+    for (const std::vector<double>& row : values) std::ranges::for_each(row, take);
     const double range = std::log(most / least);
+    const auto colour = [&](double v) {
+        constexpr double kPalest = 0.15;
+        if (v == 0.0) return v;
+        const double part = range > 0.0 ? std::log(std::abs(v) / least) / range : 1.0;
+        return std::copysign(kPalest + (1.0 - kPalest) * part, v);
+    };
     std::vector<std::vector<double>> colours = values;
-    for (std::vector<double>& row : colours)
-        for (double& v : row)
-            if (v != 0.0) {
-                const double part = range > 0.0 ? std::log(std::abs(v) / least) / range : 1.0;
-                v = std::copysign(kPalest + (1.0 - kPalest) * part, v);
-            }
+    for (std::vector<double>& row : colours) std::ranges::transform(row, row.begin(), colour);
     return colours;
 }
 

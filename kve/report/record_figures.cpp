@@ -28,9 +28,10 @@ class UsableTraits {
     void look(const DataFile& data) {
         for (int32_t i = 1; i <= run_.run().nt; ++i) {
             const Usable told = data.usable(i);
-            usable_[static_cast<std::size_t>(i)] =
+            const bool usable =
                 told == Usable::yes ||
                 (told == Usable::not_told && !is_missing(data.real(run_.trait(i).trait_rci)));
+            usable_[static_cast<std::size_t>(i)] = usable ? 1 : 0;
         }
     }
     bool operator()(int32_t trait) const { return usable_[static_cast<std::size_t>(trait)] != 0; }
