@@ -53,9 +53,10 @@ void ClassNames::set_parts(std::vector<const ClassNames*> parts) {
 }
 
 int32_t ClassNames::size() const {
-    return parts_.empty()   ? table_.size()
-           : pairs_.empty() ? parts_[0]->size()
-                            : pairs_.back().size();
+    const ClassNames* own = this;
+    // An interaction of one class has its levels.
+    while (!own->parts_.empty() && own->pairs_.empty()) own = own->parts_.front();
+    return own->parts_.empty() ? own->table_.size() : own->pairs_.back().size();
 }
 
 void ClassNames::add_part(std::size_t part, std::span<const Slot> of_part, std::span<Slot> places) {
@@ -80,6 +81,7 @@ void ClassNames::find_parts(int32_t place, std::span<int32_t> parts) const {
     parts[0] = place;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): the parts of an interaction were there before it.
 std::string ClassNames::name(int32_t place) const {
     if (parts_.empty())
         return label_ ? label_(codes_[static_cast<std::size_t>(place)])

@@ -11,6 +11,17 @@ namespace kve::companion::prep {
 
 namespace {
 
+const char* name_of_form(const Recipe& recipe) { return recipe.is_binary ? "BINARY" : "ASCII"; }
+
+// By its name in the recipe or in the directive file; 0 when no such column is written.
+int find_number(const Layout& layout, const std::string& name) {
+    int number = 0;
+    for (const std::vector<Place>* places : {&layout.integers, &layout.reals})
+        for (const Place& place : *places)
+            if (place.field->name == name || place.field->variable == name) number = place.number;
+    return number;
+}
+
 // Names in braces become the numbers of their columns, so that a model can be written by names.
 std::string with_numbers(const std::string& text, const Layout& layout, const Recipe& recipe) {
     std::string numbered;
@@ -18,11 +29,7 @@ std::string with_numbers(const std::string& text, const Layout& layout, const Re
         const std::size_t open = text.find('{', at), close = text.find('}', open);
         if (open == text.npos || close == text.npos) return numbered + text.substr(at);
         const std::string name = text.substr(open + 1, close - open - 1);
-        int number = 0;
-        for (const std::vector<Place>* places : {&layout.integers, &layout.reals})
-            for (const Place& place : *places)
-                if (place.field->name == name || place.field->variable == name)
-                    number = place.number;
+        const int number = find_number(layout, name);
         if (number == 0)
             throw Failure(kUsage, fmt::format("{}: the model names {}, which is no column that is "
                                               "written",
@@ -72,32 +79,42 @@ std::string model_lines(const Recipe& recipe, const Layout& layout) {
            "$MODEL\n";
 }
 
+// What $VAR_STR says of a pedigree that is blended with a matrix of its typed animals.
+std::string blend_words(const Recipe& recipe, const MatrixUse& use, const FileNames& names,
+                        const std::string& matrix) {
+    std::string words = fmt::format("{} {} {} {} {}", recipe.pedigree->method, name_of_form(recipe),
+                                    names.pedigree, names.typed, matrix);
+    if (use.weight || use.adjusts) words += fmt::format(" {}", use.weight.value_or(0.0));
+    if (use.adjusts) words += " G-ADJUST";
+    return words;
+}
+
+std::string matrix_words(const Recipe& recipe, const MatrixUse& use, const std::string& matrix) {
+    std::string words;
+    if (use.type == "DOM" || use.type == "ABS_QTL") words = fmt::format("{} ", use.pedigree);
+    return words + fmt::format("{} {}", name_of_form(recipe), matrix);
+}
+
+std::string pedigree_line(const Recipe& recipe, const FileNames& names) {
+    const PedigreeUse& use = *recipe.pedigree;
+    return comment(fmt::format("random factor {}: the pedigree {}", use.factor, use.file)) +
+           fmt::format("$VAR_STR {} PED {} {} {}\n", use.factor, use.method, name_of_form(recipe),
+                       names.pedigree);
+}
+
 std::string structure_lines(const Recipe& recipe, const FileNames& names) {
-    const char* form = recipe.is_binary ? "BINARY" : "ASCII";
     std::string text;
     bool has_blend = false;
     for (std::size_t k = 0; k < recipe.matrices.size(); ++k) {
         const MatrixUse& use = recipe.matrices[k];
-        std::string line = fmt::format("$VAR_STR {} {} ", use.factor, use.type);
-        if (use.type == "PGMIX") {
-            has_blend = true;
-            line += fmt::format("{} {} {} {} {}", recipe.pedigree->method, form, names.pedigree,
-                                names.typed, names.matrices[k]);
-            if (use.weight || use.adjusts) line += fmt::format(" {}", use.weight.value_or(0.0));
-            if (use.adjusts) line += " G-ADJUST";
-        } else {
-            if (use.type == "DOM" || use.type == "ABS_QTL")
-                line += fmt::format("{} ", use.pedigree);
-            line += fmt::format("{} {}", form, names.matrices[k]);
-        }
-        text += comment(fmt::format("random factor {}: {}", use.factor, use.file)) + line + "\n";
+        const bool is_blend = use.type == "PGMIX";
+        const std::string words = is_blend ? blend_words(recipe, use, names, names.matrices[k])
+                                           : matrix_words(recipe, use, names.matrices[k]);
+        text += comment(fmt::format("random factor {}: {}", use.factor, use.file)) +
+                fmt::format("$VAR_STR {} {} {}\n", use.factor, use.type, words);
+        has_blend = has_blend || is_blend;
     }
-    if (recipe.pedigree && !has_blend)
-        text = comment(fmt::format("random factor {}: the pedigree {}", recipe.pedigree->factor,
-                                   recipe.pedigree->file)) +
-               fmt::format("$VAR_STR {} PED {} {} {}\n", recipe.pedigree->factor,
-                           recipe.pedigree->method, form, names.pedigree) +
-               text;
+    if (recipe.pedigree && !has_blend) text = pedigree_line(recipe, names) + text;
     return text.empty() ? text : "\n" + text;
 }
 
@@ -116,8 +133,8 @@ void write_directives(const Recipe& recipe, const Layout& layout, const FileName
                     names.data, layout.integers.size(), layout.reals.size(), recipe.missing_code));
     std::string missing = fmt::format("{}", static_cast<float>(recipe.missing_code));
     if (missing.find_first_of(".e") == missing.npos) missing += ".0";
-    text += fmt::format("$DATA {} ({},{},{}) {}\n", recipe.is_binary ? "BINARY" : "ASCII",
-                        layout.integers.size(), layout.reals.size(), missing, names.data);
+    text += fmt::format("$DATA {} ({},{},{}) {}\n", name_of_form(recipe), layout.integers.size(),
+                        layout.reals.size(), missing, names.data);
     text += variable_lines(layout) + model_lines(recipe, layout) + structure_lines(recipe, names);
     if (!recipe.prior.empty()) text += "\n$PRIOR\n" + with_end(recipe.prior);
     Output out(file);

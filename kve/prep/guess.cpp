@@ -294,34 +294,42 @@ std::vector<Guess> guess_columns(const Sample& sample, char decimal_sign) {
 
 namespace {
 
+// A column of the pedigree, and what tells it when the recipe leaves it open.
+struct OpenColumn {
+    std::string& name;
+    std::size_t usual;
+    std::vector<const char*> words;
+    std::size_t place;
+};
+
+bool is_free(const PedigreeUse& use, const std::string& name) {
+    return name != use.animal && name != use.sire && name != use.dam;
+}
+
+// One that holds the first word, otherwise one that holds the next; empty when there is none.
+std::string find_free_name(const PedigreeUse& use, const std::vector<std::string>& names,
+                           const std::vector<const char*>& words) {
+    for (const char* word : words)
+        for (const std::string& name : names)
+            if (is_free(use, name) && in_lower_case(name).find(word) != name.npos) return name;
+    return {};
+}
+
 // Names of the columns that the recipe leaves open: by the usual names, by a word in the name, and
 // at last by their places.
 void complete_parents(PedigreeUse& use, const TableReader& table) {
     const PedigreeColumns usual = find_pedigree_columns(table);
-    struct Open {
-        std::string& name;
-        std::size_t usual;
-        std::vector<const char*> words;
-        std::size_t place;
-    };
     const std::vector<std::string>& names = table.names();
-    const auto is_free = [&](const std::string& name) {
-        return name != use.animal && name != use.sire && name != use.dam;
-    };
-    const Open all[] = {{use.animal, usual.animal, {"animal", "ident"}, 0},
-                        {use.sire, usual.sire, {"sire", "father"}, 1},
-                        {use.dam, usual.dam, {"dam", "mother"}, 2}};
-    for (const Open& one : all)
-        if (one.name.empty() && one.usual != kNoColumn && is_free(names[one.usual]))
+    const OpenColumn all[] = {{use.animal, usual.animal, {"animal", "ident"}, 0},
+                              {use.sire, usual.sire, {"sire", "father"}, 1},
+                              {use.dam, usual.dam, {"dam", "mother"}, 2}};
+    for (const OpenColumn& one : all)
+        if (one.name.empty() && one.usual != kNoColumn && is_free(use, names[one.usual]))
             one.name = names[one.usual];
-    for (const Open& one : all)
-        for (std::size_t k = 0; k < one.words.size() && one.name.empty(); ++k)
-            for (const std::string& name : names)
-                if (one.name.empty() && is_free(name) &&
-                    in_lower_case(name).find(one.words[k]) != name.npos)
-                    one.name = name;
-    for (const Open& one : all)
-        if (one.name.empty() && one.place < names.size() && is_free(names[one.place]))
+    for (const OpenColumn& one : all)
+        if (one.name.empty()) one.name = find_free_name(use, names, one.words);
+    for (const OpenColumn& one : all)
+        if (one.name.empty() && one.place < names.size() && is_free(use, names[one.place]))
             one.name = names[one.place];
     if (use.animal.empty() || use.sire.empty() || use.dam.empty())
         throw Failure(kUsage, fmt::format("{}: which columns are animal, sire and dam? The recipe "

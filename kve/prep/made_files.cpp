@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -17,20 +18,31 @@ namespace kve::companion::prep {
 
 namespace fs = std::filesystem;
 
-void PartFolder::claim(std::size_t n_matrices, const std::vector<std::string>& inputs) {
+namespace {
+
+// All that a run with so many matrices may leave, and the matrices beyond them that an earlier run
+// has left.
+std::vector<std::string> names_to_claim(const ResultFolder& results, std::size_t n_matrices) {
     std::vector<std::string> names = {kIds, "classes.tsv", kRejected, kDirectives};
     std::vector<std::string> fronts = {"data", "pedigree", "typed"};
     std::error_code ignored;
-    const bool is_ours = fs::exists(results_.path(kRejected), ignored);
     const auto is_there = [&](std::size_t k) {
-        return fs::exists(results_.path(fmt::format("matrix{}.txt", k)), ignored) ||
-               fs::exists(results_.path(fmt::format("matrix{}.bin", k)), ignored);
+        return fs::exists(results.path(fmt::format("matrix{}.txt", k)), ignored) ||
+               fs::exists(results.path(fmt::format("matrix{}.bin", k)), ignored);
     };
     for (std::size_t k = 1; k <= n_matrices || is_there(k); ++k)
         fronts.push_back(fmt::format("matrix{}", k));
     for (const std::string& front : fronts)
         for (const char* end : {".txt", ".bin"}) names.push_back(front + end);
-    for (const std::string& name : names) {
+    return names;
+}
+
+}  // namespace
+
+void PartFolder::claim(std::size_t n_matrices, const std::vector<std::string>& inputs) {
+    std::error_code ignored;
+    const bool is_ours = fs::exists(results_.path(kRejected), ignored);
+    for (const std::string& name : names_to_claim(results_, n_matrices)) {
         if (!fs::exists(results_.path(name), ignored)) continue;
         for (const std::string& input : inputs)
             if (fs::equivalent(results_.path(name), input, ignored))
@@ -164,22 +176,30 @@ struct Maker {
     std::shared_ptr<Orthogonal> orthogonal;
 };
 
+Maker maker_of(const Field& field, const std::vector<Field>& fields,
+               const std::vector<int32_t>& codes) {
+    const Field& source = field.comes_last() ? fields[field.sources[0]] : field;
+    Maker maker{&field, static_cast<std::size_t>(source.slot), field.is_integer(), nullptr, nullptr,
+                nullptr};
+    if (field.role == Role::identity) maker.codes = &codes;
+    if (field.role == Role::klass) maker.codes = &field.classes->codes();
+    if (!field.comes_last()) return maker;
+    if (field.built->how == Building::count)
+        maker.counts = std::make_shared<std::vector<int32_t>>();
+    else if (field.part == 1)
+        maker.orthogonal = std::make_shared<Orthogonal>(field.built->name, field.built->degree);
+    return maker;
+}
+
+// Integers first, as in the data.
 std::vector<Maker> makers_of(const std::vector<Field>& fields, const std::vector<int32_t>& codes) {
     std::vector<Maker> makers;
     for (const bool is_integer : {true, false})
         for (const Field& field : fields) {
             if (!field.is_written || field.is_integer() != is_integer) continue;
-            const Field& source = field.comes_last() ? fields[field.sources[0]] : field;
-            Maker maker{&field, static_cast<std::size_t>(source.slot), is_integer, nullptr, nullptr,
-                        nullptr};
-            if (field.role == Role::identity) maker.codes = &codes;
-            if (field.role == Role::klass) maker.codes = &field.classes->codes();
-            if (field.comes_last() && field.built->how == Building::count)
-                maker.counts = std::make_shared<std::vector<int32_t>>();
-            if (field.comes_last() && field.built->how == Building::orthogonal)
-                maker.orthogonal = field.part > 1 ? makers.back().orthogonal
-                                                  : std::make_shared<Orthogonal>(
-                                                        field.built->name, field.built->degree);
+            Maker maker = maker_of(field, fields, codes);
+            // The polynomials of one source are computed together.
+            if (field.comes_last() && field.part > 1) maker.orthogonal = makers.back().orthogonal;
             makers.push_back(std::move(maker));
         }
     return makers;
@@ -192,25 +212,38 @@ double source_of(const Maker& maker, const std::vector<Field>& fields,
                                      : static_cast<double>(record[maker.slot].place);
 }
 
-void count_all(const std::vector<Field>& fields, std::vector<Maker>& makers,
-               const std::string& intermediate, std::size_t n_slots) {
-    int n_passes = 0;
+int n_passes_of(const std::vector<Maker>& makers) {
+    int n = 0;
     for (const Maker& maker : makers) {
-        if (maker.counts) n_passes = std::max(n_passes, 1);
-        if (maker.orthogonal) n_passes = std::max(n_passes, maker.orthogonal->n_passes());
+        if (maker.counts) n = std::max(n, 1);
+        if (maker.orthogonal) n = std::max(n, maker.orthogonal->n_passes());
     }
+    return n;
+}
+
+void count_place(std::vector<int32_t>& counts, std::size_t place) {
+    if (place >= counts.size()) counts.resize(2 * place + 1);
+    ++counts[place];
+}
+
+void count_record(const std::vector<Field>& fields, const std::vector<Maker>& makers,
+                  std::span<const Slot> record, int pass) {
+    for (const Maker& maker : makers) {
+        if (maker.counts && pass == 0) {
+            count_place(*maker.counts, static_cast<std::size_t>(record[maker.slot].place));
+        } else if (maker.orthogonal && maker.field->part == 1) {
+            const double x = source_of(maker, fields, record);
+            if (!std::isnan(x)) maker.orthogonal->add(pass, x);
+        }
+    }
+}
+
+void count_all(const std::vector<Field>& fields, const std::vector<Maker>& makers,
+               const std::string& intermediate, std::size_t n_slots) {
+    const int n_passes = n_passes_of(makers);
     for (int pass = 0; pass < n_passes; ++pass) {
         for_each_record<Slot>(intermediate, n_slots, [&](std::span<const Slot> record, auto) {
-            for (const Maker& maker : makers) {
-                if (maker.counts && pass == 0) {
-                    const auto place = static_cast<std::size_t>(record[maker.slot].place);
-                    if (place >= maker.counts->size()) maker.counts->resize(2 * place + 1);
-                    ++(*maker.counts)[place];
-                } else if (maker.orthogonal && maker.field->part == 1) {
-                    const double x = source_of(maker, fields, record);
-                    if (!std::isnan(x)) maker.orthogonal->add(pass, x);
-                }
-            }
+            count_record(fields, makers, record, pass);
         });
         for (const Maker& maker : makers)
             if (maker.orthogonal && maker.field->part == 1) maker.orthogonal->end_pass(pass);
@@ -271,20 +304,42 @@ class DataOutput {
     RealTexts<double> doubles_;
 };
 
-float real_of(const Maker& maker, const std::vector<Field>& fields, std::span<const Slot> record) {
-    if (maker.counts) {
-        const auto place = static_cast<std::size_t>(record[maker.slot].place);
-        return place == 0 ? NAN : static_cast<float>((*maker.counts)[place]);
-    }
-    if (!maker.orthogonal) return record[maker.slot].real;
+[[noreturn]] void refuse_low(const Recipe& recipe, const Maker& maker, float value) {
+    throw Failure(kUsage, fmt::format("{}: {} is {} in a record, at or below the code of missing "
+                                      "values: give a lower missing_code",
+                                      recipe.file, maker.field->name, value));
+}
+
+float count_of(const Maker& maker, std::span<const Slot> record) {
+    const auto place = static_cast<std::size_t>(record[maker.slot].place);
+    return place == 0 ? NAN : static_cast<float>((*maker.counts)[place]);
+}
+
+float polynomial_of(const Maker& maker, const std::vector<Field>& fields,
+                    std::span<const Slot> record) {
     const double x = source_of(maker, fields, record);
     return std::isnan(x) ? NAN : static_cast<float>(maker.orthogonal->at(maker.field->part, x));
 }
 
-void refuse_low(const Recipe& recipe, const Maker& maker, float value) {
-    throw Failure(kUsage, fmt::format("{}: {} is {} in a record, at or below the code of missing "
-                                      "values: give a lower missing_code",
-                                      recipe.file, maker.field->name, value));
+float real_of(const Recipe& recipe, const Maker& maker, const std::vector<Field>& fields,
+              std::span<const Slot> record) {
+    if (!maker.counts && !maker.orthogonal) return record[maker.slot].real;
+    const float value =
+        maker.counts ? count_of(maker, record) : polynomial_of(maker, fields, record);
+    if (value <= static_cast<float>(recipe.missing_code)) refuse_low(recipe, maker, value);
+    return value;
+}
+
+int32_t integer_of(const Maker& maker, Slot slot) {
+    return maker.codes == nullptr ? slot.place
+                                  : (*maker.codes)[static_cast<std::size_t>(slot.place)];
+}
+
+// Has integer_of find in the cache what it looks at some records on.
+void fetch_codes(const std::vector<Maker>& makers, std::span<const Slot> ahead) {
+    for (const Maker& maker : makers)
+        if (maker.codes != nullptr)
+            __builtin_prefetch(maker.codes->data() + ahead[maker.slot].place);
 }
 
 // The identities of the data that the pedigree lacks.
@@ -311,35 +366,29 @@ class Strangers {
 DataCounts write_data(const Recipe& recipe, const std::vector<Field>& fields,
                       const std::vector<int32_t>& codes, const PedigreeTable* pedigree,
                       const std::string& intermediate, const std::string& file) {
-    std::size_t n_slots = 0;
-    for (const Field& field : fields) n_slots += field.slot >= 0 ? 1 : 0;
-    std::vector<Maker> makers = makers_of(fields, codes);
+    const auto n_slots = static_cast<std::size_t>(
+        std::ranges::count_if(fields, [](const Field& field) { return field.slot >= 0; }));
+    const std::vector<Maker> makers = makers_of(fields, codes);
     count_all(fields, makers, intermediate, n_slots);
     Strangers strangers(pedigree, codes.size());
     const auto missing = static_cast<float>(recipe.missing_code);
     DataOutput out(file, recipe.is_binary);
-    for_each_record<Slot>(
-        intermediate, n_slots, [&](std::span<const Slot> record, std::span<const Slot> ahead) {
-            for (const Maker& maker : makers)
-                if (maker.codes != nullptr)
-                    __builtin_prefetch(maker.codes->data() + ahead[maker.slot].place);
-            out.begin(4 * makers.size());
-            for (const Maker& maker : makers) {
+    const auto write_record = [&](std::span<const Slot> record, std::span<const Slot> ahead) {
+        fetch_codes(makers, ahead);
+        out.begin(4 * makers.size());
+        for (const Maker& maker : makers) {
+            if (maker.is_integer) {
                 const Slot slot = record[maker.slot];
-                if (!maker.is_integer) {
-                    const bool is_read = !maker.counts && !maker.orthogonal;
-                    const float value = is_read ? slot.real : real_of(maker, fields, record);
-                    if (!is_read && value <= missing) refuse_low(recipe, maker, value);
-                    out.put(std::isnan(value) ? missing : value);
-                } else if (maker.codes == nullptr) {
-                    out.put(slot.place);
-                } else {
-                    out.put((*maker.codes)[static_cast<std::size_t>(slot.place)]);
-                    if (maker.codes == &codes) strangers.meet(slot.place);
-                }
+                out.put(integer_of(maker, slot));
+                if (maker.codes == &codes) strangers.meet(slot.place);
+            } else {
+                const float value = real_of(recipe, maker, fields, record);
+                out.put(std::isnan(value) ? missing : value);
             }
-            out.end();
-        });
+        }
+        out.end();
+    };
+    for_each_record<Slot>(intermediate, n_slots, write_record);
     out.finish();
     return {strangers.n()};
 }

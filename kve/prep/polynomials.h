@@ -1,6 +1,7 @@
 // Covariables of curves.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -25,13 +26,18 @@ inline int n_splines(std::size_t n_knots, int degree) {
     return static_cast<int>(n_knots) - 1 + degree;
 }
 
+// What a spline gives to one of the next degree: its value, by the share of its width between x and
+// one of its ends. Between knots that are equal there is nothing to give.
+inline double share_of_spline(double value, double distance, double width) {
+    return width > 0.0 ? distance / width * value : 0.0;
+}
+
 // B-spline number i, from 0, at x within the knots (de Boor's recursion). Degree 1: the share of
 // knot i in a line from knot to knot. All splines add up to 1.
 inline double b_spline(const std::vector<double>& knots, int degree, int i, double x) {
     const int last = static_cast<int>(knots.size()) - 1;
     const auto knot = [&](int k) {
-        k -= degree;
-        return knots[static_cast<std::size_t>(k < 0 ? 0 : k > last ? last : k)];
+        return knots[static_cast<std::size_t>(std::clamp(k - degree, 0, last))];
     };
     // The values of lower degrees take the places of those that they are made from.
     std::vector<double> n(static_cast<std::size_t>(degree) + 1);
@@ -42,13 +48,11 @@ inline double b_spline(const std::vector<double>& knots, int degree, int i, doub
     }
     for (int p = 1; p <= degree; ++p)
         for (int j = 0; j + p <= degree; ++j) {
-            const double left = knot(i + j + p) - knot(i + j),
-                         right = knot(i + j + p + 1) - knot(i + j + 1);
+            const double low = knot(i + j), high = knot(i + j + p + 1);
             double& value = n[static_cast<std::size_t>(j)];
-            value = (left > 0.0 ? (x - knot(i + j)) / left * value : 0.0) +
-                    (right > 0.0
-                         ? (knot(i + j + p + 1) - x) / right * n[static_cast<std::size_t>(j) + 1]
-                         : 0.0);
+            value = share_of_spline(value, x - low, knot(i + j + p) - low) +
+                    share_of_spline(n[static_cast<std::size_t>(j) + 1], high - x,
+                                    high - knot(i + j + 1));
         }
     return n[0];
 }

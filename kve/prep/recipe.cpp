@@ -259,13 +259,10 @@ void read_numbers(Entries& entries, Built& built, const toml::node& where) {
                                            built.name, is_range ? "two numbers" : "numbers"));
 }
 
-Built read_built(const std::string& name, const toml::node& node) {
-    Built built;
-    built.name = name;
-    built.line = line_of(node);
-    if (!node.is_table()) refuse(node.source(), fmt::format("{} must be {{ ... }}", name));
+// The key that tells how a column is built; its value are the sources.
+const std::pair<const char*, Building>& find_building(const std::string& name,
+                                                      const toml::node& node) {
     const toml::table& table = *node.as_table();
-    Entries entries(table, fmt::format("built column {}", name));
     const auto* how = std::ranges::find_if(
         kBuildings, [&](const auto& known) { return table.contains(known.first); });
     if (how == kBuildings.end())
@@ -273,35 +270,52 @@ Built read_built(const std::string& name, const toml::node& node) {
                                           "year_season, age, cut, interaction, legendre, "
                                           "orthogonal, spline, count or number",
                                           name));
-    built.how = how->second;
-    built.sources = entries.list<std::string>(entries.expect(how->first), how->first);
-    if (built.how == Building::age) {
-        built.sources.push_back(entries.as<std::string>(entries.expect("born"), "born"));
-        entries.take("unit", built.unit);
-        if (built.unit != "days" && built.unit != "months" && built.unit != "years")
-            refuse(node.source(), "unit must be \"days\", \"months\" or \"years\"");
-        read_limits(entries, built.limits);
-    }
-    if (built.how == Building::season || built.how == Building::year_season)
-        read_seasons(entries, built);
-    read_numbers(entries, built, node);
+    return *how;
+}
+
+void read_age(Entries& entries, Built& built, const toml::node& where) {
+    built.sources.push_back(entries.as<std::string>(entries.expect("born"), "born"));
+    entries.take("unit", built.unit);
+    if (built.unit != "days" && built.unit != "months" && built.unit != "years")
+        refuse(where.source(), "unit must be \"days\", \"months\" or \"years\"");
+    read_limits(entries, built.limits);
+}
+
+void read_degree(Entries& entries, Built& built, const toml::node& where) {
     const bool is_polynomial = built.how == Building::legendre || built.how == Building::orthogonal;
-    if (is_polynomial || built.how == Building::spline) {
-        int64_t degree = 1;
-        entries.take(is_polynomial ? "order" : "degree", degree);
-        if (degree < 1 || degree > (is_polynomial ? 20 : 3))
-            refuse(node.source(),
-                   is_polynomial ? "order must be 1 to 20" : "degree must be 1 to 3");
-        built.degree = static_cast<int>(degree);
-    }
-    if (built.how == Building::legendre) entries.take("constant", built.has_constant);
-    entries.take("write", built.is_written);
-    entries.finish();
+    if (!is_polynomial && built.how != Building::spline) return;
+    int64_t degree = 1;
+    entries.take(is_polynomial ? "order" : "degree", degree);
+    if (degree < 1 || degree > (is_polynomial ? 20 : 3))
+        refuse(where.source(), is_polynomial ? "order must be 1 to 20" : "degree must be 1 to 3");
+    built.degree = static_cast<int>(degree);
+}
+
+void check_number_of_sources(const Built& built, const toml::node& where) {
     if (built.sources.empty())
-        refuse(node.source(), fmt::format("{} is an interaction of no class", name));
+        refuse(where.source(), fmt::format("{} is an interaction of no class", built.name));
     if (built.how != Building::interaction &&
         built.sources.size() != (built.how == Building::age ? 2U : 1U))
-        refuse(node.source(), fmt::format("{} is built from one column", name));
+        refuse(where.source(), fmt::format("{} is built from one column", built.name));
+}
+
+Built read_built(const std::string& name, const toml::node& node) {
+    Built built;
+    built.name = name;
+    built.line = line_of(node);
+    if (!node.is_table()) refuse(node.source(), fmt::format("{} must be {{ ... }}", name));
+    Entries entries(*node.as_table(), fmt::format("built column {}", name));
+    const auto& [key, how] = find_building(name, node);
+    built.how = how;
+    built.sources = entries.list<std::string>(entries.expect(key), key);
+    if (how == Building::age) read_age(entries, built, node);
+    if (how == Building::season || how == Building::year_season) read_seasons(entries, built);
+    read_numbers(entries, built, node);
+    read_degree(entries, built, node);
+    if (how == Building::legendre) entries.take("constant", built.has_constant);
+    entries.take("write", built.is_written);
+    entries.finish();
+    check_number_of_sources(built, node);
     return built;
 }
 

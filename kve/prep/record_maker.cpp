@@ -25,6 +25,13 @@ constexpr double kMissing = std::numeric_limits<double>::quiet_NaN();
                                    : fmt::format("{}: {}", file, words));
 }
 
+bool has_names(Role role) { return role == Role::identity || role == Role::klass; }
+
+// As KVE1 takes it, which reads the code with the precision of the data.
+bool means_missing(const Recipe& recipe, double value) {
+    return static_cast<float>(value) <= static_cast<float>(recipe.missing_code);
+}
+
 // Letters, digits and low lines, so that nothing in a name means anything to KVE1.
 std::string plain_name(const std::string& name) {
     std::string plain;
@@ -74,6 +81,69 @@ std::string interval_name(const std::vector<double>& at, int32_t code) {
     if (k == 1) return fmt::format("<{}", at.front());
     return k > at.size() ? fmt::format(">={}", at.back())
                          : fmt::format("{}-<{}", at[k - 2], at[k - 1]);
+}
+
+// A value of a condition; a date is a number, too.
+std::optional<double> number_of(const std::string& value, Role role) {
+    if (role == Role::date)
+        if (const auto date = parse_date(value, DateOrder::year_month_day)) return *date;
+    return parse_real(value);
+}
+
+// The values of a condition; missing is what is no number where names are compared as texts.
+std::vector<double> numbers_of(const Recipe& recipe, const Condition& condition,
+                               const Field& field) {
+    const bool by_text = field.column != nullptr && !field.column->name.empty() &&
+                         has_names(field.role) && condition.kind <= Condition::not_in;
+    std::vector<double> numbers;
+    for (const std::string& value : condition.values) {
+        const std::optional<double> number = number_of(value, field.role);
+        if (!number && !by_text)
+            refuse(recipe, condition.line,
+                   fmt::format("keep: \"{}\" is no {}", value,
+                               field.role == Role::date ? "date such as 2020-01-31" : "number"));
+        numbers.push_back(number.value_or(kMissing));
+    }
+    return numbers;
+}
+
+bool is_sign_of_missing(const Field& field, std::string_view text) {
+    return field.missing[0](text) || field.missing[1](text) ||
+           (has_names(field.role) && text.empty()) ||
+           (field.role == Role::identity && is_nobody(text));
+}
+
+// These set the number, or tell what is wrong with the text.
+const char* read_real(const Recipe& recipe, char decimal_sign, std::string_view text,
+                      double& number) {
+    const std::optional<double> value = parse_real(text, decimal_sign);
+    if (!value) return "no number";
+    if (std::fabs(*value) > FLT_MAX || means_missing(recipe, *value))
+        return "beyond what the data can hold";
+    number = *value;
+    return nullptr;
+}
+
+const char* read_date(DateOrder order, std::string_view text, double& number) {
+    const std::optional<Date> value = parse_date(text, order);
+    if (!value) return "no date";
+    number = *value;
+    return nullptr;
+}
+
+const char* read_integer(std::string_view text, double& number) {
+    const std::optional<int64_t> value = parse_integer(text);
+    if (!value) return "no whole number";
+    if (*value < INT32_MIN + 1 || *value > INT32_MAX) return "beyond 31 bits";
+    number = static_cast<double>(*value);
+    return nullptr;
+}
+
+const char* read_number(const Recipe& recipe, const Field& field, std::string_view text,
+                        double& number) {
+    if (field.role == Role::real) return read_real(recipe, field.decimal_sign, text, number);
+    if (field.role == Role::date) return read_date(field.order, text, number);
+    return read_integer(text, number);
 }
 
 }  // namespace
@@ -171,6 +241,15 @@ void RecordMaker::check_source(const Built& built, const Field& source) const {
                fmt::format("{} is built from {}, and {} is none", built.name, wanted, source.name));
 }
 
+// The column by whose identities the pedigree tells dates of birth.
+std::size_t RecordMaker::find_identity(const Built& built) const {
+    if (pedigree_ == nullptr || !pedigree_->has_dates())
+        refuse(recipe_, built.line, "the pedigree has no dates of birth");
+    const auto found = std::ranges::find(fields_, Role::identity, &Field::role);
+    if (found == fields_.end()) refuse(recipe_, built.line, "no column of the data is an identity");
+    return static_cast<std::size_t>(found - fields_.begin());
+}
+
 void RecordMaker::add_built(const Built& built) {
     Field field;
     field.built = &built;
@@ -179,12 +258,7 @@ void RecordMaker::add_built(const Built& built) {
     std::vector<const ClassNames*> parts;
     for (std::size_t k = 0; k < built.sources.size(); ++k) {
         if (built.how == Building::age && k == 1 && built.sources[1] == "pedigree") {
-            if (pedigree_ == nullptr || !pedigree_->has_dates())
-                refuse(recipe_, built.line, "the pedigree has no dates of birth");
-            field.sources.push_back(static_cast<std::size_t>(
-                std::ranges::find(fields_, Role::identity, &Field::role) - fields_.begin()));
-            if (field.sources.back() == fields_.size())
-                refuse(recipe_, built.line, "no column of the data is an identity");
+            field.sources.push_back(find_identity(built));
             continue;
         }
         const std::size_t source = field_called(built.sources[k], built.line);
@@ -225,27 +299,12 @@ void RecordMaker::name_variables() {
 void RecordMaker::add_tests(const Recipe& recipe) {
     left_out_by_.resize(recipe.keep.size());
     for (const Condition& condition : recipe.keep) {
-        Test test{&condition, field_called(condition.column, condition.line), {}};
-        const Field& field = fields_[test.field];
-        if (field.comes_last() || field.is_interaction() ||
-            (field.built != nullptr && field.built->how == Building::number))
+        const std::size_t at = field_called(condition.column, condition.line);
+        const Field& field = fields_[at];
+        if (field.comes_last() || field.is_interaction() || field.is_number())
             refuse(recipe, condition.line,
                    fmt::format("keep: {} is only known of records that are kept", field.name));
-        const bool by_text = field.column != nullptr && !field.column->name.empty() &&
-                             (field.role == Role::identity || field.role == Role::klass) &&
-                             condition.kind <= Condition::not_in;
-        for (const std::string& value : condition.values) {
-            std::optional<double> number = parse_real(value);
-            if (field.role == Role::date)
-                if (const auto date = parse_date(value, DateOrder::year_month_day)) number = *date;
-            if (!number && !by_text)
-                refuse(
-                    recipe, condition.line,
-                    fmt::format("keep: \"{}\" is no {}", value,
-                                field.role == Role::date ? "date such as 2020-01-31" : "number"));
-            test.numbers.push_back(number.value_or(kMissing));
-        }
-        tests_.push_back(std::move(test));
+        tests_.push_back({&condition, at, numbers_of(recipe, condition, field)});
     }
 }
 
@@ -289,12 +348,26 @@ void RecordMaker::make_missing(Field& field, Cell& cell, std::string_view text,
 void RecordMaker::fetch_names() const {
     constexpr std::size_t kFar = 8, kNear = 4;
     for (const Field& field : fields_) {
-        if (field.column == nullptr || (field.role != Role::identity && field.role != Role::klass))
-            continue;
+        if (field.column == nullptr || !has_names(field.role)) continue;
         const IdentityTable& names = field.classes ? field.classes->table() : identities_;
         names.fetch_slot(table_.field_ahead(kFar, field.index));
         names.fetch_text(table_.field_ahead(kNear, field.index));
     }
+}
+
+// False when the record is rejected.
+bool RecordMaker::fill_cells() {
+    for (std::size_t k = 0; k < fields_.size(); ++k) {
+        Field& field = fields_[k];
+        Cell& cell = cells_[k];
+        if (field.column != nullptr) {
+            if (!read_source(field, cell)) return false;
+        } else if (!field.comes_last() && !field.is_interaction()) {
+            compute(field, cell);
+            if (field.built->limits.lowest && !is_within_limits(field, cell)) return false;
+        }
+    }
+    return true;
 }
 
 RecordMaker::Outcome RecordMaker::make() {
@@ -304,17 +377,7 @@ RecordMaker::Outcome RecordMaker::make() {
                "another number of fields");
         return Outcome::rejected;
     }
-    for (std::size_t k = 0; k < fields_.size(); ++k) {
-        Field& field = fields_[k];
-        Cell& cell = cells_[k];
-        if (field.column != nullptr) {
-            if (!read_source(field, cell)) return Outcome::rejected;
-        } else if (!field.comes_last() && !field.is_interaction()) {
-            compute(field, cell);
-            if (field.built->limits.lowest && !is_within_limits(field, cell))
-                return Outcome::rejected;
-        }
-    }
+    if (!fill_cells()) return Outcome::rejected;
     for (std::size_t k = 0; k < tests_.size(); ++k)
         if (!fulfils(tests_[k])) {
             ++left_out_by_[k];
@@ -329,38 +392,16 @@ RecordMaker::Outcome RecordMaker::make() {
 
 bool RecordMaker::read_source(Field& field, Cell& cell) {
     const std::string_view text = table_.field(field.index);
-    const bool is_text = field.role == Role::identity || field.role == Role::klass;
-    bool is_missing = field.missing[0](text) || field.missing[1](text) ||
-                      (is_text && text.empty()) ||
-                      (field.role == Role::identity && is_nobody(text));
     cell.number = kMissing;
     cell.text = {};
-    if (is_missing) {
+    if (is_sign_of_missing(field, text))
         ++field.n_missing_by_sign;
-    } else if (is_text) {
+    else if (has_names(field.role))
         cell.text = text;
-    } else if (field.role == Role::real) {
-        const std::optional<double> value = parse_real(text, field.decimal_sign);
-        if (!value)
-            make_missing(field, cell, text, "no number");
-        else if (std::fabs(*value) > FLT_MAX || means_missing(*value))
-            make_missing(field, cell, text, "beyond what the data can hold");
-        else
-            cell.number = *value;
-    } else if (field.role == Role::date) {
-        if (const std::optional<Date> value = parse_date(text, field.order))
-            cell.number = *value;
-        else
-            make_missing(field, cell, text, "no date");
-    } else if (const std::optional<int64_t> value = parse_integer(text); !value) {
-        make_missing(field, cell, text, "no whole number");
-    } else if (*value < INT32_MIN + 1 || *value > INT32_MAX) {
-        make_missing(field, cell, text, "beyond 31 bits");
-    } else {
-        cell.number = static_cast<double>(*value);
-    }
+    else if (const char* fault = read_number(recipe_, field, text, cell.number); fault != nullptr)
+        make_missing(field, cell, text, fault);
     if (field.column->limits.lowest && !is_within_limits(field, cell)) return false;
-    is_missing = is_text ? cell.text.empty() : std::isnan(cell.number);
+    const bool is_missing = has_names(field.role) ? cell.text.empty() : std::isnan(cell.number);
     if (is_missing && field.column->is_required) {
         reject(field.name, text, "is missing");
         return false;
@@ -556,7 +597,7 @@ void RecordMaker::intern(Field& field, Cell& cell, Slot& slot) {
         return;
     }
     if (field.slot < 0) return;
-    if (field.built != nullptr && means_missing(cell.number))
+    if (field.built != nullptr && means_missing(recipe_, cell.number))
         make_missing(field, cell, fmt::format("{:.6g}", cell.number),
                      "at or below the code of missing values");
     slot.real = static_cast<float>(cell.number);

@@ -85,6 +85,7 @@ class RecordMaker {
 
     void add_sources(const Recipe& recipe);
     void add_built(const Built& built);
+    std::size_t find_identity(const Built& built) const;
     std::size_t field_called(const std::string& name, int line) const;
     void check_source(const Built& built, const Field& source) const;
     void name_variables();
@@ -92,6 +93,7 @@ class RecordMaker {
     void give_slots();
 
     void fetch_names() const;
+    bool fill_cells();
     bool read_source(Field& field, Cell& cell);
     bool is_within_limits(Field& field, Cell& cell);
     void make_missing(Field& field, Cell& cell, std::string_view text, const std::string& reason);
@@ -105,10 +107,6 @@ class RecordMaker {
     void number_records(const Field& field, std::vector<int32_t>& numbers);
     void join_parts(const Field& field);
     void tell_new_name(const Field& field, std::string_view text);
-    // As KVE1 takes it, which reads the code with the precision of the data.
-    bool means_missing(double value) const {
-        return static_cast<float>(value) <= static_cast<float>(recipe_.missing_code);
-    }
     void reject(const std::string& column, std::string_view text, const std::string& reason);
 
     const Recipe& recipe_;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <set>
 #include <utility>
@@ -118,6 +119,23 @@ int32_t PedigreeTable::sort_of(const TableReader& table) {
     return 0;
 }
 
+// 0 when it waits for parents: they are put on the road.
+int32_t PedigreeTable::generation_of(int32_t place, std::vector<int32_t>& road) {
+    const Animal own = at(place);
+    int32_t generation = 1;
+    bool waits = false;
+    for (const int32_t parent : {own.sire, own.dam}) {
+        if (parent <= 0) continue;
+        const int32_t of_parent = at(parent).sort;
+        if (of_parent == 0) {
+            road.push_back(parent);
+            waits = true;
+        }
+        generation = std::max(generation, of_parent + 1);
+    }
+    return waits ? 0 : generation;
+}
+
 void PedigreeTable::number_generations() {
     constexpr int32_t kUnderWay = -1;
     std::vector<int32_t> road;
@@ -125,24 +143,13 @@ void PedigreeTable::number_generations() {
         road.push_back(first);
         while (!road.empty()) {
             const int32_t place = road.back();
-            const Animal own = at(place);
-            if (own.sort > 0) {
+            if (at(place).sort > 0) {
                 road.pop_back();
                 continue;
             }
-            int32_t generation = 1;
-            bool waits = false;
-            for (const int32_t parent : {own.sire, own.dam}) {
-                if (parent <= 0) continue;
-                const int32_t of_parent = at(parent).sort;
-                if (of_parent == 0) {
-                    road.push_back(parent);
-                    waits = true;
-                }
-                generation = std::max(generation, of_parent + 1);
-            }
-            at(place).sort = waits ? kUnderWay : generation;
-            if (!waits) road.pop_back();
+            const int32_t generation = generation_of(place, road);
+            at(place).sort = generation > 0 ? generation : kUnderWay;
+            if (generation > 0) road.pop_back();
         }
     }
 }
@@ -196,10 +203,10 @@ std::vector<int32_t> read_typed(const TypedUse& use, IdentityTable& identities, 
     return typed;
 }
 
-TableCounts read_matrix(const MatrixUse& use, IdentityTable& identities, ClassNames* classes,
-                        Findings& findings, const std::string& intermediate) {
-    TableReader table(use.file, use.form);
-    const MissingSigns missing(use.missing);
+namespace {
+
+// Row, column and value: those that the recipe names, otherwise the first three.
+std::array<std::size_t, 3> columns_of_matrix(const MatrixUse& use, const TableReader& table) {
     if (table.names().size() < 3)
         throw Failure(kUnreadable,
                       fmt::format("{}: {} columns; a matrix has three: row, column, value",
@@ -207,8 +214,23 @@ TableCounts read_matrix(const MatrixUse& use, IdentityTable& identities, ClassNa
     const auto column = [&](const std::string& name, std::size_t otherwise) {
         return name.empty() ? otherwise : table.column(name);
     };
-    const std::size_t columns[] = {column(use.row, 0), column(use.column, 1)},
-                      value_column = column(use.value, 2);
+    return {column(use.row, 0), column(use.column, 1), column(use.value, 2)};
+}
+
+// Of an identity, or of a level of the class when that is given; 0 when it is missing.
+int32_t place_in(IdentityTable& identities, ClassNames* classes, const MissingSigns& missing,
+                 std::string_view text) {
+    if (classes == nullptr) return is_unknown(missing, text) ? 0 : identities.place_of(text);
+    return missing(text) || text.empty() ? 0 : classes->place_of(text);
+}
+
+}  // namespace
+
+TableCounts read_matrix(const MatrixUse& use, IdentityTable& identities, ClassNames* classes,
+                        Findings& findings, const std::string& intermediate) {
+    TableReader table(use.file, use.form);
+    const MissingSigns missing(use.missing);
+    const std::array<std::size_t, 3> columns = columns_of_matrix(use, table);
     Output out(intermediate);
     TableCounts counts;
     read_records(table, findings, counts, [&] {
@@ -218,18 +240,16 @@ TableCounts read_matrix(const MatrixUse& use, IdentityTable& identities, ClassNa
                          table.names()[at], table.field(at), reason);
             return false;
         };
-        const std::optional<double> value = parse_real(table.field(value_column), use.decimal_sign);
-        if (!value) return reject(value_column, "no number");
+        const std::optional<double> value = parse_real(table.field(columns[2]), use.decimal_sign);
+        if (!value) return reject(columns[2], "no number");
         element.value = *value;
         // The logarithm of the determinant may stand first.
         const bool is_determinant =
             counts.n_read == 1 && table.field(columns[0]) == "0" && table.field(columns[1]) == "0";
         for (std::size_t k = 0; k < 2 && !is_determinant; ++k) {
-            const std::string_view text = table.field(columns[k]);
-            if (classes != nullptr ? missing(text) || text.empty() : is_unknown(missing, text))
-                return reject(columns[k], "is missing");
             int32_t& place = k == 0 ? element.row : element.column;
-            place = classes != nullptr ? classes->place_of(text) : identities.place_of(text);
+            place = place_in(identities, classes, missing, table.field(columns[k]));
+            if (place == 0) return reject(columns[k], "is missing");
         }
         out.put(std::string_view(reinterpret_cast<const char*>(&element), sizeof element));
         return true;

@@ -48,6 +48,7 @@ class PedigreeTable {
     // Where the user has neither dates nor a sort variable: from the founders on. In a loop some
     // animal does not come after its parent.
     void number_generations();
+    int32_t generation_of(int32_t place, std::vector<int32_t>& road);
     void tell_wrong_parents();
 
     const PedigreeUse& use_;
