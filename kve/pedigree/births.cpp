@@ -185,6 +185,8 @@ int32_t birth_of_youngest_parent(const Herdbook& book, const Vec<int32_t>& birth
     return youngest;
 }
 
+int32_t earliest_after(int32_t parent) { return parent == kNoBirth ? kNoBirth : parent + 1; }
+
 // What usually lies between the births of parents and progeny.
 int32_t usual_step(BirthUnit unit) {
     constexpr int32_t kDays = 730, kYears = 2;
@@ -211,9 +213,9 @@ Vec<int32_t> estimate_births(const Herdbook& book, const Vec<int32_t>& generatio
             births(j) =
                 after == kNoBirth ? oldest : after + (generation(j) > kManyGenerations ? 1 : step);
         else
-            births(j) = std::max({limits(j).time + 1 - step,
-                                  std::min(limits(j).time, first + generation(j)),
-                                  after == kNoBirth ? kNoBirth : after + 1});
+            births(j) =
+                std::max({limits(j).time + 1 - step,
+                          std::min(limits(j).time, first + generation(j)), earliest_after(after)});
     }
     return births;
 }
