@@ -251,12 +251,7 @@ TEST(Prep, RecipesWithFaultsAreRefusedWithTheirLines) {
         {head + "[columns]\nid = \"identity\"\n", "no real column is written"},
         {head + columns + "[directives]\nmodel = \"{fat}\"\n", "the model names fat"},
     };
-    for (const auto& [recipe, words] : cases) {
-        scratch.write("r.toml", recipe);
-        const Shown shown = kve(scratch, "prep r.toml -o made");
-        EXPECT_EQ(shown.status, 2) << recipe;
-        EXPECT_NE(shown.words.find(words), shown.words.npos) << recipe << shown.words;
-    }
+    for (const auto& [recipe, words] : cases) expect_refused_recipe(scratch, recipe, words);
 }
 
 // What is wrong with relatives is told with its place; a column is found where it stands.

@@ -201,12 +201,7 @@ TEST(Recipe, FaultsAreRefusedWithTheirLines) {
     scratch.write("p.csv", "id,sire,dam,b\nA,0,0,1\n");
     scratch.write("m.csv", "a,b,c\nA,A,1\n");
     scratch.write("q.csv", "sire,b,c\nA,0,0\n");
-    for (const auto& [recipe, words] : cases) {
-        scratch.write("r.toml", recipe);
-        const Shown shown = kve(scratch, "prep r.toml -o o");
-        EXPECT_EQ(shown.status, 2) << recipe;
-        EXPECT_NE(shown.words.find(words), shown.words.npos) << recipe << shown.words;
-    }
+    for (const auto& [recipe, words] : cases) expect_refused_recipe(scratch, recipe, words);
 }
 
 // Which columns a pedigree has, its parents and its sort variable.
