@@ -11,9 +11,11 @@
 #include <utility>
 #include <vector>
 
+#include "kve/check/directive_text.h"
 #include "kve/files/run_folder.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
+#include "kve/shared/help_format.h"
 
 namespace kve::companion {
 
@@ -36,41 +38,96 @@ int run_command(const Command& command) {
     }
 }
 
+struct NamedCommand {
+    CLI::App* parser;
+    Command run;
+};
+
+std::vector<NamedCommand> add_commands(CLI::App& app) {
+    std::vector<NamedCommand> commands;
+    for (auto* add : {add_prep, add_ped, add_check, add_explain, add_run, add_summary, add_levels,
+                      add_records, add_matrix, add_verify, add_report}) {
+        Command command = add(app);
+        commands.push_back({app.get_subcommands({}).back(), std::move(command)});
+        commands.back().parser->group("Commands");
+    }
+    return commands;
+}
+
+int refuse_command(const std::string& name, const std::vector<NamedCommand>& commands) {
+    std::vector<std::string> names;
+    for (const NamedCommand& command : commands) names.push_back(command.parser->get_name());
+    const std::string similar = most_similar(name, names);
+    fmt::print(
+        stderr, "kve: there is no command {}; {}\n", name,
+        similar.empty() ? "kve --help has those that there are" : "did you mean " + similar + "?");
+    return kUsage;
+}
+
+// "kve help" and "kve help levels", as other programs have it.
+int show_help(const CLI::App& app, const std::vector<NamedCommand>& commands,
+              const std::string& name) {
+    const auto found = std::ranges::find_if(
+        commands, [&](const NamedCommand& c) { return c.parser->check_name(name); });
+    if (found == commands.end() && !name.empty()) return refuse_command(name, commands);
+    fmt::print("{}", name.empty() ? app.help() : found->parser->help("kve"));
+    return kGood;
+}
+
+// What is wrong with the command line, in words that name what stands there.
+std::string fault_of(const CLI::ParseError& error, const CLI::App& parser) {
+    const std::string words = error.what(), conversion = "Could not convert: ";
+    if (words.starts_with(conversion))
+        return words.substr(conversion.size()) + " cannot be read as a value";
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) return words;
+    const std::vector<std::string> extras = parser.remaining();
+    const auto option =
+        std::ranges::find_if(extras, [](const std::string& text) { return text.starts_with('-'); });
+    if (option != extras.end()) return fmt::format("there is no option {}", *option);
+    return fmt::format("{} is one argument too many", extras.empty() ? words : extras.front());
+}
+
+int refuse_arguments(const CLI::ParseError& error, const CLI::App& app) {
+    const std::vector<const CLI::App*> parsed =
+        app.get_subcommands([](const CLI::App* command) { return command->parsed(); });
+    const CLI::App& parser = parsed.empty() ? app : *parsed.front();
+    const std::string name = parsed.empty() ? "kve" : "kve " + parser.get_name();
+    fmt::print(stderr, "kve: {}\n{} --help tells more\n", fault_of(error, parser), name);
+    return kUsage;
+}
+
 int run_program(int argc, char** argv) {
     CLI::App app(
-        "Makes the files that KVE1 reads, runs it, and shows what it left in the folder DIR of a "
+        "Makes the files that KVE1 reads, runs it, and shows what it left in the folder DIR\nof a "
         "run.",
         "kve");
+    app.formatter(std::make_shared<HelpFormat>());
     app.set_version_flag("--version", "kve " KVE_VERSION);
     app.require_subcommand(1);
-    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.get_formatter()->label("Subcommands", "Commands");
     app.footer(
         "kve COMMAND --help tells more and has an example.\n"
         "Exit status: 0 good, 1 something was found, 2 wrong use, 3 a file that cannot be read or "
         "written.\n\nExample:\n"
         "    kve run dairy.kve -C out && kve levels out --factor 1 >animals.csv");
-    std::vector<std::pair<CLI::App*, Command>> commands;
-    for (auto* add : {add_prep, add_ped, add_check, add_explain, add_run, add_summary, add_levels,
-                      add_records, add_matrix, add_verify, add_report}) {
-        Command command = add(app);
-        commands.emplace_back(app.get_subcommands({}).back(), std::move(command));
-    }
-    const auto is_asked_for = [&](const auto& known) { return known.first->check_name(argv[1]); };
-    if (argc > 1 && argv[1][0] != '-' && std::ranges::none_of(commands, is_asked_for)) {
-        fmt::print(stderr, "kve: there is no command {}; kve --help has those that there are\n",
-                   argv[1]);
+    const std::vector<NamedCommand> commands = add_commands(app);
+    const std::string first = argc > 1 ? argv[1] : "";
+    if (argc < 2) {
+        fmt::print(stderr, "{}", app.help());
         return kUsage;
     }
+    if (first == "help") return show_help(app, commands, argc > 2 ? argv[2] : "");
+    if (!first.starts_with('-') && std::ranges::none_of(commands, [&](const NamedCommand& c) {
+            return c.parser->check_name(first);
+        }))
+        return refuse_command(first, commands);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
-        fmt::print(stderr, "kve: {}\nkve --help tells more\n", error.what());
-        return kUsage;
+        return refuse_arguments(error, app);
     }
-    for (const auto& [parsed, command] : commands)
-        if (parsed->parsed()) return run_command(command);
+    for (const NamedCommand& command : commands)
+        if (command.parser->parsed()) return run_command(command.run);
     return kUsage;
 }
 
@@ -105,7 +162,17 @@ void add_ids(CLI::App& command, std::string& ids) {
 }
 
 std::string ids_file(const std::string& ids, const std::string& folder) {
-    return ids == "true" ? (std::filesystem::path(folder) / "ids.tsv").string() : ids;
+    namespace fs = std::filesystem;
+    const fs::path file = ids == "true" ? fs::path(folder) / "ids.tsv" : fs::path(ids);
+    std::error_code none;
+    const auto made = fs::last_write_time(file, none);
+    const auto run = none ? made : fs::last_write_time(fs::path(folder) / "MODINF", none);
+    if (!none && run < made)
+        fmt::print(stderr,
+                   "kve: {}: newer than the run in {}: if the tables have changed since, its names "
+                   "are not those of the run, and KVE1 must run again\n",
+                   file.string(), folder);
+    return file.string();
 }
 
 }  // namespace kve::companion

@@ -8,7 +8,7 @@
 
 #include "directives/catalogue.h"
 #include "kve/files/run_folder.h"
-#include "kve/launch/listing_words.h"
+#include "kve/files/listing_words.h"
 #include "kve/report/messages.h"
 #include "kve/shared/noun.h"
 
@@ -118,8 +118,7 @@ std::string traits_on_screen(const ordered_json& run) {
         text += fmt::format("{}\n", fmt::join(effects, ", "));
     }
     if (dropped > 0)
-        text +=
-            "  dropped: has a value, but a class below 1, or its covariable or weight is missing\n";
+        text += fmt::format("  {}\n", kMeaningOfDropped);
     return text;
 }
 

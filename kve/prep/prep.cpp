@@ -387,13 +387,20 @@ Command add_prep(CLI::App& app) {
         app.add_subcommand("prep", "the files that KVE1 reads, of the tables of users");
     command->add_option("TABLE", options->table, "a recipe, NAME.toml, or the table of the data")
         ->required();
-    command->add_option("-o,--output", options->output,
-                        "the folder for the files; with --template the recipe");
+    command
+        ->add_option("-o,--output", options->output,
+                     "the folder for the files; with --template the recipe")
+        ->type_name("DIR");
     command->add_flag("--template", options->makes_template,
                       "writes a recipe for these tables, with the reason for each guess");
-    command->add_option("--pedigree", options->pedigree, "the table of the pedigree");
-    command->add_option("--typed", options->typed, "the table of the typed animals");
-    command->add_option("--matrix", options->matrices, "a table of the elements of a matrix");
+    command->add_option("--pedigree", options->pedigree, "the table of the pedigree")
+        ->type_name("FILE");
+    command->add_option("--typed", options->typed, "the table of the typed animals")
+        ->type_name("FILE");
+    command
+        ->add_option("--matrix", options->matrices,
+                     "a table of the elements of a matrix; may be repeated")
+        ->type_name("FILE");
     command->add_option("--delimiter", options->delimiter, "a sign, tab or blanks");
     options->quote = "\"";
     command->add_option("--quote", options->quote, "a sign, or \"\" for none");

@@ -25,7 +25,8 @@ Section message_section(const RunFigures& figures) {
     if (!figures.listing.is_there)
         section.notes.push_back(
             {Note::plain,
-             "The listing was not found in the folder of the run, so that its warnings are not "
+             "The listing was not found in the folder of the run, or is that of another one, so "
+             "that its warnings are not "
              "shown. Keep it in a file and name that with --listing FILE."});
     if (!figures.log.is_there)
         section.notes.push_back({Note::plain,

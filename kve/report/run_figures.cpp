@@ -1,12 +1,11 @@
 #include "kve/report/run_figures.h"
 
+#include "kve/files/listing_words.h"
 #include "kve/shared/failure.h"
 
 namespace kve::companion {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // What cannot be read is told in the page.
 template <class Survey>
@@ -18,16 +17,8 @@ void try_survey(RunFigures& figures, const char* what, Survey survey) {
     }
 }
 
-// The listing goes where the user sends it: these are names that are often taken.
-fs::path find_listing(const fs::path& folder) {
-    std::error_code ignored;
-    for (const char* name : {"listing", "KVE1.lst", "listing.txt", "listing.out", "KVE1.out"})
-        if (fs::is_regular_file(folder / name, ignored)) return folder / name;
-    return folder / "listing";
-}
-
-MessageFile read_listing(const RunSource& source, const fs::path& folder) {
-    if (source.listing.empty()) return read_messages(find_listing(folder), "listing");
+MessageFile read_listing(const RunSource& source, const RunFolder& run) {
+    if (source.listing.empty()) return read_messages(find_listing(run), "listing");
     MessageFile listing = read_messages(source.listing, "listing");
     if (!listing.is_there) throw Failure(kUnreadable, source.listing + ": cannot be opened");
     return listing;
@@ -39,7 +30,7 @@ std::unique_ptr<RunFigures> survey_run(const RunSource& source) {
     auto figures = std::make_unique<RunFigures>(source.folder);
     const RunFolder& run = figures->run;
     if (!source.ids.empty()) figures->names.emplace(source.ids);
-    figures->listing = read_listing(source, run.path());
+    figures->listing = read_listing(source, run);
     figures->log = read_messages(run.path() / "KVE_LOG", "KVE_LOG");
     try_survey(*figures, "values of traits and covariables",
                [&] { figures->records = survey_records(run, source.missing); });

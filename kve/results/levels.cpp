@@ -171,9 +171,11 @@ Command add_levels(CLI::App& app) {
     CLI::App* command =
         app.add_subcommand("levels", "identities of the data and their levels, CSV");
     add_common(*command, *options);
-    command->add_option("--factor", options->factor,
-                        "one factor: the number of a random one, TRAIT:EFFECT of a fixed one, "
-                        "\"residual\" for its groups, or a name, for all of that name");
+    command
+        ->add_option("--factor", options->factor,
+                     "one factor: the number of a random one, TRAIT:EFFECT of a fixed one, "
+                     "\"residual\" for its groups, or a name, for all of that name")
+        ->type_name("FACTOR");
     add_ids(*command, options->ids);
     command->footer(
         "Columns: factor (as for --factor), name, identity in the data, level, observations; of "

@@ -213,8 +213,10 @@ Command add_records(CLI::App& app) {
         ->delimiter(',')
         ->allow_extra_args(false)
         ->option_text("NAME,...");
-    command->add_option("--trait", options->trait,
-                        "the columns of one trait, and the records in which it is used");
+    command
+        ->add_option("--trait", options->trait,
+                     "the columns of one trait, and the records in which it is used")
+        ->type_name("TRAIT");
     command->add_option("--first", options->first, "so many records")
         ->check(refuse_count)
         ->option_text("N");

@@ -9,6 +9,7 @@
 
 #include "directives/catalogue.h"
 #include "handover/model_information_fields.h"
+#include "kve/files/listing_words.h"
 #include "kve/files/run_folder.h"
 #include "kve/results/model_words.h"
 #include "kve/shared/commands.h"
@@ -142,6 +143,37 @@ void put_trait(Output& out, const RunFolder& run, int32_t i, std::optional<int64
     put_line(out, "regressions", regressions_of(m));
 }
 
+// Why a trait is not used in some of the records.
+void put_unused(Output& out, const ListedData& listed, std::size_t i) {
+    const TraitRecords& trait = listed.traits[i];
+    const int64_t without = listed.records - trait.used - trait.dropped;
+    std::vector<std::string> unused;
+    if (without > 0) unused.push_back(counted(without, "record") + " without a value");
+    if (trait.dropped > 0) unused.push_back(fmt::format("{} dropped", trait.dropped));
+    put_line(out, "not used", fmt::format("{}", fmt::join(unused, ", ")));
+}
+
+void put_traits(Output& out, const RunFolder& run, const std::optional<ListedData>& listed) {
+    const auto records = count_records(run);
+    for (int32_t i = 1; i <= run.run().nt; ++i) {
+        const auto place = static_cast<std::size_t>(i) - 1;
+        put_trait(out, run, i,
+                  records[place] || !listed ? records[place] : listed->traits[place].used);
+        if (listed) put_unused(out, *listed, place);
+    }
+    if (listed && std::ranges::any_of(listed->traits, [](auto& t) { return t.dropped > 0; }))
+        out.put(fmt::format("  {}\n", kMeaningOfDropped));
+}
+
+// What the listing in the folder tells of the data, when it is there whole.
+std::optional<ListedData> find_listed(const RunFolder& run) {
+    const fs::path file = find_listing(run);
+    if (file.empty()) return {};
+    ListedData listed = find_data_figures(read_listing(file));
+    if (listed.records != run.run().NREC || listed.traits.size() != run.traits().size()) return {};
+    return listed;
+}
+
 void put_rows(Output& out, const RMatrix& r) {
     for (int32_t c = 1; c <= r.n_cont; ++c) {
         out.put(fmt::format("      row {:<3} {:<8} {}", r.cont_rc(c), r.cont_t_name(c).view(),
@@ -181,10 +213,14 @@ void put_summary(Output& out, const RunFolder& run) {
                         h.release.view(), h.RUN_DATE.view()));
     out.put(fmt::format("task {}, {}; method {}, {}{}\n", h.ITASK, task_label(h.ITASK), h.IMETHOD,
                         method_label(h.ITASK, h.IMETHOD), h.ISCALE == 1 ? "; traits scaled" : ""));
-    out.put(fmt::format("{}, {} recoded\n\nTraits\n", counted(h.NREC, "data record"), h.n_records));
-    const auto records = count_records(run);
-    for (int32_t i = 1; i <= h.nt; ++i)
-        put_trait(out, run, i, records[static_cast<std::size_t>(i) - 1]);
+    const std::optional<ListedData> listed = find_listed(run);
+    const int64_t n_left_out = h.NREC - h.n_records;
+    out.put(fmt::format("{}, {} recoded", counted(h.NREC, "data record"), h.n_records));
+    if (n_left_out > 0)
+        out.put(fmt::format("; no trait can be used in the other {}{}", n_left_out,
+                            listed ? "" : ", the listing tells why"));
+    out.put("\n\nTraits\n");
+    put_traits(out, run, listed);
     if (h.NRAMAT > 0) out.put("\nRandom factors\n");
     for (int32_t k = 1; k <= h.NRAMAT; ++k) put_factor(out, run, k);
     if (run.has_groups())

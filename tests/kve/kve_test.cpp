@@ -281,6 +281,13 @@ TEST(CompanionProgram, KeepsTheConventions) {
         {"--version", "", 0, "kve "},
         {"records --help", "", 0, "Example"},
         {"", "", 2, "kve: there is no command /"},
+        {"sumary", "", 2, "kve: there is no command sumary; did you mean summary?\n"},
+        {"help levels", "", 0, "Usage: kve levels [OPTIONS] DIR\n"},
+        {"help level", "", 2, "did you mean levels?"},
+        {"records", "--frist 1", 2,
+         "kve: there is no option --frist\nkve records --help tells more\n"},
+        {"records", "--missing x", 2, "kve: --missing = x cannot be read as a value\n"},
+        {"summary", "more", 2, "kve: more is one argument too many\n"},
         {"records", "--first -1", 2, "--first: -1 is no number of records\n"},
         {"levels", "--factor X", 2, "no factor X; there are: MILK:HERD (HERD)"},
         {"records", "--trait X", 2, "no trait X; there are: MILK FAT"},
@@ -293,6 +300,11 @@ TEST(CompanionProgram, KeepsTheConventions) {
         const Shown shown = kve(scratch, command, arguments);
         EXPECT_EQ(shown.status, status) << command << arguments << shown.words;
         EXPECT_NE((shown.out + shown.words).find(words), std::string::npos) << words << shown.words;
+    }
+    for (const char* command : {"prep", "ped", "check", "explain", "run", "summary", "levels",
+                                "records", "matrix", "verify", "report"}) {
+        std::istringstream help(kve(scratch, "help "s + command).out);
+        for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
     }
     const std::string file = (scratch.folder() / "MODINF").string(),
                       before = scratch.read("MODINF");

@@ -122,15 +122,17 @@ TEST(Results, SummaryNamesEffectsAndCountsThem) {
         {kAbsorbed,
          {"4 data records, 4 recoded",
           "1 Y1 Gaussian, 3 records, weight W absorbed herd 2 groups fixed sex 2 levels",
-          "random sire (factor 1), dam (factor 2) regressions age, age(sex), day(sire), day(dam) 2 "
-          "Y2 Gaussian, 3 records",
+          "random sire (factor 1), dam (factor 2) regressions age, age(sex), day(sire), day(dam) "
+          "not used 1 record without a value 2 Y2 Gaussian, 3 records",
           "absorbed herd 2 groups, year 3 groups", "1 sire I, 2 levels, 6 equations",
           "row 2 Y1 sire, regression on day row 3 Y2 sire", "RCDATA_I 160 bytes"}},
         {kCensored,
-         {"7 data records, 6 recoded", "2 Y2 right censored, 5 records fixed Mu 1 level Files"}},
+         {"7 data records, 6 recoded; no trait can be used in the other 1 Traits",
+          "2 Y2 right censored, 5 records fixed Mu 1 level not used 1 record without a value, "
+          "1 dropped dropped: has a value, but a class below 1"}},
         {kOffset,
          {"1 Y1 generalized, 3 records, weight W, BINOMIAL LOGIT random",
-          "2 Y2 Gaussian random HERD (factor 1)"}},
+          "2 Y2 Gaussian, 2 records random HERD (factor 1) not used 1 record without a value 3"}},
     };
     for (const auto& [given, words] : cases) {
         const Scratch scratch;
@@ -143,6 +145,42 @@ TEST(Results, SummaryNamesEffectsAndCountsThem) {
         EXPECT_NE(folded(shown(scratch, "summary", "--json"))
                       .find("{ \"name\": \"RCDATA_R\", \"bytes\": null }"),
                   std::string::npos);
+    }
+}
+
+// Without the listing of this run the counts that no file has are not there.
+TEST(Results, SummaryBelievesTheListingOfItsRunAlone) {
+    const Scratch scratch;
+    run(scratch, kCensored);
+    const std::string listing = scratch.read("listing.out"), date = "20";
+    const std::size_t year = listing.find(date, listing.find("Package"));
+    for (const std::string& other :
+         {std::string(listing).replace(year, 4, "1999"), std::string()}) {
+        scratch.write("listing.out", other);
+        const std::string summary = folded(shown(scratch, "summary"));
+        EXPECT_NE(summary.find("in the other 1, the listing tells why Traits"), summary.npos)
+            << summary;
+        EXPECT_EQ(summary.find("not used"), summary.npos) << summary;
+    }
+    scratch.write("KVE1.lst", listing);
+    EXPECT_NE(shown(scratch, "summary").find("not used"), std::string::npos);
+}
+
+TEST(Results, NamesOfLaterTablesAreTold) {
+    const Scratch scratch;
+    run(scratch, kAbsorbed);
+    scratch.write("ids.tsv", "identity\tcode\nA\t1\n\"B\tC\"\t3\n");
+    const std::string levels =
+        "factor,name,identity,level,observations\n1,sire,A,1,2\n1,sire,B\tC,2,2\n";
+    using std::filesystem::last_write_time;
+    const auto time = last_write_time(scratch.folder() / "MODINF");
+    for (const int seconds : {-1, 1}) {
+        last_write_time(scratch.folder() / "ids.tsv", time + std::chrono::seconds(seconds));
+        EXPECT_EQ(shown(scratch, "levels", "--ids --factor 1"),
+                  levels + (seconds < 0 ? ""
+                                        : "kve: ./ids.tsv: newer than the run in .: if the "
+                                          "tables have changed since, its names are not those "
+                                          "of the run, and KVE1 must run again\n"));
     }
 }
 

@@ -1,5 +1,5 @@
 // What is read out of a listing and of KVE_LOG: messages, the reason of a stop, counts.
-#include "kve/launch/listing_words.h"
+#include "kve/files/listing_words.h"
 #include "kve/report/messages.h"
 #include "program/run.h"
 

@@ -1,4 +1,4 @@
-#include "kve/launch/listing_words.h"
+#include "kve/files/listing_words.h"
 
 #include <algorithm>
 #include <array>
@@ -11,6 +11,8 @@
 namespace kve::companion {
 
 namespace {
+
+constexpr std::string_view kPageHead = "Multivariate Mixed Model Package";
 
 using Lines = std::span<const std::string>;
 
@@ -111,13 +113,33 @@ int64_t count_behind(const std::string& line, std::string_view words) {
     return std::strtoll(line.c_str() + at + words.size(), nullptr, 10);
 }
 
+// A text without the head of a listing has been cut by the user.
+bool is_of_another_run(const std::filesystem::path& file, const RunFolder& run) {
+    constexpr int kHead = 5;
+    const std::string date = run.run().RUN_DATE.string();
+    std::ifstream from(file, std::ios::binary);
+    std::string line;
+    for (int n = 0; n < kHead && std::getline(from, line); ++n)
+        if (line.find(kPageHead) != line.npos) return line.find(date) == line.npos;
+    return false;
+}
+
 }  // namespace
+
+std::filesystem::path find_listing(const RunFolder& run) {
+    std::error_code ignored;
+    for (const char* name : {"listing", "KVE1.lst", "listing.txt", "listing.out", "KVE1.out"})
+        if (const std::filesystem::path file = run.path() / name;
+            std::filesystem::is_regular_file(file, ignored) && !is_of_another_run(file, run))
+            return file;
+    return {};
+}
 
 std::vector<std::string> read_listing(const std::filesystem::path& file) {
     std::ifstream from(file, std::ios::binary);
     std::vector<std::string> lines;
     for (std::string line; std::getline(from, line);) {
-        if (line.find("Multivariate Mixed Model Package") != line.npos) line.clear();
+        if (line.find(kPageHead) != line.npos) line.clear();
         line.erase(line.find_last_not_of(" \r") + 1);
         lines.push_back(line);
     }

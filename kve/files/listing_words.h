@@ -6,7 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "kve/files/run_folder.h"
+
 namespace kve::companion {
+
+// The listing goes where the user sends it. This is the file in the folder, of names that are often
+// taken, whose head has the date of this run; empty when there is none.
+std::filesystem::path find_listing(const RunFolder& run);
 
 // Lines without blanks at their ends; page heads are blank lines.
 std::vector<std::string> read_listing(const std::filesystem::path& file);
@@ -20,6 +26,9 @@ struct TraitRecords {
     int64_t used = 0;
     int64_t dropped = 0;  // have a value that cannot be used
 };
+
+inline constexpr const char* kMeaningOfDropped =
+    "dropped: has a value, but a class below 1, or its covariable or weight is missing";
 
 // From the summary of the data.
 struct ListedData {
