@@ -21,8 +21,9 @@ namespace {
 std::string read_whole(const fs::path& file) {
     std::error_code ignored;
     if (fs::is_directory(file.parent_path(), ignored) && !fs::exists(file, ignored) && !ignored)
-        throw Failure(kUnreadable, file.string() + ": there is none: no run has ended well in "
-                                                   "this folder");
+        throw Failure(kUnreadable, file.string() +
+                                       ": there is none: no run has ended well in "
+                                       "this folder");
     std::string bytes(bytes_of_file(file), '\0');
     std::ifstream from(file, std::ios::binary);
     from.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));

@@ -7,8 +7,8 @@
 #include <filesystem>
 
 #include "directives/catalogue.h"
-#include "kve/files/run_folder.h"
 #include "kve/files/listing_words.h"
+#include "kve/files/run_folder.h"
 #include "kve/report/messages.h"
 #include "kve/shared/noun.h"
 
@@ -117,8 +117,7 @@ std::string traits_on_screen(const ordered_json& run) {
                                           counted(effect.at("levels"), "level")));
         text += fmt::format("{}\n", fmt::join(effects, ", "));
     }
-    if (dropped > 0)
-        text += fmt::format("  {}\n", kMeaningOfDropped);
+    if (dropped > 0) text += fmt::format("  {}\n", kMeaningOfDropped);
     return text;
 }
 

@@ -8,8 +8,8 @@
 #include <set>
 
 #include "kve/check/checking.h"
-#include "kve/files/run_folder.h"
 #include "kve/files/listing_words.h"
+#include "kve/files/run_folder.h"
 #include "kve/launch/outcome.h"
 #include "kve/launch/stages.h"
 #include "kve/shared/commands.h"

@@ -28,8 +28,8 @@ struct CommonOptions {
     std::string output;
 };
 void add_common(CLI::App& command, CommonOptions& options);
-// --ids or --ids=FILE, for commands that show identities, and the file that it asks for. One that is
-// newer than the run is told on standard error.
+// --ids or --ids=FILE, for commands that show identities, and the file that it asks for. One that
+// is newer than the run is told on standard error.
 void add_ids(CLI::App& command, std::string& ids);
 std::string ids_file(const std::string& ids, const std::string& folder);
 

@@ -7,7 +7,8 @@
 
 namespace kve::companion {
 
-// As a field of a table with this separator; where that is a blank, a tab is one too. Blanks at the ends are lost unless they are quoted.
+// As a field of a table with this separator; where that is a blank, a tab is one too. Blanks at the
+// ends are lost unless they are quoted.
 inline std::string table_field(std::string_view text, char separator) {
     const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
     const auto is_special = [&](char c) {
