@@ -60,12 +60,6 @@ struct Node {
     double share;        // with the sire of the family: T(sire, node) D(node), then A(sire, node)
 };
 
-// A bit for each of 64 nodes. All of these words stay in the cache.
-struct FamilyWord {
-    uint64_t members;  // those for which `share` holds, or will hold
-    uint64_t mates;    // those of them who are not of the sire's line
-};
-
 // An animal of the sire's line with its parents.
 struct Member {
     int32_t node;
@@ -82,16 +76,17 @@ struct Pedigree {
     Vec<int32_t> progeny{};
     Vec<int32_t> first_progeny{};
 
-    Vec<FamilyWord, 0> family{};
+    // Nodes for which `share` holds, or will hold; the unknown parent always. All of these words
+    // stay in the cache.
+    Bits family{};
     Bits groups{};  // words of `family` that have mates
     std::vector<Member> line{};
     std::vector<int32_t> pending{};
-    // The mates and their ancestors, nodes 0..n_mates-1, and behind them any, to look ahead to.
+    // The mates and their ancestors from 0, and behind them any nodes, to look ahead to.
     Vec<int32_t, 0> mates{};
-    int32_t n_mates = 0;
 };
 
-constexpr int32_t kAhead = 16;  // visits by which memory is fetched ahead
+constexpr int32_t kAhead = 24;  // visits by which memory is fetched ahead
 
 bool both_known(ParentPair p) { return p.sire > 0 && p.dam > 0; }
 
@@ -160,7 +155,7 @@ double mean_of_parents(const Pedigree& ped, ParentPair p) {
 }
 
 bool is_in_family(const Pedigree& ped, int32_t node) {
-    return (ped.family(word_of(node)).members & bit_of(node)) != 0;
+    return (ped.family(word_of(node)) & bit_of(node)) != 0;
 }
 
 // The sire and his ancestors, each after its parents. Nothing is known of how deep a pedigree goes,
@@ -183,7 +178,7 @@ void list_sire_line(Pedigree& ped, int32_t sire) {
         if (ped.pending.size() > height) continue;
         ped.pending.pop_back();
         if (is_in_family(ped, at)) continue;
-        ped.family(word_of(at)).members |= bit_of(at);
+        ped.family(word_of(at)) |= bit_of(at);
         ped.line.push_back({at, parents});
         ped.nodes(at).share = 0.0;
     }
@@ -205,55 +200,57 @@ void relate_sire_line(Pedigree& ped, int32_t sire) {
         ped.nodes(node).share += mean_of_parents(ped, parents);
 }
 
-// Takes a node into the family unless it is there. Without a branch, since nobody can foretell
-// which.
-void await(Pedigree& ped, int32_t node) {
+// Takes a node into the family, as the n-th of the mates from 0, unless it is there. Returns how
+// many there are then. Without a branch, since nobody can foretell which.
+[[gnu::always_inline]] inline int32_t await(Pedigree& ped, int32_t n, int32_t node) {
     const int32_t word = word_of(node);
-    FamilyWord& family = ped.family(word);
-    const uint64_t fresh = bit_of(node) & ~family.members;
-    family.members |= fresh;
-    family.mates |= fresh;
+    uint64_t& family = ped.family(word);
+    const uint64_t fresh = bit_of(node) & ~family;
+    family |= fresh;
     ped.groups(word_of(word)) |= fresh != 0 ? bit_of(word) : 0;
-    ped.mates(ped.n_mates) = node;
-    ped.n_mates += fresh != 0 ? 1 : 0;
+    ped.mates(n) = node;
+    return n + (fresh != 0 ? 1 : 0);
 }
 
-// Adds the ancestors of the mates, as they are met.
-void list_mates_lines(Pedigree& ped) {
-    for (int32_t k = 0; k < ped.n_mates; ++k) {
+// The mates of a family and their ancestors, as they are met. Returns how many.
+int32_t list_mates_lines(Pedigree& ped, int32_t first, int32_t behind) {
+    int32_t n = 0;
+    for (int32_t j = first; j < behind; ++j) n = await(ped, n, ped.parents(ped.progeny(j)).dam);
+    for (int32_t k = 0; k < n; ++k) {
         __builtin_prefetch(&ped.nodes(ped.mates(k + kAhead)));
         const ParentPair parents = ped.nodes(ped.mates(k)).parents;
-        await(ped, parents.sire);
-        await(ped, parents.dam);
+        n = await(ped, n, parents.sire);
+        n = await(ped, n, parents.dam);
     }
+    return n;
 }
 
-// By their numbers, so that parents come first. Their bits are used up.
-void order_mates(Pedigree& ped) {
+void leave_sire_line(Pedigree& ped) {
+    for (const Member& member : ped.line) ped.family(word_of(member.node)) &= ~bit_of(member.node);
+}
+
+// By their numbers, so that parents come first. Their bits are used up, and with them the family.
+void order_mates(Pedigree& ped, int32_t n_mates) {
+    leave_sire_line(ped);
+    ped.family(0) &= ~bit_of(0);
     int32_t n = 0;
-    for (int32_t group = 0; n < ped.n_mates; ++group)
+    for (int32_t group = 0; n < n_mates; ++group)
         visit_bits(group, std::exchange(ped.groups(group), 0), [&](int32_t word) {
-            visit_bits(word, std::exchange(ped.family(word), {}).mates,
+            visit_bits(word, std::exchange(ped.family(word), 0),
                        [&](int32_t node) { ped.mates(n++) = node; });
         });
+    ped.family(0) |= bit_of(0);
 }
 
 // The relationships of the sire with his mates, down from their oldest ancestors.
 void relate_mates(Pedigree& ped, int32_t first, int32_t behind) {
-    ped.n_mates = 0;
-    for (int32_t j = first; j < behind; ++j) await(ped, ped.parents(ped.progeny(j)).dam);
-    list_mates_lines(ped);
-    order_mates(ped);
-    for (int32_t k = 0; k < ped.n_mates; ++k) {
+    const int32_t n_mates = list_mates_lines(ped, first, behind);
+    order_mates(ped, n_mates);
+    for (int32_t k = 0; k < n_mates; ++k) {
         __builtin_prefetch(&ped.nodes(ped.mates(k + kAhead)));
         Node& node = ped.nodes(ped.mates(k));
         node.share = mean_of_parents(ped, node.parents);
     }
-}
-
-void leave_family(Pedigree& ped) {
-    for (const Member& member : ped.line) ped.family(word_of(member.node)).members = 0;
-    ped.family(0).members |= bit_of(0);
 }
 
 // Fetches what is wanted of an animal further on in the family from the memory.
@@ -275,7 +272,6 @@ void find_family(Pedigree& ped, int32_t sire, Vec<double>& ad) {
         ad(animal) = 1.0 + 0.5 * ped.nodes(ped.parents(animal).dam).share;
         if (node != 0) ped.diagonal(node) = ad(animal);
     }
-    leave_family(ped);
 }
 
 }  // namespace
@@ -286,7 +282,7 @@ NoRoom find_diagonals(Vec<ParentPair>& parents, Vec<double>& ad, Vec<double>& ld
     if (const NoRoom none = make_nodes(ped); none.array != nullptr) return none;
     if (const NoRoom none = gather_families(ped); none.array != nullptr) return none;
     for (int64_t j = 1; j <= n; ++j) ad(j) = 1.0;
-    ped.family(0).members |= bit_of(0);  // the unknown parent need not be visited
+    ped.family(0) |= bit_of(0);
     // The families of older sires hold the parents of all ancestors of a sire.
     for (int32_t sire = 1; sire <= ped.numbers.n_nodes; ++sire) find_family(ped, sire, ad);
     for (int64_t j = 1; j <= n; ++j) ld(j) = std::sqrt(sampling_variance(ped, parents(j)));
