@@ -50,17 +50,14 @@ int bits_of(uint64_t number) { return static_cast<int>(std::bit_width(number)); 
 int generation_of(int64_t place) { return bits_of(static_cast<uint64_t>(place)) - 1; }
 
 // An element on its way down the heap 1..last: the place `at` is free for it or for what goes up.
+// What changes on the way stands apart: copied in one piece with the rest, a processor would wait
+// until all that is written before is in the cache.
 template <class Element>
 struct Sinking {
     Element element;
-    int64_t at, last;
-    int generation, last_generation;
+    int64_t last;
+    int64_t at;
 };
-
-template <class Element>
-Sinking<Element> sinking_from(const Heap<Element>& heap, int64_t from, int64_t at, int64_t last) {
-    return {heap.a(from), at, last, generation_of(at), generation_of(last)};
-}
 
 // The descendants of a child that a line of the cache holds, near enough to be wanted.
 template <class Element>
@@ -80,19 +77,13 @@ bool sink_below(Heap<Element>& heap, Sinking<Element>& s, int64_t child) {
     return !found;
 }
 
-constexpr int kStride = 2;  // generations that an element sinks at a time
-
-// Where all places of the generations have two children.
+// By a generation, where all places of it have two children.
 template <class Element>
 bool sink_on(Heap<Element>& heap, Sinking<Element>& s) {
-    for (int generation = 0; generation < kStride; ++generation) {
-        int64_t child = 2 * s.at;
-        child += heap.key(child) <= heap.key(child + 1) ? 1 : 0;
-        expect_descendants(heap, child, s.last);
-        if (!sink_below(heap, s, child)) return false;
-    }
-    s.generation += kStride;
-    return true;
+    int64_t child = 2 * s.at;
+    child += heap.key(child) <= heap.key(child + 1) ? 1 : 0;
+    expect_descendants(heap, child, s.last);
+    return sink_below(heap, s, child);
 }
 
 template <class Element>
@@ -107,15 +98,15 @@ void sink_to_the_end(Heap<Element>& heap, Sinking<Element>& s) {
 template <class Element>
 void build_heap(Heap<Element>& heap) {
     for (int64_t l = heap.size() / 2; l >= 1; --l) {
-        Sinking<Element> sinking = sinking_from(heap, l, l, heap.size());
+        Sinking<Element> sinking = {heap.a(l), heap.size(), l};
         sink_to_the_end(heap, sinking);
     }
 }
 
-// Whether the element may still come to the last place of the heap, of this generation.
-template <class Element>
-bool is_above(const Sinking<Element>& s, int64_t last, int generation) {
-    return s.generation <= generation && last >> (generation - s.generation) == s.at;
+// Whether what is at the place may still come to the last one of the heap, of this generation.
+bool is_above(int64_t at, int64_t last, int generation) {
+    const int below = generation - generation_of(at);
+    return below >= 0 && last >> below == at;
 }
 
 // The classic heap sort, ascending: the top goes behind the heap, whose last element sinks from
@@ -134,18 +125,18 @@ void heap_sort(Heap<Element> heap) {
         bool waits = false;
         for (int k = 0; k < n_under_way; ++k) {
             Sinking<Element>& s = under_way[k];
-            if (s.generation + kStride >= s.last_generation) {
+            if (generation_of(s.at) + 1 >= generation_of(s.last)) {
                 sink_to_the_end(heap, s);
                 continue;
             }
             if (!sink_on(heap, s)) continue;
-            waits = waits || is_above(s, last, generation);
+            waits = waits || is_above(s.at, last, generation);
             if (n_left != k) under_way[n_left] = s;
             ++n_left;
         }
         n_under_way = n_left;
         if (waits || last <= 1) continue;
-        under_way[n_under_way++] = sinking_from(heap, last, 1, last - 1);
+        under_way[n_under_way++] = {heap.a(last), last - 1, 1};
         heap.a(last) = heap.a(1);
         --last;
     }
