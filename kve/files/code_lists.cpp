@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "handover/code_table_lists.h"
 #include "kve/shared/failure.h"
@@ -46,6 +47,21 @@ struct Collector {
     }
 };
 
+constexpr const char* kMoreLevels = "more levels than MODINF tells";
+
+using LevelRecord = std::array<int32_t, 6>;  // LevelRow without its mark
+
+std::size_t record_bytes(const CodeList& list) {
+    return list.kind == CodeList::animals ? sizeof(AnimalRow) : sizeof(LevelRecord);
+}
+
+Code code_of(const LevelRecord& level) {
+    return {level[0], level[1], level[2], level[3], 0, 0, 0, 0};
+}
+Code code_of(const AnimalRow& a) {
+    return {a.next, a.key, a.n_obs, a.level, a.sort, a.sire, a.dam, a.n_desc};
+}
+
 }  // namespace
 
 std::vector<CodeList> lists_of(const RunFolder& run) {
@@ -63,19 +79,54 @@ std::size_t list_of_factor(const RunFolder& run, const std::vector<CodeList>& li
 }
 
 Code CodeFile::read(const CodeList& list) {
-    if (list.kind != CodeList::animals) {
-        std::array<int32_t, 6> level;  // LevelRow without its mark
-        file_.expect(level);
-        return {level[0], level[1], level[2], level[3], 0, 0, 0, 0};
+    if (list.kind == CodeList::animals) {
+        AnimalRow row{};
+        file_.expect(row);
+        return code_of(row);
     }
-    AnimalRow a{};
-    file_.expect(a);
-    return {a.next, a.key, a.n_obs, a.level, a.sort, a.sire, a.dam, a.n_desc};
+    LevelRecord record;
+    file_.expect(record);
+    return code_of(record);
 }
 
 void CodeFile::expect_end() {
-    std::array<int32_t, 6> more;
-    if (file_.next(more)) file_.refuse("more levels than MODINF tells");
+    LevelRecord more;
+    if (file_.next(more)) file_.refuse(kMoreLevels);
+}
+
+std::vector<RecordBlock::Part> places_of(const std::vector<CodeList>& lists) {
+    std::vector<RecordBlock::Part> places(1);
+    for (const CodeList& list : lists) {
+        const RecordBlock::Part& last = places.back();
+        const auto bytes = static_cast<uintmax_t>(list.n_levels) * (record_bytes(list) + 8);
+        places.push_back({last.n_before + list.n_levels, last.bytes_before + bytes});
+    }
+    return places;
+}
+
+int64_t CodeBlock::read(const CodeList& list, const RecordBlock::Part& place, int64_t first,
+                        int64_t n) {
+    const auto bytes = static_cast<uintmax_t>(first) * (record_bytes(list) + 8);
+    return block_.read({place.n_before + first, place.bytes_before + bytes, n}, record_bytes(list));
+}
+
+Code CodeBlock::code(const CodeList& list, int64_t k) const {
+    if (list.kind == CodeList::animals) {
+        AnimalRow row;
+        std::memcpy(&row, block_.record(k), sizeof row);
+        return code_of(row);
+    }
+    LevelRecord record;
+    std::memcpy(&record, block_.record(k), sizeof record);
+    return code_of(record);
+}
+
+void CodeBlock::refuse_unread(int64_t k) const {
+    block_.refuse_unread(k, "the last one, and more must follow");
+}
+
+void CodeBlock::expect_end(const RecordBlock::Part& place) {
+    block_.expect_end(place, sizeof(LevelRecord), kMoreLevels);
 }
 
 std::vector<std::vector<int32_t>> read_identities(const RunFolder& run,

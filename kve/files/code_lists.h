@@ -52,6 +52,25 @@ class CodeFile {
     RecordFile file_;
 };
 
+// Where each list stands, and behind them all where the file ends.
+std::vector<RecordBlock::Part> places_of(const std::vector<CodeList>& lists);
+
+// Levels of a list, many at a time.
+class CodeBlock {
+ public:
+    explicit CodeBlock(const RunFolder& run) : block_(run.path(), "CODE_TABLE") {}
+
+    // Tells how many of the `n` from `first` on, counted from 0, are there as they should be.
+    int64_t read(const CodeList& list, const RecordBlock::Part& place, int64_t first, int64_t n);
+    Code code(const CodeList& list, int64_t k) const;
+    [[noreturn]] void refuse_unread(int64_t k) const;
+    // The file must end here.
+    void expect_end(const RecordBlock::Part& place);
+
+ private:
+    RecordBlock block_;
+};
+
 // Identities by level, from 1 on, of the lists that are asked for; no more than the file has.
 std::vector<std::vector<int32_t>> read_identities(const RunFolder& run,
                                                   const std::vector<CodeList>& lists,

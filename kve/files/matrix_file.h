@@ -31,12 +31,16 @@ class MatrixFile {
     }
 
     bool next(Element& element) { return file_.next(element); }
-    // Elements come in order and the file has no count: of one that is whole the last is this.
+    // Elements come in order and the file has no count: of one that is whole the last is that of
+    // the last level. What is wrong otherwise; null when nothing is.
+    const char* fault_at_end(const Element& last) const {
+        if (!has_all_levels_ || order_ == 0 || (last.row == order_ && last.column == order_))
+            return nullptr;
+        return n_elements() == 0 ? "the file is empty"
+                                 : "the last one, and the diagonal of the last level must follow";
+    }
     void require_end(const Element& last) const {
-        if (has_all_levels_ && order_ > 0 && (last.row != order_ || last.column != order_))
-            file_.refuse(n_elements() == 0 ? "the file is empty"
-                                           : "the last one, and the diagonal of the last level "
-                                             "must follow");
+        if (const char* fault = fault_at_end(last); fault != nullptr) file_.refuse(fault);
     }
     int64_t order() const { return order_; }
     bool is_outside(const Element& e) const {

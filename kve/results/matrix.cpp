@@ -9,6 +9,7 @@
 #include "kve/files/code_lists.h"
 #include "kve/files/matrix_file.h"
 #include "kve/files/run_folder.h"
+#include "kve/results/block_text.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/noun.h"
@@ -39,10 +40,11 @@ RunFile find_matrix(const RunFolder& run, const std::string& name) {
                                       run.path().string(), name, known.empty() ? " none" : known));
 }
 
-class Elements {
+// What the levels of rows and columns are called.
+class LevelNames {
  public:
-    Elements(const RunFolder& run, const RunFile& file, const Options& options)
-        : from_(run, file), name_(run.factor_name(file.factor)) {
+    LevelNames(const RunFolder& run, const RunFile& file, const Options& options)
+        : name_(run.factor_name(file.factor)) {
         if (!options.shows_identities()) return;
         if (!options.ids.empty()) names_.emplace(ids_file(options.ids, options.folder));
         name_.erase(std::min(name_.find('+'), name_.size()));
@@ -53,59 +55,90 @@ class Elements {
         identities_ = std::move(read_identities(run, lists, is_wanted)[own]);
     }
 
-    MatrixFile& from() { return from_; }
-
-    void put_all(Output& out) {
-        Element e{0, 0, 0.0};
-        while (from_.next(e)) {
-            if (from_.is_outside(e) || e.column > e.row) refuse_element(e);
-            if (names_) {
-                put_named(out, e);
-                continue;
-            }
-            char* at = out.room(3 * kNumberBytes + 3);
-            at = put_row(at, e.row);
-            *at++ = ' ';
-            at = put_number(at, identity_of(e.column));
-            *at++ = ' ';
-            at = texts_.put(at, e.value);
-            *at++ = '\n';
-            out.take(at);
-        }
-        from_.require_end(e);
+    bool are_texts() const { return names_.has_value(); }
+    int32_t identity_of(int32_t level) const {
+        return identities_.empty() ? level : identities_[static_cast<std::size_t>(level)];
+    }
+    std::string text_of(int32_t level) const {
+        return table_field(names_->name_of(name_, identity_of(level)), ' ');
     }
 
  private:
+    std::vector<int32_t> identities_;
+    std::string name_;  // of the effect
+    std::optional<UserNames> names_;
+};
+
+// Blocks of lines.
+class ElementBlocks {
+ public:
+    ElementBlocks(const RunFolder& run, const RunFile& file, const MatrixFile& whole,
+                  const LevelNames& names)
+        : whole_(whole), names_(names), block_(run.path(), file.name) {}
+
+    static int64_t n_blocks(const MatrixFile& whole) {
+        return (static_cast<int64_t>(whole.n_elements()) + kAtOnce - 1) / kAtOnce;
+    }
+
+    bool put(int64_t block, BlockText& text) {
+        const int64_t first = block * kAtOnce, all = static_cast<int64_t>(whole_.n_elements());
+        const int64_t wanted = std::min(kAtOnce, all - first);
+        const int64_t n = block_.read(
+            {first, static_cast<uintmax_t>(first) * kElementBytes, wanted}, sizeof(Element));
+        Element e{};
+        for (int64_t k = 0; k < n; ++k) {
+            std::memcpy(&e, block_.record(k), sizeof e);
+            if (whole_.is_outside(e) || e.column > e.row) refuse_element(k, e);
+            if (names_.are_texts())
+                put_named(e, text);
+            else
+                put_element(e, text);
+        }
+        if (n < wanted) block_.refuse_unread(n, "the last one, and more must follow");
+        if (first + n < all) return true;
+        if (const char* fault = whole_.fault_at_end(e); fault != nullptr)
+            block_.refuse(n - 1, fault);
+        return true;
+    }
+
+ private:
+    static constexpr int64_t kAtOnce = 8192;
+
+    void put_element(const Element& e, BlockText& text) {
+        char* at = text.room(3 * kNumberBytes + 3);
+        at = put_row(at, e.row);
+        *at++ = ' ';
+        at = put_number(at, names_.identity_of(e.column));
+        *at++ = ' ';
+        at = texts_.put(at, e.value);
+        *at++ = '\n';
+        text.take(at);
+    }
     // The elements of a row follow each other.
     char* put_row(char* at, int32_t row) {
         if (row != row_) {
             row_ = row;
-            row_bytes_ = put_number(row_text_, identity_of(row)) - row_text_;
+            row_bytes_ = put_number(row_text_, names_.identity_of(row)) - row_text_;
         }
         std::memcpy(at, row_text_, kNumberBytes);
         return at + row_bytes_;
     }
-    int32_t identity_of(int32_t level) const {
-        return identities_.empty() ? level : identities_[static_cast<std::size_t>(level)];
-    }
-    void put_named(Output& out, const Element& e) {
+    void put_named(const Element& e, BlockText& text) {
         for (const int32_t level : {e.row, e.column}) {
-            const std::string name = names_->name_of(name_, identity_of(level));
-            out.put(std::string_view(table_field(name, ' ')));
-            out.put(' ');
+            text.put(std::string_view(names_.text_of(level)));
+            text.put(' ');
         }
-        out.take(texts_.put(out.room(kNumberBytes), e.value));
-        out.put('\n');
+        text.take(texts_.put(text.room(kNumberBytes), e.value));
+        text.put('\n');
     }
-    [[noreturn]] void refuse_element(const Element& e) const {
-        from_.refuse(fmt::format("row {}, column {} are not of the lower triangle of {} levels",
-                                 e.row, e.column, from_.order()));
+    [[noreturn]] void refuse_element(int64_t k, const Element& e) const {
+        block_.refuse(k, fmt::format("row {}, column {} are not of the lower triangle of {} levels",
+                                     e.row, e.column, whole_.order()));
     }
 
-    MatrixFile from_;
-    std::vector<int32_t> identities_;
-    std::string name_;  // of the effect
-    std::optional<UserNames> names_;
+    const MatrixFile& whole_;
+    const LevelNames& names_;
+    RecordBlock block_;
     RealTexts<double> texts_;
     int32_t row_ = 0;
     char row_text_[kNumberBytes]{};
@@ -144,16 +177,25 @@ int show_matrix(const Options& options) {
         throw Failure(kUsage, std::string(options.original ? "--original" : "--ids") +
                                   " goes with --format text: rows of a Matrix Market file are "
                                   "numbered from 1");
-    Elements elements(run, file, options);
+    const MatrixFile whole(run, file);
+    const LevelNames names(run, file, options);
     Output out(options.output);
     if (is_mtx)
-        out.put(fmt::format(
-            "%%MatrixMarket matrix coordinate real symmetric\n"
-            "% {} of random factor {}, {}: rows are levels of CODE_TABLE\n"
-            "{} {} {}\n",
-            file.name, file.factor, run.factor_name(file.factor), elements.from().order(),
-            elements.from().order(), elements.from().n_elements()));
-    elements.put_all(out);
+        out.put(
+            fmt::format("%%MatrixMarket matrix coordinate real symmetric\n"
+                        "% {} of random factor {}, {}: rows are levels of CODE_TABLE\n"
+                        "{} {} {}\n",
+                        file.name, file.factor, run.factor_name(file.factor), whole.order(),
+                        whole.order(), whole.n_elements()));
+    if (whole.n_elements() == 0) whole.require_end({0, 0, 0.0});
+    put_blocks(out,
+               {.n_blocks = ElementBlocks::n_blocks(whole),
+                .source = file.name,
+                .source_bytes = whole.n_elements() * kElementBytes},
+               [&] {
+                   return [made = std::make_shared<ElementBlocks>(run, file, whole, names)](
+                              int64_t block, BlockText& text) { return made->put(block, text); };
+               });
     out.finish();
     return kGood;
 }

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -10,6 +11,7 @@
 #include "kve/files/data_columns.h"
 #include "kve/files/data_file.h"
 #include "kve/files/run_folder.h"
+#include "kve/results/block_text.h"
 #include "kve/shared/commands.h"
 #include "kve/shared/failure.h"
 #include "kve/shared/output.h"
@@ -30,7 +32,6 @@ struct Options : CommonOptions {
 
     char separator() const { return tsv ? '\t' : ','; }
     bool shows_identities() const { return original || !ids.empty(); }
-    bool is_missing(float value) const { return missing && value <= *missing; }
 };
 
 std::vector<DataColumn> choose_columns(const Options& options, std::vector<DataColumn> all) {
@@ -60,6 +61,7 @@ struct Field {
     int32_t position;
     const DataColumn* column;
     const std::vector<int32_t>* identities;  // by level
+    const TraitLevels* levels;               // of a trait
 };
 
 constexpr std::size_t kFieldsAtOnce = 1000;  // for which room is asked
@@ -71,24 +73,29 @@ class Table {
           run_(run),
           lists_(lists_of(run)),
           trait_(options.trait.empty() ? 0 : find_trait(run, options.trait)),
-          columns_(choose_columns(options, data_columns(run, lists_, trait_))),
-          out_(options.output) {
+          columns_(choose_columns(options, data_columns(run, lists_, trait_))) {
         if (!options.ids.empty()) names_.emplace(ids_file(options.ids, options.folder));
         if (options.shows_identities()) find_identities();
-        for (const DataColumn& column : columns_)
-            fields_.push_back({kind_of(column), column.position, &column,
-                               identities_.empty() ? nullptr : &identities_[column.list]});
     }
 
-    void put_all() {
-        put_header();
-        DataFile data(run_);
-        for (int64_t n = 0; (!options_.first || n < *options_.first) && data.next();)
-            if (trait_ == 0 || is_used(data, trait_)) {
-                put_record(data);
-                ++n;
-            }
-        out_.finish();
+    void put_all(Output& out);
+
+    const Options& options() const { return options_; }
+    const RunFolder& run() const { return run_; }
+    int32_t trait() const { return trait_; }
+    std::vector<Field> fields(const DataFile& data) const {
+        std::vector<Field> fields;
+        for (const DataColumn& column : columns_)
+            fields.push_back(
+                {kind_of(column), column.position, &column,
+                 identities_.empty() ? nullptr : &identities_[column.list],
+                 column.kind == DataColumn::dependent ? &data.levels_of(column.trait) : nullptr});
+        return fields;
+    }
+    std::string name_of(const Field& field, int32_t identity) const {
+        const std::string& column = field.column->name;
+        return table_field(names_->name_of(column.substr(column.find(':') + 1), identity),
+                           options_.separator());
     }
 
  private:
@@ -107,75 +114,12 @@ class Table {
         return names_ ? Field::name : options_.original ? Field::identity : Field::level;
     }
 
-    bool is_used(const DataFile& data, int32_t trait) const {
-        const Usable told = data.usable(trait);
-        return told == Usable::yes ||
-               (told == Usable::not_told &&
-                !options_.is_missing(data.real(run_.trait(trait).trait_rci)));
-    }
-
-    void put_header() {
+    void put_header(Output& out) const {
         for (std::size_t c = 0; c < columns_.size(); ++c) {
-            if (c > 0) out_.put(options_.separator());
-            out_.put(std::string_view(table_field(columns_[c].name, options_.separator())));
+            if (c > 0) out.put(options_.separator());
+            out.put(std::string_view(table_field(columns_[c].name, options_.separator())));
         }
-        out_.put('\n');
-    }
-
-    void put_record(const DataFile& data) {
-        const std::span<const Field> all = fields_;
-        for (std::size_t first = 0; first < all.size(); first += kFieldsAtOnce)
-            put_fields(data, all.subspan(first, std::min(kFieldsAtOnce, all.size() - first)));
-        out_.put('\n');
-    }
-
-    void put_fields(const DataFile& data, std::span<const Field> fields) {
-        constexpr std::size_t kRoom = kFieldsAtOnce * (kNumberBytes + 1);
-        const char separator = options_.separator();
-        char* at = out_.room(kRoom);
-        for (const Field& field : fields) {
-            if (&field != fields_.data()) *at++ = separator;
-            if (field.kind != Field::name) {
-                at = put_field(at, data, field);
-                continue;
-            }
-            out_.take(at);
-            put_name(data, field);
-            at = out_.room(kRoom);
-        }
-        out_.take(at);
-    }
-
-    // Puts a number at `at`, or nothing, and tells where it ends.
-    char* put_field(char* at, const DataFile& data, const Field& field) {
-        if (field.kind >= Field::real) {
-            const float value = data.real(field.position);
-            const bool is_empty =
-                options_.is_missing(value) ||
-                (field.kind == Field::dependent && !is_used(data, field.column->trait));
-            return is_empty ? at : texts_.put(at, value);
-        }
-        const int32_t value = data.integer(field.position);
-        if (field.kind == Field::integer) return put_number(at, value);
-        if (value == 0) return at;
-        return put_number(at, field.kind == Field::level ? value : identity_of(data, field, value));
-    }
-
-    void put_name(const DataFile& data, const Field& field) {
-        const int32_t level = data.integer(field.position);
-        if (level == 0) return;
-        const std::string& column = field.column->name;
-        const std::string name =
-            names_->name_of(column.substr(column.find(':') + 1), identity_of(data, field, level));
-        out_.put(std::string_view(table_field(name, options_.separator())));
-    }
-
-    static int32_t identity_of(const DataFile& data, const Field& field, int32_t level) {
-        const std::vector<int32_t>& identities = *field.identities;
-        if (level < 1 || static_cast<std::size_t>(level) >= identities.size())
-            data.refuse(
-                fmt::format("{}: level {} is not in CODE_TABLE", field.column->name, level));
-        return identities[static_cast<std::size_t>(level)];
+        out.put('\n');
     }
 
     const Options& options_;
@@ -184,11 +128,121 @@ class Table {
     int32_t trait_;
     std::vector<DataColumn> columns_;
     std::vector<std::vector<int32_t>> identities_;  // by list and level
-    std::vector<Field> fields_;
     std::optional<UserNames> names_;
-    Output out_;
+};
+
+// Blocks of lines.
+class TableBlocks {
+ public:
+    TableBlocks(const Table& table, const DataFile& data)
+        : table_(table),
+          fields_(table.fields(data)),
+          levels_of_trait_(table.trait() == 0 ? nullptr : &data.levels_of(table.trait())),
+          separator_(table.options().separator()),
+          missing_(table.options().missing.value_or(std::numeric_limits<float>::quiet_NaN())),
+          n_left_(table.options().first.value_or(INT64_MAX)),
+          data_(table.run()) {}
+
+    int64_t n_blocks() const { return data_.n_blocks(); }
+
+    bool put(int64_t block, BlockText& text) {
+        const int64_t n = data_.read(block);
+        for (int64_t k = 0; k < n && n_left_ > 0; ++k) put_record(k, text);
+        if (n_left_ == 0) return false;
+        if (n < data_.n_wanted()) data_.refuse_unread(n);
+        if (block + 1 == data_.n_blocks()) data_.expect_end();
+        return true;
+    }
+
+ private:
+    void put_record(int64_t k, BlockText& text) {
+        const DataRecord record = data_.record(k);
+        if (levels_of_trait_ != nullptr && !is_used(record)) return;
+        --n_left_;
+        const std::span<const Field> all = fields_;
+        for (std::size_t first = 0; first < all.size(); first += kFieldsAtOnce)
+            put_fields(k, record, all.subspan(first, std::min(kFieldsAtOnce, all.size() - first)),
+                       text);
+        if (all.empty()) text.put(separator_);
+        text.replace_last('\n');
+    }
+
+    bool is_used(const DataRecord& record) const {
+        const Usable told = levels_of_trait_->usable(record);
+        const int32_t position = table_.run().trait(table_.trait()).trait_rci;
+        return told == Usable::yes ||
+               (told == Usable::not_told && !(record.real(position) <= missing_));
+    }
+
+    // With a separator after each. What bytes that are put might change is held in registers.
+    void put_fields(int64_t k, const DataRecord record, std::span<const Field> fields,
+                    BlockText& text) {
+        constexpr std::size_t kRoom = kFieldsAtOnce * (kNumberBytes + 1);
+        const char separator = separator_;
+        const float missing = missing_;
+        char* at = text.room(kRoom);
+        for (const Field& field : fields) {
+            if (field.kind >= Field::real) {
+                at = put_real(at, record, field, missing);
+            } else if (const int32_t value = record.integer(field.position);
+                       field.kind == Field::integer) {
+                at = put_number(at, value);
+            } else if (value != 0) {
+                at = put_level(at, k, field, value, text);
+            }
+            *at++ = separator;
+        }
+        text.take(at);
+    }
+
+    char* put_real(char* at, const DataRecord record, const Field& field, float missing) {
+        const float value = record.real(field.position);
+        if (value <= missing) return at;
+        if (field.levels != nullptr && field.levels->usable(record) == Usable::no) return at;
+        return texts_.put(at, value);
+    }
+
+    char* put_level(char* at, int64_t k, const Field& field, int32_t level, BlockText& text) const {
+        if (field.kind == Field::level) return put_number(at, level);
+        const std::vector<int32_t>& identities = *field.identities;
+        if (level < 1 || static_cast<std::size_t>(level) >= identities.size())
+            data_.refuse(
+                k, fmt::format("{}: level {} is not in CODE_TABLE", field.column->name, level));
+        const int32_t identity = identities[static_cast<std::size_t>(level)];
+        if (field.kind == Field::identity) return put_number(at, identity);
+        text.take(at);
+        text.put(std::string_view(table_.name_of(field, identity)));
+        return text.room(kFieldsAtOnce * (kNumberBytes + 1));
+    }
+
+    const Table& table_;
+    std::vector<Field> fields_;
+    const TraitLevels* levels_of_trait_;  // of --trait
+    char separator_;
+    float missing_;   // not a number: none
+    int64_t n_left_;  // records to be shown
+    DataBlock data_;
     RealTexts<float> texts_;
 };
+
+// The first records are counted one after the other.
+void Table::put_all(Output& out) {
+    put_header(out);
+    const DataFile data(run_);
+    if (options_.first == 0) return out.finish();
+    DataBlock blocks(run_);
+    if (blocks.n_blocks() == 0) blocks.expect_end();
+    put_blocks(out,
+               {.n_blocks = blocks.n_blocks(),
+                .source = "RCDATA_I",
+                .source_bytes = bytes_of_file(run_.path() / "RCDATA_I"),
+                .is_in_order = options_.first.has_value()},
+               [&] {
+                   return [made = std::make_shared<TableBlocks>(*this, data)](
+                              int64_t block, BlockText& text) { return made->put(block, text); };
+               });
+    out.finish();
+}
 
 std::string refuse_count(const std::string& text) {
     return parse_integer(text).value_or(-1) >= 0 ? "" : text + " is no number of records";
@@ -196,7 +250,9 @@ std::string refuse_count(const std::string& text) {
 
 int show_records(const Options& options) {
     const RunFolder run(options.folder);
-    Table(options, run).put_all();
+    Table table(options, run);
+    Output out(options.output);
+    table.put_all(out);
     return kGood;
 }
 

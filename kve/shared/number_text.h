@@ -54,45 +54,70 @@ struct ThousandTexts {
 };
 inline constexpr ThousandTexts kTexts;
 
+inline char* put_padded(char* at, uint64_t n) {
+    std::memcpy(at, &kTexts.padded[n], sizeof(ShortText));
+    return at + 3;
+}
+
 // NOLINTNEXTLINE(misc-no-recursion): 64 bits have seven groups of three digits.
 inline char* put_digits(char* at, uint64_t n) {
     if (n < kThousand) return kTexts.plain[n].put(at);
-    return kTexts.padded[n % kThousand].put(put_digits(at, n / kThousand));
+    const uint64_t thousands = n / kThousand;
+    at = thousands < kThousand ? kTexts.plain[thousands].put(at) : put_digits(at, thousands);
+    return put_padded(at, n % kThousand);
 }
 
-char* put_number(char* at, std::integral auto value) {
+char* put_any_number(char* at, std::integral auto value) {
     constexpr int64_t kLarge = 1'000'000'000'000;
     if (value >= 0 && std::cmp_less(value, kLarge))
         return put_digits(at, static_cast<uint64_t>(value));
     return std::to_chars(at, at + kNumberBytes, value).ptr;
 }
 
+// Sooner for the small ones, of which most columns are full.
+[[gnu::always_inline]] inline char* put_number(char* at, std::integral auto value) {
+    if (value >= 0 && std::cmp_less(value, kThousand))
+        return kTexts.plain[static_cast<unsigned>(value)].put(at);
+    if (value < 0 || !std::cmp_less(value, kThousand * kThousand)) return put_any_number(at, value);
+    const auto n = static_cast<unsigned>(value);
+    return put_padded(kTexts.plain[n / kThousand].put(at), n % kThousand);
+}
+
+// The same for a float that is no integer number of thousandths.
+inline char* put_fourth_decimal(char* at, float size) {
+    constexpr unsigned kTen = 10;
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): what rounds to another number is refused.
+    const auto units = static_cast<unsigned>(static_cast<double>(size) * 1e4 + 0.5);
+    if (!(size < 100.0F) || static_cast<float>(units * 1e-4) != size) return nullptr;
+    const unsigned thousandths = units / kTen;
+    char* end = put_digits(at, thousandths / kThousand);
+    *end = '.';
+    end = put_padded(end + 1, thousandths % kThousand);
+    *end = static_cast<char>('0' + units % kTen);
+    return end + 1;
+}
+
 // Null for a float that is no decimal number of six digits at most, four of them behind the point,
 // or three from 100 on. No two such numbers are one float, so that there is no shorter text for it,
-// and their quotients are never so near to the middle of two floats that their own rounding would
-// matter.
+// and they are never so near to the middle of two floats that the rounding of a product with 0.001
+// would matter.
 inline char* put_decimal(char* at, float value) {
-    constexpr float kLeast = 0.001F, kBelow = 1e5F;  // others may be shorter with an exponent
-    constexpr unsigned kTen = 10;
-    const double size = static_cast<double>(value < 0.0F ? -value : value);
-    if (!(size >= kLeast && size < kBelow)) return nullptr;
-    const unsigned unit = size < 100.0 ? kTen * kThousand : kThousand;
+    constexpr auto kSign = uint32_t{1} << 31;
+    constexpr auto kLeast = std::bit_cast<uint32_t>(0.001F);  // others may be shorter
+    constexpr auto kBelow = std::bit_cast<uint32_t>(1e5F);    // with an exponent
+    const auto bits = std::bit_cast<uint32_t>(value);
+    if ((bits & ~kSign) - kLeast >= kBelow - kLeast) return nullptr;
+    const auto size = std::bit_cast<float>(bits & ~kSign);
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): what rounds to another number is refused.
-    const auto units = static_cast<unsigned>(size * unit + 0.5);
-    if (static_cast<double>(static_cast<float>(static_cast<double>(units) / unit)) != size)
-        return nullptr;
-    if (value < 0.0F) *at++ = '-';
-    const unsigned fourth = unit > kThousand ? units % kTen : 0;
-    const unsigned thousandths = unit > kThousand ? units / kTen : units;
-    char* end = put_digits(at, thousandths / kThousand);
-    if (fourth > 0) {
-        *end = '.';
-        end = kTexts.padded[thousandths % kThousand].put(end + 1);
-        *end = static_cast<char>('0' + fourth);
-        return end + 1;
-    }
+    const auto rounded = static_cast<int32_t>(static_cast<double>(size) * 1e3 + 0.5);
+    *at = '-';
+    at += bits >> 31;
+    if (static_cast<float>(rounded * 1e-3) != size) return put_fourth_decimal(at, size);
+    const auto thousandths = static_cast<unsigned>(rounded);
     const ShortText& decimals = kTexts.decimals[thousandths % kThousand];
-    end = decimals.put(end);
+    if (thousandths < kThousand * kThousand)
+        return decimals.put(kTexts.plain[thousandths / kThousand].put(at));
+    char* end = decimals.put(put_digits(at, thousandths / kThousand));
     return end - at - (decimals.size > 0 ? 1 : 0) <= FLT_DIG ? end : nullptr;
 }
 

@@ -50,6 +50,14 @@ void Output::put_in_pieces(std::string_view text) {
     }
 }
 
+void Output::put_through(std::string_view text) {
+    int error = behind_.wait();
+    if (error == 0) error = write_all(descriptor_, buffer_, held_);
+    held_ = 0;
+    if (error == 0) error = write_all(descriptor_, text.data(), text.size());
+    if (error != 0) refuse(error);
+}
+
 void Output::finish() {
     int error = behind_.wait();
     if (error == 0) error = write_all(descriptor_, buffer_, held_);

@@ -43,6 +43,10 @@ class Output {
     }
     void take(const char* end) { held_ = static_cast<std::size_t>(end - buffer_); }
 
+    // What has been put so far, and after it this text, which is written at once. Threads may take
+    // turns in it.
+    void put_through(std::string_view text);
+
     // Brings all of it out. Without this call the rest is lost: a command that failed ends early.
     void finish();
 
