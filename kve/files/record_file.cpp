@@ -85,7 +85,9 @@ RecordFile::RecordFile(const fs::path& folder, const std::string& name, int desc
 }
 
 void RecordFile::refuse(const std::string& words) const {
-    throw Failure(kUnreadable, fmt::format("{}: record {}: {}", path_, n_read_, words));
+    throw Failure(kUnreadable, n_read_ == 0
+                                   ? fmt::format("{}: {}", path_, words)
+                                   : fmt::format("{}: record {}: {}", path_, n_read_, words));
 }
 
 void RecordFile::refuse_record(RecordInput::Record found, std::size_t bytes) const {

@@ -274,20 +274,20 @@ TEST(Results, NumbersThatLeadNowhereAreRefused) {
          "matrix",
          "AINV1",
          "row 1, column 0 are not of the lower triangle of 5 levels"},
-        {"AINV1", 4, {2}, "verify", "", "AINV1: 1 elements above the diagonal\n"},
+        {"AINV1", 4, {2}, "verify", "", "AINV1: 1 element above the diagonal\nstatus 1\n"},
         {"PEDFILE1",
          4,
          {6},
          "verify",
          "",
-         "PEDFILE1: 1 parents outside the levels of factor 1; the listing warns of wrong "
+         "PEDFILE1: 1 parent outside the levels of factor 1; the listing warns of wrong "
          "parents\nstatus 1\n"},
         {"PEDFILE1",
          4,
          {-6},
          "verify",
          "",
-         "PEDFILE1: 1 parents outside the levels of factor 1; the listing warns of wrong "
+         "PEDFILE1: 1 parent outside the levels of factor 1; the listing warns of wrong "
          "parents\nstatus 1\n"},
         {"PEDFILE1", 4, {5}, "verify", "", ""},
         {"PEDFILE1", 4, {-5}, "verify", "", ""},
@@ -298,7 +298,7 @@ TEST(Results, NumbersThatLeadNowhereAreRefused) {
          "verify",
          "",
          "CODE_TABLE: factor MILK:HERD (HERD), entry 1: the list does not end where MODINF "
-         "tells\nstatus 1\n"},
+         "tells; no more was looked at\nstatus 1\n"},
         {"CODE_TABLE",
          32 + 8,
          {1},
@@ -348,7 +348,7 @@ TEST(Results, NumbersThatLeadNowhereAreRefused) {
     longer("RCDATA_I", framed(bytes_of(Ints(5))), "records",
            "RCDATA_I: record 4: one too many, MODINF tells 3\nstatus 3\n");
     longer("RCDATA_R", framed(bytes_of(Ints(1))), "records", "RCDATA_R: record 4: ");
-    longer("AINV1", "x", "verify", "AINV1: record 0: the file ends within a record\nstatus 1\n");
+    longer("AINV1", "x", "verify", "AINV1: the file ends within a record\nstatus 1\n");
     longer("INBREED", "\n", "verify",
            "INBREED: 9 lines, and the pedigrees have 8 animals\nstatus 1\n");
     EXPECT_EQ(shown(scratch, "verify"), "");
