@@ -1,9 +1,6 @@
 #include "handover/code_table.h"
 
-#include <array>
-#include <bit>
 #include <cstdint>
-#include <span>
 
 #include "base/arrays.h"
 #include "base/records.h"
@@ -39,8 +36,9 @@ void write_levels(int32_t head) {
 void write_animals(const Vec<int32_t>& rows) {
     for (int64_t j = 1; j <= rows.size(); ++j) {
         expect_ahead(rows, j, rows.size());
-        const auto columns = std::bit_cast<std::array<int32_t, 13>>(IDL(rows(j)));
-        write_record(CODE_TABLE, rows(j), std::span(columns).subspan<1>());
+        const AnimalRow& a = IDL(rows(j));
+        write_record(CODE_TABLE, rows(j), a.key, a.n_obs, a.level, a.sort, a.sire, a.dam, a.next,
+                     a.sire_row, a.dam_row, a.child_0, a.child_1, a.n_desc);
     }
 }
 
