@@ -6,8 +6,9 @@
 #
 # Builds for release, generates what is missing (build/bench, 5 GB) and prints one table: medians of
 # RUNS runs (an environment variable, 5 by default, 1 with --large) in seconds and MB. The runs are
-# taken in turns, so that what disturbs the machine disturbs all of them. KVE1 has CORES (0,1 by
-# default), the yardsticks of bench/ have one core.
+# taken in turns, every second round from the end, so that what disturbs the machine and what a run
+# leaves to the next one strike all of them alike. KVE1 has CORES (0,1 by default), the yardsticks of
+# bench/ have one core.
 #
 # The first ratio is the wall time of a run to that of its yardsticks: that of the data, for a
 # pedigree and its data those of a pedigree and of as many data records together, each on one core.
@@ -15,8 +16,8 @@
 # same run without relationships to the yardstick of the pedigree; the last one is to the wall time
 # at the size before, which should be at most 13.
 #
-# Five rounds take less than 20 minutes. Other people's programs, which take long, sit out every
-# second one.
+# Five rounds take some 20 minutes, --large half an hour. Other people's programs, which take long,
+# sit out every second round.
 set -euo pipefail
 . "$(dirname "$0")/../bench/measuring.sh"
 cores=${CORES:-0,1}
@@ -203,7 +204,8 @@ else
 fi
 : > "$results"
 for round in $(seq "$runs"); do
-    for job in "${jobs[@]}"; do
+    for at in $(seq ${#jobs[@]}); do
+        job=${jobs[$((round % 2 ? at - 1 : -at))]}
         case $job in
             *"|R data.table|"* | *"|pandas|"*) [ $((round % 2)) = 1 ] || continue ;;
         esac
