@@ -19,12 +19,13 @@ std::size_t Bins::place(double value) const {
 }
 
 void Bins::add(double value) {
-    if (value < first)
+    const double n = number(value);
+    if (n < 0.0)
         ++n_below;
-    else if (value >= start(counts.size()))
+    else if (n >= static_cast<double>(counts.size()))
         ++n_above;
     else
-        ++counts[place(value)];
+        ++counts[static_cast<std::size_t>(n)];
 }
 
 Bins choose_bins(const Moments& moments, int most) {
@@ -45,7 +46,7 @@ Bins choose_bins(const Moments& moments, int most) {
         // The least step that a real32 of this size can tell is wide enough for a bin.
         const double least = std::max((high - low) / (n_wanted - 1), std::abs(high) * 1e-6);
         bins.width = std::max(round_width(least), moments.is_whole ? 1.0 : 0.0);
-        bins.first = std::floor(low / bins.width) * bins.width;
+        bins.first = bins.number(low) * bins.width;
     } else {
         bins.width = round_width(std::max(std::abs(low), 1e-30) / n_wanted);
         bins.first = low - bins.width / 2;

@@ -19,8 +19,12 @@ struct Bins {
 
     double start(std::size_t bin) const { return first + static_cast<double>(bin) * width; }
     double middle(std::size_t bin) const { return start(bin) + width / 2; }
-    // Counted on to both sides. A value on a limit stays there when the quotient is rounded.
-    double number(double value) const { return std::floor((value - first) / width + 1e-9); }
+    // Counted on to both sides. A value on a limit stays there, also when it was rounded to a
+    // real32, such as 4.15 with limits at tenths of 0.5, and when the quotient is.
+    double number(double value) const {
+        constexpr double kRounding = 6e-8;
+        return std::floor((value - first + kRounding * std::abs(value)) / width + 1e-9);
+    }
     // The bin of a value, or that of the nearest one.
     std::size_t place(double value) const;
     void add(double value);

@@ -8,6 +8,7 @@
 #include <map>
 
 #include "directives/catalogue.h"
+#include "handover/model_information_fields.h"
 #include "kve/report/sections.h"
 #include "kve/results/model_words.h"
 
@@ -56,14 +57,22 @@ void state_trait(Statements& all, const Model& m) {
                 fmt::format("{} {}", m.var_fn.view(), m.link_fn.view()));
 }
 
+void state_restrictions(Statements& all, const std::string& matrix, const RMatrix& r) {
+    const std::string fixed = restrictions_of(r);
+    all.add(matrix + ", restrictions", fixed.empty() ? "none" : fixed);
+}
+
 void state_factor(Statements& all, const RunFolder& run, int32_t k) {
     const RMatrix& r = run.factor(k);
     const std::string factor = fmt::format("random factor {}", k);
     all.add(factor + ", effects", run.factor_name(k));
-    all.add(factor + ", structure",
-            r.method > 0 ? fmt::format("{} method {}", structure_name(r.structure), r.method)
-                         : std::string(structure_name(r.structure)));
+    all.add(
+        factor + ", structure",
+        fmt::format("{}{}{}{}", structure_name(r.structure),
+                    r.method > 0 ? fmt::format(" method {}", r.method) : "", r.l_ram ? " RAM" : "",
+                    r.phg_random ? fmt::format(" R {:g}", r.ran_factor) : ""));
     all.add(factor + ", file", r.rel_file.blank() ? "none" : r.rel_file.string());
+    state_restrictions(all, factor, r);
     if (r.l_log_det) all.add(factor + ", log determinant", fmt::format("{:.3f}", r.log_det));
 }
 
@@ -127,6 +136,7 @@ std::vector<Statement> model_statements(const RunFigures& figures) {
     for (const Model& m : run.traits()) state_trait(all, m);
     for (int32_t k = 1; k <= h.NRAMAT; ++k) state_factor(all, run, k);
     all.add("residual groups", run.has_groups() ? run.residual().grp_name.string() : "none");
+    state_restrictions(all, "residual", run.residual());
     return all.take();
 }
 
@@ -241,6 +251,59 @@ std::vector<ElementChange> compare_covariances(const RunFolder& before, const Ru
                 compare(name, before.matrices()[ka], after.matrices()[kb]);
     }
     return changes;
+}
+
+namespace {
+
+// The fields that a description shows, as they stand in the file.
+struct FieldBytes {
+    std::string place;
+    std::vector<Statement> all = {};
+
+    template <class... Parts>
+    void record(const Parts&... parts) {
+        (for_each_field(
+             parts,
+             [this](std::string_view name, const Extents& shape, const auto& item) {
+                 if constexpr (requires { item.data(); })
+                     add(name, item.data(),
+                         sizeof(*item.data()) *
+                             static_cast<std::size_t>(shape.n[0] * shape.n[1] * shape.n[2]));
+                 else
+                     add(name, &item, sizeof item);
+             }),
+         ...);
+    }
+
+ private:
+    void add(std::string_view name, const void* bytes, std::size_t n) {
+        all.push_back({place + std::string(name), std::string(static_cast<const char*>(bytes), n)});
+    }
+};
+
+std::vector<Statement> fields_of(const RunFolder& run) {
+    FieldBytes fields;
+    describe_head(fields, run.run());
+    for (int32_t i = 1; i <= run.run().nt; ++i) {
+        fields.place = fmt::format("trait {}: ", i);
+        describe_trait(fields, run.trait(i));
+    }
+    for (std::size_t k = 0; k < run.matrices().size(); ++k) {
+        fields.place = fmt::format("matrix {}: ", k + 1);
+        describe_matrix(fields, run.matrices()[k], k < run.factors().size());
+    }
+    fields.place = "tail: ";
+    describe_tail(fields, run.run(), run.residual());
+    return std::move(fields.all);
+}
+
+}  // namespace
+
+std::vector<std::string> other_fields(const RunFolder& before, const RunFolder& after) {
+    std::vector<std::string> names;
+    for (const Difference& d : compare(fields_of(before), fields_of(after)))
+        if (d.subject != "RUN_DATE") names.push_back(d.subject);
+    return names;
 }
 
 std::vector<Message> messages_without(const RunFigures& figures, const RunFigures& other) {

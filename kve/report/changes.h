@@ -48,6 +48,9 @@ struct ElementChange {
 // Elements that both runs have, by the names of matrices and rows.
 std::vector<ElementChange> compare_covariances(const RunFolder& before, const RunFolder& after);
 
+// Fields of MODINF with other contents, but for the date.
+std::vector<std::string> other_fields(const RunFolder& before, const RunFolder& after);
+
 // Messages that only one of two runs has.
 std::vector<Message> messages_without(const RunFigures& figures, const RunFigures& other);
 

@@ -87,6 +87,19 @@ void add_what_is_missing(Section& section, const RunFigures& run, const char* wh
             {Note::error, fmt::format("Not compared, of {}: {}. {}", which, gap.what, gap.reason)});
 }
 
+// Nothing has changed of what the page compares.
+void add_words_on_rest(Section& section, const Comparison& c) {
+    const std::vector<std::string> fields = other_fields(c.before.run, c.after.run);
+    const char* const kSame =
+        "model, records, levels, (co)variances, pedigree and warnings are the same in both runs";
+    if (fields.empty())
+        section.notes.push_back({Note::good, fmt::format("Nothing: {}.", kSame)});
+    else
+        section.notes.push_back(
+            {Note::plain, fmt::format("Little: {}, but not these fields of MODINF: {}.", kSame,
+                                      fmt::join(fields, ", "))});
+}
+
 Section words_section(const Comparison& c) {
     Section section{.id = "changes", .title = "What changed"};
     for (const Message& m : c.added)
@@ -99,10 +112,7 @@ Section words_section(const Comparison& c) {
     add_words(section, "levels", changed(c.levels));
     add_words(section, "(co)variances", changed(c.covariances));
     add_words(section, "pedigree", c.pedigree);
-    if (section.notes.empty())
-        section.notes.push_back({Note::good,
-                                 "Nothing: model, records, levels, (co)variances, pedigree and "
-                                 "warnings are the same in both runs."});
+    if (section.notes.empty()) add_words_on_rest(section, c);
     add_what_is_missing(section, c.before, "the first run");
     add_what_is_missing(section, c.after, "the second run");
     return section;

@@ -24,7 +24,7 @@ function numberText(value, digits) {
   if (digits !== undefined && digits >= 0)
     return grouped(value.toLocaleString('en-GB', {minimumFractionDigits: digits, maximumFractionDigits: digits}));
   const size = Math.abs(value);
-  if (size !== 0 && (size < 1e-4 || (size >= 1e10 && !Number.isInteger(value)))) return value.toExponential(3);
+  if (size !== 0 && (size < 1e-4 || (size >= 1e10 && !Number.isInteger(value)))) return Number(value.toPrecision(4)).toExponential();
   if (Number.isInteger(value)) return grouped(value.toLocaleString('en-GB'));
   return grouped(value.toLocaleString('en-GB', {maximumSignificantDigits: 6}));
 }

@@ -19,4 +19,8 @@ std::vector<std::optional<int64_t>> count_records(const RunFolder& run);
 // The covariables of a trait, with what they are nested in.
 std::string regressions_of(const Model& m);
 
+// What is fixed of a matrix, by rows and columns: by $VAR_REST, and of the residual as zero; empty
+// when nothing is.
+std::string restrictions_of(const RMatrix& r);
+
 }  // namespace kve::companion

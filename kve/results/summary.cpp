@@ -195,6 +195,7 @@ void put_factor(Output& out, const RunFolder& run, int32_t k) {
     if (r.l_log_det) out.put(fmt::format(", log determinant {:.3f}", r.log_det));
     out.put('\n');
     put_rows(out, r);
+    put_line(out, "restricted", restrictions_of(r));
 }
 
 void put_files(Output& out, const RunFolder& run) {
@@ -227,6 +228,8 @@ void put_summary(Output& out, const RunFolder& run) {
         out.put(fmt::format("\nResidual (co)variances in {} of {}\n",
                             counted(run.residual().grp_nlev, "group"),
                             run.residual().grp_name.view()));
+    if (const std::string fixed = restrictions_of(run.residual()); !fixed.empty())
+        out.put(fmt::format("\nResidual, restricted: {}\n", fixed));
     put_files(out, run);
 }
 

@@ -62,7 +62,7 @@ std::string notes_of(const Scratch& scratch, const std::string& id) {
 struct Given {
     std::string herd = "HERD", milk = "MILK", method = "1", prior = "2";
     int n = 40;
-    std::string pedigree_end = {};
+    std::string pedigree_end = {}, analyse = "2 0 0 0", restrictions = {};
 };
 
 void run_small(const Scratch& scratch, const Given& given = {}) {
@@ -74,11 +74,12 @@ void run_small(const Scratch& scratch, const Given& given = {}) {
     std::string pedigree = "101 0 0 20050101\n";
     for (int cow = 901; cow < 906; ++cow) pedigree += text("%d 101 0 20%d0101\n", cow, cow - 890);
     scratch.write("ped", pedigree + "906 101 901 20160101\n" + given.pedigree_end);
-    const Outcome outcome = scratch.run(
-        "$ANALYSE 2 0 0 0\n$DATA ASCII (2,3,-9.0) data\n$VARIABLE\n" + given.herd + " COW AGE " +
-        given.milk + " FAT\n$MODEL\n2 2 0 0 0\n0\n0\n2 0 2 1 2\n3 0 2 1 2\n1 1\n1 1\n1 1\n0\n0\n" +
-        "$VAR_STR 1 PED " + given.method + " ASCII ped\n$PRIOR\n1 1 1 " + given.prior +
-        "\n1 2 1 -.5\n1 2 2 1\n2 1 1 3\n2 2 2 3\n");
+    const Outcome outcome =
+        scratch.run("$ANALYSE " + given.analyse + "\n$DATA ASCII (2,3,-9.0) data\n$VARIABLE\n" +
+                    given.herd + " COW AGE " + given.milk +
+                    " FAT\n$MODEL\n2 2 0 0 0\n0\n0\n2 0 2 1 2\n3 0 2 1 2\n1 1\n1 1\n1 1\n0\n0\n" +
+                    "$VAR_STR 1 PED " + given.method + " ASCII ped\n$PRIOR\n1 1 1 " + given.prior +
+                    "\n1 2 1 -.5\n1 2 2 1\n2 1 1 3\n2 2 2 3\n" + given.restrictions);
     ASSERT_EQ(outcome.status, 0) << outcome.listing;
     std::filesystem::rename(scratch.folder() / "listing.out", scratch.folder() / "listing");
 }
@@ -251,6 +252,25 @@ TEST(Report, SaysWhatChangedBetweenTwoRuns) {
     EXPECT_TRUE(notes_of(scratch, "changes").starts_with("1 : Nothing: ")) << notes;
 }
 
+// What only MODINF tells of is not passed over.
+TEST(Report, SaysWhatElseChanged) {
+    Scratch scratch, other;
+    const std::string pair = ". '" + other.folder().string() + "'";
+    run_small(scratch, {.analyse = "1 1 0 0"});
+    run_small(other, {.analyse = "1 1 0 0",
+                      .restrictions = "$VAR_REST\nCOV 1 2,1\nCOR 2 2,1\nV_R 1 1 1 1 2 2\n"});
+    ASSERT_EQ(report(scratch, pair), 0);
+    EXPECT_EQ(notes_of(scratch, "changes"),
+              "1 model: Changed: random factor 1, restrictions, none → fixed (2,1), ratio of "
+              "variances in row 2, in the numerator of the ratio.\n"
+              "1 model: Changed: residual, restrictions, none → fixed correlation (2,1), in the "
+              "denominator of the ratio.\n");
+    run_small(other, {.analyse = "1 1 0 1"});
+    ASSERT_EQ(report(scratch, pair), 0);
+    EXPECT_TRUE(notes_of(scratch, "changes").ends_with("not these fields of MODINF: ITEST.\n"))
+        << notes_of(scratch, "changes");
+}
+
 // Names stand in a script; whatever they hold, they end neither it nor the page.
 TEST(Report, IsDrawnByABrowserWithoutAFault) {
     Scratch scratch, second;
@@ -287,6 +307,13 @@ TEST(Report, BinsHoldAllValues) {
                   static_cast<int64_t>(values.size()))
             << values[0];
     }
+    // Hundredths, rounded to real32: as many in each bin.
+    companion::Moments moments;
+    for (int n = 286; n <= 535; ++n) moments.add(static_cast<float>(n) / 100.0F);
+    companion::Bins bins = companion::choose_bins(moments, 60);
+    for (int n = 286; n <= 535; ++n) bins.add(static_cast<float>(n) / 100.0F);
+    const int64_t whole = std::llround(bins.width * 100.0);
+    for (std::size_t k = 1; k + 1 < bins.counts.size(); ++k) EXPECT_EQ(bins.counts[k], whole) << k;
     for (int64_t n = 0, from = 0, to = 0; n < 300; ++n) {
         const std::string label = companion::Doublings::label(companion::Doublings::place(n));
         const int found = std::sscanf(label.c_str(), "%ld–%ld", &from, &to);
