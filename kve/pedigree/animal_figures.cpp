@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 namespace kve::companion {
 
@@ -58,6 +59,61 @@ Vec<float> find_completeness(const Pedigree& pedigree, int generations) {
         completeness(j) = s + d > 0.0F ? 2.0F * s * d / (s + d) : 0.0F;
     }
     return completeness;
+}
+
+namespace {
+
+// Sires of animals with both parents known, every so many of them, and the mates of each.
+struct SireSample {
+    std::vector<int32_t> sires;
+    std::vector<std::vector<int32_t>> mates;
+    double sires_for_one = 0.0;
+};
+
+SireSample sample_sires(const Pedigree& pedigree) {
+    constexpr std::size_t kSires = 50;
+    Vec<bool> is_sire;
+    make_table(is_sire, pedigree.size());
+    for (const auto& [sire, dam] : pedigree.parents)
+        if (sire > 0 && dam > 0) is_sire(sire) = true;
+    std::vector<int32_t> all;
+    for (int32_t j = 1; j <= pedigree.size(); ++j)
+        if (is_sire(j)) all.push_back(j);
+    SireSample sample;
+    const std::size_t n = std::min(all.size(), kSires);
+    for (std::size_t k = 0; k < n; ++k)
+        sample.sires.push_back(all[(2 * k + 1) * all.size() / (2 * n)]);
+    sample.mates.resize(n);
+    for (const auto& [sire, dam] : pedigree.parents)
+        if (const auto at = std::ranges::lower_bound(sample.sires, sire);
+            dam > 0 && at != sample.sires.end() && *at == sire)
+            sample.mates[static_cast<std::size_t>(at - sample.sires.begin())].push_back(dam);
+    if (n > 0) sample.sires_for_one = static_cast<double>(all.size()) / static_cast<double>(n);
+    return sample;
+}
+
+}  // namespace
+
+double estimate_visits(const Pedigree& pedigree) {
+    SireSample sample = sample_sires(pedigree);
+    Vec<int32_t, 0> seen_for;  // the last sire for whom the animal was counted
+    make_table(seen_for, pedigree.size() + 1);
+    double visits = 0.0;
+    for (std::size_t k = 0; k < sample.sires.size(); ++k) {
+        const int32_t sire = sample.sires[k];
+        std::vector<int32_t>& pending = sample.mates[k];
+        pending.push_back(sire);
+        while (!pending.empty()) {
+            const int32_t animal = pending.back();
+            pending.pop_back();
+            if (animal == 0 || seen_for(animal) == sire) continue;
+            seen_for(animal) = sire;
+            visits += sample.sires_for_one;
+            pending.push_back(pedigree.parents(animal).sire);
+            pending.push_back(pedigree.parents(animal).dam);
+        }
+    }
+    return visits;
 }
 
 Inbreeding find_inbreeding(const Pedigree& pedigree) {

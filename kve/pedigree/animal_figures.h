@@ -25,4 +25,8 @@ struct Inbreeding {
 // By the method with which KVE1 makes its inverse.
 Inbreeding find_inbreeding(const Pedigree& pedigree);
 
+// How many ancestors that will visit, about: of each sire and his mates together, counted for 50
+// sires spread over the pedigree.
+double estimate_visits(const Pedigree& pedigree);
+
 }  // namespace kve::companion

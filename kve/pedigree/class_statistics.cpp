@@ -2,15 +2,31 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace kve::companion {
 
-AnimalFigures find_figures(const Pedigree& pedigree, int completeness_generations) {
+namespace {
+
+Inbreeding unknown_inbreeding(int64_t n) {
+    Inbreeding unknown;
+    for (Vec<double>* table : {&unknown.coefficient, &unknown.sampling}) {
+        make_table(*table, n);
+        std::ranges::fill(*table, std::numeric_limits<double>::quiet_NaN());
+    }
+    return unknown;
+}
+
+}  // namespace
+
+AnimalFigures find_figures(const Pedigree& pedigree, int completeness_generations,
+                           bool with_inbreeding) {
     AnimalFigures figures;
     figures.equivalent = find_equivalent_generations(pedigree);
     figures.completeness = find_completeness(pedigree, completeness_generations);
-    Inbreeding inbreeding = find_inbreeding(pedigree);
+    Inbreeding inbreeding =
+        with_inbreeding ? find_inbreeding(pedigree) : unknown_inbreeding(pedigree.size());
     figures.inbreeding = std::move(inbreeding.coefficient);
     figures.sampling = std::move(inbreeding.sampling);
     return figures;

@@ -15,7 +15,9 @@ struct AnimalFigures {
     Vec<double> inbreeding;
     Vec<double> sampling;  // Mendelian sampling variance, as a share of the additive one
 };
-AnimalFigures find_figures(const Pedigree& pedigree, int completeness_generations);
+// Without its inbreeding all that comes of it is not a number.
+AnimalFigures find_figures(const Pedigree& pedigree, int completeness_generations,
+                           bool with_inbreeding = true);
 
 inline constexpr int32_t kNoClass = kNoBirth;
 enum Path { kSireSon, kSireDaughter, kDamSon, kDamDaughter, kPaths };

@@ -79,7 +79,8 @@ Population describe_population(const Pedigree& pedigree, BirthUnit unit,
     Vec<int32_t> years = years_of_birth(pedigree, unit);
     const Vec<int32_t>& label_of = options.by_generation ? generation : years;
     found.without_class = std::count(label_of.begin(), label_of.end(), kNoClass);
-    found.figures = find_figures(pedigree, options.completeness_generations);
+    found.figures =
+        find_figures(pedigree, options.completeness_generations, options.with_inbreeding);
     const AnimalFigures& figures = found.figures;
     found.classes = sum_up_classes(pedigree, figures, label_of, per_year);
     found.all = add_up(found.classes);

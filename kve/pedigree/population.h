@@ -15,6 +15,7 @@ namespace kve::companion {
 
 struct PopulationOptions {
     bool by_generation = false;  // classes; otherwise years of birth
+    bool with_inbreeding = true;
     int completeness_generations = 5;
     int64_t most_ancestors = 100;
     std::string reference;  // FROM:TO, classes; the youngest when it is empty

@@ -163,7 +163,8 @@ std::vector<Statement> pedigree_statements(const RunFigures& figures) {
         all.add("dams" + of, std::to_string(p.dams.n));
         all.add("equivalent complete generations, mean" + of,
                 fmt::format("{:.2f}", row.equivalent));
-        all.add("mean inbreeding" + of, fmt::format("{:.3f} %", 100.0 * row.inbreeding));
+        if (p.without_inbreeding.empty())
+            all.add("mean inbreeding" + of, fmt::format("{:.3f} %", 100.0 * row.inbreeding));
         for (const Measure& m : measures_of(p))
             if (const auto* value = std::get_if<double>(&m.value); value && std::isfinite(*value))
                 all.add(m.name + of, fmt::format("{:.4g} {}", *value, m.unit));

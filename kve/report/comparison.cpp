@@ -233,7 +233,15 @@ Section pedigrees_section(const Comparison& c) {
                                         pedigree_statements(c.after));
     for (const PedigreeFigures& b : c.after.pedigrees)
         for (const PedigreeFigures& a : c.before.pedigrees)
-            if (a.factor == b.factor && a.birth == b.birth) add_inbreeding(section, a, b);
+            if (a.factor == b.factor && a.birth == b.birth && a.without_inbreeding.empty() &&
+                b.without_inbreeding.empty())
+                add_inbreeding(section, a, b);
+    const std::pair<const char*, const RunFigures&> runs[] = {{"first run", c.before},
+                                                              {"second run", c.after}};
+    for (const auto& [run, figures] : runs)
+        for (const PedigreeFigures& p : figures.pedigrees)
+            if (!p.without_inbreeding.empty())
+                section.notes.push_back({Note::plain, p.without_inbreeding, run});
     return section;
 }
 

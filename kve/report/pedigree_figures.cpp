@@ -86,10 +86,26 @@ void fill_generations(const AnimalFigures& known, PedigreeFigures& figures) {
     for (const float g : known.equivalent) bins.add(static_cast<double>(g));
 }
 
+// Empty when the inbreeding may be found. That takes about 20 nanoseconds a visit, and so some
+// seconds at most; large pedigrees, which take long to read, may have more.
+std::string why_without_inbreeding(const Pedigree& pedigree) {
+    constexpr double kMostVisits = 3e8, kMostOfAnAnimal = 50.0, kVisitsInAMinute = 3e9;
+    const double visits = estimate_visits(pedigree), minutes = visits / kVisitsInAMinute;
+    if (visits <= std::max(kMostVisits, kMostOfAnAnimal * pedigree.size())) return {};
+    return fmt::format(
+        "Inbreeding and what comes of it, rates, effective sizes and founder genomes, are left "
+        "out: "
+        "each sire and his mates have so many ancestors here that it would take {}. With "
+        "--inbreeding "
+        "kve report finds it all the same.",
+        minutes < 1.5 ? "about a minute" : fmt::format("about {:.0f} minutes", minutes));
+}
+
 // Sort variables that are no time tell neither intervals nor rates: generations do.
 Population survey_population(const RunPedigree& animals, PedigreeFigures& figures) {
-    figures.by_generation = !animals.are_dates && !animals.are_years;
     PopulationOptions options;
+    options.with_inbreeding = figures.without_inbreeding.empty();
+    figures.by_generation = !animals.are_dates && !animals.are_years;
     options.by_generation = figures.by_generation;
     options.completeness_generations = kCompleteness;
     Population population = describe_population(
@@ -126,10 +142,11 @@ ParentFigures count_offspring(const RunPedigree& animals, Parent parent_of) {
 
 }  // namespace
 
-PedigreeFigures survey_pedigree(const RunFolder& run, int32_t factor) {
+PedigreeFigures survey_pedigree(const RunFolder& run, int32_t factor, bool all_inbreeding) {
     const RunPedigree animals = read_pedigree(run, factor);
     const Reckoning reckoning("the pedigree of " + run.factor_name(factor));
     PedigreeFigures figures;
+    if (!all_inbreeding) figures.without_inbreeding = why_without_inbreeding(animals.pedigree);
     figures.population = survey_population(animals, figures);
     const AnimalFigures known = std::move(figures.population.figures);
     figures.longest = figures.population.depth;

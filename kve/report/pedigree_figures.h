@@ -46,11 +46,14 @@ struct PedigreeFigures {
     int32_t longest = 0;     // generations
     Bins equivalents;        // animals by equivalent complete generations
     ParentFigures sires, dams;
+    // Why the inbreeding was not found, and with it what comes of it; empty when it was.
+    std::string without_inbreeding;
     bool by_generation = false;  // the classes of the population, which are years otherwise
     Population population{};     // without what it knows of each animal
     std::vector<AncestorFigures> ancestors;
 };
 
-PedigreeFigures survey_pedigree(const RunFolder& run, int32_t factor);
+// Where its inbreeding would take long it is left out, unless `all_inbreeding` asks for it.
+PedigreeFigures survey_pedigree(const RunFolder& run, int32_t factor, bool all_inbreeding);
 
 }  // namespace kve::companion

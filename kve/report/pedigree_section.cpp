@@ -217,15 +217,15 @@ Section pedigree_section(const RunFigures& figures) {
             section.words.push_back(
                 fmt::format("{} left out of the generations: from an animal to its own descendant.",
                             counted(p.n_left_out, "link is", "links are")));
+        const bool has_inbreeding = p.without_inbreeding.empty();
+        if (!has_inbreeding) section.notes.push_back({Note::plain, p.without_inbreeding, p.name});
         section.tables.push_back(measures_table(p));
-        std::vector<Figure> all = {animals_figure(p),
-                                   parents_figure(p),
-                                   completeness_figure(p),
-                                   generations_figure(p),
-                                   inbreeding_figure(p),
-                                   equivalents_figure(p),
-                                   families_figure(figures, p, p.sires, "sires", "sire"),
-                                   families_figure(figures, p, p.dams, "dams", "dam")};
+        std::vector<Figure> all = {animals_figure(p), parents_figure(p), completeness_figure(p),
+                                   generations_figure(p)};
+        if (has_inbreeding) all.push_back(inbreeding_figure(p));
+        all.push_back(equivalents_figure(p));
+        all.push_back(families_figure(figures, p, p.sires, "sires", "sire"));
+        all.push_back(families_figure(figures, p, p.dams, "dams", "dam"));
         for (Figure& figure : population_figures(figures, p)) all.push_back(std::move(figure));
         for (Figure& figure : all) {
             if (figures.pedigrees.size() > 1) figure.title += " of " + p.name;

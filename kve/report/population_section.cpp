@@ -205,7 +205,7 @@ Table measures_table(const PedigreeFigures& p) {
 std::vector<Figure> population_figures(const RunFigures& figures, const PedigreeFigures& p) {
     std::vector<Figure> all;
     if (p.population.classes.size() <= kMostClasses) {
-        all.push_back(rates_figure(p));
+        if (p.without_inbreeding.empty()) all.push_back(rates_figure(p));
         if (!p.by_generation) all.push_back(intervals_figure(p));
         all.push_back(sizes_figure(p));
     }

@@ -20,11 +20,13 @@ struct Options {
     std::string folder, second, output, ids;
     std::vector<std::string> listings;
     std::optional<float> missing;
+    bool all_inbreeding = false;
 };
 
 RunSource source_of(const Options& options, const std::string& folder, std::size_t number) {
     return {folder, number < options.listings.size() ? options.listings[number] : "",
-            options.ids.empty() ? "" : ids_file(options.ids, folder), options.missing};
+            options.ids.empty() ? "" : ids_file(options.ids, folder), options.missing,
+            options.all_inbreeding};
 }
 
 std::string name_of_folder(const RunFigures& figures) {
@@ -102,6 +104,9 @@ Command add_report(CLI::App& app) {
         ->add_option("--missing", options->missing,
                      "the missing value code of $DATA: reals at or below it are missing")
         ->type_name("CODE");
+    command->add_flag("--inbreeding", options->all_inbreeding,
+                      "finds the inbreeding of every pedigree; otherwise it is left out, and the "
+                      "page says so, where that would take long");
     command->final_callback([options] {
         for (const std::string& folder : {options->folder, options->second})
             if (const std::string fault = refuse_run_file(options->output, folder);

@@ -1,5 +1,9 @@
 #include "kve/report/run_figures.h"
 
+#include <fmt/format.h>
+
+#include <cstdio>
+
 #include "kve/files/listing_words.h"
 #include "kve/shared/failure.h"
 
@@ -24,6 +28,14 @@ MessageFile read_listing(const RunSource& source, const RunFolder& run) {
     return listing;
 }
 
+void add_pedigree(RunFigures& figures, int32_t k, bool all_inbreeding) {
+    figures.pedigrees.push_back(survey_pedigree(figures.run, k, all_inbreeding));
+    const PedigreeFigures& p = figures.pedigrees.back();
+    if (!p.without_inbreeding.empty())
+        fmt::print(stderr, "kve: {}, {}: {}\n", figures.run.path().string(), p.name,
+                   p.without_inbreeding);
+}
+
 }  // namespace
 
 std::unique_ptr<RunFigures> survey_run(const RunSource& source) {
@@ -38,7 +50,7 @@ std::unique_ptr<RunFigures> survey_run(const RunSource& source) {
     for (int32_t k = 1; k <= run.run().NRAMAT; ++k)
         if (has_pedigree(run.factor(k).structure))
             try_survey(*figures, "pedigree",
-                       [&] { figures->pedigrees.push_back(survey_pedigree(run, k)); });
+                       [&] { add_pedigree(*figures, k, source.all_inbreeding); });
     for (const RunFile& file : run.promised_files())
         if (file.kind == FileKind::matrix)
             try_survey(*figures, "pattern of a matrix",

@@ -45,6 +45,7 @@ struct RunSource {
     std::string listing;  // a file, empty to look for one in the folder
     std::string ids;      // the file of the users' own names, empty for none
     std::optional<float> missing;
+    bool all_inbreeding = false;  // however long it takes
 };
 
 // Everything but the bins of the records, which may be those of another run. Of the run's files

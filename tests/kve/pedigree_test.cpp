@@ -81,6 +81,21 @@ TEST(PedigreeFigures, AreThoseOfTheTextbook) {
     }
 }
 
+// The ancestors of each sire and his mates, a mate and the sire among them. With more sires than
+// are looked at, of which all are alike, no more is known than of these.
+TEST(PedigreeFigures, VisitsForTheInbreedingAreEstimated) {
+    EXPECT_DOUBLE_EQ(estimate_visits(pedigree_of({{0, 0}, {1, 0}, {0, 1}})), 0.0);
+    // Sires 1 with 2 and 4, and 5 with 2 and, not known, another.
+    EXPECT_DOUBLE_EQ(
+        estimate_visits(pedigree_of({{0, 0}, {0, 0}, {1, 2}, {0, 2}, {1, 4}, {5, 2}, {5, 0}})),
+        3.0 + 4.0);
+    std::vector<std::pair<int, int>> apart;
+    for (int family = 0; family < 300; ++family)
+        for (const auto& [sire, dam] : {std::pair(0, 0), {0, 0}, {1, 2}})
+            apart.emplace_back(sire > 0 ? 3 * family + sire : 0, dam > 0 ? 3 * family + dam : 0);
+    EXPECT_DOUBLE_EQ(estimate_visits(pedigree_of(apart)), 600.0);
+}
+
 // Wright (1922), Coefficients of inbreeding and relationship: the Shorthorn bull Roan Gauntlet has
 // 0.1406. In this order Champion of England, Lord Raglan, Grand Duke of Gloster, Mistletoe,
 // Mimulus, Carmine, Royal Duke of Gloster, Princess Royal and himself.

@@ -136,6 +136,29 @@ TEST(Report, ShowsTheFiguresOfTheRun) {
               "1 : Neither the listing nor KVE_LOG has a warning or an error.\n");
 }
 
+// Each animal descends from all before it: the time for the inbreeding grows with their square.
+TEST(Report, LeavesOutWhatWouldTakeLong) {
+    Scratch scratch;
+    std::string line;
+    for (int n = 1000; n < 37'000; ++n)
+        line += text("%d %d %d 0\n", n, n > 1001 ? n - 1 - n % 2 : 0, n > 1001 ? n - 2 + n % 2 : 0);
+    run_small(scratch, {.method = "2", .pedigree_end = line});
+    ASSERT_EQ(report(scratch, "."), 0) << scratch.read("words");
+    const std::string words =
+        "COW: Inbreeding and what comes of it, rates, effective sizes and "
+        "founder genomes, are left out: ";
+    EXPECT_NE(scratch.read("words").find(words), std::string::npos) << scratch.read("words");
+    EXPECT_NE(notes_of(scratch, "pedigree").find(words), std::string::npos);
+    const json section = section_of(scratch, "pedigree");
+    for (const json& figure : section["figures"])
+        EXPECT_EQ(figure["title"].get<std::string>().find("nbreeding"), std::string::npos);
+    for (const json& row : section["tables"][0]["rows"])
+        for (const auto& [measure, is_there] : {std::pair("individual rate of inbreeding", false),
+                                                {"founder genomes", false},
+                                                {"effective founders", true}})
+            EXPECT_TRUE(row[0] != measure || row[1].is_number() == is_there) << row;
+}
+
 // Herds and animals by the names of the user, in two runs that know them by different integers.
 TEST(Report, ShowsTheNamesOfTheUser) {
     Scratch scratch, second;

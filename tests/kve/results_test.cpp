@@ -354,4 +354,56 @@ TEST(Results, NumbersThatLeadNowhereAreRefused) {
     EXPECT_EQ(shown(scratch, "verify"), "");
 }
 
+// Long tables are made in blocks by several threads: lines come in their order, and what is wrong
+// with a record far down ends the table ahead of it.
+TEST(Results, LongTablesComeInOrder) {
+    constexpr int kAnimals = 30'000;
+    const Scratch scratch;
+    std::string data, pedigree,
+        records = "HERD,COW,MILK\n", elements,
+        levels = "factor,name,identity,level,observations,sire,dam,sort,progeny,inbreeding\n";
+    for (int n = 1; n <= kAnimals; ++n) {
+        data += text("%d 1 %d\n%d 1 %d\n", n, n, n, n + 5);
+        pedigree += text("%d 0 0 %d\n", n, n);
+        records += text("1,%d,%d\n1,%d,%d\n", n, n, n, n + 5);
+        elements += text("%d %d 1\n", n, n);
+        levels += text("1,COW,%d,%d,2,,,%d,0,0.0000\n", n, n, n);
+    }
+    scratch.write("cows", pedigree);
+    run(scratch,
+        {"$ANALYSE 1 1 0 0\n$DATA ASCII (2,1,-9.0) data\n$VARIABLE\nCOW HERD MILK\n$MODEL\n"
+         "1\n0\n1 0 2 2 1\n1 1\n0\n0\n$VAR_STR 1 PED 1 ASCII cows\n$PRIOR\n1 1 1 1\n2 1 1 1\n",
+         data.c_str()});
+    struct Case {
+        const char *command, *arguments, *file;
+        std::size_t at;  // of a record in a later block, whose length becomes another
+        const std::string& lines;
+        const char* words;
+    };
+    constexpr std::size_t kData = 24, kElement = 24, kHerd = 32, kAnimal = 60;  // bytes of a record
+    const std::string some = records.substr(0, records.find("1,25001,")), one = "HERD,COW,MILK\n",
+                      full = "kve: /dev/full: No space left on device\nstatus 3\n";
+    const Case cases[] = {
+        {"records", "", "RCDATA_I", 49'999 * kData, records, "RCDATA_I: record 50000: cut"},
+        {"records", "--original --first 50000", "RCDATA_I", 50'000 * kData, some, ""},
+        {"records", "-o /dev/full", "RCDATA_I", 49'999 * kData, full, "/dev/full: No space"},
+        {"records", "2>&1 | head -1", "RCDATA_I", 49'999 * kData, one, ""},
+        {"levels", "--factor 1", "CODE_TABLE", kHerd + 29'998 * kAnimal, levels,
+         "CODE_TABLE: record 30000: cut"},
+        {"matrix", "AINV1 --format text", "AINV1", 29'998 * kElement, elements,
+         "AINV1: record 29999: cut"},
+    };
+    for (const Case& c : cases) {
+        const std::string whole = scratch.read(c.file);
+        EXPECT_TRUE(shown(scratch, c.command, c.arguments) == c.lines) << c.command;
+        scratch.write(c.file, std::string(whole).replace(c.at, 1, 1, '\1'));
+        const std::string found = shown(scratch, c.command, c.arguments);
+        const std::size_t words = std::min(found.find("kve: "), found.size());
+        EXPECT_TRUE(c.lines.starts_with(found.substr(0, words))) << c.command;
+        EXPECT_EQ(words == found.size(), c.words[0] == 0) << c.command;
+        EXPECT_NE(found.find(c.words, words), found.npos) << found.substr(words);
+        scratch.write(c.file, whole);
+    }
+}
+
 }  // namespace
