@@ -109,6 +109,32 @@ bool is_above(int64_t at, int64_t last, int generation) {
     return below >= 0 && last >> below == at;
 }
 
+// The elements on their way, the oldest first: one a generation at most, of which a heap has 31.
+template <class Element>
+struct UnderWay {
+    Sinking<Element> elements[32];
+    int n = 0;
+};
+
+// All of them sink on, and those that find their places are gone. True when one may still come to
+// the last place of the heap.
+template <class Element>
+bool sink_all(Heap<Element>& heap, UnderWay<Element>& under_way, int64_t last) {
+    const int generation = generation_of(last), n = std::exchange(under_way.n, 0);
+    bool waits = false;
+    for (int k = 0; k < n; ++k) {
+        Sinking<Element>& s = under_way.elements[k];
+        if (generation_of(s.at) + 1 >= generation_of(s.last)) {
+            sink_to_the_end(heap, s);
+            continue;
+        }
+        if (!sink_on(heap, s)) continue;
+        waits = waits || is_above(s.at, last, generation);
+        under_way.elements[under_way.n++] = s;
+    }
+    return waits;
+}
+
 // The classic heap sort, ascending: the top goes behind the heap, whose last element sinks from
 // there. In a large heap each generation is a wait for the memory. So the next element does not
 // wait until those before it have found their places: what is above them is settled. It waits only
@@ -116,27 +142,12 @@ bool is_above(int64_t at, int64_t last, int generation) {
 template <class Element>
 void heap_sort(Heap<Element> heap) {
     build_heap(heap);
-    Sinking<Element> under_way[32];  // the oldest first; a heap has 31 generations
-    int n_under_way = 0;
+    UnderWay<Element> under_way;
     int64_t last = heap.size();
-    while (last > 1 || n_under_way > 0) {
-        const int generation = generation_of(last);
-        int n_left = 0;
-        bool waits = false;
-        for (int k = 0; k < n_under_way; ++k) {
-            Sinking<Element>& s = under_way[k];
-            if (generation_of(s.at) + 1 >= generation_of(s.last)) {
-                sink_to_the_end(heap, s);
-                continue;
-            }
-            if (!sink_on(heap, s)) continue;
-            waits = waits || is_above(s.at, last, generation);
-            if (n_left != k) under_way[n_left] = s;
-            ++n_left;
-        }
-        n_under_way = n_left;
+    while (last > 1 || under_way.n > 0) {
+        const bool waits = sink_all(heap, under_way, last);
         if (waits || last <= 1) continue;
-        under_way[n_under_way++] = {heap.a(last), last - 1, 1};
+        under_way.elements[under_way.n++] = {heap.a(last), last - 1, 1};
         heap.a(last) = heap.a(1);
         --last;
     }
