@@ -7,7 +7,7 @@ namespace kve::companion {
 namespace {
 
 constexpr std::size_t kWidth = 79,
-                      kTexts = 28;  // of a line; where what is said of an option begins
+                      kTexts = 30;  // of a line; where what is said of an option begins
 
 // Broken at blanks; lines that are indented stay.
 std::string wrapped(const std::string& text, std::size_t width) {
