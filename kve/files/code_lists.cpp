@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "handover/code_table_lists.h"
 #include "kve/shared/failure.h"
@@ -111,14 +110,9 @@ int64_t CodeBlock::read(const CodeList& list, const RecordBlock::Part& place, in
 }
 
 Code CodeBlock::code(const CodeList& list, int64_t k) const {
-    if (list.kind == CodeList::animals) {
-        AnimalRow row;
-        std::memcpy(&row, block_.record(k), sizeof row);
-        return code_of(row);
-    }
-    LevelRecord record;
-    std::memcpy(&record, block_.record(k), sizeof record);
-    return code_of(record);
+    if (list.kind == CodeList::animals)
+        return code_of(*reinterpret_cast<const AnimalRow*>(block_.record(k)));
+    return code_of(*reinterpret_cast<const LevelRecord*>(block_.record(k)));
 }
 
 void CodeBlock::refuse_unread(int64_t k) const {

@@ -108,7 +108,7 @@ class RecordBlock {
 
     // Tells how many of them are there as they should be.
     int64_t read(const Part& part, std::size_t record_bytes);
-    // From 0 on. It stands where numbers of 4 bytes may stand.
+    // From 0 on. Numbers of 4 bytes may be taken from where they stand.
     const std::byte* record(int64_t k) const {
         return bytes_.get() + static_cast<std::size_t>(k) * frame_bytes_ + sizeof(int32_t);
     }

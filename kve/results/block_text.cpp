@@ -40,9 +40,10 @@ class BlockWriter {
     void put_all() {
         {
             std::array<HelperThread, kMostHelpers> helpers;
-            const auto n =
-                std::min<int64_t>({plan_.is_in_order ? 0 : plan_.n_blocks - 1, std::ssize(helpers),
-                                   int64_t{std::thread::hardware_concurrency()}});
+            const int64_t cores = std::thread::hardware_concurrency();
+            const int64_t n = plan_.is_in_order ? 0
+                                                : std::min({plan_.n_blocks - 1, std::ssize(helpers),
+                                                            std::max(cores - 1, int64_t{1})});
             for (int64_t k = 0; k < n; ++k)
                 if (!helpers[static_cast<std::size_t>(k)].start(help, this)) break;
             make_blocks();

@@ -67,8 +67,14 @@ inline char* put_digits(char* at, uint64_t n) {
     return put_padded(at, n % kThousand);
 }
 
-char* put_any_number(char* at, std::integral auto value) {
-    constexpr int64_t kLarge = 1'000'000'000'000;
+// Below 0, or from a million on.
+char* put_far_number(char* at, std::integral auto value) {
+    constexpr int64_t kMany = 1'000'000'000, kLarge = 1'000'000'000'000;
+    if (value >= 0 && std::cmp_less(value, kMany)) {
+        const auto n = static_cast<unsigned>(value), thousands = n / kThousand;
+        at = kTexts.plain[thousands / kThousand].put(at);
+        return put_padded(put_padded(at, thousands % kThousand), n % kThousand);
+    }
     if (value >= 0 && std::cmp_less(value, kLarge))
         return put_digits(at, static_cast<uint64_t>(value));
     return std::to_chars(at, at + kNumberBytes, value).ptr;
@@ -78,7 +84,7 @@ char* put_any_number(char* at, std::integral auto value) {
 [[gnu::always_inline]] inline char* put_number(char* at, std::integral auto value) {
     if (value >= 0 && std::cmp_less(value, kThousand))
         return kTexts.plain[static_cast<unsigned>(value)].put(at);
-    if (value < 0 || !std::cmp_less(value, kThousand * kThousand)) return put_any_number(at, value);
+    if (value < 0 || !std::cmp_less(value, kThousand * kThousand)) return put_far_number(at, value);
     const auto n = static_cast<unsigned>(value);
     return put_padded(kTexts.plain[n / kThousand].put(at), n % kThousand);
 }
