@@ -353,6 +353,13 @@ std::string fault_of(const Preparation& preparation, const Options& options) {
     return {};
 }
 
+void tell_what_is_next(const Recipe& recipe, const std::string& folder) {
+    Output out("");
+    out.put(fmt::format("left in {}: {} and the files that it names{}\n", folder, kDirectives,
+                        recipe.model.empty() ? "; its model is to be filled in" : ""));
+    out.finish();
+}
+
 int run_prep(const Options& options) {
     if (options.makes_template) return make_template(options);
     if (options.output.empty()) throw Failure(kUsage, "-o DIR is needed: where the files go");
@@ -370,6 +377,7 @@ int run_prep(const Options& options) {
     out.finish();
     if (fault.empty()) {
         part.move_to_places(kDirectives);
+        tell_what_is_next(recipe, options.output);
         return kGood;
     }
     part.move_only(kRejected, kDirectives);

@@ -38,10 +38,11 @@ std::string name_of_folder(const RunFigures& figures) {
 
 Page run_page(const RunFigures& figures) {
     const auto& head = figures.run.run();
-    Page page{
-        .title = fmt::format("Run {}", name_of_folder(figures)),
-        .subtitle = fmt::format("KVE1 {}.{}, {}, in {}", head.version.view(), head.release.view(),
-                                head.RUN_DATE.view(), figures.run.path().string())};
+    const std::string folder = figures.run.path().string();
+    const bool is_here = folder == "." || folder == "./";  // which tells nobody anything
+    Page page{.title = fmt::format("Run {}", name_of_folder(figures)),
+              .subtitle = fmt::format("KVE1 {}.{}, {}{}", head.version.view(), head.release.view(),
+                                      head.RUN_DATE.view(), is_here ? "" : ", in " + folder)};
     for (const auto make :
          {message_section, analysis_section, trait_section, covariable_section, pair_section,
           level_section, covariance_section, pedigree_section, matrix_section, file_section}) {
