@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "kve/report/bins.h"
+#include "kve/report/level_figures.h"
 #include "kve/report/pattern_figures.h"
 #include "kve/report/words.h"
 #include "kve/shared/failure.h"
@@ -188,6 +189,76 @@ TEST(Report, ShowsTheNamesOfTheUser) {
         << notes_of(scratch, "changes");
     for (const char* file : {"nowhere", "data"})
         EXPECT_EQ(report(scratch, text(". --ids=%s", file)), 3) << scratch.read("words");
+}
+
+// Herds by their records, the first of equal ones first. Lists of one name are shown once where
+// they have the same levels with the same records; the third trait lacks a record.
+TEST(Report, FindsTheLargestLevelsAndListsThatAreAlike) {
+    constexpr int kHerds = 60;
+    Scratch scratch;
+    std::string data;
+    std::vector<std::pair<int, int>> herds;  // records, herd
+    for (int h = 1; h <= kHerds; ++h) {
+        herds.emplace_back(1 + h * 7 % 13, h);
+        for (int n = 0; n < herds.back().first; ++n)
+            data += text("%d %d 1 5 6 %d\n", h, h, h == 30 && n == 0 ? -9 : 7);
+    }
+    scratch.write("data", data);
+    const Outcome outcome = scratch.run(
+        "$ANALYSE 1 1 0 0\n$DATA ASCII (3,3,-9.0) data\n$VARIABLE\nHERD FARM SIRE Y1 Y2 "
+        "Y3\n$MODEL\n3\n"
+        "0\n0\n0\n1 0 3 1 2 3\n2 0 3 1 2 3\n3 0 3 1 2 3\n1 1\n1 1\n1 1\n0\n0\n0\n0\n$PRIOR\n1 1 1 "
+        "1\n"
+        "1 2 2 1\n1 3 3 1\n2 1 1 1\n2 2 2 1\n2 3 3 1\n");
+    ASSERT_EQ(outcome.status, 0) << outcome.listing;
+    const companion::RunFolder run(scratch.folder().string());
+    const std::vector<companion::LevelFigures> levels = companion::survey_levels(run);
+    std::vector<std::string> labels;
+    for (const companion::LevelFigures& figures : levels)
+        labels.push_back(json(figures.labels).dump());
+    EXPECT_EQ(json(labels), json({R"(["Y1:HERD","Y2:HERD"])", R"(["Y1:FARM","Y2:FARM"])",
+                                  R"(["Y3:HERD"])", R"(["Y3:FARM"])", R"(["1"])"}));
+    std::ranges::stable_sort(herds, std::greater<>(), &std::pair<int, int>::first);
+    ASSERT_EQ(levels[0].leaders.size(), 10U);
+    for (std::size_t n = 0; n < 10; ++n)
+        EXPECT_EQ(std::pair(levels[0].leaders[n].n_records, levels[0].leaders[n].identity),
+                  std::pair(int64_t{herds[n].first}, herds[n].second));
+    EXPECT_EQ(levels[0].singles, (std::vector<int32_t>{13, 26, 39, 52}));
+    EXPECT_EQ(levels[0].largest, 13);
+    EXPECT_EQ(levels[2].n_records + 1, levels[0].n_records);
+}
+
+TEST(Report, CountsTheElementsOfEachCell) {
+    Scratch scratch;
+    run_small(scratch);
+    struct Placed {
+        int row, column;
+        double value;
+    };
+    std::string elements;
+    for (const Placed& e : {Placed{1, 1, 2.0},
+                            {2, 1, 0.0},
+                            {2, 2, -1.0},
+                            {3, 4, 9.0},
+                            {9, 1, 9.0},
+                            {0, 0, 9.0},
+                            {5, 0, 9.0},
+                            {7, 7, 1.5}})
+        elements += framed(bytes_of(std::vector<int32_t>{e.column, e.row}) +
+                           bytes_of(std::vector<double>{e.value}));
+    scratch.write("AINV1", elements);
+    const companion::PatternFigures found = companion::survey_pattern(
+        companion::RunFolder(scratch.folder().string()), {"AINV1", companion::FileKind::matrix, 1});
+    EXPECT_EQ(std::tuple(found.n_read, found.n_outside, found.n_zeros, found.n_diagonals),
+              std::tuple(8, 4, 1, 3));
+    EXPECT_EQ(std::tuple(found.smallest, found.largest, found.at(1, 0), found.at(1, 1)),
+              std::tuple(-1.0, 2.0, 1, 1));
+    // The last of 44 cells has one level.
+    companion::PatternFigures wide{.file = "AINV1", .factor = 1};
+    wide.order = 130;
+    wide.levels_in_cell = 3;
+    EXPECT_EQ(std::tuple(wide.room(0, 0), wide.room(1, 0), wide.room(43, 0), wide.room(43, 43)),
+              std::tuple(6.0, 9.0, 3.0, 1.0));
 }
 
 // A sample from all over the file stands for a matrix of a main diagonal and an edge.

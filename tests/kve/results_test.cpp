@@ -354,6 +354,33 @@ TEST(Results, NumbersThatLeadNowhereAreRefused) {
     EXPECT_EQ(shown(scratch, "verify"), "");
 }
 
+// More columns than are put at once.
+TEST(Results, RecordsOfManyColumns) {
+    const Scratch scratch;
+    run(scratch, kAbsorbed);
+    for (const int n : {999, 1000, 1001, 2000, 2500}) {
+        std::string columns, table, first;
+        for (int c = 1; c <= n; ++c) {
+            columns += std::string(c > 1 ? "," : "") + (c % 3 == 0 ? "year" : "W");
+            first += std::string(c > 1 ? "," : "") + (c % 3 == 0 ? "2" : "0.5");
+        }
+        const std::string found = shown(scratch, "records", "--first 2 --columns " + columns);
+        EXPECT_TRUE(found.starts_with(columns + "\n")) << n;
+        EXPECT_TRUE(found.ends_with("\n" + first + "\n")) << n;
+        EXPECT_EQ(std::ranges::count(found, '\n'), 3) << n;
+    }
+}
+
+// A record that lacks the second of two absorbed effects has the levels of the others, and counts
+// for none of them; that of a trait which does not absorb it counts.
+TEST(Results, RecordsWithoutAnAbsorbedEffectDoNotCount) {
+    const Scratch scratch;
+    run(scratch, {kAbsorbed.directives,
+                  "1 0 2 2 1 1.5 2 1 10 11\n1 1 1 1 1 1 1 1 1 1\n2 2 2 3 4 1 2 1 4 12\n"});
+    EXPECT_NE(shown(scratch, "records", "--trait Y2").find("1,0,2,2"), std::string::npos)
+        << shown(scratch, "records", "--trait Y2");
+}
+
 // Long tables are made in blocks by several threads: lines come in their order, and what is wrong
 // with a record far down ends the table ahead of it.
 TEST(Results, LongTablesComeInOrder) {
