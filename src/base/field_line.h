@@ -71,9 +71,10 @@ class FieldLine {
     static char* write_digits(char* end, uint32_t number) {
         static constexpr auto kPairs = [] {
             std::array<char[2], 100> pairs{};
-            for (int k = 0; k < 100; ++k) {
-                pairs[k][0] = static_cast<char>('0' + k / 10);
-                pairs[k][1] = static_cast<char>('0' + k % 10);
+            int tens_and_ones = 0;
+            for (char(&pair)[2] : pairs) {
+                pair[0] = static_cast<char>('0' + tens_and_ones / 10);
+                pair[1] = static_cast<char>('0' + tens_and_ones++ % 10);
             }
             return pairs;
         }();

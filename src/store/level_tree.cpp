@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <numeric>
 
 #include "listing/stop.h"
 
@@ -94,93 +96,120 @@ void enter_few_arrivals(Forest& f, const Subtree& tree) {
     walk_tree(f, top.number, tree.place);
 }
 
+constexpr uint32_t kBuckets = 1U << kStepBits;
+
 // The uppermost nodes of a subtree: node 1 is its top, nodes 2n and 2n + 1 are the children of node
 // n. An arrival takes the first free node of its road.
 struct Crown {
-    int32_t number[1 << kStepBits];
+    int32_t number[kBuckets];
 
     Crown() { std::fill(std::begin(number), std::end(number), kNone); }
-
-    // The node at the end of a road, which is taken when all nodes before it are. `bits` are those
-    // of the key, the lowest first.
-    static uint32_t last_node(uint32_t bits) {
-        uint32_t node = 1;
-        for (int k = 0; k < kStepBits - 1; ++k) node = 2 * node + (bits >> k & 1U);
-        return node;
-    }
 };
 
-// Where the walk comes to the nodes of a crown and, numbered on from them, to the buckets below.
-struct CrownPlaces {
-    int32_t place[2 << kStepBits];
+// The node at the end of each road, which is taken when all nodes before it are. A road has the
+// bits of a key, the lowest first.
+constexpr auto kLastNodes = [] {
+    std::array<uint32_t, kBuckets> nodes{};
+    for (uint32_t bits = 0; bits < kBuckets; ++bits) {
+        nodes[bits] = 1;
+        for (int k = 0; k < kStepBits - 1; ++k) nodes[bits] = 2 * nodes[bits] + (bits >> k & 1U);
+    }
+    return nodes;
+}();
 
-    // `arrivals` has those of the buckets; those below each node are filled in.
-    CrownPlaces(const Crown& crown, int32_t first, int32_t (&arrivals)[2 << kStepBits]) {
-        constexpr int kNodes = 1 << kStepBits;
-        for (int node = kNodes - 1; node > 0; --node)
-            arrivals[node] =
-                (crown.number[node] != kNone ? 1 : 0) + arrivals[2 * node] + arrivals[2 * node + 1];
-        place[1] = first;
-        for (int node = 1; node < kNodes; ++node) {
+// Buckets are numbered on from the nodes: below the last node of their road.
+uint32_t node_of_bucket(uint32_t bits) { return 2 * kLastNodes[bits] + (bits >> (kStepBits - 1)); }
+
+// A step under way: the arrivals of a subtree that find no place in its crown go into buckets by
+// the bits of the step.
+struct Step {
+    const Subtree& tree;
+    Crown crown{};
+    int32_t size[kBuckets] = {};  // of the buckets
+    int32_t kept = tree.begin;    // behind the arrivals that are in them
+
+    uint32_t bits_of(const Arrival& arrival) const {
+        return arrival.key >> tree.bit & (kBuckets - 1);
+    }
+    int32_t last_on_road(uint32_t bits) const { return crown.number[kLastNodes[bits]]; }
+};
+
+// Where the walk comes to the nodes of a crown and to the buckets below.
+struct CrownPlaces {
+    int32_t place[2 * kBuckets];
+
+    explicit CrownPlaces(const Step& step) {
+        int32_t arrivals[2 * kBuckets];  // at a node and below it
+        for (uint32_t bits = 0; bits < kBuckets; ++bits)
+            arrivals[node_of_bucket(bits)] = step.size[bits];
+        for (std::size_t node = kBuckets - 1; node > 0; --node)
+            arrivals[node] = (step.crown.number[node] != kNone ? 1 : 0) + arrivals[2 * node] +
+                             arrivals[2 * node + 1];
+        place[1] = step.tree.place;
+        for (std::size_t node = 1; node < kBuckets; ++node) {
             place[2 * node + 1] = place[node] + 1;
             place[2 * node] = place[node] + 1 + arrivals[2 * node + 1];
         }
     }
 };
 
-// Takes a step: the arrivals that find a place in the crown are linked, and the others follow each
-// other in buckets by the bits of the step. The subtrees that the buckets are go to `below`.
-template <class Push>
-void take_step(Forest& f, const Subtree& tree, const Push& below) {
-    constexpr uint32_t kBuckets = 1U << kStepBits;
-    static const auto last_node = [] {
-        std::array<uint32_t, kBuckets> all;
-        for (uint32_t bits = 0; bits < kBuckets; ++bits) all[bits] = Crown::last_node(bits);
-        return all;
-    }();
-    Crown crown;
-    int32_t size[kBuckets] = {};
-    int32_t kept = tree.begin;
-    for (int32_t k = tree.begin; k < tree.end; ++k) {
+void link_in_crown(Forest& f, Step& step, const Arrival& arrival) {
+    const uint32_t bits = step.bits_of(arrival);
+    uint32_t node = 1;
+    int depth = 0;
+    int32_t parent = step.tree.parent;
+    for (; step.crown.number[node] != kNone; ++depth) {
+        parent = step.crown.number[node];
+        node = 2 * node + (bits >> depth & 1U);
+    }
+    step.crown.number[node] = arrival.number;
+    const int bit = step.tree.bit + depth;
+    link_child(f, parent, bit > 0 && bit_of(arrival.key, bit - 1), arrival.number);
+}
+
+// Links the arrivals that find a place in the crown, and counts the others.
+void fill_crown(Forest& f, Step& step) {
+    for (int32_t k = step.tree.begin; k < step.tree.end; ++k) {
         const Arrival arrival = f.arrivals(k);
-        const uint32_t bits = arrival.key >> tree.bit & (kBuckets - 1);
-        if (crown.number[last_node[bits]] != kNone) {
-            ++size[bits];
-            f.arrivals(kept++) = arrival;
+        const uint32_t bits = step.bits_of(arrival);
+        if (step.last_on_road(bits) == kNone) {
+            link_in_crown(f, step, arrival);
             continue;
         }
-        uint32_t node = 1;
-        int depth = 0;
-        int32_t parent = tree.parent;
-        for (; crown.number[node] != kNone; ++depth) {
-            parent = crown.number[node];
-            node = 2 * node + (bits >> depth & 1U);
-        }
-        crown.number[node] = arrival.number;
-        const int bit = tree.bit + depth;
-        link_child(f, parent, bit > 0 && bit_of(arrival.key, bit - 1), arrival.number);
+        ++step.size[bits];
+        f.arrivals(step.kept++) = arrival;
     }
-    const auto bucket_node = [&](uint32_t b) { return 2 * last_node[b] + (b >> (kStepBits - 1)); };
-    int32_t arrivals[2 * kBuckets];
-    for (uint32_t b = 0; b < kBuckets; ++b) arrivals[bucket_node(b)] = size[b];
-    const CrownPlaces in_walk(crown, tree.place, arrivals);
-    for (uint32_t node = 1; node < kBuckets; ++node)
-        if (crown.number[node] != kNone) f.walk(in_walk.place[node]) = crown.number[node];
+}
+
+// The arrivals of a bucket follow each other, in the order in which they came.
+void fill_buckets(Forest& f, const Step& step) {
     int32_t place[kBuckets];
-    int32_t behind = tree.begin;
-    for (uint32_t b = 0; b < kBuckets; ++b) {
-        place[b] = behind;
-        if (size[b] > 0)
-            below(Subtree{behind, behind + size[b], crown.number[last_node[b]],
-                          in_walk.place[bucket_node(b)], tree.bit + kStepBits});
-        behind += size[b];
-    }
-    for (int32_t k = tree.begin; k < kept; ++k) {
+    std::exclusive_scan(std::begin(step.size), std::end(step.size), place, step.tree.begin);
+    for (int32_t k = step.tree.begin; k < step.kept; ++k) {
         const Arrival arrival = f.arrivals(k);
-        f.sorted(place[arrival.key >> tree.bit & (kBuckets - 1)]++) = arrival;
+        f.sorted(place[step.bits_of(arrival)]++) = arrival;
     }
-    std::copy(f.sorted.begin() + tree.begin, f.sorted.begin() + kept,
-              f.arrivals.begin() + tree.begin);
+    std::copy(f.sorted.begin() + step.tree.begin, f.sorted.begin() + step.kept,
+              f.arrivals.begin() + step.tree.begin);
+}
+
+// Takes a step. The subtrees that the buckets are go to `below`.
+template <class Push>
+void take_step(Forest& f, const Subtree& tree, const Push& below) {
+    Step step{.tree = tree};
+    fill_crown(f, step);
+    const CrownPlaces in_walk(step);
+    for (uint32_t node = 1; node < kBuckets; ++node)
+        if (step.crown.number[node] != kNone) f.walk(in_walk.place[node]) = step.crown.number[node];
+    fill_buckets(f, step);
+    int32_t begin = tree.begin;
+    for (uint32_t bits = 0; bits < kBuckets; ++bits) {
+        const int32_t end = begin + step.size[bits];
+        if (end > begin)
+            below(Subtree{begin, end, step.last_on_road(bits), in_walk.place[node_of_bucket(bits)],
+                          tree.bit + kStepBits});
+        begin = end;
+    }
 }
 
 void link_arrivals(Forest& f) {
