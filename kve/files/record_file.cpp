@@ -72,7 +72,6 @@ RecordFile::RecordFile(const fs::path& folder, const std::string& name)
         throw Failure(kUnreadable, fmt::format("{}: {}", path_, std::strerror(error)));
 }
 
-// NOLINTNEXTLINE(bugprone-easily-swappable-parameters)
 RecordFile::RecordFile(const fs::path& folder, const std::string& name, int descriptor,
                        int64_t n_read)
     : name_(name),

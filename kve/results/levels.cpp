@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -66,8 +65,9 @@ class Inbreeding {
         constexpr std::string_view kOne = "        1.";
         const std::string_view decimals = diagonal.substr(kOne.size());
         if (diagonal.starts_with(kOne) && std::ranges::all_of(decimals, is_digit)) {
-            std::memcpy(at, "0.", 2);
-            return decimals.copy(at + 2, decimals.size()) + at + 2;
+            *at++ = '0';
+            *at++ = '.';
+            return at + decimals.copy(at, decimals.size());
         }
         double value = 0.0;
         if (!read_field(diagonal, value)) refuse(k, "not a line of an animal");
