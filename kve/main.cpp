@@ -56,6 +56,7 @@ std::vector<NamedCommand> add_commands(CLI::App& app) {
 
 int refuse_command(const std::string& name, const std::vector<NamedCommand>& commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const NamedCommand& command : commands) names.push_back(command.parser->get_name());
     const std::string similar = most_similar(name, names);
     fmt::print(
@@ -76,7 +77,7 @@ int show_help(const CLI::App& app, const std::vector<NamedCommand>& commands,
 
 // What is wrong with the command line, in words that name what stands there.
 std::string fault_of(const CLI::ParseError& error, const CLI::App& parser) {
-    const std::string words = error.what(), conversion = "Could not convert: ";
+    std::string words = error.what(), conversion = "Could not convert: ";
     if (words.starts_with(conversion))
         return words.substr(conversion.size()) + " cannot be read as a value";
     if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) return words;

@@ -129,7 +129,7 @@ bool is_of_another_run(const std::filesystem::path& file, const RunFolder& run) 
 std::filesystem::path find_listing(const RunFolder& run) {
     std::error_code ignored;
     for (const char* name : {"listing", "KVE1.lst", "listing.txt", "listing.out", "KVE1.out"})
-        if (const std::filesystem::path file = run.path() / name;
+        if (std::filesystem::path file = run.path() / name;
             std::filesystem::is_regular_file(file, ignored) && !is_of_another_run(file, run))
             return file;
     return {};

@@ -81,6 +81,7 @@ class CodeCheck {
     // Each animal is there once, and so is each parent that is known.
     void check_identities(const CodeList& list, const std::vector<Code>& animals) {
         std::vector<int32_t> all;
+        all.reserve(animals.size());
         for (const Code& code : animals) all.push_back(code.identity);
         std::ranges::sort(all);
         for (std::size_t n = 1; n < all.size(); ++n)

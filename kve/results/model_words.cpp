@@ -52,24 +52,37 @@ std::string regressions_of(const Model& m) {
     return fmt::format("{}", fmt::join(all, ", "));
 }
 
+namespace {
+
+// The places of the lower triangle that are marked.
+std::string marked(const Matrix<logical4>& marks, int32_t order) {
+    std::string places;
+    for (int32_t i = 1; marks.size() > 0 && i <= order; ++i)
+        for (int32_t j = 1; j <= i; ++j)
+            if (marks(i, j)) places += fmt::format(" ({},{})", i, j);
+    return places;
+}
+
+std::string marked(const Vec<logical4>& marks) {
+    std::string places;
+    for (int32_t i = 1; i <= marks.size(); ++i)
+        if (marks(i)) places += fmt::format(" {}", i);
+    return places;
+}
+
+}  // namespace
+
 std::string restrictions_of(const RMatrix& r) {
     std::vector<std::string> all;
-    const auto add_elements = [&](const char* what, const Matrix<logical4>& marks) {
-        std::string places;
-        for (int32_t i = 1; i <= std::min(r.rank, static_cast<int32_t>(marks.rows())); ++i)
-            for (int32_t j = 1; j <= i; ++j)
-                if (marks(i, j)) places += fmt::format(" ({},{})", i, j);
+    const auto add = [&](const char* what, const std::string& places) {
         if (!places.empty()) all.push_back(what + places);
     };
-    add_elements("fixed", r.l_cv_rest);
-    add_elements("fixed correlation", r.l_cor_rest);
-    add_elements("zero", r.l_rcov_zero);
-    std::string rows;
-    for (int32_t i = 1; r.l_vratio_mat_rest && i <= r.l_vratio_elem.size(); ++i)
-        if (r.l_vratio_elem(i)) rows += fmt::format(" {}", i);
-    if (!rows.empty()) all.push_back("ratio of variances in row" + rows);
-    if (r.l_vratio_nom) all.push_back("in the numerator of the ratio");
-    if (r.l_vratio_denon) all.push_back("in the denominator of the ratio");
+    add("fixed", marked(r.l_cv_rest, r.rank));
+    add("fixed correlation", marked(r.l_cor_rest, r.rank));
+    add("zero", marked(r.l_rcov_zero, r.rank));
+    if (r.l_vratio_mat_rest) add("ratio of variances in row", marked(r.l_vratio_elem));
+    if (r.l_vratio_nom) all.emplace_back("in the numerator of the ratio");
+    if (r.l_vratio_denon) all.emplace_back("in the denominator of the ratio");
     return fmt::format("{}", fmt::join(all, ", "));
 }
 
