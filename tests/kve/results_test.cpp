@@ -312,6 +312,26 @@ TEST(Results, NumbersThatLeadNowhereAreRefused) {
          "",
          "CODE_TABLE: factor MILK:HERD (HERD), level 2: 2 observations, and RCDATA_I has 1\nstatus "
          "1\n"},
+        // Cows with 52 bytes.
+        {"CODE_TABLE",
+         64 + 60 + 8,
+         {1},
+         "verify",
+         "",
+         "CODE_TABLE: factor 1 (COW): two entries of 1\n"
+         "CODE_TABLE: factor 1 (COW), entry 3: its parent 2 has no entry\nstatus 1\n"},
+        {"CODE_TABLE",
+         64 + 2 * 60 + 24,
+         {77},
+         "verify",
+         "",
+         "CODE_TABLE: factor 1 (COW), entry 3: its parent 77 has no entry\nstatus 1\n"},
+        {"CODE_TABLE",
+         64 + 60 + 16,
+         {1},
+         "verify",
+         "",
+         "CODE_TABLE: factor 1 (COW), entry 2: has level 1, and so has another\nstatus 1\n"},
         {"CODE_TABLE",
          16,
          {3},
@@ -352,6 +372,12 @@ TEST(Results, NumbersThatLeadNowhereAreRefused) {
     longer("INBREED", "\n", "verify",
            "INBREED: 9 lines, and the pedigrees have 8 animals\nstatus 1\n");
     EXPECT_EQ(shown(scratch, "verify"), "");
+    // The other files are looked at, whatever has become of the code table.
+    std::filesystem::remove(scratch.folder() / "CODE_TABLE");
+    scratch.write("RCDATA_R", scratch.read("RCDATA_R").substr(1));
+    EXPECT_EQ(shown(scratch, "verify"),
+              "CODE_TABLE: No such file or directory\n"
+              "RCDATA_R: record 1: cut, or the file is no file of records\nstatus 1\n");
 }
 
 // More columns than are put at once.
