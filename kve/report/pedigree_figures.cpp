@@ -93,11 +93,9 @@ std::string why_without_inbreeding(const Pedigree& pedigree) {
     const double visits = estimate_visits(pedigree), minutes = visits / kVisitsInAMinute;
     if (visits <= std::max(kMostVisits, kMostOfAnAnimal * pedigree.size())) return {};
     return fmt::format(
-        "Inbreeding and what comes of it, rates, effective sizes and founder genomes, are left "
-        "out: "
-        "each sire and his mates have so many ancestors here that it would take {}. With "
-        "--inbreeding "
-        "kve report finds it all the same.",
+        "Inbreeding and what comes of it (rates, effective sizes, founder genomes) is left out: "
+        "each sire and his mates have so many ancestors here that it would take {}. "
+        "With --inbreeding kve report finds it all the same.",
         minutes < 1.5 ? "about a minute" : fmt::format("about {:.0f} minutes", minutes));
 }
 

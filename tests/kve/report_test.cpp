@@ -146,8 +146,8 @@ TEST(Report, LeavesOutWhatWouldTakeLong) {
     run_small(scratch, {.method = "2", .pedigree_end = line});
     ASSERT_EQ(report(scratch, "."), 0) << scratch.read("words");
     const std::string words =
-        "COW: Inbreeding and what comes of it, rates, effective sizes and "
-        "founder genomes, are left out: ";
+        "COW: Inbreeding and what comes of it (rates, effective sizes, founder genomes) is left "
+        "out: ";
     EXPECT_NE(scratch.read("words").find(words), std::string::npos) << scratch.read("words");
     EXPECT_NE(notes_of(scratch, "pedigree").find(words), std::string::npos);
     const json section = section_of(scratch, "pedigree");
