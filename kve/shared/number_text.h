@@ -89,7 +89,7 @@ char* put_far_number(char* at, std::integral auto value) {
     return put_padded(kTexts.plain[n / kThousand].put(at), n % kThousand);
 }
 
-// The same for a float that is no integer number of thousandths.
+// For put_decimal: a number below 100 with four digits behind the point; null for any other.
 inline char* put_fourth_decimal(char* at, float size) {
     constexpr unsigned kTen = 10;
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): what rounds to another number is refused.
